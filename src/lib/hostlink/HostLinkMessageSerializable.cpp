@@ -1,0 +1,3 @@
+#include "HostLinkMessageSerializable.h"
+
+HostLinkMessageSerializable::~HostLinkMessageSerializable() = default;

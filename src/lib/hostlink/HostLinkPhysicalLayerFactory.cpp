@@ -1,0 +1,33 @@
+// The one place that knows every link by name.
+#include <cstring>
+
+#include "HostLinkPhysicalLayer.h"
+#include "physicalLayers/DummyPhysicalLayer.h"
+#include "physicalLayers/UartPhysicalLayer.h"
+
+namespace {
+
+template <typename Link>
+HostLinkPhysicalLayer* make(const HostLinkPhysicalLayer::Properties& properties) {
+    return new Link(properties);
+}
+
+struct NamedLink {
+    const char* name;
+    HostLinkPhysicalLayer* (*make)(const HostLinkPhysicalLayer::Properties&);
+};
+
+constexpr NamedLink links[] = {
+    {"dummy", make<DummyPhysicalLayer>},
+    {"uart", make<UartPhysicalLayer>},
+};
+
+} // namespace
+
+HostLinkPhysicalLayer* HostLinkPhysicalLayer::create(const char* name, const Properties& properties) {
+    if (name == nullptr) return nullptr;
+    for (const NamedLink& link : links) {
+        if (std::strcmp(name, link.name) == 0) return link.make(properties);
+    }
+    return nullptr;
+}

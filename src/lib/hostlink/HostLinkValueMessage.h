@@ -1,0 +1,74 @@
+/// @file
+/// Messages whose items are tagged values.
+#pragma once
+
+#include <string>
+
+#include "HostLinkMessageSerializable.h"
+#include "MessageStore.h"
+
+/// Builds and reads a message with a variant body: items of a 16-bit tag, an encoding and a value.
+///
+/// An ordinary value, owned by one thread at a time; const operations do not change it. Validity is decided at
+/// construction and never changes. An append that fails (invalid message, 255 items, no room left in a message of 64 KiB)
+/// has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The `bool*` of a getter is
+/// always written and must not be null.
+class HOSTLINK_EXPORT HostLinkValueMessage : public HostLinkMessageSerializable {
+public:
+    /// An empty message; invalid when the id is out of range or has a list body.
+    explicit HostLinkValueMessage(MessageId id);
+    /// A message read from bytes, which are copied; invalid when they do not verify.
+    explicit HostLinkValueMessage(const ByteArray& message);
+
+    HostLinkValueMessage& addValueUint8(unsigned short tag, unsigned char value);
+    HostLinkValueMessage& addValueUint16(unsigned short tag, unsigned short value);
+    HostLinkValueMessage& addValueUint32(unsigned short tag, unsigned int value);
+    HostLinkValueMessage& addValueUint64(unsigned short tag, unsigned long value);
+    HostLinkValueMessage& addValueInt8(unsigned short tag, signed char value);
+    HostLinkValueMessage& addValueInt16(unsigned short tag, short value);
+    HostLinkValueMessage& addValueInt32(unsigned short tag, int value);
+    HostLinkValueMessage& addValueInt64(unsigned short tag, long value);
+    HostLinkValueMessage& addValueNil(unsigned short tag);
+    /// Appends binary data; its size is taken as 16 bits.
+    HostLinkValueMessage& addValueBin16(unsigned short tag, ByteArray value);
+    /// Appends the string's characters as binary data, without a terminating zero.
+    HostLinkValueMessage& addValueString(unsigned short tag, std::string value);
+
+    /// Tag of an item. `ok`: the item exists and can be read.
+    unsigned short getTag(int index, bool* ok) const;
+    /// Encoding of an item. `ok`: the item exists and can be read.
+    Encoding getEnc(int index, bool* ok) const;
+
+    /// Value of an item. `ok`: the item can be read and has exactly this encoding; otherwise the value is 0.
+    unsigned char getUint8(int index, bool* ok) const;
+    unsigned short getUint16(int index, bool* ok) const;
+    unsigned int getUint32(int index, bool* ok) const;
+    unsigned long getUint64(int index, bool* ok) const;
+    signed char getInt8(int index, bool* ok) const;
+    short getInt16(int index, bool* ok) const;
+    int getInt32(int index, bool* ok) const;
+    long getInt64(int index, bool* ok) const;
+    /// True, here and in `ok`, when the item can be read and is "Nil".
+    bool getNil(int index, bool* ok) const;
+    /// Copy of binary data; empty when `ok` is false.
+    ByteArray getBin16(int index, bool* ok) const;
+    /// Binary data as a string, embedded zero bytes kept; empty when `ok` is false.
+    std::string getString(int index, bool* ok) const;
+
+    /// Number of items; 0 when the message is not valid.
+    int size() const;
+    bool isValid() const;
+    /// Grows the store by 2·n zero bytes; a negative n shrinks it by 2·|n|, at most to nothing.
+    void resize(int n);
+    /// The message bytes, also of a message that is not valid.
+    ByteArray serialize() const override;
+
+private:
+    template <typename T> HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
+    template <typename T> T getFixed(int index, bool* ok, Encoding encoding) const;
+    HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
+    bool readItem(int index, HostLinkVariant* item) const;
+
+    MessageStore store;
+    bool valid;
+};

@@ -1,0 +1,31 @@
+#include "DummyPhysicalLayer.h"
+
+#include "../Trace.h"
+
+namespace {
+
+constexpr auto scope = "HostLinkPhysicalLayer";
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+
+} // namespace
+
+DummyPhysicalLayer::DummyPhysicalLayer(const Properties& properties) : HostLinkPhysicalLayer(properties) {}
+
+bool DummyPhysicalLayer::init() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+    return true;
+}
+
+void DummyPhysicalLayer::shutdown() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+}
+
+int DummyPhysicalLayer::nextFrameId() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+    return 0;
+}
+
+WriteDataResponse DummyPhysicalLayer::writeData(const ByteArray& packet) {
+    HOSTLINK_TRACE_ENTER(logger, scope, packet.size());
+    return Error;
+}

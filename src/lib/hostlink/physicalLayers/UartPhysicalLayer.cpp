@@ -1,0 +1,248 @@
+#include "UartPhysicalLayer.h"
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <string>
+#include <system_error>
+
+#include "../CallGate.h"
+#include "../HostLinkPacket.h"
+#include "../HostLinkRspFrame.h"
+#include "../Trace.h"
+#include "SharedUart.h"
+#include "UartStream.h"
+
+// Threads
+//
+//   writer (application thread)                     reader thread (readFromUartLoop)
+//   writeData > writePacket                         Uart::read > UartStream > handleIncomingPacket
+//     writeMutex: Uart::write(packet)                 response: responseMutex: store, notify  ----+
+//     responseMutex: wait for the response  <-----------------------------------------------------+
+//       until ackTimeoutMs have passed                message: writeMutex: Uart::write(ack), then the observers
+//
+// No lock is held while an observer runs or while a writer holds the wire. Stopping, in the destructor: the port is
+// detached and destroyed (SharedUart), which ends the pending read with an error; the reader leaves its loop and wakes
+// a waiting writer with an empty response; the reader is joined; writers still inside are waited for.
+
+namespace {
+
+constexpr auto scope = "HostLinkPhysicalLayer";
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+
+std::string lowerCased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+WriteDataResponse toWriteDataResponse(AcknowledgeType type) {
+    switch (type) {
+    case AcknowledgeType::Ack: return Accepted;
+    case AcknowledgeType::Nack: return Rejected;
+    case AcknowledgeType::AckNack: return Error;
+    case AcknowledgeType::None: break;
+    }
+    return NoResponse;
+}
+
+} // namespace
+
+UartPhysicalLayer::UartPhysicalLayer(const Properties& linkProperties)
+    : HostLinkPhysicalLayer(linkProperties), properties(linkProperties), uart(std::make_unique<SharedUart>()),
+      writers(std::make_unique<CallGate>()) {}
+
+UartPhysicalLayer::~UartPhysicalLayer() {
+    uart->destroy();
+    readThread.join();
+    storeResponse({}); // the reader may have ended long ago: whoever still waits for a response is waked here
+    writers->closeAndWait();
+}
+
+bool UartPhysicalLayer::init() {
+    if (!properties.contains(DevicePath) || !properties.contains(UartBaudRate) ||
+        !properties.contains(UartResponseTimeout)) {
+        LOG4CPLUS_ERROR(logger, "Some of UART attributes not defined");
+        return false;
+    }
+    ackTimeoutMs = properties.getInt(UartResponseTimeout);
+    if (!openPort() || !startReader()) return false;
+    LOG4CPLUS_INFO(logger,
+                   "UART hostlink physical communication started on path : " << properties.getString(DevicePath));
+    return true;
+}
+
+bool UartPhysicalLayer::openPort() {
+    const std::string parity =
+        properties.contains(UartParity) ? lowerCased(properties.getString(UartParity)) : std::string("none");
+    uart->set(std::make_unique<Uart>(properties.getString(DevicePath), properties.getInt(UartBaudRate),
+                                     properties.getInt(UartOptions), parity, true));
+    if (SharedUart::Use(*uart)->init()) return true;
+    uart->destroy();
+    LOG4CPLUS_ERROR(logger, "Failed to initialize uart");
+    return false;
+}
+
+bool UartPhysicalLayer::startReader() {
+    try {
+        readThread = std::thread([this] {
+            LOG4CPLUS_DEBUG(logger, "Started read thread");
+            readFromUartLoop();
+        });
+    } catch (const std::system_error& failure) {
+        uart->destroy();
+        LOG4CPLUS_ERROR(logger, "Failed to start the uart read thread: " << failure.what());
+        return false;
+    }
+    return true;
+}
+
+void UartPhysicalLayer::shutdown() {}
+
+int UartPhysicalLayer::nextFrameId() {
+    return frameId.fetch_add(1);
+}
+
+bool UartPhysicalLayer::uartOk() const {
+    return uart->isPresent();
+}
+
+ByteArray UartPhysicalLayer::readPacket(int size, bool* error) {
+    const SharedUart::Use port(*uart);
+    if (!port) {
+        LOG4CPLUS_ERROR(logger, "Reading packet failed because the uart initialisation failed!");
+        *error = true;
+        return {};
+    }
+    ByteArray bytes = port->read(static_cast<unsigned long>(size), error);
+    if (!*error) LOG4CPLUS_TRACE(logger, "Number of bytes read to UART: " << bytes.size());
+    return bytes;
+}
+
+void UartPhysicalLayer::readFromUartLoop() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+    UartStream stream;
+    for (bool error = false; !error;) {
+        const UartStream::Step step = stream.next();
+        switch (step.event) {
+        case UartStream::Event::NeedBytes: {
+            const ByteArray bytes = readPacket(step.count, &error);
+            if (!error) stream.append(bytes);
+            break;
+        }
+        case UartStream::Event::NoStart: LOG4CPLUS_WARN(logger, "Received data without packet start"); break;
+        case UartStream::Event::Skipped:
+            LOG4CPLUS_WARN(logger, "Removing " << step.count << "bytes from start after SOP found");
+            break;
+        case UartStream::Event::BadPacket:
+            LOG4CPLUS_WARN(logger, "Error  " << step.code << " reading packet");
+            [[fallthrough]];
+        case UartStream::Event::Packet:
+            LOG4CPLUS_TRACE(logger, "Received full packet");
+            printBuffer(step.packet, "Received data from uart:");
+            handleIncomingPacket(step.packet, step.event == UartStream::Event::Packet);
+            break;
+        }
+    }
+    LOG4CPLUS_INFO(logger, "Stopping reading thread");
+    storeResponse({});
+    HOSTLINK_TRACE_LEAVE(logger, scope, "");
+}
+
+void UartPhysicalLayer::storeResponse(const ByteArray& packet) {
+    const std::lock_guard lock(responseMutex);
+    response = packet;
+    responseReceived = true;
+    responseCondition.notify_all();
+}
+
+void UartPhysicalLayer::handleIncomingPacket(const ByteArray& packet, bool valid) {
+    if (!valid) {
+        LOG4CPLUS_ERROR(logger, "Invalid message received");
+        sendAckPacket(AcknowledgeType::Nack);
+        return;
+    }
+    const int type = HostLinkPacket::frameType(packet, nullptr);
+    if (type == FRT_Response) {
+        storeResponse(packet);
+    } else if (type == FRT_Message) {
+        LOG4CPLUS_TRACE(logger, "Received message, emitting data rec signal");
+        sendAckPacket(AcknowledgeType::Ack);
+        notifyObservers(packet);
+    } else {
+        LOG4CPLUS_ERROR(logger, "Unsupported incoming message: " << type);
+        sendAckPacket(AcknowledgeType::Nack);
+    }
+}
+
+bool UartPhysicalLayer::sendAckPacket(AcknowledgeType type) {
+    const SharedUart::Use port(*uart);
+    if (!port) {
+        LOG4CPLUS_ERROR(logger, "sending of Ack packet failed because the uart initialisation failed!");
+        return false;
+    }
+    {
+        const std::lock_guard lock(writeMutex);
+        const ByteArray frame = HostLinkRspFrame::create(static_cast<unsigned char>(nextFrameId()), type);
+        if (!port->write(frame)) {
+            LOG4CPLUS_ERROR(logger, "uart write failed");
+            return false;
+        }
+    }
+    LOG4CPLUS_TRACE(logger, "Send Ack packet: type " << static_cast<int>(type));
+    return true;
+}
+
+ByteArray UartPhysicalLayer::writePacket(const ByteArray& packet) {
+    const CallGate::Pass pass(*writers);
+    responseReceived = false;
+    HOSTLINK_TRACE_ENTER(logger, scope, "writing packet of size " << packet.size());
+    {
+        const SharedUart::Use port(*uart);
+        if (!port) {
+            LOG4CPLUS_ERROR(logger, "Writing packet failed because the uart initialisation failed!");
+            return {};
+        }
+        printBuffer(packet, "Writing data to uart:");
+        const std::lock_guard lock(writeMutex);
+        if (!port->write(packet)) {
+            LOG4CPLUS_ERROR(logger, "Uart write failed");
+            return {};
+        }
+    }
+    return awaitResponse();
+}
+
+ByteArray UartPhysicalLayer::awaitResponse() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ackTimeoutMs);
+    ByteArray answer;
+    {
+        std::unique_lock lock(responseMutex);
+        responseCondition.wait_until(lock, deadline, [this] { return responseReceived.load(); });
+        answer.swap(response);
+        responseReceived = false;
+    }
+    if (answer.empty()) LOG4CPLUS_ERROR(logger, "Empty response from host");
+    return answer;
+}
+
+WriteDataResponse UartPhysicalLayer::writeData(const ByteArray& packet) {
+    const CallGate::Pass pass(*writers);
+    HOSTLINK_TRACE_ENTER(logger, scope, "len " << packet.size());
+    if (packet.empty()) return Accepted;
+    const ByteArray answer = writePacket(packet);
+    if (answer.empty()) {
+        LOG4CPLUS_ERROR(logger, "Error uart bus master recv (ack)");
+        return NoResponse;
+    }
+    bool ok = false;
+    const int type = HostLinkPacket::frameType(answer, &ok);
+    if (type != FRT_Response || !ok) {
+        LOG4CPLUS_ERROR(logger, "Expected ack, got something else: " << type << " valid: "
+                                                                     << HostLinkPacket::verify(answer));
+        return NoResponse;
+    }
+    const AcknowledgeType ack = HostLinkRspFrame::parse(answer, &ok);
+    LOG4CPLUS_TRACE(logger, "Received: " << static_cast<int>(ack));
+    return toWriteDataResponse(ack);
+}
