@@ -1,0 +1,63 @@
+# The commands of the project. Each works alone on a fresh Debian 12 machine and installs what it lacks.
+#
+#   make demo            build, then hold a conversation with a simulated host     LINK=uart|i2c|spi
+#   make test            build and run all tests
+#   make test-asan       the same under AddressSanitizer and UndefinedBehaviorSanitizer
+#   make test-tsan       the same under ThreadSanitizer
+#   make test-clang      the same with clang++
+#   make lint            formatting, include rules, static analysis
+#   make docs            the reference as HTML in build/docs
+#   make install         PREFIX=/usr/local DESTDIR=
+#   make clean           removes build/
+
+LINK ?= uart
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc)
+CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
+
+.PHONY: demo test test-asan test-tsan test-clang lint format docs install clean
+
+demo:
+	scripts/install-packages.sh build
+	scripts/build.sh release
+	scripts/demo.sh build/release $(LINK)
+
+test:
+	scripts/install-packages.sh build test
+	scripts/build.sh release
+	$(CTEST) --preset release
+
+test-asan:
+	scripts/install-packages.sh build test
+	scripts/build.sh dev
+	$(CTEST) --preset dev
+
+test-tsan:
+	scripts/install-packages.sh build test
+	scripts/build.sh tsan
+	$(CTEST) --preset tsan
+
+test-clang:
+	scripts/install-packages.sh build test clang
+	scripts/build.sh clang
+	$(CTEST) --preset clang
+
+lint:
+	scripts/install-packages.sh build test lint
+	scripts/lint.sh
+
+format:
+	scripts/install-packages.sh lint
+	scripts/sources.sh | xargs clang-format -i
+
+docs:
+	scripts/install-packages.sh docs
+	scripts/docs.sh
+
+install:
+	scripts/install-packages.sh build
+	scripts/build.sh release
+	DESTDIR=$(DESTDIR) cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	rm -rf build

@@ -1,0 +1,39 @@
+#!/bin/sh
+# install-packages.sh GROUP...: installs the Debian packages that a step needs and that are not there yet.
+# Root installs directly, anybody else through sudo where there is one.
+set -eu
+
+packages=
+for group in "$@"; do
+    case $group in
+    build) packages="$packages g++ cmake ninja-build pkg-config liblog4cplus-dev libcli11-dev libfuse3-dev fuse3" ;;
+    test) packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3" ;;
+    clang) packages="$packages clang libclang-rt-14-dev" ;;
+    lint) packages="$packages clang clang-format clang-tidy cppcheck python3 git" ;;
+    docs) packages="$packages doxygen graphviz" ;;
+    *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
+    esac
+done
+
+missing=
+for package in $packages; do
+    state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$state" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" != 0 ]; then
+    as_root=sudo
+    if ! command -v sudo >/dev/null; then
+        echo "Please install as root:  apt-get install$missing" >&2
+        exit 1
+    fi
+fi
+echo "Installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+# An index from an earlier day may name packages that are gone: fetch it anew when the first try fails.
+$as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null 2>&1 || {
+    $as_root apt-get update -qq
+    $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
+}

@@ -1,0 +1,27 @@
+#!/bin/sh
+# lint.sh: formatting, include rules, exported names, static analysis. Each finding fails.
+set -eu
+cd "$(dirname "$0")/.."
+jobs=${JOBS:-$(nproc)}
+
+echo "== formatting"
+scripts/sources.sh | xargs clang-format --dry-run --Werror
+
+echo "== include rules"
+python3 scripts/check-stairs.py
+scripts/check-words.sh
+
+echo "== exported names"
+scripts/build.sh release
+scripts/check-exports.sh build/release/lib/libzent_hostLinkLib.so
+[ ! -f build/release/lib/libzent_serialComm.so ] || scripts/check-exports.sh build/release/lib/libzent_serialComm.so
+
+echo "== cppcheck"
+cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
+    --suppressions-list=scripts/cppcheck-suppressions.txt -I src/lib src
+
+echo "== clang-tidy"
+scripts/build.sh clang
+scripts/sources.sh | grep -E '^(src|examples)/.*\.cpp$' |
+    xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang 2>/dev/null
+echo "lint: no findings"
