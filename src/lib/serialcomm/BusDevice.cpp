@@ -1,0 +1,48 @@
+#include "BusDevice.h"
+
+#include <cerrno>
+
+#include "DeviceFile.h"
+#include "SerialLog.h"
+
+namespace serialcomm {
+
+bool BusDevice::refuse(std::string_view what) const {
+    logError(device, what);
+    return false;
+}
+
+bool BusDevice::fail(std::string_view what, int error) const {
+    logSystemError(device, what, error);
+    return false;
+}
+
+Descriptor BusDevice::openFile() const {
+    if (file) {
+        refuse("is open already; make another object to open it again");
+        return {};
+    }
+    return openDeviceFile(path, 0, device);
+}
+
+bool BusDevice::mayTransfer(const char* verb, long long size, std::size_t limit) const {
+    const std::string transfer = "cannot " + std::string(verb) + " " + std::to_string(size) + " bytes: ";
+    if (!file) return refuse(transfer + "the device is not open");
+    if (size < 0) return refuse(transfer + "the size is negative");
+    if (static_cast<unsigned long long>(size) > limit)
+        return refuse(transfer + "the driver takes " + std::to_string(limit) + " at once");
+    return true;
+}
+
+bool BusDevice::isComplete(const char* verb, long long result, std::size_t expected) const {
+    const int error = errno;
+    if (result < 0) {
+        // The two ways in which I2C drivers say that nobody pulled the acknowledge bit low.
+        const bool unanswered = error == ENXIO || error == EREMOTEIO;
+        return fail("cannot " + std::string(verb) + (unanswered ? " (the device does not acknowledge)" : ""), error);
+    }
+    if (static_cast<unsigned long long>(result) == expected) return true;
+    return refuse(std::string(verb) + " cut short: " + std::to_string(result) + " of " + std::to_string(expected));
+}
+
+} // namespace serialcomm

@@ -1,0 +1,125 @@
+#include "LineSettings.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include <linux/serial.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+
+#include "ArbitraryBaudRate.h"
+#include "Descriptor.h"
+#include "SerialLog.h"
+
+namespace serialcomm {
+
+namespace {
+
+constexpr int knownOptions = TwoStopBits | RtsCtsFlowControl | LowLatency;
+
+struct BaudRate {
+    int bitsPerSecond;
+    speed_t code;
+};
+
+constexpr std::array<BaudRate, 30> standardBaudRates{{
+    {50, B50},           {75, B75},           {110, B110},         {134, B134},         {150, B150},
+    {200, B200},         {300, B300},         {600, B600},         {1200, B1200},       {1800, B1800},
+    {2400, B2400},       {4800, B4800},       {9600, B9600},       {19200, B19200},     {38400, B38400},
+    {57600, B57600},     {115200, B115200},   {230400, B230400},   {460800, B460800},   {500000, B500000},
+    {576000, B576000},   {921600, B921600},   {1000000, B1000000}, {1152000, B1152000}, {1500000, B1500000},
+    {2000000, B2000000}, {2500000, B2500000}, {3000000, B3000000}, {3500000, B3500000}, {4000000, B4000000},
+}};
+
+const BaudRate* findStandard(int bitsPerSecond) {
+    const auto* found = std::find_if(standardBaudRates.begin(), standardBaudRates.end(),
+                                     [&](const BaudRate& rate) { return rate.bitsPerSecond == bitsPerSecond; });
+    return found == standardBaudRates.end() ? nullptr : found;
+}
+
+tcflag_t controlFlags(const LineSettings& settings) {
+    tcflag_t flags = CS8 | CREAD | CLOCAL; // CLOCAL: no carrier needed, a host's line has none
+    if (settings.parity == "even") flags |= PARENB;
+    if (settings.parity == "odd") flags |= PARENB | PARODD;
+    if ((settings.options & TwoStopBits) != 0) flags |= CSTOPB;
+    if ((settings.options & RtsCtsFlowControl) != 0) flags |= CRTSCTS;
+    return flags;
+}
+
+// Every byte value passes as it is, in both directions. With parity, INPCK without IGNPAR makes a damaged byte arrive
+// as 0: the packet keeps its length, so its check fails at once instead of the reader waiting for a byte that never
+// comes.
+void makeRaw(termios* line, const LineSettings& settings) {
+    constexpr tcflag_t keep = HUPCL; // what happens to the modem lines at the end is the system administrator's choice
+    line->c_iflag = settings.parity == "none" ? 0 : INPCK;
+    line->c_oflag = 0;
+    line->c_lflag = 0;
+    line->c_cflag = (line->c_cflag & keep) | controlFlags(settings);
+    line->c_cc[VMIN] = 1;
+    line->c_cc[VTIME] = 0;
+}
+
+bool setLine(int fd, const LineSettings& settings, const std::string& device) {
+    termios line{};
+    if (::tcgetattr(fd, &line) != 0) {
+        const int error = errno;
+        if (error == ENOTTY)
+            logError(device, "not a serial port; give the path of a terminal device such as /dev/ttyS0");
+        else
+            logSystemError(device, "cannot read the line settings", error);
+        return false;
+    }
+    makeRaw(&line, settings);
+    const BaudRate* standard = findStandard(settings.baudRate);
+    // Any standard code serves until the arbitrary rate is set.
+    const speed_t code = standard != nullptr ? standard->code : B38400;
+    if (::cfsetispeed(&line, code) != 0 || ::cfsetospeed(&line, code) != 0 ||
+        repeatInterrupted([&] { return ::tcsetattr(fd, TCSANOW, &line); }) != 0) {
+        logSystemError(device, "cannot set the line", errno);
+        return false;
+    }
+    if (standard == nullptr && !setArbitraryBaudRate(fd, static_cast<unsigned>(settings.baudRate))) {
+        const int error = errno;
+        logSystemError(device, "cannot set " + std::to_string(settings.baudRate) + " baud", error);
+        return false;
+    }
+    return true;
+}
+
+// Without it a driver may hold received bytes back for some milliseconds; the line works either way.
+void requestLowLatency(int fd, const std::string& device) {
+    serial_struct driver{};
+    if (::ioctl(fd, TIOCGSERIAL, &driver) == 0) {
+        driver.flags |= ASYNC_LOW_LATENCY;
+        if (::ioctl(fd, TIOCSSERIAL, &driver) == 0) return;
+    }
+    logWarning(device, "the driver does not take the low-latency option: " + errorText(errno));
+}
+
+} // namespace
+
+bool checkLineSettings(const LineSettings& settings, const std::string& device) {
+    if (settings.baudRate <= 0) {
+        logError(device, "baud rate " + std::to_string(settings.baudRate) + " is not possible; give bits per second");
+        return false;
+    }
+    if ((settings.options & ~knownOptions) != 0) {
+        logError(device, "options " + std::to_string(settings.options) +
+                             " contain an unknown bit; use the sum of 1 (two stop bits), 2 (RTS/CTS), 4 (low latency)");
+        return false;
+    }
+    if (settings.parity != "none" && settings.parity != "even" && settings.parity != "odd") {
+        logError(device, "parity \"" + settings.parity + R"(" is not known; use "none", "even" or "odd")");
+        return false;
+    }
+    return true;
+}
+
+bool applyLineSettings(int fd, const LineSettings& settings, const std::string& device) {
+    if (!setLine(fd, settings, device)) return false;
+    if ((settings.options & LowLatency) != 0) requestLowLatency(fd, device);
+    return true;
+}
+
+} // namespace serialcomm

@@ -1,0 +1,3 @@
+#include "SerialBus.h"
+
+SerialBus::~SerialBus() = default;

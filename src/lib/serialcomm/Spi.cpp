@@ -1,0 +1,120 @@
+#include "Spi.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <linux/spi/spidev.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "BusDevice.h"
+
+using namespace serialcomm;
+
+namespace {
+
+constexpr uint8_t highestMode = 3;
+constexpr uint8_t bitsPerWord = 8;
+
+constexpr const char* bufferSizePath = "/sys/module/spidev/parameters/bufsiz";
+// What the spidev driver has unless its parameter says otherwise.
+constexpr std::size_t usualBufferSize = 4096;
+
+// The most bytes that spidev takes at once in each direction.
+std::size_t driverBufferSize() {
+    const Descriptor file(repeatInterrupted([] { return ::open(bufferSizePath, O_RDONLY | O_CLOEXEC); }));
+    if (!file) return usualBufferSize;
+    std::array<char, 16> text{}; // stays terminated: one byte less is read
+    if (repeatInterrupted([&] { return ::read(file.get(), text.data(), text.size() - 1); }) <= 0)
+        return usualBufferSize;
+    const unsigned long size = std::strtoul(text.data(), nullptr, 10);
+    return size == 0 ? usualBufferSize : size;
+}
+
+// Speed and bits per word of 0 mean what `open` set; cs_change of 0 keeps the chip selected up to the last transfer.
+spi_ioc_transfer transferOf(const unsigned char* sent, unsigned char* received, std::size_t size) {
+    spi_ioc_transfer transfer{};
+    transfer.tx_buf = reinterpret_cast<uintptr_t>(sent);     // no buffer: zeros are clocked out
+    transfer.rx_buf = reinterpret_cast<uintptr_t>(received); // no buffer: what comes in is dropped
+    transfer.len = static_cast<__u32>(size);
+    return transfer;
+}
+
+} // namespace
+
+struct Spi::Impl {
+    Impl(const std::string& path, int hertz, uint8_t clockMode)
+        : bus(path, "Spi " + path), speed(hertz), mode(clockMode) {}
+
+    bool configure(int fd) const;
+    bool set(int fd, unsigned long request, const void* value, const char* what) const;
+    bool mayTransfer(const char* verb, long long size) const { return bus.mayTransfer(verb, size, limit); }
+
+    BusDevice bus;
+    const int speed;
+    const uint8_t mode;
+    std::size_t limit = usualBufferSize; // set by open
+};
+
+bool Spi::Impl::set(int fd, unsigned long request, const void* value, const char* what) const {
+    if (repeatInterrupted([&] { return ::ioctl(fd, request, value); }) >= 0) return true;
+    const int error = errno;
+    if (error == ENOTTY) return bus.refuse("not an SPI device; give the path of one such as /dev/spidev0.0");
+    return bus.fail(std::string("cannot set ") + what, error);
+}
+
+bool Spi::Impl::configure(int fd) const {
+    const auto hertz = static_cast<uint32_t>(speed);
+    return set(fd, SPI_IOC_WR_MODE, &mode, "the mode") &&
+           set(fd, SPI_IOC_WR_BITS_PER_WORD, &bitsPerWord, "8 bits per word") &&
+           set(fd, SPI_IOC_WR_MAX_SPEED_HZ, &hertz, "the speed");
+}
+
+Spi::Spi(const std::string& path, int speed, uint8_t mode) : impl(std::make_unique<Impl>(path, speed, mode)) {}
+
+Spi::~Spi() = default;
+
+bool Spi::open() {
+    if (impl->speed <= 0) return impl->bus.refuse("speed " + std::to_string(impl->speed) + " is not possible; give Hz");
+    if (impl->mode > highestMode)
+        return impl->bus.refuse("mode " + std::to_string(impl->mode) + " is not known; use 0 to 3");
+    Descriptor opened = impl->bus.openFile();
+    if (!opened || !impl->configure(opened.get())) return false;
+    impl->limit = driverBufferSize();
+    impl->bus.use(std::move(opened));
+    return true;
+}
+
+ByteArray Spi::read(int size) {
+    if (!impl->mayTransfer("read", size) || size == 0) return {};
+    ByteArray received(static_cast<std::size_t>(size));
+    const spi_ioc_transfer transfer = transferOf(nullptr, received.data(), received.size());
+    const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
+    if (!impl->bus.isComplete("read", done, received.size())) return {};
+    return received;
+}
+
+bool Spi::write(const ByteArray& data) {
+    if (!impl->mayTransfer("write", static_cast<long long>(data.size()))) return false;
+    if (data.empty()) return true;
+    const spi_ioc_transfer transfer = transferOf(data.data(), nullptr, data.size());
+    const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
+    return impl->bus.isComplete("write", done, data.size());
+}
+
+ByteArray Spi::writeRead(const ByteArray& data, int size) {
+    if (!impl->mayTransfer("write", static_cast<long long>(data.size())) || !impl->mayTransfer("read", size)) return {};
+    if (data.empty()) return read(size);
+    if (size == 0) {
+        write(data);
+        return {};
+    }
+    ByteArray received(static_cast<std::size_t>(size));
+    const std::array<spi_ioc_transfer, 2> transfers{transferOf(data.data(), nullptr, data.size()),
+                                                    transferOf(nullptr, received.data(), received.size())};
+    const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(2), transfers.data()); });
+    if (!impl->bus.isComplete("write and read", done, data.size() + received.size())) return {};
+    return received;
+}

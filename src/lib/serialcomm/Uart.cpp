@@ -1,0 +1,265 @@
+// Threads: the owner's (construction, init, destruction), one reader in `read`, one writer in `write`.
+//
+//     owner   ---- init --------------------------------- ~Uart: close the gate, wait, close --->
+//     reader            ---- read [poll port + wake] ----|  leaves with the error flag
+//     writer            ---- write [poll port + wake] ---|  leaves with false
+//
+// The gate opens when `port` stands and is empty again before it goes, so the calls use `port` without a lock.
+#include "Uart.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "Descriptor.h"
+#include "DeviceFile.h"
+#include "LineSettings.h"
+#include "SerialLog.h"
+#include "WakeableGate.h"
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+using namespace serialcomm;
+
+namespace {
+
+// The line discipline buffers 4096 bytes (N_TTY_BUF_SIZE), more never come in one read.
+constexpr std::size_t readChunk = 4096;
+
+constexpr std::chrono::seconds writePatience{2};
+
+// How long bytes that were written may still take to leave when the port is closed. The kernel would wait 30 s for a
+// far side that holds the line by flow control.
+constexpr milliseconds drainPatience{500};
+constexpr milliseconds drainInterval{10};
+
+constexpr short lineGone = POLLERR | POLLHUP | POLLNVAL;
+
+using Deadline = std::optional<steady_clock::time_point>;
+
+int pollTimeout(const Deadline& deadline) {
+    if (!deadline) return -1;
+    const auto left = std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()).count();
+    return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, std::numeric_limits<int>::max()));
+}
+
+// Keeps out whoever asks for the lock too, this process included; TIOCEXCL below keeps out those who do not ask, unless
+// they are privileged.
+bool lockPort(int fd, bool exclusive, const std::string& device) {
+    const int operation = (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
+    if (repeatInterrupted([&] { return ::flock(fd, operation); }) == 0) return true;
+    const int error = errno;
+    if (error == EWOULDBLOCK)
+        logError(device, "is in use by another program");
+    else
+        logSystemError(device, "cannot lock", error);
+    return false;
+}
+
+bool flushStaleInput(int fd, const std::string& device) {
+    if (::tcflush(fd, TCIFLUSH) == 0) return true;
+    logSystemError(device, "cannot flush old input", errno);
+    return false;
+}
+
+bool closeToOthers(int fd, const std::string& device) {
+    if (::ioctl(fd, TIOCEXCL) == 0) return true;
+    logSystemError(device, "cannot take exclusive use", errno);
+    return false;
+}
+
+void drain(int fd) {
+    const auto deadline = steady_clock::now() + drainPatience;
+    int queued = 0;
+    while (::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0) {
+        if (steady_clock::now() >= deadline) {
+            ::tcflush(fd, TCOFLUSH);
+            return;
+        }
+        ::poll(nullptr, 0, static_cast<int>(drainInterval.count())); // the kernel announces no empty queue
+    }
+}
+
+enum class Wait { Ready, Gone, Stopped, TimedOut, Failed };
+
+} // namespace
+
+struct Uart::Impl {
+    Impl(const std::string& portPath, const LineSettings& line, bool alone)
+        : path(portPath), device("Uart " + portPath), settings(line), exclusive(alone) {}
+    ~Impl();
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    bool init();
+    ByteArray read(std::size_t size, bool* error);
+    bool write(const ByteArray& data);
+
+private:
+    Wait waitFor(short events, const Deadline& deadline) const;
+    bool waitUntilTakes(const Deadline& deadline);
+    bool reportNotOpen(const char* what) const;
+    void reportLost(std::string_view why);
+
+    const std::string path;
+    const std::string device; // how log lines name this port
+    const LineSettings settings;
+    const bool exclusive;
+    WakeableGate gate;                 // lets calls use port
+    Descriptor port;                   // set by init before the gate opens, closed after that is closed
+    std::atomic<bool> lossTold{false}; // a caller that goes on reading a lost line shall not fill the log
+};
+
+Uart::Impl::~Impl() {
+    gate.closeAndWait();
+    if (!port) return;
+    drain(port.get());
+    // The mark belongs to the terminal, not to this descriptor; it would outlive us while someone else has it open.
+    if (exclusive) ::ioctl(port.get(), TIOCNXCL);
+}
+
+bool Uart::Impl::init() {
+    if (port) {
+        logError(device, "is open already; make another object to open it again");
+        return false;
+    }
+    if (!checkLineSettings(settings, device)) return false;
+    Descriptor wakeEvent = WakeableGate::makeWakeEvent();
+    if (!wakeEvent) {
+        logSystemError(device, "cannot create an event descriptor", errno);
+        return false;
+    }
+    // Opening with O_NONBLOCK also keeps the system from waiting for a carrier.
+    Descriptor opened = openDeviceFile(path, O_NOCTTY | O_NONBLOCK, device);
+    // Exclusive use comes last: it marks the terminal, which a step that fails after it would have to undo.
+    if (!opened || !lockPort(opened.get(), exclusive, device) || !applyLineSettings(opened.get(), settings, device) ||
+        !flushStaleInput(opened.get(), device) || (exclusive && !closeToOthers(opened.get(), device)))
+        return false;
+    port = std::move(opened);
+    gate.open(std::move(wakeEvent));
+    return true;
+}
+
+Wait Uart::Impl::waitFor(short events, const Deadline& deadline) const {
+    std::array<pollfd, 2> entries{{{port.get(), events, 0}, {gate.wakeDescriptor(), POLLIN, 0}}};
+    const int count = repeatInterrupted([&] { return ::poll(entries.data(), entries.size(), pollTimeout(deadline)); });
+    if (count < 0) return Wait::Failed;
+    if (entries[1].revents != 0) return Wait::Stopped;
+    if ((entries[0].revents & lineGone) != 0) return Wait::Gone;
+    return count == 0 ? Wait::TimedOut : Wait::Ready;
+}
+
+bool Uart::Impl::reportNotOpen(const char* what) const {
+    logError(device, std::string("cannot ") + what + ": the port is not open");
+    return false;
+}
+
+void Uart::Impl::reportLost(std::string_view why) {
+    if (!lossTold.exchange(true)) logError(device, "line lost: " + std::string(why));
+}
+
+ByteArray Uart::Impl::read(std::size_t size, bool* error) {
+    const auto fail = [&] {
+        *error = true;
+        return ByteArray();
+    };
+    const WakeableGate::Pass pass(gate);
+    if (!pass) {
+        reportNotOpen("read");
+        return fail();
+    }
+    ByteArray data(std::min(size, readChunk));
+    for (;;) {
+        const Wait state = waitFor(POLLIN, std::nullopt);
+        if (state == Wait::Stopped) return fail();
+        if (state == Wait::Failed) {
+            logSystemError(device, "cannot wait for input", errno);
+            return fail();
+        }
+        // Also when the line is gone: what came before may still be there, and else the answer is the reason.
+        const ssize_t count = repeatInterrupted([&] { return ::read(port.get(), data.data(), data.size()); });
+        if (count > 0) {
+            data.resize(static_cast<std::size_t>(count));
+            return data;
+        }
+        const bool nothingYet = count < 0 && errno == EAGAIN;
+        if (nothingYet && state != Wait::Gone) continue;
+        reportLost(count == 0 || nothingYet ? "the far side hung up" : errorText(errno));
+        return fail();
+    }
+}
+
+// False, after a line where there is something to tell, when the port will not take another byte.
+bool Uart::Impl::waitUntilTakes(const Deadline& deadline) {
+    switch (waitFor(POLLOUT, deadline)) {
+    case Wait::Ready:
+        if (steady_clock::now() < *deadline) return true;
+        [[fallthrough]]; // a port that announces room and takes nothing is no better than one that stays silent
+    case Wait::TimedOut:
+        logError(device, "cannot write: the far side has taken nothing for 2 s");
+        return false;
+    case Wait::Gone:
+        logError(device, "cannot write: the far side hung up");
+        return false;
+    case Wait::Failed:
+        logSystemError(device, "cannot wait for room to write", errno);
+        return false;
+    case Wait::Stopped:
+        return false;
+    }
+    return false;
+}
+
+bool Uart::Impl::write(const ByteArray& data) {
+    const WakeableGate::Pass pass(gate);
+    if (!pass) return reportNotOpen("write");
+    Deadline deadline = steady_clock::now() + writePatience;
+    std::size_t sent = 0;
+    while (sent < data.size()) {
+        const ssize_t count =
+            repeatInterrupted([&] { return ::write(port.get(), data.data() + sent, data.size() - sent); });
+        if (count > 0) {
+            sent += static_cast<std::size_t>(count);
+            deadline = steady_clock::now() + writePatience;
+        } else if (count < 0 && errno != EAGAIN) {
+            logSystemError(device, "cannot write", errno);
+            return false;
+        } else if (!waitUntilTakes(deadline)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Uart::Uart(const std::string& path, int baudRate, int options, const std::string& parity, bool exclusive)
+    : impl(std::make_unique<Impl>(path, LineSettings{baudRate, options, parity}, exclusive)) {}
+
+Uart::~Uart() = default;
+
+bool Uart::init() {
+    return impl->init();
+}
+
+ByteArray Uart::read(unsigned long size, bool* error) {
+    if (size == 0) return {};
+    return impl->read(size, error);
+}
+
+bool Uart::write(const ByteArray& data) {
+    if (data.empty()) return true;
+    return impl->write(data);
+}
