@@ -35,8 +35,8 @@ struct BusOptions {
 /// low again, which is one new falling edge, when the module has acknowledged the packet and there is another one, and
 /// when it has refused it or not answered in time. Each edge thus stands for one packet.
 ///
-/// The answer to a write stays in place until the next write: a read that comes before the answer is ready (a late host)
-/// gets idle bytes, and a repeated read gets the answer from its beginning.
+/// The answer to a write stays in place until the next write: a read that comes before the answer is ready (a late
+/// host) gets idle bytes, and a repeated read gets the answer from its beginning.
 ///
 /// Use: after every call, and when `nextDeadline()` has come (then with `advance()` first), put the line at
 /// `interruptLow()`.
@@ -63,6 +63,34 @@ public:
     /// When `advance()` and `interruptLow()` are to be called next although nothing has happened on the bus; none when
     /// only the bus or a new message can change anything. Never in the past.
     std::optional<Time> nextDeadline(Time now) const;
+
+private:
+    // The answer to the write that came last.
+    struct Reply {
+        ByteArray frame; // empty: none
+        Time due{0};
+        unsigned lateTransfers = 0;
+        ByteArray garbage; // read once in place of the frame
+        bool isOwnPacket = false;
+        bool handedOut = false;
+    };
+
+    // What the module has asked for with IRQ frames.
+    struct Asked {
+        uint64_t packetNumber = 0;
+        unsigned times = 0;
+        unsigned announced = 0;
+    };
+
+    void takeIrq(const ByteArray& packet, Time now);
+    ByteArray transfer(Time now);
+    Time sinceLastEdge(Time now) const;
+
+    HostEndpoint& endpoint;
+    BusOptions options;
+    Reply reply;
+    Asked asked;
+    Time lastIrqAt{0};
 };
 
 } // namespace hostsim

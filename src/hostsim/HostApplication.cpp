@@ -1,0 +1,128 @@
+#include "HostApplication.h"
+
+#include <utility>
+
+#include <hostlink/HostLinkMessage.h>
+#include <hostlink/HostLinkVocabulary.h>
+
+namespace hostsim {
+
+namespace {
+
+std::vector<ByteArray> unsupported() {
+    return {writeItems(MSG_UnsupportedMessageResponse, {})};
+}
+
+const Item* find(const std::vector<Item>& items, uint16_t tag) {
+    for (const Item& item : items)
+        if (item.tag == tag) return &item;
+    return nullptr;
+}
+
+std::vector<ByteArray> tunnelAnswer(std::vector<Item> items, TcpTunnelingResult result) {
+    items.push_back({TCP_Data, numberValue(ENC_Uint8, static_cast<uint64_t>(result))});
+    return {writeItems(MSG_TcpTunnelingResponse, items)};
+}
+
+std::vector<ByteArray> tunnel(const ByteArray& message) {
+    const auto items = readItems(message);
+    if (!items) return unsupported();
+    const Item* connection = find(*items, TCP_Connection);
+    if (connection == nullptr) return tunnelAnswer({}, TCP_InvalidConnection);
+    const Item* data = find(*items, TCP_Data);
+    const bool hasData = data != nullptr && data->value.encoding == ENC_Bin16;
+    if (!hasData && find(*items, TCP_Command) == nullptr) return tunnelAnswer({*connection}, TCP_InvalidMessage);
+
+    std::vector<ByteArray> answers = tunnelAnswer({*connection}, TCP_Success);
+    if (hasData) answers.push_back(writeItems(MSG_TcpTunneling, {*connection, *data}));
+    return answers;
+}
+
+ByteArray buttonEvent(ButtonState event, uint16_t button) {
+    return writeItems(MSG_InputEvent, {{event, numberValue(ENC_Uint16, button)}});
+}
+
+} // namespace
+
+HostApplication::HostApplication(HostStates states) : held(std::move(states)) {}
+
+std::vector<ByteArray> HostApplication::handle(const ByteArray& message) {
+    const MessageId id = HostLinkMessage::messageId(message);
+    if (HostLinkMessage::isResponseMessageId(id)) return {};
+    switch (id) {
+    case MSG_SetState:
+        return setStates(message);
+    case MSG_GetState:
+        return getStates(message);
+    case MSG_SubscribeState:
+        return subscribe(message);
+    case MSG_UnsubscribeState:
+        return unsubscribe(message);
+    case MSG_DataTransfer:
+        return transfer(message);
+    case MSG_TcpTunneling:
+        return tunnel(message);
+    default:
+        return unsupported();
+    }
+}
+
+std::vector<ByteArray> HostApplication::setStates(const ByteArray& message) {
+    const auto items = readItems(message);
+    if (!items) return unsupported();
+    std::vector<Item> changed;
+    for (const Item& item : *items)
+        if (held.set(item.tag, item.value) && held.isSubscribed(item.tag)) changed.push_back(item);
+
+    std::vector<Item> nowHeld;
+    for (const Item& item : *items) nowHeld.push_back({item.tag, held.get(item.tag)});
+    std::vector<ByteArray> answers{writeItems(MSG_SetStateResponse, nowHeld)};
+    if (!changed.empty()) answers.push_back(writeItems(MSG_StateChanged, changed));
+    return answers;
+}
+
+std::vector<ByteArray> HostApplication::getStates(const ByteArray& message) const {
+    const auto ids = readList(message);
+    if (!ids) return unsupported();
+    std::vector<Item> values;
+    for (const uint16_t id : *ids) values.push_back({id, held.get(id)});
+    return {writeItems(MSG_GetStateResponse, values)};
+}
+
+std::vector<ByteArray> HostApplication::subscribe(const ByteArray& message) {
+    const auto ids = readList(message);
+    if (!ids) return unsupported();
+    for (const uint16_t id : *ids) held.subscribe(id);
+    return {writeList(MSG_SubscribeStateResponse, *ids)};
+}
+
+std::vector<ByteArray> HostApplication::unsubscribe(const ByteArray& message) {
+    const auto ids = readList(message);
+    if (!ids) return unsupported();
+    for (const uint16_t id : *ids) held.unsubscribe(id);
+    return {writeList(MSG_UnsubscribeStateResponse, *ids)};
+}
+
+std::vector<ByteArray> HostApplication::transfer(const ByteArray& message) {
+    const auto items = readItems(message);
+    if (!items) return unsupported();
+    return {writeItems(MSG_DataTransferResponse, sink.take(*items))};
+}
+
+std::vector<ByteArray> HostApplication::setState(uint16_t id, const Value& value) {
+    if (!held.set(id, value) || !held.isSubscribed(id)) return {};
+    return {writeItems(MSG_StateChanged, {{id, value}})};
+}
+
+std::vector<ByteArray> HostApplication::press(uint16_t button) {
+    return {buttonEvent(BUT_KeyPressed, button), buttonEvent(BUT_KeyReleased, button)};
+}
+
+std::vector<ByteArray> HostApplication::burst(unsigned count) {
+    std::vector<ByteArray> events;
+    for (unsigned i = 0; i < count; i++)
+        events.push_back(writeItems(MSG_InputEvent, {{BUT_KeyRepeated, numberValue(ENC_Uint32, i)}}));
+    return events;
+}
+
+} // namespace hostsim
