@@ -18,8 +18,7 @@ HostLinkFrame::HostLinkFrame(const HostLinkFrame& other) : record(other.record),
     attach();
 }
 
-HostLinkFrame::HostLinkFrame(HostLinkFrame&& other) noexcept
-    : record(other.record), store(std::move(other.store)) {
+HostLinkFrame::HostLinkFrame(HostLinkFrame&& other) noexcept : record(other.record), store(std::move(other.store)) {
     attach();
     other.reset();
 }

@@ -2,9 +2,9 @@
 /// The function core of the host link: packets, frames, messages and the data-transfer checksum over buffers that the
 /// caller owns.
 ///
-/// The functions allocate nothing, keep no state, take no lock and call nothing but `memcpy`/`memmove` and the report of
-/// the one assertion, so the same source builds for the module and, freestanding, for the host micro-controller. This
-/// header reads as C99 and as C++17.
+/// The functions allocate nothing, keep no state, take no lock and call nothing but `memcpy`/`memmove` and the report
+/// of the one assertion, so the same source builds for the module and, freestanding, for the host micro-controller.
+/// This header reads as C99 and as C++17.
 ///
 /// Every multi-byte field is little-endian. A fallible function makes all its checks before it writes anything and
 /// returns the code of the first check that failed; the order of the codes in each description is the order of the
@@ -28,19 +28,19 @@ extern "C" {
 
 /// Result codes of the fallible functions: unsigned 32-bit, 0 is success.
 enum {
-    HOSTLINK_SUCCESS = 0,                ///< done
-    HOSTLINK_NO_MORE_ITEMS = 1,          ///< the iterator has returned every item
-    HOSTLINK_TOO_SHORT = 10,             ///< message of 2 bytes or fewer; packet length field below 8, or 9, or 10
-    HOSTLINK_BAD_START_OF_PACKET = 11,   ///< a packet that does not start with FF FE
-    HOSTLINK_NOT_INITIALIZED = 13,       ///< message buffer without a header (fewer than 3 bytes)
-    HOSTLINK_NO_ROOM = 16,               ///< the buffer cannot take the item or payload
-    HOSTLINK_ITEM_COUNT_FULL = 17,       ///< the message already holds 255 items
+    HOSTLINK_SUCCESS = 0,                  ///< done
+    HOSTLINK_NO_MORE_ITEMS = 1,            ///< the iterator has returned every item
+    HOSTLINK_TOO_SHORT = 10,               ///< message of 2 bytes or fewer; packet length field below 8, or 9, or 10
+    HOSTLINK_BAD_START_OF_PACKET = 11,     ///< a packet that does not start with FF FE
+    HOSTLINK_NOT_INITIALIZED = 13,         ///< message buffer without a header (fewer than 3 bytes)
+    HOSTLINK_NO_ROOM = 16,                 ///< the buffer cannot take the item or payload
+    HOSTLINK_ITEM_COUNT_FULL = 17,         ///< the message already holds 255 items
     HOSTLINK_MESSAGE_ID_OUT_OF_RANGE = 18, ///< (id & 0x7FFF) > 63
-    HOSTLINK_MESSAGE_ID_WRONG_KIND = 19, ///< a list id where a variant message is expected, or the reverse
-    HOSTLINK_BAD_ENCODING = 20,          ///< an encoding that is unknown or has no fixed length
-    HOSTLINK_TRUNCATED = 21,             ///< the bytes end before what a header or item declares; index out of range
-    HOSTLINK_HEADER_TRUNCATED = 22,      ///< fewer than 8 bytes for a packet
-    HOSTLINK_NO_STORAGE = 24             ///< the message buffer has no bytes attached
+    HOSTLINK_MESSAGE_ID_WRONG_KIND = 19,   ///< a list id where a variant message is expected, or the reverse
+    HOSTLINK_BAD_ENCODING = 20,            ///< an encoding that is unknown or has no fixed length
+    HOSTLINK_TRUNCATED = 21,               ///< the bytes end before what a header or item declares; index out of range
+    HOSTLINK_HEADER_TRUNCATED = 22,        ///< fewer than 8 bytes for a packet
+    HOSTLINK_NO_STORAGE = 24               ///< the message buffer has no bytes attached
 };
 
 /// What `hostLinkPacketHasSop` returns when there is no start-of-packet mark.
@@ -83,8 +83,8 @@ enum { AcknowledgeType_None = 0, AcknowledgeType_Nack = 1, AcknowledgeType_Ack =
 HOSTLINK_ENUM(MessageId, uint16_t){
     MSG_Invalid = 0x0000,
     MSG_SetState = 0x0001,
-    MSG_GetState = 0x0002,         ///< list
-    MSG_SubscribeState = 0x0003,   ///< list
+    MSG_GetState = 0x0002,       ///< list
+    MSG_SubscribeState = 0x0003, ///< list
     MSG_StateChanged = 0x0004,
     MSG_UnsubscribeState = 0x0005, ///< list
     MSG_InputEvent = 0x0006,
@@ -101,18 +101,10 @@ HOSTLINK_ENUM(MessageId, uint16_t){
 };
 
 /// Type codes of tagged values.
-HOSTLINK_ENUM(Encoding, uint8_t){
-    ENC_Nil = 192,
-    ENC_Bin16 = 197, ///< 16-bit length, then that many bytes
-    ENC_Uint8 = 204,
-    ENC_Uint16 = 205,
-    ENC_Uint32 = 206,
-    ENC_Uint64 = 207,
-    ENC_Int8 = 208,
-    ENC_Int16 = 209,
-    ENC_Int32 = 210,
-    ENC_Int64 = 211
-};
+HOSTLINK_ENUM(Encoding, uint8_t){ENC_Nil = 192,
+                                 ENC_Bin16 = 197, ///< 16-bit length, then that many bytes
+                                 ENC_Uint8 = 204, ENC_Uint16 = 205, ENC_Uint32 = 206, ENC_Uint64 = 207,
+                                 ENC_Int8 = 208,  ENC_Int16 = 209,  ENC_Int32 = 210,  ENC_Int64 = 211};
 
 /// A frame being assembled from packets; owned by the caller, one thread at a time.
 typedef struct HostLinkFrameRecord {

@@ -12,8 +12,8 @@ HostLinkMsgFrame::HostLinkMsgFrame(const ByteArray& bytes, int id, int packetSiz
     : message(bytes), frameId(id), maxPacketSize(packetSizeLimit > 0 ? packetSizeLimit : defaultMaxPacketSize) {}
 
 int HostLinkMsgFrame::packetCount() const {
-    return static_cast<int>(hostLinkFramePacketCount(static_cast<uint32_t>(message.size()),
-                                                     static_cast<uint16_t>(maxPacketSize)));
+    return static_cast<int>(
+        hostLinkFramePacketCount(static_cast<uint32_t>(message.size()), static_cast<uint16_t>(maxPacketSize)));
 }
 
 ByteArray HostLinkMsgFrame::serializePacket(int index) const {

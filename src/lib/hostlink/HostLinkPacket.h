@@ -20,7 +20,7 @@ public:
     /// 8 bytes.
     static int frameId(const ByteArray& packet, bool* ok = nullptr);
 
-    /// The "last" flag. With `ok`: true when the packet fails to verify. Without: read as it stands, true when there are
-    /// fewer than 8 bytes.
+    /// The "last" flag. With `ok`: true when the packet fails to verify. Without: read as it stands, true when there
+    /// are fewer than 8 bytes.
     static bool isLast(const ByteArray& packet, bool* ok = nullptr);
 };

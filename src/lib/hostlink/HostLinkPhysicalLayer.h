@@ -20,15 +20,15 @@ enum WriteDataResponse {
 
 /// Keys of a link's configuration.
 enum DeviceProperties {
-    DevicePath = 0,           ///< string: device file; UART, I2C, SPI, required
-    GpioNumber = 1,           ///< int: line on which the host raises its interrupt request; I2C, SPI, required
-    I2cSlaveAddress = 2,      ///< int: bus address of the host; I2C, required
-    SpiSpeed = 3,             ///< int: bus clock handed to `Spi`; SPI, required
-    UartResponseTimeout = 4,  ///< int, milliseconds: how long a write waits for the response; UART, required
-    UartBaudRate = 5,         ///< int: bits per second, handed to `Uart`; UART, required
-    UartParity = 6,           ///< string: "none", "even" or "odd" in any case; UART, "none" when absent
-    UartOptions = 7,          ///< int: bit field handed to `Uart`; UART, 0 when absent
-    MaxPacketSize = 8         ///< int, bytes: size by which messages are cut into packets; 64 when absent
+    DevicePath = 0,          ///< string: device file; UART, I2C, SPI, required
+    GpioNumber = 1,          ///< int: line on which the host raises its interrupt request; I2C, SPI, required
+    I2cSlaveAddress = 2,     ///< int: bus address of the host; I2C, required
+    SpiSpeed = 3,            ///< int: bus clock handed to `Spi`; SPI, required
+    UartResponseTimeout = 4, ///< int, milliseconds: how long a write waits for the response; UART, required
+    UartBaudRate = 5,        ///< int: bits per second, handed to `Uart`; UART, required
+    UartParity = 6,          ///< string: "none", "even" or "odd" in any case; UART, "none" when absent
+    UartOptions = 7,         ///< int: bit field handed to `Uart`; UART, 0 when absent
+    MaxPacketSize = 8        ///< int, bytes: size by which messages are cut into packets; 64 when absent
 };
 
 /// One physical link to the host.

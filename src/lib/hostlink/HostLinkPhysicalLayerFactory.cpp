@@ -3,6 +3,8 @@
 
 #include "HostLinkPhysicalLayer.h"
 #include "physicalLayers/DummyPhysicalLayer.h"
+#include "physicalLayers/I2cPhysicalLayer.h"
+#include "physicalLayers/SpiPhysicalLayer.h"
 #include "physicalLayers/UartPhysicalLayer.h"
 
 namespace {
@@ -19,7 +21,9 @@ struct NamedLink {
 
 constexpr NamedLink links[] = {
     {"dummy", make<DummyPhysicalLayer>},
+    {"i2c", make<I2cPhysicalLayer>},
     {"uart", make<UartPhysicalLayer>},
+    {"spi", make<SpiPhysicalLayer>},
 };
 
 } // namespace

@@ -45,7 +45,8 @@ void appendNameLine(std::string& text, uint64_t value, int width, const char* la
     text += '\n';
 }
 
-template <typename Table> std::string nameOr(const Table& table, typename Table::key_type key, const char* otherwise) {
+template <typename Table>
+std::string nameOr(const Table& table, typename Table::key_type key, const char* otherwise) {
     const auto name = table.find(key);
     return name != table.end() ? name->second : otherwise;
 }
@@ -86,15 +87,18 @@ std::string printListBody(const ByteArray& bytes) {
 }
 
 // A value of the item's own width, in place of the wire bytes.
-template <typename T> T valueOf(const HostLinkVariant& item) {
+template <typename T>
+T valueOf(const HostLinkVariant& item) {
     uint64_t value = 0;
     for (size_t i = 0; i < sizeof(T); ++i) value |= uint64_t{item.value.bytes[i]} << 8 * i;
     return static_cast<T>(value);
 }
 
-template <typename T> void appendValueLine(std::string& text, MessageId id, const HostLinkVariant& item) {
+template <typename T>
+void appendValueLine(std::string& text, MessageId id, const HostLinkVariant& item) {
     const T value = valueOf<T>(item);
-    // A signed byte is printed through an int, so a negative one shows eight digits; the wider ones show their own width.
+    // A signed byte is printed through an int, so a negative one shows eight digits; the wider ones show their own
+    // width.
     using Printed = std::conditional_t<sizeof(T) == 1, int, T>;
     const auto raw = static_cast<std::make_unsigned_t<Printed>>(static_cast<Printed>(value));
     appendNameLine(text, raw, 2 * static_cast<int>(sizeof(T)), "value: ", nameValue(id, item.tag, value, true));
@@ -105,16 +109,35 @@ void appendItem(std::string& text, MessageId id, const HostLinkVariant& item) {
     const auto encoding = static_cast<Encoding>(item.encoding);
     appendNameLine(text, encoding, 2, "encoding: ", nameOr(encodingToString, encoding, "Unknown"));
     switch (encoding) {
-    case ENC_Uint8: appendValueLine<uint8_t>(text, id, item); break;
-    case ENC_Uint16: appendValueLine<uint16_t>(text, id, item); break;
-    case ENC_Uint32: appendValueLine<uint32_t>(text, id, item); break;
-    case ENC_Uint64: appendValueLine<uint64_t>(text, id, item); break;
-    case ENC_Int8: appendValueLine<int8_t>(text, id, item); break;
-    case ENC_Int16: appendValueLine<int16_t>(text, id, item); break;
-    case ENC_Int32: appendValueLine<int32_t>(text, id, item); break;
-    case ENC_Int64: appendValueLine<int64_t>(text, id, item); break;
-    case ENC_Bin16: appendNumberLine(text, item.value.bin16.firstLength, 4, "size: "); break;
-    case ENC_Nil: break;
+    case ENC_Uint8:
+        appendValueLine<uint8_t>(text, id, item);
+        break;
+    case ENC_Uint16:
+        appendValueLine<uint16_t>(text, id, item);
+        break;
+    case ENC_Uint32:
+        appendValueLine<uint32_t>(text, id, item);
+        break;
+    case ENC_Uint64:
+        appendValueLine<uint64_t>(text, id, item);
+        break;
+    case ENC_Int8:
+        appendValueLine<int8_t>(text, id, item);
+        break;
+    case ENC_Int16:
+        appendValueLine<int16_t>(text, id, item);
+        break;
+    case ENC_Int32:
+        appendValueLine<int32_t>(text, id, item);
+        break;
+    case ENC_Int64:
+        appendValueLine<int64_t>(text, id, item);
+        break;
+    case ENC_Bin16:
+        appendNumberLine(text, item.value.bin16.firstLength, 4, "size: ");
+        break;
+    case ENC_Nil:
+        break;
     }
 }
 
@@ -148,13 +171,16 @@ std::string printBody(MessageId id, const ByteArray& message) {
     case MSG_SetStateResponse:
     case MSG_GetStateResponse:
     case MSG_DataTransferResponse:
-    case MSG_TcpTunnelingResponse: return printValueBody(id, message);
+    case MSG_TcpTunnelingResponse:
+        return printValueBody(id, message);
     case MSG_GetState:
     case MSG_SubscribeState:
     case MSG_UnsubscribeState:
     case MSG_SubscribeStateResponse:
-    case MSG_UnsubscribeStateResponse: return printListBody(message);
-    default: return {};
+    case MSG_UnsubscribeStateResponse:
+        return printListBody(message);
+    default:
+        return {};
     }
 }
 

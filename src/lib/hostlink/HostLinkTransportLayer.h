@@ -55,8 +55,8 @@ public:
 private:
     std::unique_ptr<HostLinkFrame> addToFrame(int frameId, const ByteArray& packet);
 
-    HostLinkPhysicalLayer* physicalLayer; // not owned; constant
-    std::map<int, std::unique_ptr<HostLinkFrame>> incomingFrames; // guarded by incomingFramesMutex, frames included
+    HostLinkPhysicalLayer* physicalLayer;                          // not owned; constant
+    std::map<int, std::unique_ptr<HostLinkFrame>> incomingFrames;  // guarded by incomingFramesMutex, frames included
     std::vector<MessageReceivedObserver> messageReceivedObservers; // filled before init, read by the receiving thread
     std::mutex incomingFramesMutex;
     std::shared_ptr<CallGate> deliveries; // shared with the link's callback, which outlives the transport

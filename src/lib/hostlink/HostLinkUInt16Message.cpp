@@ -23,8 +23,8 @@ HostLinkUInt16Message& HostLinkUInt16Message::addValue(unsigned short value) {
 
 unsigned short HostLinkUInt16Message::get(int index, bool* ok) const {
     uint16_t value = 0;
-    *ok = valid &&
-          hostLinkMessageUint16GetItem(store.buffer(), static_cast<uint8_t>(index), &value) == HOSTLINK_SUCCESS;
+    *ok =
+        valid && hostLinkMessageUint16GetItem(store.buffer(), static_cast<uint8_t>(index), &value) == HOSTLINK_SUCCESS;
     return value;
 }
 

@@ -10,9 +10,9 @@
 /// Builds and reads a message with a variant body: items of a 16-bit tag, an encoding and a value.
 ///
 /// An ordinary value, owned by one thread at a time; const operations do not change it. Validity is decided at
-/// construction and never changes. An append that fails (invalid message, 255 items, no room left in a message of 64 KiB)
-/// has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The `bool*` of a getter is
-/// always written and must not be null.
+/// construction and never changes. An append that fails (invalid message, 255 items, no room left in a message of 64
+/// KiB) has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The `bool*` of a getter
+/// is always written and must not be null.
 class HOSTLINK_EXPORT HostLinkValueMessage : public HostLinkMessageSerializable {
 public:
     /// An empty message; invalid when the id is out of range or has a list body.
@@ -64,8 +64,10 @@ public:
     ByteArray serialize() const override;
 
 private:
-    template <typename T> HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
-    template <typename T> T getFixed(int index, bool* ok, Encoding encoding) const;
+    template <typename T>
+    HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
+    template <typename T>
+    T getFixed(int index, bool* ok, Encoding encoding) const;
     HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
     bool readItem(int index, HostLinkVariant* item) const;
 

@@ -2,24 +2,27 @@
 
 #include <cstddef>
 
-// Every table below stands in the order of its numbers, one row a line. A static_assert behind each checks that at compile time, so a row in
-// the wrong place or a number that stands twice does not build.
+// Every table below stands in the order of its numbers, one row a line. A static_assert behind each checks that at
+// compile time, so a row in the wrong place or a number that stands twice does not build.
 
 namespace {
 
-template <typename Key> struct Row {
+template <typename Key>
+struct Row {
     Key number;
     const char* name;
 };
 
-template <typename Key, size_t count> constexpr bool isAscending(const Row<Key> (&rows)[count]) {
+template <typename Key, size_t count>
+constexpr bool isAscending(const Row<Key> (&rows)[count]) {
     for (size_t i = 1; i < count; ++i) {
         if (!(rows[i - 1].number < rows[i].number)) return false;
     }
     return true;
 }
 
-template <typename Key, size_t count> std::map<Key, std::string> toMap(const Row<Key> (&rows)[count]) {
+template <typename Key, size_t count>
+std::map<Key, std::string> toMap(const Row<Key> (&rows)[count]) {
     std::map<Key, std::string> names;
     for (const Row<Key>& row : rows) names.emplace_hint(names.end(), row.number, row.name);
     return names;
@@ -192,16 +195,8 @@ constexpr Row<uint16_t> stateNames[] = {
 static_assert(isAscending(stateNames));
 
 constexpr Row<Encoding> encodingNames[] = {
-    {ENC_Nil, "Nil"},
-    {ENC_Bin16, "Bin16"},
-    {ENC_Uint8, "Uint8"},
-    {ENC_Uint16, "Uint16"},
-    {ENC_Uint32, "Uint32"},
-    {ENC_Uint64, "Uint64"},
-    {ENC_Int8, "Int8"},
-    {ENC_Int16, "Int16"},
-    {ENC_Int32, "Int32"},
-    {ENC_Int64, "Int64"},
+    {ENC_Nil, "Nil"},       {ENC_Bin16, "Bin16"}, {ENC_Uint8, "Uint8"}, {ENC_Uint16, "Uint16"}, {ENC_Uint32, "Uint32"},
+    {ENC_Uint64, "Uint64"}, {ENC_Int8, "Int8"},   {ENC_Int16, "Int16"}, {ENC_Int32, "Int32"},   {ENC_Int64, "Int64"},
 };
 static_assert(isAscending(encodingNames));
 
@@ -229,12 +224,8 @@ constexpr Row<int32_t> tcpTunnelingResultNames[] = {
 static_assert(isAscending(tcpTunnelingResultNames));
 
 constexpr Row<uint16_t> dataTransferNames[] = {
-    {DTT_FileName, "DTT_FileName"},
-    {DTT_SequenceNum, "DTT_SequenceNum"},
-    {DTT_Data, "DTT_Data"},
-    {DTT_LastChunk, "DTT_LastChunk"},
-    {DTT_DataCRC, "DTT_DataCRC"},
-    {DTT_AbortTransfer, "DTT_AbortTransfer"},
+    {DTT_FileName, "DTT_FileName"},   {DTT_SequenceNum, "DTT_SequenceNum"}, {DTT_Data, "DTT_Data"},
+    {DTT_LastChunk, "DTT_LastChunk"}, {DTT_DataCRC, "DTT_DataCRC"},         {DTT_AbortTransfer, "DTT_AbortTransfer"},
     {DTT_FileSize, "DTT_FileSize"},
 };
 static_assert(isAscending(dataTransferNames));
@@ -246,33 +237,17 @@ constexpr Row<LedApiCmd> ledApiNames[] = {
 static_assert(isAscending(ledApiNames));
 
 constexpr Row<int32_t> firmwareStateValues[] = {
-    {0, "Idle"},
-    {1, "FlasherMode"},
-    {2, "Downloading"},
-    {3, "Finished"},
-    {4, "Failed"},
-    {5, "Application"},
+    {0, "Idle"}, {1, "FlasherMode"}, {2, "Downloading"}, {3, "Finished"}, {4, "Failed"}, {5, "Application"},
 };
 static_assert(isAscending(firmwareStateValues));
 
 constexpr Row<int32_t> powerStateValues[] = {
-    {0, "None"},
-    {5, "Booting"},
-    {10, "Online"},
-    {20, "Standby"},
-    {30, "Offline"},
-    {40, "Reboot"},
-    {50, "Halt"},
+    {0, "None"}, {5, "Booting"}, {10, "Online"}, {20, "Standby"}, {30, "Offline"}, {40, "Reboot"}, {50, "Halt"},
 };
 static_assert(isAscending(powerStateValues));
 
 constexpr Row<int32_t> playerControlValues[] = {
-    {0, "Pause"},
-    {1, "Stop"},
-    {2, "Next"},
-    {3, "Previous"},
-    {4, "Like"},
-    {5, "Dislike"},
+    {0, "Pause"}, {1, "Stop"}, {2, "Next"}, {3, "Previous"}, {4, "Like"}, {5, "Dislike"},
 };
 static_assert(isAscending(playerControlValues));
 
@@ -359,14 +334,8 @@ constexpr Row<int32_t> systemUpStateValues[] = {
 static_assert(isAscending(systemUpStateValues));
 
 constexpr Row<int32_t> googleVoiceAssistantStateValues[] = {
-    {0, "Unknown"},
-    {1, "Idle"},
-    {2, "HotwordListening"},
-    {3, "HotwordTimeout"},
-    {4, "Thinking"},
-    {5, "Responding"},
-    {6, "NoResponse"},
-    {7, "Cancelled"},
+    {0, "Unknown"},  {1, "Idle"},       {2, "HotwordListening"}, {3, "HotwordTimeout"},
+    {4, "Thinking"}, {5, "Responding"}, {6, "NoResponse"},       {7, "Cancelled"},
 };
 static_assert(isAscending(googleVoiceAssistantStateValues));
 
@@ -383,47 +352,25 @@ constexpr Row<int32_t> bluetoothConnectionStateValues[] = {
 static_assert(isAscending(bluetoothConnectionStateValues));
 
 constexpr Row<int32_t> alexaVoiceServiceStateValues[] = {
-    {0, "NotAvailable"},
-    {1, "NoNetwork"},
-    {2, "LoginRequired"},
-    {3, "Okay"},
-    {4, "UnrecoverrableError"},
+    {0, "NotAvailable"}, {1, "NoNetwork"}, {2, "LoginRequired"}, {3, "Okay"}, {4, "UnrecoverrableError"},
 };
 static_assert(isAscending(alexaVoiceServiceStateValues));
 
 // Single bits; the state is in stateBitFlag.
 constexpr Row<int32_t> playerControlFlagsValues[] = {
-    {1, "Pause"},
-    {2, "Stop"},
-    {4, "Next"},
-    {8, "Previous"},
-    {16, "Like"},
-    {32, "Dislike"},
-    {64, "Shuffle"},
-    {128, "RepeatOne"},
-    {256, "RepeatAll"},
-    {512, "SeekTime"},
-    {1024, "SeekTrack"},
-    {2048, "SeekBytes"},
+    {1, "Pause"},       {2, "Stop"},       {4, "Next"},         {8, "Previous"},
+    {16, "Like"},       {32, "Dislike"},   {64, "Shuffle"},     {128, "RepeatOne"},
+    {256, "RepeatAll"}, {512, "SeekTime"}, {1024, "SeekTrack"}, {2048, "SeekBytes"},
 };
 static_assert(isAscending(playerControlFlagsValues));
 
 constexpr Row<int32_t> alexaAssistantStateValues[] = {
-    {0, "Idle"},
-    {1, "Listening"},
-    {2, "Expecting"},
-    {3, "Thinking"},
-    {4, "Speaking"},
-    {5, "Finished"},
+    {0, "Idle"}, {1, "Listening"}, {2, "Expecting"}, {3, "Thinking"}, {4, "Speaking"}, {5, "Finished"},
 };
 static_assert(isAscending(alexaAssistantStateValues));
 
 constexpr Row<int32_t> alexaCallStateValues[] = {
-    {0, "None"},
-    {1, "Connecting"},
-    {2, "InboundRinging"},
-    {3, "CallConnected"},
-    {4, "CallDisconnected"},
+    {0, "None"}, {1, "Connecting"}, {2, "InboundRinging"}, {3, "CallConnected"}, {4, "CallDisconnected"},
 };
 static_assert(isAscending(alexaCallStateValues));
 

@@ -176,8 +176,9 @@ enum State : int32_t {
 
 /// How the items of one kind of value message are named. Owns copies of the tables it was made from.
 struct HOSTLINK_EXPORT ValueMessageParsing {
-    std::map<uint16_t, std::string> tagToString;                             ///< name of each tag
-    std::map<uint16_t, std::map<int32_t, std::string>> tagAndValueToString; ///< names of enumerated values; may be empty
+    std::map<uint16_t, std::string> tagToString; ///< name of each tag
+    std::map<uint16_t, std::map<int32_t, std::string>>
+        tagAndValueToString; ///< names of enumerated values; may be empty
 };
 
 /// Control flags of a packet, in ascending order of the bit.

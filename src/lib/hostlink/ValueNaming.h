@@ -18,7 +18,8 @@ const std::map<int32_t, std::string>* valueNames(MessageId id, uint16_t tag);
 /// A 64-bit value is tested with masks that are shifted as 32-bit numbers (the count taken modulo 32) and then
 /// sign-extended: bits 32 to 63 test the same bits as 0 to 31 again, and bit 31 stands for 31 to 63. The dumps have
 /// always looked so, and log readers match on them.
-template <typename T> std::string nameBits(T value, const std::map<int32_t, std::string>& names) {
+template <typename T>
+std::string nameBits(T value, const std::map<int32_t, std::string>& names) {
     std::string text;
     for (unsigned bit = 0; bit < 8 * sizeof(T); ++bit) {
         const auto mask = static_cast<int32_t>(uint32_t{1} << bit % 32);
@@ -34,7 +35,8 @@ template <typename T> std::string nameBits(T value, const std::map<int32_t, std:
 
 /// Name of an item's value: "Invalid", its name, the names of its bits, or its decimal number. Only an exact match with
 /// a named value counts, for bit flags too: a value with two bits set is shown as a number.
-template <typename T> std::string nameValue(MessageId id, uint16_t tag, T value, bool valid) {
+template <typename T>
+std::string nameValue(MessageId id, uint16_t tag, T value, bool valid) {
     static_assert(std::is_integral_v<T>);
     if (!valid) return "Invalid";
     const auto* names = valueNames(id, tag);

@@ -10,6 +10,7 @@
 #include "../HostLinkPacket.h"
 #include "../HostLinkRspFrame.h"
 #include "../Trace.h"
+#include "HostResponse.h"
 #include "SharedUart.h"
 #include "UartStream.h"
 
@@ -36,20 +37,12 @@ std::string lowerCased(std::string text) {
     return text;
 }
 
-WriteDataResponse toWriteDataResponse(AcknowledgeType type) {
-    switch (type) {
-    case AcknowledgeType::Ack: return Accepted;
-    case AcknowledgeType::Nack: return Rejected;
-    case AcknowledgeType::AckNack: return Error;
-    case AcknowledgeType::None: break;
-    }
-    return NoResponse;
-}
-
 } // namespace
 
 UartPhysicalLayer::UartPhysicalLayer(const Properties& linkProperties)
-    : HostLinkPhysicalLayer(linkProperties), properties(linkProperties), uart(std::make_unique<SharedUart>()),
+    : HostLinkPhysicalLayer(linkProperties),
+      properties(linkProperties),
+      uart(std::make_unique<SharedUart>()),
       writers(std::make_unique<CallGate>()) {}
 
 UartPhysicalLayer::~UartPhysicalLayer() {
@@ -130,7 +123,9 @@ void UartPhysicalLayer::readFromUartLoop() {
             if (!error) stream.append(bytes);
             break;
         }
-        case UartStream::Event::NoStart: LOG4CPLUS_WARN(logger, "Received data without packet start"); break;
+        case UartStream::Event::NoStart:
+            LOG4CPLUS_WARN(logger, "Received data without packet start");
+            break;
         case UartStream::Event::Skipped:
             LOG4CPLUS_WARN(logger, "Removing " << step.count << "bytes from start after SOP found");
             break;
@@ -230,19 +225,5 @@ WriteDataResponse UartPhysicalLayer::writeData(const ByteArray& packet) {
     const CallGate::Pass pass(*writers);
     HOSTLINK_TRACE_ENTER(logger, scope, "len " << packet.size());
     if (packet.empty()) return Accepted;
-    const ByteArray answer = writePacket(packet);
-    if (answer.empty()) {
-        LOG4CPLUS_ERROR(logger, "Error uart bus master recv (ack)");
-        return NoResponse;
-    }
-    bool ok = false;
-    const int type = HostLinkPacket::frameType(answer, &ok);
-    if (type != FRT_Response || !ok) {
-        LOG4CPLUS_ERROR(logger, "Expected ack, got something else: " << type << " valid: "
-                                                                     << HostLinkPacket::verify(answer));
-        return NoResponse;
-    }
-    const AcknowledgeType ack = HostLinkRspFrame::parse(answer, &ok);
-    LOG4CPLUS_TRACE(logger, "Received: " << static_cast<int>(ack));
-    return toWriteDataResponse(ack);
+    return resultOfResponse(writePacket(packet), "Error uart bus master recv (ack)");
 }

@@ -18,17 +18,17 @@ class SharedUart;
 /// Carries packets over a serial port.
 ///
 /// Properties: `DevicePath`, `UartBaudRate` and `UartResponseTimeout` are required, `UartParity` and `UartOptions` are
-/// optional; they are read by `init`. A reader thread cuts the incoming bytes into packets, acknowledges message packets
-/// and delivers them to the observers, after the acknowledgement. A writer waits for the host's response to its packet;
-/// one writer at a time is assumed. An observer must not write: the thread it runs on is the one that would read the
-/// response.
+/// optional; they are read by `init`. A reader thread cuts the incoming bytes into packets, acknowledges message
+/// packets and delivers them to the observers, after the acknowledgement. A writer waits for the host's response to its
+/// packet; one writer at a time is assumed. An observer must not write: the thread it runs on is the one that would
+/// read the response.
 class HOSTLINK_EXPORT UartPhysicalLayer : public HostLinkPhysicalLayer {
 public:
     explicit UartPhysicalLayer(const Properties& linkProperties);
 
-    /// Closes the port, waits for the reader thread and for writers on their way out. A writer that waits for a response
-    /// comes back at once with `NoResponse`. The reader thread must have been started: destroying a link whose `init`
-    /// was never called or failed ends the process, on purpose.
+    /// Closes the port, waits for the reader thread and for writers on their way out. A writer that waits for a
+    /// response comes back at once with `NoResponse`. The reader thread must have been started: destroying a link whose
+    /// `init` was never called or failed ends the process, on purpose.
     ~UartPhysicalLayer() override;
 
     /// Opens the port and starts the reader thread. Once per object: a second call while the reader thread is held ends
@@ -76,14 +76,14 @@ private:
     ByteArray awaitResponse();
 
     const Properties properties;
-    std::atomic<uint8_t> frameId{0};    // drawn by writers and, for response frames, by the reader
-    std::unique_ptr<SharedUart> uart;   // the pointer is constant; the port inside has its own lock
-    std::thread readThread;             // init() and the destructor
-    std::mutex responseMutex;           // guards response, and responseReceived but for its early clearing
+    std::atomic<uint8_t> frameId{0};  // drawn by writers and, for response frames, by the reader
+    std::unique_ptr<SharedUart> uart; // the pointer is constant; the port inside has its own lock
+    std::thread readThread;           // init() and the destructor
+    std::mutex responseMutex;         // guards response, and responseReceived but for its early clearing
     std::condition_variable responseCondition;
-    std::mutex writeMutex;              // one packet or response frame on the wire at a time; never held while waiting
+    std::mutex writeMutex; // one packet or response frame on the wire at a time; never held while waiting
     std::atomic<bool> responseReceived{false}; // a writer clears it without the lock before it writes
     ByteArray response;
-    int ackTimeoutMs = -1;              // milliseconds; set by init() before the link is used
-    std::unique_ptr<CallGate> writers;  // the destructor waits for writers inside
+    int ackTimeoutMs = -1;             // milliseconds; set by init() before the link is used
+    std::unique_ptr<CallGate> writers; // the destructor waits for writers inside
 };

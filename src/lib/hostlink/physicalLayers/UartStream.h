@@ -6,8 +6,9 @@
 
 /// The UART reader as a pure state machine: bytes go in by `append`, and `next` tells what is to be done.
 ///
-/// `next` is called until it asks for bytes. It finds the start mark, drops what stands before it, checks the packet and
-/// takes it out; what is left over is looked at before anything more is asked for. Knows no thread, lock, log or file.
+/// `next` is called until it asks for bytes. It finds the start mark, drops what stands before it, checks the packet
+/// and takes it out; what is left over is looked at before anything more is asked for. Knows no thread, lock, log or
+/// file.
 class UartStream {
 public:
     enum class Event : unsigned char {
@@ -20,8 +21,8 @@ public:
 
     struct Step {
         Event event;
-        int count;          ///< NeedBytes: how many; Skipped: how many
-        unsigned int code;  ///< BadPacket: the result code of the check
+        int count;         ///< NeedBytes: how many; Skipped: how many
+        unsigned int code; ///< BadPacket: the result code of the check
         ByteArray packet;
     };
 
@@ -32,8 +33,8 @@ private:
     Step needBytes() const;
     Step takePacket(unsigned int code);
 
-    ByteArray pending;        // bytes read and not yet taken out
-    int want = wantAtOnce;    // bytes to ask for next
+    ByteArray pending;     // bytes read and not yet taken out
+    int want = wantAtOnce; // bytes to ask for next
 
     static constexpr int wantAtOnce = 64; // a packet of the default maximum size
 };

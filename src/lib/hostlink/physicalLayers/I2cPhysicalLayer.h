@@ -1,0 +1,14 @@
+/// @file
+/// The link over I2C.
+#pragma once
+
+#include "SyncSerialLayer.h"
+
+/// `SyncSerialLayer` over an I2C bus.
+class HOSTLINK_EXPORT I2cPhysicalLayer : public SyncSerialLayer {
+public:
+    /// Opens the bus. Properties: those of `SyncSerialLayer` and `I2cSlaveAddress`, required. A property that is
+    /// missing is reported at ERROR; a bus that cannot be opened shows as `serialOk()` false.
+    explicit I2cPhysicalLayer(const Properties& properties);
+    ~I2cPhysicalLayer() override;
+};

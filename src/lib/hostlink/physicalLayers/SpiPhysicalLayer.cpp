@@ -1,0 +1,28 @@
+#include "SpiPhysicalLayer.h"
+
+#include <log4cplus/loggingmacros.h>
+
+#include <serialcomm/Spi.h>
+
+#include "BusLink.h"
+
+namespace {
+
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+
+constexpr uint8_t spiMode = 0; // clock idles low, data is taken on the rising edge
+
+} // namespace
+
+SpiPhysicalLayer::SpiPhysicalLayer(const Properties& properties) : SyncSerialLayer(properties) {
+    if (devicePath.empty() || gpioNumber < 0 || !properties.contains(SpiSpeed)) {
+        LOG4CPLUS_ERROR(logger, "Some of SPI attributes not defined");
+        return;
+    }
+    bus = openedForGood(std::make_unique<Spi>(devicePath, properties.getInt(SpiSpeed), spiMode));
+}
+
+// Here and not in the base: its threads make virtual calls, which must not meet an object that is half destroyed.
+SpiPhysicalLayer::~SpiPhysicalLayer() {
+    SyncSerialLayer::shutdown();
+}

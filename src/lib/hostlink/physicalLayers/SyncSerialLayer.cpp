@@ -1,0 +1,384 @@
+#include "SyncSerialLayer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <serialcomm/SerialBus.h>
+
+#include "../CallGate.h"
+#include "../HostLinkIrqFrame.h"
+#include "../HostLinkRspFrame.h"
+#include "../Trace.h"
+#include "GpioLine.h"
+#include "HostResponse.h"
+#include "IrqExchange.h"
+
+// Threads
+//
+//   writer (application thread)     reader thread (readLoop)            watcher thread (gpioIrqLoop)
+//   writeData                       queueMutex: take the front   <----  queueMutex: append an edge
+//     busMutex: write packet,       readFromSlave                         ^
+//       read response                 busMutex: IRQ frame, reply,         | poll: value file, stop signal
+//                                       acknowledge, observers            |
+//                                                                     host's GPIO line falls
+//
+// The watcher never touches the bus. Observers run with busMutex held: the acknowledgement and the delivery of a packet
+// are one transaction as far as other users of the bus can see.
+//
+// Stopping, in shutdown(): the stop signal wakes the watcher, a stop entry wakes the reader; both are joined. The
+// watcher closes the descriptors as it leaves, whatever made it leave.
+
+namespace {
+
+constexpr auto scope = "HostLinkPhysicalLayer";
+const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+
+constexpr int maxRereads = 3;
+constexpr std::chrono::microseconds rereadDelay{1500}; // the host prepares its answer meanwhile
+// A host that answers every IRQ frame with another one would hold the bus and this thread for ever. An honest one
+// announces a size once.
+constexpr size_t maxRounds = 64;
+constexpr std::chrono::milliseconds servedAfterStop{500};
+
+bool startsWithSop(const ByteArray& bytes) {
+    return bytes.size() >= 2 && hostLinkPacketHasSop(bytes.data(), 2) == 0;
+}
+
+void closeOnExec(int fd) {
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+}
+
+} // namespace
+
+/// What one IRQ frame led to.
+struct SyncSerialLayer::Round {
+    bool again;
+    int size; // bytes to read next time
+};
+
+SyncSerialLayer::SyncSerialLayer(const Properties& properties)
+    : HostLinkPhysicalLayer(properties),
+      irqExchange(std::make_unique<IrqExchange>()),
+      writers(std::make_unique<CallGate>()) {
+    if (!properties.contains(DevicePath) || !properties.contains(GpioNumber)) {
+        LOG4CPLUS_ERROR(logger, "Some of Serial device attributes not defined");
+        return;
+    }
+    devicePath = properties.getString(DevicePath);
+    gpioNumber = properties.getInt(GpioNumber);
+    LOG4CPLUS_DEBUG(logger, "Serial device path: " << devicePath);
+    LOG4CPLUS_DEBUG(logger, "gpio: " << gpioNumber);
+}
+
+SyncSerialLayer::~SyncSerialLayer() {
+    SyncSerialLayer::shutdown();
+    writers->closeAndWait();
+}
+
+// Set-up
+
+bool SyncSerialLayer::init() {
+    if (readThread || gpioThread) {
+        LOG4CPLUS_ERROR(logger, "Serial device is already initialised");
+        return false;
+    }
+    armGpioLine(gpioNumber);
+    if (!openDescriptors()) {
+        closeDescriptors();
+        return false;
+    }
+    return startThreads();
+}
+
+bool SyncSerialLayer::openDescriptors() {
+    const std::lock_guard lock(descriptorMutex);
+    valueFd = openGpioValue(gpioNumber);
+    if (valueFd < 0) {
+        LOG4CPLUS_ERROR(logger, "Open failed: " << gpioNumber);
+        return false;
+    }
+    stopFd = eventfd(0, 0);
+    if (stopFd < 0) {
+        LOG4CPLUS_ERROR(logger, "Failed to create eventfd");
+        return false;
+    }
+    closeOnExec(stopFd);
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        LOG4CPLUS_ERROR(logger, "Failed to create pipe: " << std::generic_category().message(errno));
+        return false;
+    }
+    lastResortReadFd = ends[0];
+    lastResortWriteFd = ends[1];
+    return true;
+}
+
+void SyncSerialLayer::closeDescriptors() {
+    const std::lock_guard lock(descriptorMutex);
+    for (int* fd : {&valueFd, &stopFd, &lastResortReadFd, &lastResortWriteFd}) closeAndClearFd(fd);
+}
+
+void SyncSerialLayer::closeAndClearFd(int* fd) {
+    if (fd == nullptr || *fd < 0) return;
+    close(*fd);
+    *fd = -1;
+}
+
+bool SyncSerialLayer::startThreads() {
+    {
+        const std::lock_guard lock(queueMutex);
+        eventQueue.clear(); // what an earlier run left
+        stopDeadline = std::chrono::steady_clock::time_point::max();
+    }
+    try {
+        readThread = std::make_unique<std::thread>([this] { readLoop(); });
+        gpioThread = std::make_unique<std::thread>([this] { gpioIrqLoop(); });
+    } catch (const std::system_error& failure) {
+        LOG4CPLUS_ERROR(logger, "Failed to start the serial device threads: " << failure.what());
+        if (readThread) queueEvent(false);
+        join(readThread);
+        closeDescriptors();
+        return false;
+    }
+    return true;
+}
+
+// Stopping
+
+void SyncSerialLayer::shutdown() {
+    signalWatcher();
+    if (gpioThread) {
+        {
+            const std::lock_guard lock(queueMutex);
+            stopDeadline = std::chrono::steady_clock::now() + servedAfterStop;
+        }
+        queueEvent(false);
+    }
+    join(readThread);
+    join(gpioThread);
+}
+
+void SyncSerialLayer::signalWatcher() {
+    const std::lock_guard lock(descriptorMutex);
+    if (stopFd < 0) return;
+    const uint64_t one = 1;
+    ssize_t written;
+    do {
+        written = write(stopFd, &one, sizeof one);
+    } while (written < 0 && errno == EINTR);
+    if (written < static_cast<ssize_t>(sizeof one)) {
+        LOG4CPLUS_ERROR(logger, "Failed to stop qpio thread: " << written << " " << errno);
+        closeAndClearFd(&lastResortWriteFd);
+    }
+}
+
+void SyncSerialLayer::join(std::unique_ptr<std::thread>& thread) {
+    if (!thread) return;
+    thread->join();
+    thread.reset();
+}
+
+// Watcher thread
+
+void SyncSerialLayer::gpioIrqLoop() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+    int value;
+    int stop;
+    int lastResort;
+    {
+        const std::lock_guard lock(descriptorMutex);
+        value = valueFd;
+        stop = stopFd;
+        lastResort = lastResortReadFd;
+    }
+    while (waitForEdge(value, stop, lastResort)) {
+    }
+    closeDescriptors();
+    HOSTLINK_TRACE_LEAVE(logger, scope, "");
+}
+
+// One wake-up of the watcher; false when it has to leave.
+bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
+    constexpr short gone = POLLERR | POLLHUP | POLLNVAL;
+    pollfd waits[] = {{value, POLLPRI, 0}, {stop, POLLIN | POLLPRI, 0}, {lastResort, 0, 0}};
+    lseek(value, 0, SEEK_SET);
+    if (poll(waits, 3, -1) < 0) {
+        if (errno == EINTR) return true;
+        LOG4CPLUS_ERROR(logger, "poll failed");
+        return false;
+    }
+    if (waits[1].revents != 0 || waits[2].revents != 0) {
+        LOG4CPLUS_INFO(logger, "stopping irq loop");
+        return false;
+    }
+    char content[4] = {};
+    if (read(value, content, sizeof content) < 0) {
+        if (errno == EINTR) return true;
+        LOG4CPLUS_ERROR(logger, "read error!");
+        return false;
+    }
+    const bool urgent = (waits[0].revents & POLLPRI) != 0;
+    if (!urgent && (waits[0].revents & gone) != 0) {
+        // Not a line at all: it would report this for ever.
+        LOG4CPLUS_ERROR(logger, "poll failed");
+        return false;
+    }
+    if (urgent && content[0] == '0') {
+        LOG4CPLUS_TRACE(logger, "IRQ GPIO falling edge (rdbuf = " << content[0] << ")");
+        queueEvent(true);
+    }
+    return true;
+}
+
+void SyncSerialLayer::queueEvent(bool edge) {
+    const std::lock_guard lock(queueMutex);
+    eventQueue.push_back(edge);
+    queueCondition.notify_all();
+}
+
+// Reader thread
+
+void SyncSerialLayer::readLoop() {
+    HOSTLINK_TRACE_ENTER(logger, scope, "");
+    while (takeEdge()) readFromSlave(irqReadSize);
+    HOSTLINK_TRACE_LEAVE(logger, scope, "");
+}
+
+// Waits for the next entry of the queue; false when it says stop, or when stopping takes too long.
+bool SyncSerialLayer::takeEdge() {
+    std::unique_lock lock(queueMutex);
+    queueCondition.wait(lock, [this] { return !eventQueue.empty(); });
+    if (std::chrono::steady_clock::now() > stopDeadline && eventQueue.front()) {
+        LOG4CPLUS_WARN(logger, "Stopping with " << eventQueue.size() - 1 << " interrupts not served");
+        eventQueue.clear();
+        return false;
+    }
+    const bool edge = eventQueue.front();
+    eventQueue.pop_front();
+    return edge;
+}
+
+void SyncSerialLayer::readFromSlave(int size) {
+    std::vector<int> sizes; // of the rounds, for the exit lines: a round that leads to another one ends after it
+    for (Round round{true, size}; round.again;) {
+        HOSTLINK_TRACE_ENTER(logger, scope, "readSize: " << round.size);
+        sizes.push_back(round.size);
+        round = exchange(round.size);
+        if (round.again && sizes.size() == maxRounds) {
+            LOG4CPLUS_ERROR(logger, "Exchange given up after " << maxRounds << " IRQ frames without a message");
+            break;
+        }
+    }
+    for (; !sizes.empty(); sizes.pop_back()) HOSTLINK_TRACE_LEAVE(logger, scope, "readSize: " << sizes.back());
+}
+
+SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
+    const ByteArray irqFrame =
+        HostLinkIrqFrame::create(static_cast<unsigned char>(nextFrameId()), static_cast<unsigned int>(size));
+    printBuffer(irqFrame, "Sending IRQ frame: ");
+
+    const std::lock_guard lock(busMutex);
+    const ByteArray reply = writeReadPacket(irqFrame, size);
+    printBuffer(reply, "Read slave message: ");
+    const IrqExchange::Decision decision = irqExchange->decide(reply);
+    switch (decision.verdict) {
+    case IrqExchange::Verdict::Invalid:
+        LOG4CPLUS_ERROR(logger, "Invalid message received");
+        sendAckPacket(AcknowledgeType::Nack);
+        break;
+    case IrqExchange::Verdict::Announcement:
+        return {true, decision.value};
+    case IrqExchange::Verdict::Message:
+        sendAckPacket(AcknowledgeType::Ack);
+        notifyObservers(reply);
+        break;
+    case IrqExchange::Verdict::Retry:
+        LOG4CPLUS_ERROR(logger, "Received NACK to IRQ frame, retrying");
+        return {true, size};
+    case IrqExchange::Verdict::Reported:
+        LOG4CPLUS_ERROR(logger, "Received ack type " << decision.value
+                                                     << " to IRQ frame, already retried:" << decision.alreadyRetried);
+        break;
+    case IrqExchange::Verdict::Unsupported:
+        LOG4CPLUS_ERROR(logger, "Unsupported incoming message: " << decision.value);
+        break;
+    }
+    return {false, 0};
+}
+
+// The bus, with busMutex held
+
+bool SyncSerialLayer::serialOk() {
+    return bus != nullptr;
+}
+
+ByteArray SyncSerialLayer::writeReadPacket(const ByteArray& packet, int size) {
+    HOSTLINK_TRACE_ENTER(logger, scope, "read packet size " << size);
+    ByteArray result = transfer(packet, size);
+    HOSTLINK_TRACE_LEAVE(logger, scope, "read packet size " << size);
+    return result;
+}
+
+ByteArray SyncSerialLayer::transfer(const ByteArray& packet, int size) {
+    if (!serialOk()) {
+        LOG4CPLUS_ERROR(logger, "Reading packet failed because the Serial device initialisation failed!");
+        return {};
+    }
+    ByteArray result = bus->writeRead(packet, size);
+    for (int reread = 0; reread < maxRereads; ++reread) {
+        if (startsWithSop(result)) {
+            LOG4CPLUS_DEBUG(logger, "Received packet");
+            return result;
+        }
+        std::this_thread::sleep_for(rereadDelay);
+        result = bus->read(size);
+    }
+    LOG4CPLUS_ERROR(logger, "Serial device read write failed");
+    return result;
+}
+
+bool SyncSerialLayer::sendAckPacket(AcknowledgeType type) {
+    if (!serialOk()) {
+        LOG4CPLUS_ERROR(logger, "sending of Ack packet failed because the Serial device initialisation failed!");
+        return false;
+    }
+    if (!bus->write(HostLinkRspFrame::create(static_cast<unsigned char>(nextFrameId()), type))) {
+        LOG4CPLUS_ERROR(logger, "Serial write failed");
+        return false;
+    }
+    LOG4CPLUS_TRACE(logger, "Send Ack packet: type " << static_cast<int>(type));
+    return true;
+}
+
+// Writers
+
+int SyncSerialLayer::nextFrameId() {
+    return frameId.fetch_add(1);
+}
+
+WriteDataResponse SyncSerialLayer::writeData(const ByteArray& packet) {
+    const CallGate::Pass pass(*writers);
+    HOSTLINK_TRACE_ENTER(logger, scope, "len " << packet.size());
+    const WriteDataResponse result = packet.empty() ? Accepted : writeAndAwaitResponse(packet);
+    HOSTLINK_TRACE_LEAVE(logger, scope, "len " << packet.size());
+    return result;
+}
+
+WriteDataResponse SyncSerialLayer::writeAndAwaitResponse(const ByteArray& packet) {
+    LOG4CPLUS_TRACE(logger, "Bus send length: " << packet.size());
+    printBuffer(packet, "Writing data: ");
+    ByteArray response;
+    {
+        const std::lock_guard lock(busMutex);
+        response = writeReadPacket(packet, HostLinkRspFrame::minFrameSize());
+    }
+    printBuffer(response, "Received response: ");
+    return resultOfResponse(response, "Error Serial device bus master recv (ack)");
+}

@@ -1,0 +1,117 @@
+/// @file
+/// The link over a clocked bus on which the module is master.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "../HostLinkLib.h"
+#include "../HostLinkPhysicalLayer.h"
+
+class CallGate;
+class IrqExchange;
+class SerialBus;
+
+/// Carries packets over I2C or SPI; a subclass opens the bus.
+///
+/// The host cannot send on its own: it pulls a GPIO line low, and the link then polls it with an IRQ frame. Two
+/// threads: a watcher of the line and a reader that serves each falling edge with one exchange.
+///
+/// Observers run on the reader thread while the bus is held: an observer must not write through this link itself.
+class HOSTLINK_EXPORT SyncSerialLayer : public HostLinkPhysicalLayer {
+public:
+    /// Properties: `DevicePath` and `GpioNumber`, both required; an ERROR line when one is missing. Opens nothing.
+    explicit SyncSerialLayer(const Properties& properties);
+
+    /// Shuts down. The bus object is not destroyed: a transfer that hangs in the driver may still be using it.
+    ~SyncSerialLayer() override;
+
+    /// Sets up the line and starts both threads. Works without a bus: each transfer then fails. May be called again
+    /// after `shutdown`.
+    /// @return false, with an ERROR line and nothing left open: the line's value cannot be opened, the stop signal or a
+    ///         thread cannot be made, or the link is running already
+    bool init() override;
+
+    /// Stops both threads and waits for them. Edges that are queued are still served, for half a second at most.
+    /// Without effect before `init` and when called again.
+    void shutdown() override;
+
+    /// 0 to 255, then 0 again; response and IRQ frames draw from the same counter. Any thread.
+    int nextFrameId() override;
+
+    /// Writes one packet and reads the host's response in the same bus transaction. Any thread; there is no retry here.
+    /// @return `Accepted` for an empty packet, which is not sent; `NoResponse` when nothing or something other than a
+    ///         response frame came; else what the response says
+    WriteDataResponse writeData(const ByteArray& packet) override;
+
+    /// Writes one response frame. The caller holds the bus.
+    virtual bool sendAckPacket(AcknowledgeType type);
+
+    /// Whether the bus is open.
+    virtual bool serialOk();
+
+    /// One transaction: writes `packet`, reads `size` bytes, and reads again up to three times, 1.5 ms apart, until
+    /// what was read begins with the start mark. The caller holds the bus.
+    /// @return what was read last; empty when there is no bus
+    ByteArray writeReadPacket(const ByteArray& packet, int size);
+
+    /// One exchange: asks the host with an IRQ frame and reads `size` bytes of what it has to say. Reader thread.
+    void readFromSlave(int size);
+
+    /// The reader thread's loop: until a stop entry comes out of the queue.
+    void readLoop();
+
+    /// The watcher thread's loop: until the stop signal, or until the line cannot be watched any more.
+    void gpioIrqLoop();
+
+    /// Closes `*fd` unless it is negative and sets it to −1; a null pointer is ignored.
+    void closeAndClearFd(int* fd);
+
+protected:
+    SerialBus* bus = nullptr; ///< set by the subclass's constructor and constant from then on; never deleted here
+    std::string devicePath;   ///< empty when the properties are incomplete
+    int gpioNumber = -1;      ///< −1 when the properties are incomplete
+
+private:
+    struct Round;
+
+    bool openDescriptors();
+    void closeDescriptors();
+    bool startThreads();
+    void signalWatcher();
+    void queueEvent(bool edge);
+    bool takeEdge();
+    bool waitForEdge(int value, int stop, int lastResort);
+    Round exchange(int size);
+    WriteDataResponse writeAndAwaitResponse(const ByteArray& packet);
+    ByteArray transfer(const ByteArray& packet, int size);
+    void join(std::unique_ptr<std::thread>& thread);
+
+    std::atomic<uint8_t> frameId{0}; // drawn by writers and by the reader
+    const int irqReadSize = 64;      // bytes announced in an IRQ frame unless the host asks for more
+
+    std::mutex descriptorMutex; // guards the four descriptors: the watcher closes them while shutdown() writes one
+    int valueFd = -1;
+    int stopFd = -1;           // event counter: wakes the watcher for shutdown
+    int lastResortReadFd = -1; // pipe: its closing wakes the watcher when the event counter cannot be written
+    int lastResortWriteFd = -1;
+
+    std::unique_ptr<std::thread> readThread; // init() and shutdown(), on one thread at a time
+    std::unique_ptr<std::thread> gpioThread;
+
+    std::mutex queueMutex; // guards eventQueue and stopDeadline
+    std::condition_variable queueCondition;
+    std::deque<bool> eventQueue; // true: a falling edge to serve; false: stop
+    std::chrono::steady_clock::time_point stopDeadline = std::chrono::steady_clock::time_point::max();
+
+    std::mutex busMutex;                      // held for a whole transaction, observers of a received packet included
+    std::unique_ptr<IrqExchange> irqExchange; // guarded by busMutex
+    std::unique_ptr<CallGate> writers;        // the destructor waits for writers inside
+};
