@@ -1,0 +1,32 @@
+#!/bin/sh
+# install_test.sh SOURCE_DIR BUILD_DIR CXX: installs into a folder of its own and builds a program against what is there, by
+# pkg-config and by the CMake package.
+set -eu
+source=$1
+build=$2
+cxx=$3
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+
+cmake --install "$build" --prefix "$prefix/usr" >/dev/null
+
+flags=$(PKG_CONFIG_PATH="$prefix/usr/lib/pkgconfig:$(ls -d "$prefix"/usr/lib/*/pkgconfig 2>/dev/null || true)" \
+    pkg-config --cflags --libs zent-hostlink)
+libdir=$(dirname "$(find "$prefix/usr" -name libzent_hostLinkLib.so)")
+# shellcheck disable=SC2086 # flags are words
+"$cxx" -std=c++17 -Wall -Wextra -Werror "$source/tests/system/consumer.cpp" -o "$prefix/consumer" $flags
+LD_LIBRARY_PATH=$libdir "$prefix/consumer"
+
+mkdir "$prefix/project"
+cp "$source/tests/system/consumer.cpp" "$prefix/project/"
+cat >"$prefix/project/CMakeLists.txt" <<'LISTS'
+cmake_minimum_required(VERSION 3.25)
+project(consumer LANGUAGES CXX)
+find_package(zent_hostlink 1.0 REQUIRED)
+add_executable(consumer consumer.cpp)
+target_link_libraries(consumer PRIVATE zent::zent_hostLinkLib)
+LISTS
+cmake -S "$prefix/project" -B "$prefix/project/build" -DCMAKE_PREFIX_PATH="$prefix/usr" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
+cmake --build "$prefix/project/build" >/dev/null
+"$prefix/project/build/consumer"
+echo "installed headers and libraries serve a program of their own"
