@@ -1,0 +1,30 @@
+/// @file
+/// Threads and descriptors of this process, counted by what the kernel lists (proc(5)).
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+inline long entriesOf(const char* directory) {
+    const std::filesystem::directory_iterator begin(directory);
+    return static_cast<long>(std::distance(begin, std::filesystem::directory_iterator()));
+}
+
+inline long threadCount() {
+    return entriesOf("/proc/self/task");
+}
+
+inline long descriptorCount() {
+    return entriesOf("/proc/self/fd");
+}
+
+/// Waits until this many threads are listed: the kernel may list a thread a little longer than `join` waits for it.
+inline bool waitForThreadCount(long expected, std::chrono::seconds limit = std::chrono::seconds(20)) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (threadCount() != expected) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
