@@ -7,6 +7,7 @@
 #   make test-clang      the same with clang++
 #   make lint            formatting, include rules, static analysis
 #   make docs            the reference as HTML in build/docs
+#   make bench           instruction counts of a message's whole path
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
 
@@ -15,7 +16,7 @@ PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
-.PHONY: demo test test-asan test-tsan test-clang lint format docs install clean
+.PHONY: demo test test-asan test-tsan test-clang lint format docs bench install clean
 
 demo:
 	scripts/install-packages.sh build
@@ -53,6 +54,10 @@ format:
 docs:
 	scripts/install-packages.sh docs
 	scripts/docs.sh
+
+bench:
+	scripts/install-packages.sh build bench
+	scripts/bench.sh
 
 install:
 	scripts/install-packages.sh build

@@ -10,6 +10,7 @@ for group in "$@"; do
     test) packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3" ;;
     clang) packages="$packages clang libclang-rt-14-dev" ;;
     lint) packages="$packages clang clang-format clang-tidy cppcheck python3 git" ;;
+    bench) packages="$packages valgrind" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac

@@ -62,6 +62,7 @@ bool wordHasSop(const uint8_t* at) {
 } // namespace
 
 uint32_t hostLinkPacketHasSop(const uint8_t* bytes, uint16_t count) {
+    if (count >= 2 && load16le(bytes) == HOSTLINK_SOP) return 0; // a stream in step
     uint32_t i = 0;
     while (i + sizeof(Word) < count && !wordHasSop(bytes + i)) i += static_cast<uint32_t>(sizeof(Word));
     for (; i + 1 < count; ++i) {

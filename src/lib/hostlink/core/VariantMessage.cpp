@@ -84,14 +84,21 @@ uint32_t readItem(const HostLinkVariantIter* iterator, uint32_t left, HostLinkVa
     if (length < 0) return HOSTLINK_BAD_ENCODING;
     *itemLength = variantHeaderSize + static_cast<uint32_t>(length);
     if (left < *itemLength) return HOSTLINK_TRUNCATED;
-    if (item != nullptr) copyValue(item->value.bytes, value, length);
+    if (item == nullptr) return HOSTLINK_SUCCESS;
+    // What follows the value's own bytes is undefined: eight at once where the message goes on that far.
+    if (left >= variantHeaderSize + sizeof item->value.bytes) {
+        memcpy(item->value.bytes, value, sizeof item->value.bytes);
+    } else {
+        copyValue(item->value.bytes, value, length);
+    }
     return HOSTLINK_SUCCESS;
 }
 
 uint32_t getNext(HostLinkVariantIter* iterator, HostLinkVariant* item) {
     if (!isInitialized(iterator->message)) return HOSTLINK_NOT_INITIALIZED;
-    if (iterator->index == iterator->count) return HOSTLINK_NO_MORE_ITEMS;
-    if (iterator->index > iterator->count) return HOSTLINK_TRUNCATED;
+    if (iterator->index >= iterator->count) {
+        return iterator->index == iterator->count ? HOSTLINK_NO_MORE_ITEMS : HOSTLINK_TRUNCATED;
+    }
     if (iterator->size < iterator->position + variantHeaderSize) return HOSTLINK_TRUNCATED;
     uint32_t length;
     const uint32_t left = uint32_t{iterator->size} - iterator->position;
