@@ -1,0 +1,23 @@
+/// @file
+/// A real serial port.
+#pragma once
+
+#include <string>
+
+#include "Descriptor.h"
+#include "LinePort.h"
+
+/// A serial device in raw mode: 8 data bits, no parity, one stop bit, no flow control.
+class SerialDevice : public LinePort {
+public:
+    /// @param baudRate bits per second, any that the driver can do
+    /// @throw std::system_error the device cannot be opened or does not take the settings
+    SerialDevice(const std::string& path, unsigned baudRate);
+
+    int descriptor() const override { return device.get(); }
+    const std::string& path() const override { return devicePath; }
+
+private:
+    std::string devicePath;
+    Descriptor device;
+};

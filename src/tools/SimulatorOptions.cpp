@@ -1,0 +1,145 @@
+#include "SimulatorOptions.h"
+
+#include <memory>
+#include <vector>
+
+#include <hostsim/StateText.h>
+
+using hostsim::ByteNoise;
+using hostsim::FaultOptions;
+using std::chrono::milliseconds;
+
+namespace {
+
+CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, const std::string& text,
+                             std::function<void(milliseconds)> store) {
+    return app
+        .add_option_function<unsigned long>(
+            name, [store](const unsigned long& number) { store(milliseconds(number)); }, text)
+        ->type_name("MS");
+}
+
+void setState(hostsim::HostStates& states, const std::string& text) {
+    const size_t equals = text.find('=');
+    const auto id = hostsim::parseStateId(text.substr(0, equals));
+    if (equals == std::string::npos || !id)
+        throw CLI::ValidationError("--state", "'" + text + "' is not ID=VALUE with a number or a state name as ID");
+    const auto value = hostsim::parseValue(*id, text.substr(equals + 1), states.get(*id));
+    if (!value) throw CLI::ValidationError("--state", "the value in '" + text + "' is not a number that fits its type");
+    states.set(*id, *value);
+}
+
+void declareWire(CLI::App& app, SimulatorOptions& options) {
+    auto* device = app.add_option("--device", options.device,
+                                  "Serial device to use, for example /dev/ttyUSB0. Without it a\npseudo terminal is "
+                                  "made and its path printed: open that\npath as the serial port");
+    app.add_option("--link", options.link,
+                   "Make a symbolic link to the pseudo terminal at this path,\nremoved at the end")
+        ->type_name("PATH")
+        ->excludes(device);
+    app.add_option("--baud", options.baud,
+                   "Bits per second. A device is set to it (115200 without the\noption); a pseudo terminal, which has "
+                   "no speed of its own,\nis slowed down to it")
+        ->type_name("N")
+        ->check(CLI::Range(50UL, 20000000UL));
+    app.add_option("--max-packet-size", options.host.outgoing.maxPacketSize,
+                   "Longest packet that the host sends, in bytes")
+        ->type_name("N")
+        ->check(CLI::Range(11, 65535))
+        ->capture_default_str();
+    addMilliseconds(app, "--response-timeout",
+                    "How long the module may take to acknowledge a packet of the\nhost [1000]",
+                    [&options](milliseconds time) { options.host.outgoing.responseTimeout = time; });
+}
+
+void declareBehaviour(CLI::App& app, SimulatorOptions& options) {
+    app.add_option_function<std::vector<std::string>>(
+           "--state",
+           [&options](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) setState(options.host.states, text);
+           },
+           "A state that the host holds from the start, for example\nPlayerVolume=30, 0x0009=u16:30 or "
+           "MetaTitle=text:Blue.\nMay be given more than once")
+        ->type_name("ID=VALUE")
+        ->take_all();
+    addMilliseconds(app, "--input-event-every", "Press and release a button in this interval while the module\nanswers",
+                    [&options](milliseconds time) { options.inputEventEvery = time; })
+        ->check(CLI::PositiveNumber);
+    addMilliseconds(app, "--exit-after-idle", "End when nothing has happened for this long",
+                    [&options](milliseconds time) { options.exitAfterIdle = time; });
+    app.add_flag("--commands", options.commands,
+                 "Read commands from the standard input also when that is not\na terminal. 'help' lists them");
+    app.add_flag("--verbose,-v", options.verbose, "Print every packet and message to the standard error");
+    app.add_flag("--json", options.json, "Print JSON instead of text, one object in a line");
+}
+
+CLI::Option* addEvery(CLI::App& app, const std::string& name, unsigned& target, const std::string& text) {
+    return app.add_option(name, target, text)->type_name("N")->group("Faults");
+}
+
+// One rate for both directions, unless --noise says otherwise.
+void addRate(CLI::App& app, const std::string& name, FaultOptions& faults, double ByteNoise::*rate,
+             const std::string& text) {
+    app.add_option_function<double>(
+           name,
+           [&faults, rate](const double& value) {
+               faults.toModule.*rate = value;
+               faults.toHost.*rate = value;
+           },
+           text)
+        ->type_name("RATE")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group("Faults");
+}
+
+} // namespace
+
+void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
+    addEvery(app, "--nack-first", faults.nackFirst, "Refuse (nack) the first N attempts of each packet");
+    addEvery(app, "--ack-nack-every", faults.ackNackEvery, "Answer every Nth packet with both ack and nack: an error");
+    addEvery(app, "--neither-every", faults.neitherEvery, "Answer every Nth packet with neither ack nor nack");
+    addEvery(app, "--silent-every", faults.silentEvery, "Do not answer every Nth packet");
+    addEvery(app, "--late-every", faults.lateEvery, "Answer every Nth packet late, see --late");
+    addMilliseconds(app, "--late", "How late, together with --late-every; alone: every answer\ncomes so late",
+                    [&faults](milliseconds time) {
+                        faults.lateBy = time;
+                        if (faults.lateEvery == 0) faults.lateEvery = 1;
+                    })
+        ->group("Faults");
+    addEvery(app, "--repeat-every", faults.repeatEvery, "Send every Nth packet a second time");
+    addEvery(app, "--burst", faults.burst, "Send N events nobody asked for when a message comes in");
+    addEvery(app, "--garbage-every", faults.garbageEvery, "Put random bytes before every Nth packet");
+    addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many")->capture_default_str();
+    app.add_flag("--split-writes", faults.splitWrites, "Write each byte by itself")->group("Faults");
+    addRate(app, "--drop-rate", faults, &ByteNoise::dropRate, "Lose bytes, at this probability from 0 to 1");
+    addRate(app, "--corrupt-rate", faults, &ByteNoise::corruptRate, "Change bytes");
+    addRate(app, "--insert-rate", faults, &ByteNoise::insertRate, "Insert random bytes");
+    addRate(app, "--repeat-rate", faults, &ByteNoise::repeatRate, "Repeat bytes");
+    app.add_option_function<uint64_t>(
+           "--fault-count", [&faults](const uint64_t& count) { faults.limit = count; },
+           "Inject no more than N faults, then behave well")
+        ->type_name("N")
+        ->group("Faults");
+    app.add_option("--seed", faults.seed, "Seed of everything random; the same seed gives the same\nfaults")
+        ->type_name("N")
+        ->capture_default_str()
+        ->group("Faults");
+    const auto direction = std::make_shared<std::string>("both");
+    app.add_option("--noise", *direction, "Which bytes the rates apply to")
+        ->check(CLI::IsMember({"both", "to-module", "to-host"}))
+        ->capture_default_str()
+        ->group("Faults");
+    app.final_callback([direction, &faults] {
+        if (*direction == "to-module") faults.toHost = ByteNoise{};
+        if (*direction == "to-host") faults.toModule = ByteNoise{};
+    });
+}
+
+void declareOptions(CLI::App& app, SimulatorOptions& options) {
+    app.get_formatter()->column_width(32);
+    declareWire(app, options);
+    declareBehaviour(app, options);
+    declareFaultOptions(app, options.host.faults);
+    app.footer("Example:  zent-hostsim --link ./host --input-event-every 2000\n"
+               "          hostlink-demo --device ./host");
+}

@@ -1,0 +1,29 @@
+/// @file
+/// What the host simulator is asked to do.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include <hostsim/HostEndpoint.h>
+
+struct SimulatorOptions {
+    std::string device;     ///< serial device to open; empty: make a pseudo terminal
+    std::string link;       ///< symbolic link to the pseudo terminal; empty: none
+    unsigned long baud = 0; ///< bits per second; 0: as fast as the system can (pseudo terminal), 115200 (device)
+    hostsim::HostOptions host;
+    std::optional<std::chrono::milliseconds> inputEventEvery;
+    std::optional<std::chrono::milliseconds> exitAfterIdle;
+    bool commands = false; ///< read commands from the standard input
+    bool verbose = false;
+    bool json = false;
+};
+
+/// Declares the options on the command line and the help.
+void declareOptions(CLI::App& app, SimulatorOptions& options);
+
+/// The options of the faults alone, for programs that drive the same host over another wire.
+void declareFaultOptions(CLI::App& app, hostsim::FaultOptions& faults);

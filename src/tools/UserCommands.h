@@ -1,0 +1,17 @@
+/// @file
+/// What a person can tell the simulator while it runs.
+#pragma once
+
+#include <string>
+
+#include <hostsim/HostEndpoint.h>
+
+/// The answer to one command line.
+struct CommandResult {
+    std::string text; ///< to be printed; empty: nothing to say
+    bool quit = false;
+};
+
+/// Carries out one line: "press N", "set ID VALUE", "get ID", "burst N", "counts", "help", "quit".
+/// @param json answer "counts" as JSON
+CommandResult runCommand(const std::string& line, hostsim::HostEndpoint& host, hostsim::Time now, bool json);
