@@ -25,13 +25,18 @@ Descriptor BusDevice::openFile() const {
     return openDeviceFile(path, 0, device);
 }
 
-bool BusDevice::mayTransfer(const char* verb, long long size, std::size_t limit) const {
-    const std::string transfer = "cannot " + std::string(verb) + " " + std::to_string(size) + " bytes: ";
-    if (!file) return refuse(transfer + "the device is not open");
-    if (size < 0) return refuse(transfer + "the size is negative");
+bool BusDevice::isPossible(const char* verb, long long size, std::size_t limit) const {
+    const auto impossible = [&](const std::string& why) {
+        return refuse("cannot " + std::string(verb) + " " + std::to_string(size) + " bytes: " + why);
+    };
+    if (size < 0) return impossible("the size is negative");
     if (static_cast<unsigned long long>(size) > limit)
-        return refuse(transfer + "the driver takes " + std::to_string(limit) + " at once");
+        return impossible("the driver takes " + std::to_string(limit) + " at once");
     return true;
+}
+
+bool BusDevice::isOpenTo(const char* verb) const {
+    return file || refuse("cannot " + std::string(verb) + ": the device is not open");
 }
 
 bool BusDevice::isComplete(const char* verb, long long result, std::size_t expected) const {

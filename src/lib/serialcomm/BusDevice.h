@@ -21,12 +21,13 @@ public:
     /// Opens the device file; none when that fails. The caller configures it before it hands it to `use`.
     Descriptor openFile() const;
     void use(Descriptor configured) { file = std::move(configured); }
-    bool isOpen() const { return static_cast<bool>(file); }
     int fd() const { return file.get(); }
 
-    /// Whether `size` bytes can be transferred at all: the device is open, the size not negative and within `limit`,
-    /// what the driver takes at once.
-    bool mayTransfer(const char* verb, long long size, std::size_t limit) const;
+    /// Whether `verb` may move `size` bytes: not negative, and within `limit`, what the driver takes at once.
+    bool isPossible(const char* verb, long long size, std::size_t limit) const;
+
+    /// Whether the device is open, so that `verb` can be done.
+    bool isOpenTo(const char* verb) const;
 
     /// Whether the transfer `verb` of `expected` units, which answered `result` (negative: see errno), was complete.
     /// A short one counts as failed: half a packet is none.

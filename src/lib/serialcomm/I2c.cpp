@@ -36,6 +36,10 @@ struct I2c::Impl {
         : bus(path, "I2c " + path + " address " + addressText(slave)), address(slave) {}
 
     bool configure(int fd) const;
+    bool mayRead(int size) const { return bus.isPossible("read", size, messageLimit); }
+    bool mayWrite(const ByteArray& data) const {
+        return bus.isPossible("write", static_cast<long long>(data.size()), messageLimit);
+    }
 
     BusDevice bus;
     const int address;
@@ -67,7 +71,7 @@ bool I2c::open() {
 }
 
 ByteArray I2c::read(int size) {
-    if (!impl->bus.mayTransfer("read", size, messageLimit) || size == 0) return {};
+    if (!impl->mayRead(size) || !impl->bus.isOpenTo("read") || size == 0) return {};
     ByteArray data(static_cast<std::size_t>(size));
     const ssize_t got = repeatInterrupted([&] { return ::read(impl->bus.fd(), data.data(), data.size()); });
     if (!impl->bus.isComplete("read", got, data.size())) return {};
@@ -75,16 +79,14 @@ ByteArray I2c::read(int size) {
 }
 
 bool I2c::write(const ByteArray& data) {
-    if (!impl->bus.mayTransfer("write", static_cast<long long>(data.size()), messageLimit)) return false;
+    if (!impl->mayWrite(data) || !impl->bus.isOpenTo("write")) return false;
     if (data.empty()) return true;
     const ssize_t sent = repeatInterrupted([&] { return ::write(impl->bus.fd(), data.data(), data.size()); });
     return impl->bus.isComplete("write", sent, data.size());
 }
 
 ByteArray I2c::writeRead(const ByteArray& data, int size) {
-    if (!impl->bus.mayTransfer("write", static_cast<long long>(data.size()), messageLimit) ||
-        !impl->bus.mayTransfer("read", size, messageLimit))
-        return {};
+    if (!impl->mayWrite(data) || !impl->mayRead(size) || !impl->bus.isOpenTo("write and read")) return {};
     if (data.empty()) return read(size);
     if (size == 0) {
         write(data);

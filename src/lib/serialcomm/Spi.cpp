@@ -50,7 +50,10 @@ struct Spi::Impl {
 
     bool configure(int fd) const;
     bool set(int fd, unsigned long request, const void* value, const char* what) const;
-    bool mayTransfer(const char* verb, long long size) const { return bus.mayTransfer(verb, size, limit); }
+    bool mayRead(int size) const { return bus.isPossible("read", size, limit); }
+    bool mayWrite(const ByteArray& data) const {
+        return bus.isPossible("write", static_cast<long long>(data.size()), limit);
+    }
 
     BusDevice bus;
     const int speed;
@@ -88,7 +91,7 @@ bool Spi::open() {
 }
 
 ByteArray Spi::read(int size) {
-    if (!impl->mayTransfer("read", size) || size == 0) return {};
+    if (!impl->mayRead(size) || !impl->bus.isOpenTo("read") || size == 0) return {};
     ByteArray received(static_cast<std::size_t>(size));
     const spi_ioc_transfer transfer = transferOf(nullptr, received.data(), received.size());
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
@@ -97,7 +100,7 @@ ByteArray Spi::read(int size) {
 }
 
 bool Spi::write(const ByteArray& data) {
-    if (!impl->mayTransfer("write", static_cast<long long>(data.size()))) return false;
+    if (!impl->mayWrite(data) || !impl->bus.isOpenTo("write")) return false;
     if (data.empty()) return true;
     const spi_ioc_transfer transfer = transferOf(data.data(), nullptr, data.size());
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
@@ -105,7 +108,7 @@ bool Spi::write(const ByteArray& data) {
 }
 
 ByteArray Spi::writeRead(const ByteArray& data, int size) {
-    if (!impl->mayTransfer("write", static_cast<long long>(data.size())) || !impl->mayTransfer("read", size)) return {};
+    if (!impl->mayWrite(data) || !impl->mayRead(size) || !impl->bus.isOpenTo("write and read")) return {};
     if (data.empty()) return read(size);
     if (size == 0) {
         write(data);

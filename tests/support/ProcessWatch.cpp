@@ -1,0 +1,63 @@
+#include "ProcessWatch.h"
+
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <dirent.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+std::string taskFile(pid_t thread, const char* name) {
+    return "/proc/self/task/" + std::to_string(thread) + "/" + name;
+}
+
+// The file begins with the number of the system call in which the thread sleeps, and says "running" when it does not.
+bool sleepsInPoll(pid_t thread) {
+    std::ifstream file(taskFile(thread, "syscall"));
+    long number = -1;
+    if (!(file >> number)) return false;
+#ifdef SYS_poll
+    if (number == SYS_poll) return true;
+#endif
+    return number == SYS_ppoll;
+}
+
+} // namespace
+
+std::set<int> openDescriptors() {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc/self/fd"), &::closedir);
+    if (!folder) throw std::runtime_error("cannot list /proc/self/fd");
+    std::set<int> numbers;
+    while (const dirent* entry = ::readdir(folder.get()))
+        if (entry->d_name[0] != '.') numbers.insert(std::stoi(entry->d_name));
+    numbers.erase(::dirfd(folder.get()));
+    return numbers;
+}
+
+pid_t currentThread() {
+    return static_cast<pid_t>(::syscall(SYS_gettid));
+}
+
+bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!sleepsInPoll(thread)) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+long voluntarySwitches(pid_t thread) {
+    const std::string key = "voluntary_ctxt_switches:";
+    std::ifstream file(taskFile(thread, "status"));
+    for (std::string word; file >> word;) {
+        long count = 0;
+        if (word == key && file >> count) return count;
+    }
+    throw std::runtime_error("no count of context switches for thread " + std::to_string(thread));
+}

@@ -1,0 +1,20 @@
+/// @file
+/// What the kernel knows about this process: its descriptors, and what its threads are doing.
+#pragma once
+
+#include <chrono>
+#include <set>
+
+#include <sys/types.h>
+
+/// The numbers of all open descriptors of this process.
+std::set<int> openDescriptors();
+
+/// The calling thread's id, for the functions below.
+pid_t currentThread();
+
+/// Waits until the thread sleeps inside poll(2); false when the time is over before.
+bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+/// How often the thread has gone to sleep on its own account since it began.
+long voluntarySwitches(pid_t thread);
