@@ -1,0 +1,161 @@
+#include "HostSlave.h"
+
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+
+namespace busrig {
+
+namespace {
+
+using hostsim::FaultOptions;
+using hostsim::HostCounts;
+
+uint64_t number(const std::string& text) {
+    const bool isNumber =
+        !text.empty() && text.size() < 19 && text.find_first_not_of("0123456789") == std::string::npos;
+    if (!isNumber) throw std::invalid_argument("not a number: " + text);
+    return std::stoull(text);
+}
+
+template <typename Count> Count numberUpTo(const std::string& text) {
+    const uint64_t value = number(text);
+    if (value > std::numeric_limits<Count>::max()) throw std::invalid_argument("too large: " + text);
+    return static_cast<Count>(value);
+}
+
+struct CountedOption {
+    const char* name;
+    unsigned FaultOptions::*member;
+};
+
+constexpr CountedOption countedOptions[] = {
+    {"silentEvery", &FaultOptions::silentEvery},
+    {"ackNackEvery", &FaultOptions::ackNackEvery},
+    {"neitherEvery", &FaultOptions::neitherEvery},
+    {"nackFirst", &FaultOptions::nackFirst},
+    {"lateEvery", &FaultOptions::lateEvery},
+    {"repeatEvery", &FaultOptions::repeatEvery},
+    {"burst", &FaultOptions::burst},
+    {"garbageEvery", &FaultOptions::garbageEvery},
+    {"garbageBytes", &FaultOptions::garbageBytes},
+    {"lateTransfers", &FaultOptions::lateTransfers},
+    {"irqNackFirst", &FaultOptions::irqNackFirst},
+    {"irqAnnounceFirst", &FaultOptions::irqAnnounceFirst},
+};
+
+struct CountName {
+    const char* name;
+    uint64_t HostCounts::*member;
+};
+
+/// The names that tests and people use; a count of the rig itself may not bear one of them.
+constexpr CountName countNames[] = {
+    {"packetsReceived", &HostCounts::packetsReceived},
+    {"packetsSent", &HostCounts::packetsSent},
+    {"messagesReceived", &HostCounts::messagesReceived},
+    {"messagesSent", &HostCounts::messagesSent},
+    {"acksReceived", &HostCounts::acksReceived},
+    {"nacksReceived", &HostCounts::nacksReceived},
+    {"acksSent", &HostCounts::acksSent},
+    {"nacksSent", &HostCounts::nacksSent},
+    {"badPackets", &HostCounts::badPackets},
+    {"bytesSkipped", &HostCounts::bytesSkipped},
+    {"duplicatePackets", &HostCounts::duplicatePackets},
+    {"framesAbandoned", &HostCounts::framesAbandoned},
+    {"strayResponses", &HostCounts::strayResponses},
+    {"missingResponses", &HostCounts::missingResponses},
+    {"messagesGivenUp", &HostCounts::messagesGivenUp},
+    {"unsupportedMessages", &HostCounts::unsupportedMessages},
+};
+
+void setOption(HostSetup& setup, const std::string& name, const std::string& value) {
+    FaultOptions& faults = setup.host.faults;
+    for (const CountedOption& option : countedOptions) {
+        if (name != option.name) continue;
+        faults.*option.member = numberUpTo<unsigned>(value);
+        return;
+    }
+    if (name == "lateByMs") {
+        faults.lateBy = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else if (name == "limit") {
+        faults.limit = number(value);
+    } else if (name == "seed") {
+        faults.seed = number(value);
+    } else if (name == "interruptRepeatMs") {
+        setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else {
+        throw std::invalid_argument("no such host option: " + name);
+    }
+}
+
+} // namespace
+
+HostSetup HostSetup::fromText(const std::string& text) {
+    HostSetup setup;
+    std::istringstream stream(text);
+    for (std::string option; std::getline(stream, option, ',');) {
+        const size_t equals = option.find('=');
+        if (equals == std::string::npos) throw std::invalid_argument("host options: no '=' in " + option);
+        setOption(setup, option.substr(0, equals), option.substr(equals + 1));
+    }
+    return setup;
+}
+
+struct HostSlave::Host {
+    explicit Host(const HostSetup& setup) : endpoint(setup.host), bus(endpoint, setup.bus) {}
+
+    hostsim::HostEndpoint endpoint;
+    hostsim::BusHost bus; // speaks for `endpoint`
+};
+
+HostSlave::HostSlave(const HostSetup& setup) : host(std::make_unique<Host>(setup)) {}
+
+HostSlave::~HostSlave() = default;
+
+void HostSlave::write(const Bytes& bytes, Time now) {
+    host->bus.write(bytes, now);
+}
+
+Bytes HostSlave::read(size_t count, Time now) {
+    return host->bus.read(count, now);
+}
+
+void HostSlave::advance(Time now) {
+    host->bus.advance(now);
+}
+
+bool HostSlave::wantsInterrupt(Time now) const {
+    return host->bus.interruptLow(now);
+}
+
+std::optional<Time> HostSlave::nextDeadline(Time now) const {
+    return host->bus.nextDeadline(now);
+}
+
+std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time now) {
+    if (name == "send") {
+        const std::optional<Bytes> message = fromHex(argument);
+        if (!message) throw std::invalid_argument("not hexadecimal bytes: " + argument);
+        host->endpoint.send({*message}, now);
+    } else if (name == "press") {
+        host->endpoint.send(hostsim::HostApplication::press(numberUpTo<uint16_t>(argument)), now);
+    } else if (name == "burst") {
+        host->endpoint.send(hostsim::HostApplication::burst(numberUpTo<uint16_t>(argument)), now);
+    } else if (name == "host-options") {
+        host = std::make_unique<Host>(HostSetup::fromText(argument));
+    } else {
+        return std::nullopt;
+    }
+    return "";
+}
+
+std::map<std::string, uint64_t> HostSlave::counts() const {
+    const HostCounts& counts = host->endpoint.counts();
+    std::map<std::string, uint64_t> result;
+    for (const CountName& count : countNames) result[count.name] = counts.*count.member;
+    result["hostFaults"] = counts.faults();
+    return result;
+}
+
+} // namespace busrig
