@@ -3,7 +3,7 @@
 
 The rooms, and what each may include of the project and of log4cplus:
 
-  core        function core                      nothing but <stdint.h>, <string.h>, <assert.h>
+  core        function core                      nothing but freestanding C headers
   objects     messages, frames, vocabulary,      core
               printer
   machines    pure state machines of the links   core, objects; no thread, lock, file or log header
@@ -27,7 +27,7 @@ MACHINES = {"UartStream", "IrqReply", "IrqExchange"}
 OBJECTS_HIDDEN = {"ValueNaming"}
 ANY_THREADING = {"thread", "mutex", "condition_variable", "atomic", "future", "shared_mutex"}
 FILES_AND_LOG = {"fstream", "iostream", "cstdio", "unistd.h", "fcntl.h", "poll.h"}
-CORE_HEADERS = {"stdint.h", "string.h", "assert.h"}
+CORE_HEADERS = {"stddef.h", "stdint.h", "string.h", "assert.h"}
 
 
 def room_of(path):

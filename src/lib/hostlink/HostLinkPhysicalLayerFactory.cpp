@@ -9,8 +9,7 @@
 
 namespace {
 
-template <typename Link>
-HostLinkPhysicalLayer* make(const HostLinkPhysicalLayer::Properties& properties) {
+template <typename Link> HostLinkPhysicalLayer* make(const HostLinkPhysicalLayer::Properties& properties) {
     return new Link(properties);
 }
 

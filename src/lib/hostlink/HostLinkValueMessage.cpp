@@ -9,13 +9,11 @@ constexpr int fixedValueGrowth = 14; // 28 bytes: room for the largest fixed ite
 constexpr int bin16Overhead = 6;     // grows by 2·(n + 6): room for the n + 5 bytes of the item
 
 // Little-endian bytes of a number, the form in which the core takes values.
-template <typename T>
-void toWire(T value, unsigned char (&bytes)[sizeof(T)]) {
+template <typename T> void toWire(T value, unsigned char (&bytes)[sizeof(T)]) {
     for (size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<unsigned char>(static_cast<uint64_t>(value) >> 8 * i);
 }
 
-template <typename T>
-T fromWire(const unsigned char* bytes) {
+template <typename T> T fromWire(const unsigned char* bytes) {
     uint64_t value = 0;
     for (size_t i = 0; i < sizeof(T); ++i) value |= static_cast<uint64_t>(bytes[i]) << 8 * i;
     return static_cast<T>(value);
@@ -112,8 +110,7 @@ Encoding HostLinkValueMessage::getEnc(int index, bool* ok) const {
     return *ok ? static_cast<Encoding>(item.encoding) : Encoding{};
 }
 
-template <typename T>
-T HostLinkValueMessage::getFixed(int index, bool* ok, Encoding encoding) const {
+template <typename T> T HostLinkValueMessage::getFixed(int index, bool* ok, Encoding encoding) const {
     HostLinkVariant item;
     *ok = readItem(index, &item) && item.encoding == encoding;
     return *ok ? fromWire<T>(item.value.bytes) : T{};

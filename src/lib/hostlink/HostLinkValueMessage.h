@@ -64,10 +64,8 @@ public:
     ByteArray serialize() const override;
 
 private:
-    template <typename T>
-    HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
-    template <typename T>
-    T getFixed(int index, bool* ok, Encoding encoding) const;
+    template <typename T> HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
+    template <typename T> T getFixed(int index, bool* ok, Encoding encoding) const;
     HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
     bool readItem(int index, HostLinkVariant* item) const;
 

@@ -7,22 +7,19 @@
 
 namespace {
 
-template <typename Key>
-struct Row {
+template <typename Key> struct Row {
     Key number;
     const char* name;
 };
 
-template <typename Key, size_t count>
-constexpr bool isAscending(const Row<Key> (&rows)[count]) {
+template <typename Key, size_t count> constexpr bool isAscending(const Row<Key> (&rows)[count]) {
     for (size_t i = 1; i < count; ++i) {
         if (!(rows[i - 1].number < rows[i].number)) return false;
     }
     return true;
 }
 
-template <typename Key, size_t count>
-std::map<Key, std::string> toMap(const Row<Key> (&rows)[count]) {
+template <typename Key, size_t count> std::map<Key, std::string> toMap(const Row<Key> (&rows)[count]) {
     std::map<Key, std::string> names;
     for (const Row<Key>& row : rows) names.emplace_hint(names.end(), row.number, row.name);
     return names;

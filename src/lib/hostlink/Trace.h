@@ -11,6 +11,9 @@
 /// are made one.
 std::string tracedName(const char* signature, const char* scope);
 
+// The detail is a stream expression such as `"len " << count`, so it stands without parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
 /// "Enter ", the function, ": " and the detail (a stream expression), at TRACE. Nothing is formatted when that is off.
 #define HOSTLINK_TRACE_ENTER(logger, scope, detail)                                                                    \
     LOG4CPLUS_TRACE(logger, "Enter " << tracedName(__PRETTY_FUNCTION__, scope) << ": " << detail)
@@ -18,3 +21,5 @@ std::string tracedName(const char* signature, const char* scope);
 /// The same for "Leave ".
 #define HOSTLINK_TRACE_LEAVE(logger, scope, detail)                                                                    \
     LOG4CPLUS_TRACE(logger, "Leave " << tracedName(__PRETTY_FUNCTION__, scope) << ": " << detail)
+
+// NOLINTEND(bugprone-macro-parentheses)

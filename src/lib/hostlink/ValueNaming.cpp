@@ -1,17 +1,25 @@
 #include "ValueNaming.h"
 
-std::string nameTag(MessageId id, uint16_t tag) {
+const ValueMessageParsing* parsingOf(MessageId id) {
     const auto parsing = messageIdToTagMap.find(id);
-    if (parsing != messageIdToTagMap.end()) {
-        const auto name = parsing->second.tagToString.find(tag);
-        if (name != parsing->second.tagToString.end()) return name->second;
-    }
-    return "Unknown (" + std::to_string(tag) + ")";
+    return parsing != messageIdToTagMap.end() ? &parsing->second : nullptr;
 }
 
-const std::map<int32_t, std::string>* valueNames(MessageId id, uint16_t tag) {
-    const auto parsing = messageIdToTagMap.find(id);
-    if (parsing == messageIdToTagMap.end()) return nullptr;
-    const auto names = parsing->second.tagAndValueToString.find(tag);
-    return names != parsing->second.tagAndValueToString.end() ? &names->second : nullptr;
+void appendTagName(std::string& text, const ValueMessageParsing* parsing, uint16_t tag) {
+    if (parsing != nullptr) {
+        const auto name = parsing->tagToString.find(tag);
+        if (name != parsing->tagToString.end()) {
+            text += name->second;
+            return;
+        }
+    }
+    text += "Unknown (";
+    appendDecimal(text, tag);
+    text += ')';
+}
+
+const std::map<int32_t, std::string>* valueNames(const ValueMessageParsing* parsing, uint16_t tag) {
+    if (parsing == nullptr) return nullptr;
+    const auto names = parsing->tagAndValueToString.find(tag);
+    return names != parsing->tagAndValueToString.end() ? &names->second : nullptr;
 }

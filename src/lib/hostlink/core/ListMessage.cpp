@@ -1,3 +1,5 @@
+#include <stddef.h>
+
 #include "CoreAssert.h"
 #include "MessageLayout.h"
 
@@ -37,6 +39,6 @@ uint32_t hostLinkMessageUint16GetItem(const HostLinkLL* buffer, uint8_t index, u
     const uint32_t code = verifyMessage(buffer, Body::List, nullptr, &count);
     if (code != HOSTLINK_SUCCESS) return code;
     if (index >= count) return HOSTLINK_TRUNCATED;
-    *value = load16le(buffer->data + itemsAt + index * listItemSize);
+    *value = load16le(buffer->data + itemsAt + size_t{index} * listItemSize);
     return HOSTLINK_SUCCESS;
 }

@@ -18,20 +18,11 @@ int32_t fixedLengthOf(int encoding) {
 // A copy of 0, 1, 2, 4 or 8 bytes without a call.
 void copyValue(uint8_t* to, const void* from, int32_t length) {
     switch (length) {
-    case 1:
-        memcpy(to, from, 1);
-        break;
-    case 2:
-        memcpy(to, from, 2);
-        break;
-    case 4:
-        memcpy(to, from, 4);
-        break;
-    case 8:
-        memcpy(to, from, 8);
-        break;
-    default:
-        break;
+    case 1: memcpy(to, from, 1); break;
+    case 2: memcpy(to, from, 2); break;
+    case 4: memcpy(to, from, 4); break;
+    case 8: memcpy(to, from, 8); break;
+    default: break;
     }
 }
 

@@ -11,14 +11,10 @@ const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("
 
 WriteDataResponse toWriteDataResponse(AcknowledgeType type) {
     switch (type) {
-    case AcknowledgeType::Ack:
-        return Accepted;
-    case AcknowledgeType::Nack:
-        return Rejected;
-    case AcknowledgeType::AckNack:
-        return Error;
-    case AcknowledgeType::None:
-        break;
+    case AcknowledgeType::Ack: return Accepted;
+    case AcknowledgeType::Nack: return Rejected;
+    case AcknowledgeType::AckNack: return Error;
+    case AcknowledgeType::None: break;
     }
     return NoResponse;
 }

@@ -12,13 +12,9 @@ IrqExchange::Decision IrqExchange::decide(const ByteArray& reply) {
     case FRT_Irq:
         nackRetried = false;
         return {Verdict::Announcement, static_cast<int>(HostLinkIrqFrame::parse(reply, &ok)), false};
-    case FRT_Message:
-        nackRetried = false;
-        return {Verdict::Message, 0, false};
-    case FRT_Response:
-        return decideResponse(reply);
-    default:
-        return {Verdict::Unsupported, type, nackRetried};
+    case FRT_Message: nackRetried = false; return {Verdict::Message, 0, false};
+    case FRT_Response: return decideResponse(reply);
+    default: return {Verdict::Unsupported, type, nackRetried};
     }
 }
 

@@ -293,8 +293,7 @@ SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
         LOG4CPLUS_ERROR(logger, "Invalid message received");
         sendAckPacket(AcknowledgeType::Nack);
         break;
-    case IrqExchange::Verdict::Announcement:
-        return {true, decision.value};
+    case IrqExchange::Verdict::Announcement: return {true, decision.value};
     case IrqExchange::Verdict::Message:
         sendAckPacket(AcknowledgeType::Ack);
         notifyObservers(reply);

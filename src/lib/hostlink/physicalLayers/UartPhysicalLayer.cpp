@@ -123,9 +123,7 @@ void UartPhysicalLayer::readFromUartLoop() {
             if (!error) stream.append(bytes);
             break;
         }
-        case UartStream::Event::NoStart:
-            LOG4CPLUS_WARN(logger, "Received data without packet start");
-            break;
+        case UartStream::Event::NoStart: LOG4CPLUS_WARN(logger, "Received data without packet start"); break;
         case UartStream::Event::Skipped:
             LOG4CPLUS_WARN(logger, "Removing " << step.count << "bytes from start after SOP found");
             break;
