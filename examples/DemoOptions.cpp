@@ -1,0 +1,44 @@
+#include "DemoOptions.h"
+
+#include <cctype>
+
+#include <CLI/CLI.hpp>
+#include <log4cplus/configurator.h>
+#include <log4cplus/logger.h>
+
+std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options) {
+    CLI::App app("Holds a conversation with a host: states, changes, a button, a file.");
+    app.add_option("--device", options.device, "Serial device, for example the path that zent-hostsim prints")
+        ->type_name("PATH")
+        ->required();
+    app.add_option("--link", options.link, "Kind of the link")->type_name("NAME")->capture_default_str();
+    app.add_option("--baud", options.baud, "Bits per second")->type_name("N")->capture_default_str();
+    app.add_option("--max-packet-size", options.maxPacketSize, "Longest packet, in bytes")
+        ->type_name("N")
+        ->check(CLI::Range(16, 4096))
+        ->capture_default_str();
+    app.add_option("--response-timeout", options.responseTimeout, "How long the host may take to acknowledge a packet")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--file", options.file, "File to send; without it one is made up")->type_name("PATH");
+    app.add_option("--file-size", options.fileSize, "Size of the file made up, in bytes")
+        ->type_name("BYTES")
+        ->check(CLI::Range(0UL, 1UL << 30))
+        ->capture_default_str();
+    app.add_option("--log-level", options.logLevel, "What the library logs to the standard error")
+        ->check(CLI::IsMember({"trace", "debug", "info", "warn", "error", "off"}))
+        ->capture_default_str();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    return std::nullopt;
+}
+
+void startLogging(std::string level) {
+    for (char& letter : level) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    log4cplus::BasicConfigurator(log4cplus::Logger::getDefaultHierarchy(), true).configure(); // true: standard error
+    log4cplus::Logger::getRoot().setLogLevel(log4cplus::getLogLevelManager().fromString(level));
+}

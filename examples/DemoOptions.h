@@ -1,0 +1,24 @@
+/// @file
+/// The command line of the demo, and its log.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+struct DemoOptions {
+    std::string device;
+    std::string link = "uart";
+    int baud = 115200;
+    int maxPacketSize = 64;
+    int responseTimeout = 1000; ///< milliseconds
+    std::string file;           ///< empty: one is made up
+    size_t fileSize = 262144;
+    std::string logLevel = "error";
+};
+
+/// @return the exit code when the program is to end at once: help was asked for, or the arguments are wrong
+std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options);
+
+/// Sends what the library logs, from this level on, to the standard error. After log4cplus has been initialised.
+void startLogging(std::string level);

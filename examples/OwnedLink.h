@@ -1,0 +1,29 @@
+/// @file
+/// Who deletes a link.
+#pragma once
+
+#include <memory>
+
+#include <hostlink/HostLinkPhysicalLayer.h>
+#include <hostlink/physicalLayers/UartPhysicalLayer.h>
+
+/// Whether a link could be opened: the transport layer does not tell.
+inline bool isOpen(const HostLinkPhysicalLayer& link) {
+    const auto* uart = dynamic_cast<const UartPhysicalLayer*>(&link);
+    return uart == nullptr || uart->uartOk();
+}
+
+/// Deletes a link, unless it is a UART link that was never opened: destroying such a one ends the process, so it is
+/// kept until the program ends.
+struct LinkDeleter {
+    void operator()(HostLinkPhysicalLayer* link) const {
+        if (isOpen(*link)) {
+            delete link;
+            return;
+        }
+        [[maybe_unused]] static HostLinkPhysicalLayer* volatile neverOpened;
+        neverOpened = link;
+    }
+};
+
+using OwnedLink = std::unique_ptr<HostLinkPhysicalLayer, LinkDeleter>;

@@ -1,0 +1,24 @@
+/// @file
+/// How far something has come.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+/// Draws a bar on a terminal; elsewhere prints a line at each quarter.
+class ProgressBar {
+public:
+    /// @param total what counts as done
+    explicit ProgressBar(size_t total);
+    void show(size_t done);
+
+private:
+    void drawBar(size_t done) const;
+    void printQuarter(size_t done);
+    double percent(size_t done) const;
+
+    size_t total;
+    bool terminal;
+    int quartersShown = 0;
+    std::chrono::steady_clock::time_point lastDrawn;
+};
