@@ -10,6 +10,7 @@ scripts/sources.sh | xargs clang-format --dry-run --Werror
 echo "== include rules"
 python3 scripts/check-stairs.py
 scripts/check-words.sh
+scripts/check-freestanding.sh
 
 echo "== exported names"
 scripts/build.sh release
