@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Bytes.h"
+#include "support/Packets.h"
 
 namespace {
 
@@ -26,19 +27,6 @@ struct Serialized {
                                       static_cast<uint32_t>(message.size()), maxPacketSize, packetIndex, ackRequest);
     }
 };
-
-/// A message packet with `payload`, made by hand.
-ByteArray messagePacket(const ByteArray& payload, unsigned char flags, unsigned char frameId, unsigned char packetId) {
-    const size_t length = payload.size() + 10;
-    ByteArray packet = bytes("FF FE");
-    packet.push_back(static_cast<unsigned char>(length & 0xFF));
-    packet.push_back(static_cast<unsigned char>(length >> 8));
-    packet.push_back(flags);
-    packet.push_back(frameId);
-    packet.push_back(packetId);
-    packet.push_back(0);
-    return packet + payload + bytes("00 00");
-}
 
 /// A frame record over a block of exact size.
 struct Record {
@@ -409,9 +397,9 @@ TEST(FrameInit, AttachesTheBufferAndClearsEveryField) {
 
 TEST(FrameAddPacket, GathersPayloadsInOrderOfArrival) {
     Record record(5);
-    EXPECT_EQ(record.add(messagePacket(bytes("01 02 03"), 0x03, 9, 0)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 9, 0, bytes("01 02 03"))), 0u);
     EXPECT_EQ(hostLinkFrameComplete(&record.frame), 0);
-    EXPECT_EQ(record.add(messagePacket(bytes("04 05"), 0x23, 9, 1)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x23, 9, 1, bytes("04 05"))), 0u);
     EXPECT_EQ(hostLinkFrameComplete(&record.frame), 1);
     EXPECT_EQ(hostLinkFrameType(&record.frame), 3u);
     uint32_t size = 99;
@@ -437,7 +425,7 @@ TEST(FrameAddPacket, ReturnsWhatVerificationFindsAndChangesNothing) {
     };
     for (const Row& row : rows) {
         Record record(20);
-        ASSERT_EQ(record.add(messagePacket(bytes("01 02"), 0x03, 9, 0)), 0u);
+        ASSERT_EQ(record.add(packetOf(0x03, 9, 0, bytes("01 02"))), 0u);
         EXPECT_EQ(record.add(bytes(row.packet)), row.code) << row.packet;
         EXPECT_EQ(record.payload(), "01 02") << row.packet;
         EXPECT_EQ(record.frame.frameId, 9) << row.packet;
@@ -455,20 +443,20 @@ TEST(FrameAddPacket, VerifiesBeforeItLooksForRoom) {
 
 TEST(FrameAddPacket, RefusesAPayloadThatExceedsTheCapacityAndChangesNothing) {
     Record record(4);
-    ASSERT_EQ(record.add(messagePacket(bytes("01 02"), 0x03, 9, 0)), 0u);
+    ASSERT_EQ(record.add(packetOf(0x03, 9, 0, bytes("01 02"))), 0u);
     EXPECT_EQ(record.add(bytes("FF FE 0D 00 22 07 01 00 03 04 05 00 00")), 16u);
     EXPECT_EQ(record.frame.size, 2u);
     EXPECT_EQ(record.frame.frameId, 9);
     EXPECT_EQ(record.frame.type, 3u);
     EXPECT_EQ(record.frame.complete, 0);
     EXPECT_EQ(record.buffer.text(), "01 02 A5 A5");
-    EXPECT_EQ(record.add(messagePacket(bytes("03 04"), 0x23, 9, 1)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x23, 9, 1, bytes("03 04"))), 0u);
     EXPECT_EQ(record.buffer.text(), "01 02 03 04");
 }
 
 TEST(FrameAddPacket, RefusesTheFirstPayloadThatExceedsTheCapacityAndChangesNothing) {
     Record record(2);
-    EXPECT_EQ(record.add(messagePacket(bytes("01 02 03"), 0x23, 9, 0)), 16u);
+    EXPECT_EQ(record.add(packetOf(0x23, 9, 0, bytes("01 02 03"))), 16u);
     EXPECT_EQ(record.frame.size, 0u);
     EXPECT_EQ(record.frame.frameId, 0);
     EXPECT_EQ(record.frame.type, 0u);
@@ -479,7 +467,7 @@ TEST(FrameAddPacket, RefusesTheFirstPayloadThatExceedsTheCapacityAndChangesNothi
 TEST(FrameAddPacket, RefusesAPayloadWhenTheRecordHoldsAllThatThirtyTwoBitsCount) {
     Record record(4);
     record.frame.size = 0xFFFFFFFF;
-    EXPECT_EQ(record.add(messagePacket(bytes("01"), 0x23, 9, 0)), 16u);
+    EXPECT_EQ(record.add(packetOf(0x23, 9, 0, bytes("01"))), 16u);
     EXPECT_EQ(record.frame.size, 0xFFFFFFFFu);
     EXPECT_TRUE(record.buffer.isUntouched());
 }
@@ -489,7 +477,7 @@ TEST(FrameAddPacket, TakesIdAndTypeOfTheFirstPayloadOnly) {
     EXPECT_EQ(record.add(bytes("FF FE 0E 00 22 07 00 00 11 22 33 44 00 00")), 0u);
     EXPECT_EQ(record.frame.frameId, 7);
     EXPECT_EQ(record.frame.type, 2u);
-    EXPECT_EQ(record.add(messagePacket(bytes("55"), 0x03, 8, 0)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 8, 0, bytes("55"))), 0u);
     EXPECT_EQ(record.frame.frameId, 7);
     EXPECT_EQ(record.frame.type, 2u);
     EXPECT_EQ(record.payload(), "11 22 33 44 55");
@@ -497,20 +485,20 @@ TEST(FrameAddPacket, TakesIdAndTypeOfTheFirstPayloadOnly) {
 
 TEST(FrameAddPacket, DoesNotLookAtPacketIdsTheirOrderOrLaterFrameIds) {
     Record record(3);
-    EXPECT_EQ(record.add(messagePacket(bytes("AA"), 0x03, 1, 9)), 0u);
-    EXPECT_EQ(record.add(messagePacket(bytes("BB"), 0x03, 2, 3)), 0u);
-    EXPECT_EQ(record.add(messagePacket(bytes("CC"), 0x03, 3, 3)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 1, 9, bytes("AA"))), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 2, 3, bytes("BB"))), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 3, 3, bytes("CC"))), 0u);
     EXPECT_EQ(record.payload(), "AA BB CC");
     EXPECT_EQ(record.frame.frameId, 1);
 }
 
 TEST(FrameAddPacket, LetsEveryPacketOverwriteComplete) {
     Record record(3);
-    EXPECT_EQ(record.add(messagePacket(bytes("AA"), 0x23, 1, 0)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x23, 1, 0, bytes("AA"))), 0u);
     EXPECT_EQ(hostLinkFrameComplete(&record.frame), 1);
-    EXPECT_EQ(record.add(messagePacket(bytes("BB"), 0x03, 1, 1)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 1, 1, bytes("BB"))), 0u);
     EXPECT_EQ(hostLinkFrameComplete(&record.frame), 0);
-    EXPECT_EQ(record.add(messagePacket(bytes("CC"), 0xE3, 1, 2)), 0u);
+    EXPECT_EQ(record.add(packetOf(0xE3, 1, 2, bytes("CC"))), 0u);
     EXPECT_EQ(hostLinkFrameComplete(&record.frame), 1);
 }
 
@@ -521,7 +509,7 @@ TEST(FrameAddPacket, LetsAHeaderOnlyPacketSetIdTypeAndCompleteOnlyUntilThePayloa
     EXPECT_EQ(record.frame.type, 1u);
     EXPECT_EQ(record.frame.complete, 1);
     EXPECT_EQ(record.frame.size, 0u);
-    EXPECT_EQ(record.add(messagePacket(bytes("AA"), 0x03, 6, 0)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x03, 6, 0, bytes("AA"))), 0u);
     EXPECT_EQ(record.frame.frameId, 6);
     EXPECT_EQ(record.frame.type, 3u);
     EXPECT_EQ(record.frame.complete, 0);
@@ -560,7 +548,7 @@ TEST(FrameAddPacket, CountsBytesInSixteenBits) {
 TEST(FrameAddPacket, TakesTheLongestPacket) {
     Record record(65525);
     const ByteArray payload = patternBytes(65525);
-    EXPECT_EQ(record.add(messagePacket(payload, 0x23, 1, 0)), 0u);
+    EXPECT_EQ(record.add(packetOf(0x23, 1, 0, payload)), 0u);
     EXPECT_EQ(record.frame.size, 65525u);
     EXPECT_TRUE(record.buffer.copy() == payload);
 }

@@ -414,6 +414,16 @@ TEST(ListAddItem, ReportsTheFirstCheckThatFails) {
     EXPECT_EQ(hostLinkMessageUint16AddItem(&fullNoRoom.ll, 1), 17u);
 }
 
+TEST(ListAddItem, NeverReadsACountBehindTheStorage) {
+    for (size_t capacity = 0; capacity <= 2; ++capacity) {
+        Buffer buffer(capacity);
+        buffer.ll.used = 3;
+        EXPECT_EQ(hostLinkMessageUint16AddItem(&buffer.ll, 1), 16u) << capacity;
+        EXPECT_EQ(buffer.ll.used, 3u) << capacity;
+        EXPECT_TRUE(buffer.block.isUntouched()) << capacity;
+    }
+}
+
 TEST(ListAddItem, RefusesA256thItemAndLeavesTheBufferAsItWas) {
     Buffer buffer(listMessage(254), 3 + 256 * 2);
     EXPECT_EQ(hostLinkMessageUint16AddItem(&buffer.ll, 254), 0u);
