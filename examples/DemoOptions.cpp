@@ -8,11 +8,22 @@
 
 std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options) {
     CLI::App app("Holds a conversation with a host: states, changes, a button, a file.");
-    app.add_option("--device", options.device, "Serial device, for example the path that zent-hostsim prints")
+    app.add_option("--device", options.device, "Device of the link, for example the path that zent-hostsim prints")
         ->type_name("PATH")
         ->required();
-    app.add_option("--link", options.link, "Kind of the link")->type_name("NAME")->capture_default_str();
-    app.add_option("--baud", options.baud, "Bits per second")->type_name("N")->capture_default_str();
+    app.add_option("--link", options.link, "Kind of the link: uart, i2c or spi")
+        ->type_name("NAME")
+        ->capture_default_str();
+    app.add_option("--baud", options.baud, "Bits per second (uart)")->type_name("N")->capture_default_str();
+    app.add_option("--gpio", options.gpio, "Number of the line on which the host asks to be read (i2c, spi)")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--i2c-address", options.i2cAddress, "Address of the host on the bus (i2c)")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--spi-speed", options.spiSpeed, "Clock of the bus in Hz (spi)")
+        ->type_name("N")
+        ->capture_default_str();
     app.add_option("--max-packet-size", options.maxPacketSize, "Longest packet, in bytes")
         ->type_name("N")
         ->check(CLI::Range(16, 4096))
@@ -21,7 +32,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options)
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    app.add_option("--file", options.file, "File to send; without it one is made up")->type_name("PATH");
+    app.add_option("--file", options.file, "File to send; without it one is made up")
+        ->type_name("PATH")
+        ->check(CLI::ExistingFile);
     app.add_option("--file-size", options.fileSize, "Size of the file made up, in bytes")
         ->type_name("BYTES")
         ->check(CLI::Range(0UL, 1UL << 30))

@@ -10,6 +10,9 @@ struct DemoOptions {
     std::string device;
     std::string link = "uart";
     int baud = 115200;
+    int gpio = 0;           ///< line on which the host asks to be read; I2C and SPI
+    int i2cAddress = 0x42;  ///< of the host
+    int spiSpeed = 1000000; ///< Hz
     int maxPacketSize = 64;
     int responseTimeout = 1000; ///< milliseconds
     std::string file;           ///< empty: one is made up

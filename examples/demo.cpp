@@ -12,7 +12,6 @@
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlink/HostLinkTransportLayer.h>
-#include <hostlink/HostLinkUInt16Message.h>
 #include <hostlink/HostLinkValueMessage.h>
 #include <hostlink/HostLinkVocabulary.h>
 
@@ -22,67 +21,14 @@
 #include "Items.h"
 #include "OwnedLink.h"
 #include "ProgressBar.h"
+#include "States.h"
 
 namespace {
 
-constexpr double changeSeconds = 3;
 constexpr double eventSeconds = 15;
-constexpr int tries = 3;
 
 void title(const std::string& text) {
     std::cout << "\n" << text << "\n";
-}
-
-HostLinkValueMessage getStates(Conversation& host, const std::vector<uint16_t>& states) {
-    HostLinkUInt16Message request(MSG_GetState);
-    for (const uint16_t state : states) request.addValue(state);
-    const ByteArray answer =
-        host.ask(request.serialize(), Conversation::withId(MSG_GetStateResponse), "reading states");
-    HostLinkValueMessage values(answer);
-    bool ok = false;
-    for (int i = 0; i < values.size(); i++) {
-        const uint16_t state = values.getTag(i, &ok);
-        std::cout << "   " << nameOf(state) << " is " << describe(state, values, i) << "\n";
-    }
-    return values;
-}
-
-void subscribe(Conversation& host, const std::vector<uint16_t>& states) {
-    HostLinkUInt16Message request(MSG_SubscribeState);
-    for (const uint16_t state : states) request.addValue(state);
-    host.ask(request.serialize(), Conversation::withId(MSG_SubscribeStateResponse), "subscribing to states");
-    for (const uint16_t state : states) std::cout << "   the host will tell when " << nameOf(state) << " changes\n";
-}
-
-// A state that keeps its value is no change, so this moves between two values until the host tells one.
-void changeState(Conversation& host, uint16_t state, unsigned char value, unsigned char otherValue) {
-    for (int i = 0; i < tries; i++) {
-        const HostLinkValueMessage request =
-            HostLinkValueMessage(MSG_SetState).addValueUint8(state, i % 2 == 0 ? value : otherValue);
-        const HostLinkValueMessage answer(
-            host.ask(request.serialize(), Conversation::withId(MSG_SetStateResponse), "setting " + nameOf(state)));
-        const int item = lastItem(answer, state);
-        if (item < 0) continue;
-        std::cout << "   set " << nameOf(state) << ": the host now holds " << describe(state, answer, item) << "\n";
-
-        ByteArray change;
-        const auto aboutState = [state](const ByteArray& message) {
-            return HostLinkMessage::messageId(message) == MSG_StateChanged &&
-                   lastItem(HostLinkValueMessage(message), state) >= 0;
-        };
-        if (!host.waitFor(aboutState, changeSeconds, &change)) continue;
-        const HostLinkValueMessage changed(change);
-        std::cout << "   the host tells: " << nameOf(state) << " changed to "
-                  << describe(state, changed, lastItem(changed, state)) << "\n";
-        return;
-    }
-    throw std::runtime_error("the host did not tell that " + nameOf(state) + " changed");
-}
-
-unsigned char valueIn(const HostLinkValueMessage& values, uint16_t state) {
-    bool ok = false;
-    const int index = lastItem(values, state);
-    return static_cast<unsigned char>(index < 0 ? 0 : numberOf(values, index, &ok));
 }
 
 void waitForButton(Conversation& host) {
@@ -92,8 +38,8 @@ void waitForButton(Conversation& host) {
                lastItem(HostLinkValueMessage(message), BUT_KeyPressed) >= 0;
     };
     if (!host.waitFor(pressed, eventSeconds, &event))
-        throw std::runtime_error("nobody pressed a button within 15 seconds. The simulator does it by itself with "
-                                 "--input-event-every 500, or type 'press 1' there");
+        throw std::runtime_error("nobody pressed a button within 15 seconds; the simulator does it by itself with "
+                                 "--input-event-every 500");
     bool ok = false;
     const HostLinkValueMessage message(event);
     std::cout << "   " << buttonStateToString[BUT_KeyPressed] << ": button "
@@ -144,7 +90,7 @@ void converse(Conversation& host, const DemoOptions& options) {
     changeState(host, STA_PlayerPlayStatus, isPlaying ? paused : playing, isPlaying ? playing : paused);
     const bool isLouder = valueIn(player, STA_PlayerVolume) == 40;
     changeState(host, STA_PlayerVolume, isLouder ? 30 : 40, isLouder ? 40 : 30);
-    title("Waiting for somebody to press a button on the host.");
+    title("Waiting for somebody to press a button on the host (in the simulator: type 'press 1').");
     waitForButton(host);
 
     const ByteArray content = options.file.empty() ? makeFile(options.fileSize) : readFile(options.file);
@@ -158,6 +104,9 @@ HostLinkPhysicalLayer::Properties propertiesOf(const DemoOptions& options) {
     properties.setString(DevicePath, options.device);
     properties.setInt(UartBaudRate, options.baud);
     properties.setInt(UartResponseTimeout, options.responseTimeout);
+    properties.setInt(GpioNumber, options.gpio);
+    properties.setInt(I2cSlaveAddress, options.i2cAddress);
+    properties.setInt(SpiSpeed, options.spiSpeed);
     properties.setInt(MaxPacketSize, options.maxPacketSize);
     return properties;
 }
@@ -171,7 +120,7 @@ void run(const DemoOptions& options) {
     HostLinkTransportLayer transport(link.get());
     host.listenTo(transport);
     transport.initTransportLayer();
-    if (!isOpen(*link)) throw std::runtime_error("cannot open " + options.device + "; the log line above says why");
+    if (!isOpen(*link)) throw std::runtime_error("cannot open " + options.device + "; a log line above says why");
 
     converse(host, options);
     transport.shutdown();
