@@ -48,13 +48,17 @@ bool GpioLines::isExported(int line) const {
 
 void GpioLines::drive(int line, bool high, Wakeups& wakeups) {
     Line& driven = at(line);
-    const bool fell = driven.high && !high;
-    const bool rose = !driven.high && high;
-    driven.high = high;
-    const bool seesFalling = driven.edge == "falling" || driven.edge == "both";
-    const bool seesRising = driven.edge == "rising" || driven.edge == "both";
-    if (fell && seesFalling) driven.fallingEdges++;
-    if ((fell && seesFalling) || (rose && seesRising)) notify(driven, wakeups);
+    const bool wasHigh = levelOf(driven);
+    driven.drivenHigh = high;
+    levelChanged(driven, wasHigh, wakeups);
+}
+
+void GpioLines::levelChanged(Line& line, bool wasHigh, Wakeups& wakeups) {
+    const bool isHigh = levelOf(line);
+    const bool fell = wasHigh && !isHigh && (line.edge == "falling" || line.edge == "both");
+    const bool rose = !wasHigh && isHigh && (line.edge == "rising" || line.edge == "both");
+    if (fell) line.fallingEdges++;
+    if (fell || rose) notify(line, wakeups);
 }
 
 void GpioLines::open(GpioFile& file, int line, GpioAttribute attribute) {
@@ -78,7 +82,7 @@ int GpioLines::read(GpioFile& file, char* buffer, size_t size, size_t offset) {
     return static_cast<int>(count);
 }
 
-int GpioLines::write(GpioFile& file, const std::string& text, Wakeups& wakeups) {
+int GpioLines::write(GpioFile& file, const std::string& text) {
     if (isGone(file)) return -ENODEV;
     Line& line = at(file.line);
     const std::string word = withoutNewline(text);
@@ -92,7 +96,7 @@ int GpioLines::write(GpioFile& file, const std::string& text, Wakeups& wakeups) 
     } else if (word != "0" && word != "1") {
         result = -EINVAL;
     } else {
-        drive(file.line, word == "1", wakeups);
+        line.outputHigh = word == "1"; // an output gives no interrupts
     }
     return result < 0 ? result : static_cast<int>(text.size());
 }
@@ -118,7 +122,7 @@ std::string GpioLines::text(const GpioFile& file) const {
     case GpioAttribute::Edge: return line.edge + "\n";
     case GpioAttribute::Value: break;
     }
-    return line.high ? "1\n" : "0\n";
+    return levelOf(line) ? "1\n" : "0\n";
 }
 
 int GpioLines::writeDirection(Line& line, const std::string& text) {
@@ -129,7 +133,7 @@ int GpioLines::writeDirection(Line& line, const std::string& text) {
     if (text != "out" && text != "low" && text != "high") return -EINVAL;
     if (line.edge != "none") return -EIO; // the kernel keeps a line that serves as an interrupt an input
     line.output = true;
-    line.high = text == "high";
+    line.outputHigh = text == "high";
     return 0;
 }
 

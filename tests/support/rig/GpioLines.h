@@ -53,7 +53,7 @@ public:
 
     /// The outside world drives an input.
     void drive(int line, bool high, Wakeups& wakeups);
-    bool level(int line) const { return at(line).high; }
+    bool level(int line) const { return levelOf(at(line)); }
     /// Falling edges that an armed line has seen since it was exported.
     uint64_t fallingEdges(int line) const { return at(line).fallingEdges; }
     size_t openFiles(int line) const { return at(line).open.size(); }
@@ -64,7 +64,7 @@ public:
     /// At most `size` bytes from `offset`; a negative errno when the line has gone.
     int read(GpioFile& file, char* buffer, size_t size, size_t offset);
     /// The bytes taken (all), or a negative errno.
-    int write(GpioFile& file, const std::string& text, Wakeups& wakeups);
+    int write(GpioFile& file, const std::string& text);
     /// The events that are pending now. The waiter, if any, replaces the earlier one and is released by the next event.
     unsigned poll(GpioFile& file, std::unique_ptr<PollWaiter> waiter);
 
@@ -73,7 +73,8 @@ private:
         uint64_t exportSerial = 0;
         bool exported = false;
         bool output = false;
-        bool high = true; // the board pulls its lines up
+        bool drivenHigh = true; // by the outside world: the board pulls its lines up
+        bool outputHigh = false;
         std::string edge = "none";
         /// Counts from 1 and a file starts at 0, so that the first poll after opening reports an event, as sysfs does.
         uint64_t events = 1;
@@ -83,6 +84,9 @@ private:
 
     Line& at(int line) { return lines.at(static_cast<size_t>(line)); }
     const Line& at(int line) const { return lines.at(static_cast<size_t>(line)); }
+    static bool levelOf(const Line& line) { return line.output ? line.outputHigh : line.drivenHigh; }
+    /// Announces the edge, if there is one, from a level that the line had before it was changed.
+    static void levelChanged(Line& line, bool wasHigh, Wakeups& wakeups);
     bool isGone(const GpioFile& file) const;
     std::string text(const GpioFile& file) const;
     int writeDirection(Line& line, const std::string& text);

@@ -39,7 +39,7 @@ void RigState::connectSlaves() {
     }
 }
 
-int RigState::writeExport(const std::string& text, Wakeups&) {
+int RigState::writeExport(const std::string& text) {
     const int refusal = sysfs.writeRefusal("export", text);
     if (refusal != 0) return refusal;
     const std::optional<int> line = lineNumber(text);
@@ -57,11 +57,11 @@ int RigState::writeUnexport(const std::string& text, Wakeups& wakeups) {
     return result;
 }
 
-int RigState::writeAttribute(GpioFile& file, const std::string& text, Wakeups& wakeups) {
+int RigState::writeAttribute(GpioFile& file, const std::string& text) {
     const char* name = attributeName(file.attribute);
     const int refusal = sysfs.writeRefusal(name, text);
     if (refusal != 0) return refusal;
-    const int result = lines.write(file, text, wakeups);
+    const int result = lines.write(file, text);
     sysfs.wrote(name, text, result);
     return result;
 }

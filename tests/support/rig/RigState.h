@@ -38,9 +38,9 @@ public:
     explicit RigState(const SlaveFactory& slaveFactory);
 
     /// Writes of a program to the files of /sys/class/gpio: bytes taken, or a negative errno.
-    int writeExport(const std::string& text, Wakeups& wakeups);
+    int writeExport(const std::string& text);
     int writeUnexport(const std::string& text, Wakeups& wakeups);
-    int writeAttribute(GpioFile& file, const std::string& text, Wakeups& wakeups);
+    int writeAttribute(GpioFile& file, const std::string& text);
     /// 0 or a negative errno.
     int openAttribute(GpioFile& file, int line, GpioAttribute attribute);
 

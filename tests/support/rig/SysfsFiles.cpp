@@ -12,7 +12,7 @@ int ExportFile::read(char*, size_t, size_t) {
 int ExportFile::write(const char* buffer, size_t size) {
     const std::string text(buffer, size);
     return rig.access([&](RigState& state, Wakeups& wakeups) {
-        return unexports ? state.writeUnexport(text, wakeups) : state.writeExport(text, wakeups);
+        return unexports ? state.writeUnexport(text, wakeups) : state.writeExport(text);
     });
 }
 
@@ -42,7 +42,7 @@ int AttributeFile::read(char* buffer, size_t size, size_t offset) {
 
 int AttributeFile::write(const char* buffer, size_t size) {
     const std::string text(buffer, size);
-    return rig.access([&](RigState& state, Wakeups& wakeups) { return state.writeAttribute(file, text, wakeups); });
+    return rig.access([&](RigState& state, Wakeups&) { return state.writeAttribute(file, text); });
 }
 
 unsigned AttributeFile::poll(std::unique_ptr<PollWaiter> waiter) {
