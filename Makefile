@@ -16,11 +16,14 @@ PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
+# What the demo needs; on a bus, the rig that stands for the hardware as well.
+DEMO_PROGRAMS = hostlink-demo zent-hostsim
+
 .PHONY: demo test test-asan test-tsan test-clang lint format docs bench install clean
 
 demo:
-	scripts/install-packages.sh build
-	scripts/build.sh release
+	scripts/install-packages.sh build test
+	scripts/build.sh release $(DEMO_PROGRAMS)
 	scripts/demo.sh build/release $(LINK)
 
 test:
@@ -60,8 +63,8 @@ bench:
 	scripts/bench.sh
 
 install:
-	scripts/install-packages.sh build
-	scripts/build.sh release
+	scripts/install-packages.sh build test
+	scripts/build.sh release zent_hostLinkLib zent_serialComm zent-hostsim
 	DESTDIR=$(DESTDIR) cmake --install build/release --prefix $(PREFIX)
 
 clean:

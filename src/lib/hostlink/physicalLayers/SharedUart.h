@@ -19,7 +19,8 @@
 /// announced thread has left again or sleeps in the kernel, which it can only do from inside the port.
 class SharedUart {
 public:
-    /// One thread's use of the port. Converts to false when there is no port.
+    /// One thread's use of the port. Converts to false when there is no port. Made right before the call and with every
+    /// lock already taken: a thread that waits for a lock would look as if it slept inside the port.
     class Use {
     public:
         explicit Use(SharedUart& of);

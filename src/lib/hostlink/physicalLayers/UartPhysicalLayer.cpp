@@ -169,15 +169,15 @@ void UartPhysicalLayer::handleIncomingPacket(const ByteArray& packet, bool valid
 }
 
 bool UartPhysicalLayer::sendAckPacket(AcknowledgeType type) {
-    const SharedUart::Use port(*uart);
-    if (!port) {
+    if (!uartOk()) {
         LOG4CPLUS_ERROR(logger, "sending of Ack packet failed because the uart initialisation failed!");
         return false;
     }
     {
         const std::lock_guard lock(writeMutex);
         const ByteArray frame = HostLinkRspFrame::create(static_cast<unsigned char>(nextFrameId()), type);
-        if (!port->write(frame)) {
+        const SharedUart::Use port(*uart);
+        if (!port || !port->write(frame)) {
             LOG4CPLUS_ERROR(logger, "uart write failed");
             return false;
         }
@@ -190,15 +190,15 @@ ByteArray UartPhysicalLayer::writePacket(const ByteArray& packet) {
     const CallGate::Pass pass(*writers);
     responseReceived = false;
     HOSTLINK_TRACE_ENTER(logger, scope, "writing packet of size " << packet.size());
+    if (!uartOk()) {
+        LOG4CPLUS_ERROR(logger, "Writing packet failed because the uart initialisation failed!");
+        return {};
+    }
+    printBuffer(packet, "Writing data to uart:");
     {
-        const SharedUart::Use port(*uart);
-        if (!port) {
-            LOG4CPLUS_ERROR(logger, "Writing packet failed because the uart initialisation failed!");
-            return {};
-        }
-        printBuffer(packet, "Writing data to uart:");
         const std::lock_guard lock(writeMutex);
-        if (!port->write(packet)) {
+        const SharedUart::Use port(*uart);
+        if (!port || !port->write(packet)) {
             LOG4CPLUS_ERROR(logger, "Uart write failed");
             return {};
         }
