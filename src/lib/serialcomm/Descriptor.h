@@ -39,8 +39,7 @@ private:
 };
 
 /// Makes a system call again for as long as a signal interrupts it; the result and errno are those of the last call.
-template <typename Call>
-auto repeatInterrupted(Call call) {
+template <typename Call> auto repeatInterrupted(Call call) {
     for (;;) {
         const auto result = call();
         if (result >= 0 || errno != EINTR) return result;

@@ -18,7 +18,7 @@ Descriptor openDeviceFile(const std::string& path, int extraFlags, const std::st
         logSystemError(device, "cannot open (is this user in the group of the device file?)", error);
     else
         logSystemError(device, "cannot open", error);
-    return opened;
+    return {};
 }
 
 } // namespace serialcomm

@@ -1,14 +1,17 @@
+// The kernel's own terminal structures instead of <termios.h>, for two reasons. Only they can name any baud rate
+// (termios2 with BOTHER). And tcsetattr of some C libraries compares afterwards and fails with EINVAL when nothing it
+// asked for was done, which happens to whoever asks a pseudo terminal for parity: it drops that silently.
 #include "LineSettings.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
+#include <asm/ioctls.h>
+#include <asm/termbits.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 
-#include "ArbitraryBaudRate.h"
 #include "Descriptor.h"
 #include "SerialLog.h"
 
@@ -20,7 +23,7 @@ constexpr int knownOptions = TwoStopBits | RtsCtsFlowControl | LowLatency;
 
 struct BaudRate {
     int bitsPerSecond;
-    speed_t code;
+    tcflag_t code;
 };
 
 constexpr std::array<BaudRate, 30> standardBaudRates{{
@@ -50,7 +53,7 @@ tcflag_t controlFlags(const LineSettings& settings) {
 // Every byte value passes as it is, in both directions. With parity, INPCK without IGNPAR makes a damaged byte arrive
 // as 0: the packet keeps its length, so its check fails at once instead of the reader waiting for a byte that never
 // comes.
-void makeRaw(termios* line, const LineSettings& settings) {
+template <typename Line> void makeRaw(Line* line, const LineSettings& settings) {
     constexpr tcflag_t keep = HUPCL; // what happens to the modem lines at the end is the system administrator's choice
     line->c_iflag = settings.parity == "none" ? 0 : INPCK;
     line->c_oflag = 0;
@@ -60,31 +63,46 @@ void makeRaw(termios* line, const LineSettings& settings) {
     line->c_cc[VTIME] = 0;
 }
 
-bool setLine(int fd, const LineSettings& settings, const std::string& device) {
-    termios line{};
-    if (::tcgetattr(fd, &line) != 0) {
-        const int error = errno;
-        if (error == ENOTTY)
-            logError(device, "not a serial port; give the path of a terminal device such as /dev/ttyS0");
-        else
-            logSystemError(device, "cannot read the line settings", error);
-        return false;
-    }
+bool set(int fd, unsigned long request, const void* line, const LineSettings& settings, const std::string& device) {
+    if (repeatInterrupted([&] { return ::ioctl(fd, request, line); }) == 0) return true;
+    const int error = errno;
+    logSystemError(device, "cannot set the line to " + std::to_string(settings.baudRate) + " baud", error);
+    return false;
+}
+
+bool get(int fd, unsigned long request, void* line, const std::string& device) {
+    if (repeatInterrupted([&] { return ::ioctl(fd, request, line); }) == 0) return true;
+    const int error = errno;
+    if (error == ENOTTY)
+        logError(device, "not a serial port; give the path of a terminal device such as /dev/ttyS0");
+    else
+        logSystemError(device, "cannot read the line settings", error);
+    return false;
+}
+
+// The older requests, which emulators of other processors know too.
+bool setStandardLine(int fd, const BaudRate& rate, const LineSettings& settings, const std::string& device) {
+    struct termios line {};
+    if (!get(fd, TCGETS, &line, device)) return false;
     makeRaw(&line, settings);
+    line.c_cflag |= rate.code; // no separate code for the input: it runs at the same rate
+    return set(fd, TCSETS, &line, settings, device);
+}
+
+bool setArbitraryLine(int fd, const LineSettings& settings, const std::string& device) {
+    struct termios2 line {};
+    if (!get(fd, TCGETS2, &line, device)) return false;
+    makeRaw(&line, settings);
+    line.c_cflag |= BOTHER | (BOTHER << IBSHIFT); // output and input rate as numbers
+    line.c_ospeed = static_cast<speed_t>(settings.baudRate);
+    line.c_ispeed = static_cast<speed_t>(settings.baudRate);
+    return set(fd, TCSETS2, &line, settings, device);
+}
+
+bool setLine(int fd, const LineSettings& settings, const std::string& device) {
     const BaudRate* standard = findStandard(settings.baudRate);
-    // Any standard code serves until the arbitrary rate is set.
-    const speed_t code = standard != nullptr ? standard->code : B38400;
-    if (::cfsetispeed(&line, code) != 0 || ::cfsetospeed(&line, code) != 0 ||
-        repeatInterrupted([&] { return ::tcsetattr(fd, TCSANOW, &line); }) != 0) {
-        logSystemError(device, "cannot set the line", errno);
-        return false;
-    }
-    if (standard == nullptr && !setArbitraryBaudRate(fd, static_cast<unsigned>(settings.baudRate))) {
-        const int error = errno;
-        logSystemError(device, "cannot set " + std::to_string(settings.baudRate) + " baud", error);
-        return false;
-    }
-    return true;
+    return standard != nullptr ? setStandardLine(fd, *standard, settings, device)
+                               : setArbitraryLine(fd, settings, device);
 }
 
 // Without it a driver may hold received bytes back for some milliseconds; the line works either way.
