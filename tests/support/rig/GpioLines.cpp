@@ -69,7 +69,7 @@ void GpioLines::open(GpioFile& file, int line, GpioAttribute attribute) {
 }
 
 void GpioLines::close(GpioFile& file) {
-    at(file.line).open.erase(&file);
+    at(file.line).closedFiles += at(file.line).open.erase(&file);
 }
 
 int GpioLines::read(GpioFile& file, char* buffer, size_t size, size_t offset) {

@@ -56,7 +56,9 @@ public:
     bool level(int line) const { return levelOf(at(line)); }
     /// Falling edges that an armed line has seen since it was exported.
     uint64_t fallingEdges(int line) const { return at(line).fallingEdges; }
+    /// Value files that are open, and that have been closed.
     size_t openFiles(int line) const { return at(line).open.size(); }
+    uint64_t closedFiles(int line) const { return at(line).closedFiles; }
 
     /// The file stays where it is and known here until `close`. The line is exported.
     void open(GpioFile& file, int line, GpioAttribute attribute);
@@ -79,6 +81,7 @@ private:
         /// Counts from 1 and a file starts at 0, so that the first poll after opening reports an event, as sysfs does.
         uint64_t events = 1;
         uint64_t fallingEdges = 0;
+        uint64_t closedFiles = 0;
         std::set<GpioFile*> open; // value files only: they alone are polled
     };
 

@@ -1,5 +1,6 @@
 #include "HostSlave.h"
 
+#include <cstdlib>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -44,6 +45,33 @@ constexpr CountedOption countedOptions[] = {
     {"irqAnnounceFirst", &FaultOptions::irqAnnounceFirst},
 };
 
+struct NoiseOption {
+    const char* name;
+    hostsim::ByteNoise FaultOptions::*direction;
+    double hostsim::ByteNoise::*rate;
+};
+
+/// Probabilities that one byte is hit.
+constexpr NoiseOption noiseOptions[] = {
+    {"toModule.dropRate", &FaultOptions::toModule, &hostsim::ByteNoise::dropRate},
+    {"toModule.corruptRate", &FaultOptions::toModule, &hostsim::ByteNoise::corruptRate},
+    {"toModule.insertRate", &FaultOptions::toModule, &hostsim::ByteNoise::insertRate},
+    {"toModule.repeatRate", &FaultOptions::toModule, &hostsim::ByteNoise::repeatRate},
+    {"toHost.dropRate", &FaultOptions::toHost, &hostsim::ByteNoise::dropRate},
+    {"toHost.corruptRate", &FaultOptions::toHost, &hostsim::ByteNoise::corruptRate},
+    {"toHost.insertRate", &FaultOptions::toHost, &hostsim::ByteNoise::insertRate},
+    {"toHost.repeatRate", &FaultOptions::toHost, &hostsim::ByteNoise::repeatRate},
+};
+
+double probability(const std::string& text) {
+    char* end = nullptr;
+    const double value = strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !(value >= 0 && value <= 1)) {
+        throw std::invalid_argument("not a probability from 0 to 1: " + text);
+    }
+    return value;
+}
+
 struct CountName {
     const char* name;
     uint64_t HostCounts::*member;
@@ -74,6 +102,11 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
     for (const CountedOption& option : countedOptions) {
         if (name != option.name) continue;
         faults.*option.member = numberUpTo<unsigned>(value);
+        return;
+    }
+    for (const NoiseOption& option : noiseOptions) {
+        if (name != option.name) continue;
+        (faults.*option.direction).*option.rate = probability(value);
         return;
     }
     if (name == "lateByMs") {

@@ -12,8 +12,8 @@
 namespace busrig {
 
 /// Sets a host up from "name=value,name=value", the names being the members of `hostsim::FaultOptions` ("nackFirst",
-/// "seed", ...), with "lateByMs" in place of `lateBy`, and "interruptRepeatMs". Throws std::invalid_argument for
-/// anything else.
+/// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, and "interruptRepeatMs". Throws
+/// std::invalid_argument for anything else.
 struct HostSetup {
     hostsim::HostOptions host;
     hostsim::BusOptions bus;

@@ -101,6 +101,7 @@ std::map<std::string, uint64_t> RigState::counts(size_t board) const {
     const int line = boards.at(board).interruptLine;
     result["edges"] = lines.fallingEdges(line);
     result["valueFilesOpen"] = lines.openFiles(line);
+    result["valueFilesClosed"] = lines.closedFiles(line);
     result["waiting"] = waiting.at(board);
     result["sysfsRefused"] = sysfs.refused();
     return result;
