@@ -28,8 +28,7 @@ const std::string rule(70, '=');
 
 using Properties = HostLinkPhysicalLayer::Properties;
 
-// --- Properties
-// -------------------------------------------------------------------------------------------------------
+// --- Properties ---
 
 TEST(LinkProperties, AbsentKeyReadsAsNothing) {
     const Properties properties;
@@ -141,8 +140,7 @@ TEST(LinkProperties, CopiesAreIndependent) {
     EXPECT_EQ(copy.getInt(MaxPacketSize), 100);
 }
 
-// --- Factory and construction
-// -----------------------------------------------------------------------------------------
+// --- Factory and construction ---
 
 TEST(LinkFactory, DummyWithoutPropertiesHasPacketsOf64) {
     const std::unique_ptr<HostLinkPhysicalLayer> link(HostLinkPhysicalLayer::create("dummy", {}));
@@ -196,8 +194,7 @@ TEST(PhysicalLayer, PacketSizeTextIsReadLikeAnyNumber) {
     EXPECT_EQ(FakeLink(properties).getMaxPacketSize(), 32);
 }
 
-// --- Observers
-// --------------------------------------------------------------------------------------------------------
+// --- Observers ---
 
 TEST(PhysicalLayer, NotifyWithoutObserversDoesNothing) {
     FakeLink link;
@@ -247,8 +244,7 @@ TEST(PhysicalLayer, FailureOfAnObserverComesThrough) {
     EXPECT_THROW(link.notifyObservers(bytes("01")), std::runtime_error);
 }
 
-// --- printBuffer
-// ------------------------------------------------------------------------------------------------------
+// --- printBuffer ---
 
 std::vector<LogLine> dumpOf(const ByteArray& buffer, const char* title) {
     const LogCapture log(linkLogger);

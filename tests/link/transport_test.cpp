@@ -70,8 +70,7 @@ std::vector<std::string> errorsOf(const LogCapture& log) {
     return log.texts(log4cplus::ERROR_LOG_LEVEL);
 }
 
-// --- Start and stop
-// ---------------------------------------------------------------------------------------------------
+// --- Start and stop ---
 
 TEST_F(TransportLayer, ConstructionLeavesTheLinkAlone) {
     EXPECT_THAT(link->calls(), IsEmpty());
@@ -112,8 +111,7 @@ TEST_F(TransportLayer, WorksWithoutInitAndAfterShutdown) {
     EXPECT_THAT(messages, SizeIs(1));
 }
 
-// --- Sending
-// ----------------------------------------------------------------------------------------------------------
+// --- Sending ---
 
 TEST_F(TransportLayer, EmptyMessageIsSentAsNothing) {
     LogCapture log(transportLogger);
@@ -355,8 +353,7 @@ TEST_F(TransportLayer, WritersAtOnceNeverShareAFrame) {
     }
 }
 
-// --- Receiving
-// --------------------------------------------------------------------------------------------------------
+// --- Receiving ---
 
 TEST_F(TransportLayer, FrameOfThreePacketsIsDeliveredWithItsLast) {
     const ByteArray message = patternBytes(30);

@@ -48,8 +48,7 @@ std::string packet(const ByteArray& content) {
     return "packet " + hex(content);
 }
 
-// --- How many bytes it asks for
-// ---------------------------------------------------------------------------------------
+// --- How many bytes it asks for ---
 
 TEST(UartStream, AsksFor64BytesAtFirst) {
     EXPECT_THAT(feed({}), ElementsAre("need 64"));
@@ -82,8 +81,7 @@ TEST(UartStream, LongestPacketTakesTwoFullReads) {
     EXPECT_THAT(feed(stream, slice(longest, 64, 65535)), ElementsAre(packet(longest), "need 64"));
 }
 
-// --- Good packets
-// -----------------------------------------------------------------------------------------------------
+// --- Good packets ---
 
 TEST(UartStream, TakesOutEveryKindOfFrame) {
     for (unsigned flags = 0; flags < 256; ++flags) {
@@ -168,8 +166,7 @@ TEST(UartStream, SingleBytesGiveTheSamePackets) {
     EXPECT_EQ(withoutWishes(steps), severalPacketsAsSteps());
 }
 
-// --- Bytes that belong to no packet
-// -----------------------------------------------------------------------------------
+// --- Bytes that belong to no packet ---
 
 TEST(UartStream, SkipsWhatStandsBeforeAPacket) {
     EXPECT_THAT(feed(bytes("00 FE FF") + ack), ElementsAre("skipped 3", packet(ack), "need 64"));
@@ -209,8 +206,7 @@ TEST(UartStream, RepeatedFirstHalfOfTheMarkIsSkipped) {
     EXPECT_THAT(feed(bytes("FF FF FF") + ack), ElementsAre("skipped 3", packet(ack), "need 64"));
 }
 
-// --- Packets that fail
-// ------------------------------------------------------------------------------------------------
+// --- Packets that fail ---
 
 // A header that declares that length, as a response frame would otherwise be.
 ByteArray declaring(unsigned length) {
@@ -269,8 +265,7 @@ TEST(UartStream, DeclaredLengthSwallowsWhatFollows) {
     EXPECT_THAT(feed(stream, ack), ElementsAre(packet(declaring(30) + ack + ack + slice(ack, 0, 6)), "need 64"));
 }
 
-// --- Anything at all
-// --------------------------------------------------------------------------------------------------
+// --- Anything at all ---
 
 size_t sizeOf(const UartStream::Step& step) {
     return step.event == UartStream::Event::Skipped ? static_cast<size_t>(step.count) : step.packet.size();
