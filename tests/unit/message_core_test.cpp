@@ -453,6 +453,7 @@ TEST(ListAddItem, DoesNotLookAtTheIdOrTheItemsBefore) {
 TEST(ListAddItemDeathTest, StopsTheProcessWhenTheBufferIsNull) {
     using ::testing::AllOf;
     using ::testing::HasSubstr;
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // the logging library's threads must not be forked
     EXPECT_DEATH(hostLinkMessageUint16AddItem(nullptr, 1),
                  AllOf(HasSubstr("self"), HasSubstr("hostLinkMessageUint16AddItem")));
 }
