@@ -192,32 +192,15 @@ TEST(ValueMessage, AppendsEveryEncodingAsAnIndependentProgramWritesIt) {
     for (const FixedValueVector& row : fixedValueVectors) {
         HostLinkValueMessage message(MSG_SetState);
         switch (row.encoding) {
-        case ENC_Uint8:
-            message.addValueUint8(row.tag, static_cast<unsigned char>(row.value));
-            break;
-        case ENC_Uint16:
-            message.addValueUint16(row.tag, static_cast<unsigned short>(row.value));
-            break;
-        case ENC_Uint32:
-            message.addValueUint32(row.tag, static_cast<unsigned int>(row.value));
-            break;
-        case ENC_Uint64:
-            message.addValueUint64(row.tag, row.value);
-            break;
-        case ENC_Int8:
-            message.addValueInt8(row.tag, static_cast<signed char>(row.value));
-            break;
-        case ENC_Int16:
-            message.addValueInt16(row.tag, static_cast<short>(row.value));
-            break;
-        case ENC_Int32:
-            message.addValueInt32(row.tag, static_cast<int>(row.value));
-            break;
-        case ENC_Int64:
-            message.addValueInt64(row.tag, static_cast<long>(row.value));
-            break;
-        default:
-            FAIL() << int(row.encoding);
+        case ENC_Uint8: message.addValueUint8(row.tag, static_cast<unsigned char>(row.value)); break;
+        case ENC_Uint16: message.addValueUint16(row.tag, static_cast<unsigned short>(row.value)); break;
+        case ENC_Uint32: message.addValueUint32(row.tag, static_cast<unsigned int>(row.value)); break;
+        case ENC_Uint64: message.addValueUint64(row.tag, row.value); break;
+        case ENC_Int8: message.addValueInt8(row.tag, static_cast<signed char>(row.value)); break;
+        case ENC_Int16: message.addValueInt16(row.tag, static_cast<short>(row.value)); break;
+        case ENC_Int32: message.addValueInt32(row.tag, static_cast<int>(row.value)); break;
+        case ENC_Int64: message.addValueInt64(row.tag, static_cast<long>(row.value)); break;
+        default: FAIL() << int(row.encoding);
         }
         EXPECT_EQ(hex(message.serialize()), row.message);
     }
@@ -231,32 +214,15 @@ TEST(ValueMessage, ReadsEveryEncodingAsAnIndependentProgramWritesIt) {
         uint64_t value = 0; // sign-extended, as in the vectors
         Readings accepted{};
         switch (row.encoding) {
-        case ENC_Uint8:
-            value = message.getUint8(0, &ok), accepted.uint8 = true;
-            break;
-        case ENC_Uint16:
-            value = message.getUint16(0, &ok), accepted.uint16 = true;
-            break;
-        case ENC_Uint32:
-            value = message.getUint32(0, &ok), accepted.uint32 = true;
-            break;
-        case ENC_Uint64:
-            value = message.getUint64(0, &ok), accepted.uint64 = true;
-            break;
-        case ENC_Int8:
-            value = static_cast<uint64_t>(message.getInt8(0, &ok)), accepted.int8 = true;
-            break;
-        case ENC_Int16:
-            value = static_cast<uint64_t>(message.getInt16(0, &ok)), accepted.int16 = true;
-            break;
-        case ENC_Int32:
-            value = static_cast<uint64_t>(message.getInt32(0, &ok)), accepted.int32 = true;
-            break;
-        case ENC_Int64:
-            value = static_cast<uint64_t>(message.getInt64(0, &ok)), accepted.int64 = true;
-            break;
-        default:
-            FAIL() << int(row.encoding);
+        case ENC_Uint8: value = message.getUint8(0, &ok), accepted.uint8 = true; break;
+        case ENC_Uint16: value = message.getUint16(0, &ok), accepted.uint16 = true; break;
+        case ENC_Uint32: value = message.getUint32(0, &ok), accepted.uint32 = true; break;
+        case ENC_Uint64: value = message.getUint64(0, &ok), accepted.uint64 = true; break;
+        case ENC_Int8: value = static_cast<uint64_t>(message.getInt8(0, &ok)), accepted.int8 = true; break;
+        case ENC_Int16: value = static_cast<uint64_t>(message.getInt16(0, &ok)), accepted.int16 = true; break;
+        case ENC_Int32: value = static_cast<uint64_t>(message.getInt32(0, &ok)), accepted.int32 = true; break;
+        case ENC_Int64: value = static_cast<uint64_t>(message.getInt64(0, &ok)), accepted.int64 = true; break;
+        default: FAIL() << int(row.encoding);
         }
         EXPECT_TRUE(ok) << row.message;
         EXPECT_EQ(value, row.value) << row.message;
