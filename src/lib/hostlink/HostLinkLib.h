@@ -8,7 +8,8 @@
 ///
 /// Every multi-byte field is little-endian. A fallible function makes all its checks before it writes anything and
 /// returns the code of the first check that failed; the order of the codes in each description is the order of the
-/// checks. All functions are reentrant: they touch only their arguments.
+/// checks. Readers are the exception: what they read before the check that failed (a size, a count, the tag and
+/// encoding of an item) may stand in the output. All functions are reentrant: they touch only their arguments.
 #ifndef HOSTLINK_LIB_H
 #define HOSTLINK_LIB_H
 

@@ -29,7 +29,8 @@ public:
     HostLinkValueMessage& addValueInt32(unsigned short tag, int value);
     HostLinkValueMessage& addValueInt64(unsigned short tag, long value);
     HostLinkValueMessage& addValueNil(unsigned short tag);
-    /// Appends binary data; its size is taken as 16 bits.
+    /// Appends binary data; its size is taken as 16 bits. Keep it at or below 32738 bytes: above that the growth of the
+    /// store overruns the 16-bit count of its free space for most sizes, and the append has no effect.
     HostLinkValueMessage& addValueBin16(unsigned short tag, ByteArray value);
     /// Appends the string's characters as binary data, without a terminating zero.
     HostLinkValueMessage& addValueString(unsigned short tag, std::string value);
