@@ -58,7 +58,7 @@ HostLinkValueMessage sendChunk(Conversation& host, const ByteArray& request, uns
                                const ByteArray& chunk) {
     const std::string what = "chunk " + std::to_string(sequence) + " of the file";
     for (int i = 0; i < tries; i++) {
-        const HostLinkValueMessage answer(host.ask(request, answerTo(sequence), what));
+        HostLinkValueMessage answer(host.ask(request, answerTo(sequence), what));
         if (lastItem(answer, DTT_AbortTransfer) >= 0)
             throw std::runtime_error("the host aborted the transfer at " + what);
         if (arrivedWell(answer, chunk)) return answer;

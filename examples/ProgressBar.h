@@ -8,8 +8,8 @@
 /// Draws a bar on a terminal; elsewhere prints a line at each quarter.
 class ProgressBar {
 public:
-    /// @param total what counts as done
-    explicit ProgressBar(size_t total);
+    /// @param whole what counts as done
+    explicit ProgressBar(size_t whole);
     void show(size_t done);
 
 private:

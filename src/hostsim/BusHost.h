@@ -45,8 +45,8 @@ public:
     /// What an idle bus reads as, and what fills a read behind the answer.
     static constexpr unsigned char idleByte = 0xFF;
 
-    /// @param endpoint the host behind the wire; not owned, must live longer
-    explicit BusHost(HostEndpoint& endpoint, const BusOptions& options = {});
+    /// @param host the host behind the wire; not owned, must live longer
+    explicit BusHost(HostEndpoint& host, const BusOptions& busOptions = {});
 
     /// The bytes of one write phase: an I2C write message, or the part of an SPI message in which the module sends.
     void write(const ByteArray& bytes, Time now);

@@ -19,8 +19,8 @@ enum class AnswerFault { None, Silence, AckNack, Neither, Nack };
 /// every machine. Every fault that it hands out is counted and goes against the limit. One thread at a time.
 class FaultInjector {
 public:
-    /// @param counts where the faults are counted; not owned, must live longer
-    FaultInjector(const FaultOptions& options, HostCounts& counts);
+    /// @param hostCounts where the faults are counted; not owned, must live longer
+    FaultInjector(const FaultOptions& faults, HostCounts& hostCounts);
 
     /// @param packetNumber message packets received so far, this one included
     /// @param attempt      1 when this packet comes for the first time

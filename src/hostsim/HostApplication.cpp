@@ -50,20 +50,13 @@ std::vector<ByteArray> HostApplication::handle(const ByteArray& message) {
     const MessageId id = HostLinkMessage::messageId(message);
     if (HostLinkMessage::isResponseMessageId(id)) return {};
     switch (id) {
-    case MSG_SetState:
-        return setStates(message);
-    case MSG_GetState:
-        return getStates(message);
-    case MSG_SubscribeState:
-        return subscribe(message);
-    case MSG_UnsubscribeState:
-        return unsubscribe(message);
-    case MSG_DataTransfer:
-        return transfer(message);
-    case MSG_TcpTunneling:
-        return tunnel(message);
-    default:
-        return unsupported();
+    case MSG_SetState: return setStates(message);
+    case MSG_GetState: return getStates(message);
+    case MSG_SubscribeState: return subscribe(message);
+    case MSG_UnsubscribeState: return unsubscribe(message);
+    case MSG_DataTransfer: return transfer(message);
+    case MSG_TcpTunneling: return tunnel(message);
+    default: return unsupported();
     }
 }
 

@@ -57,16 +57,10 @@ Answer HostEndpoint::takePacket(const ByteArray& packet, Time now) {
     notePacketReceived(packet);
     outgoing.moduleHeard();
     switch (HostLinkPacket::frameType(packet)) {
-    case FRT_Message:
-        return takeMessagePacket(packet, now);
-    case FRT_Response:
-        takeResponse(packet, now);
-        return {};
-    case FRT_Reset:
-        takeReset();
-        return {responseTo(packet, AcknowledgeType::Ack), Time::zero()};
-    default:
-        return refusal(hostLinkPacketGetFrameId(packet.data()));
+    case FRT_Message: return takeMessagePacket(packet, now);
+    case FRT_Response: takeResponse(packet, now); return {};
+    case FRT_Reset: takeReset(); return {responseTo(packet, AcknowledgeType::Ack), Time::zero()};
+    default: return refusal(hostLinkPacketGetFrameId(packet.data()));
     }
 }
 
@@ -77,16 +71,11 @@ Answer HostEndpoint::takeMessagePacket(const ByteArray& packet, Time now) {
     const AnswerFault fault = injector.answerFault(messagePackets, attempt);
     const Time delay = injector.answerDelay(messagePackets);
     switch (fault) {
-    case AnswerFault::Silence:
-        return {};
-    case AnswerFault::AckNack:
-        return {responseTo(packet, AcknowledgeType::AckNack), delay};
-    case AnswerFault::Neither:
-        return {responseTo(packet, AcknowledgeType::None), delay};
-    case AnswerFault::Nack:
-        return {responseTo(packet, AcknowledgeType::Nack), delay};
-    case AnswerFault::None:
-        break;
+    case AnswerFault::Silence: return {};
+    case AnswerFault::AckNack: return {responseTo(packet, AcknowledgeType::AckNack), delay};
+    case AnswerFault::Neither: return {responseTo(packet, AcknowledgeType::None), delay};
+    case AnswerFault::Nack: return {responseTo(packet, AcknowledgeType::Nack), delay};
+    case AnswerFault::None: break;
     }
     return {responseTo(packet, takeGoodPacket(packet, now)), delay};
 }
@@ -95,17 +84,13 @@ AcknowledgeType HostEndpoint::takeGoodPacket(const ByteArray& packet, Time now) 
     const IncomingFrames::Result result = incoming.take(packet, now);
     totals.framesAbandoned = incoming.abandoned();
     switch (result) {
-    case IncomingFrames::Result::Refused:
-        return AcknowledgeType::Nack;
-    case IncomingFrames::Result::Duplicate:
-        ++totals.duplicatePackets;
-        return AcknowledgeType::Ack;
+    case IncomingFrames::Result::Refused: return AcknowledgeType::Nack;
+    case IncomingFrames::Result::Duplicate: ++totals.duplicatePackets; return AcknowledgeType::Ack;
     case IncomingFrames::Result::Completed:
         attempted.clear(); // the next one with the same bytes is a new packet
         takeMessage(incoming.message(), now);
         return AcknowledgeType::Ack;
-    case IncomingFrames::Result::Added:
-        break;
+    case IncomingFrames::Result::Added: break;
     }
     return AcknowledgeType::Ack;
 }

@@ -40,19 +40,14 @@ void append(HostLinkLL* message, const Item& item) {
 int numberWidth(Encoding encoding) {
     switch (encoding) {
     case ENC_Uint8:
-    case ENC_Int8:
-        return 1;
+    case ENC_Int8: return 1;
     case ENC_Uint16:
-    case ENC_Int16:
-        return 2;
+    case ENC_Int16: return 2;
     case ENC_Uint32:
-    case ENC_Int32:
-        return 4;
+    case ENC_Int32: return 4;
     case ENC_Uint64:
-    case ENC_Int64:
-        return 8;
-    default:
-        return 0;
+    case ENC_Int64: return 8;
+    default: return 0;
     }
 }
 
@@ -108,6 +103,7 @@ std::optional<std::vector<uint16_t>> readList(const ByteArray& message) {
     const HostLinkUInt16Message list(message);
     if (!list.isValid()) return std::nullopt;
     std::vector<uint16_t> numbers;
+    numbers.reserve(static_cast<size_t>(list.size()));
     bool ok = false;
     for (int i = 0; i < list.size(); i++) numbers.push_back(list.get(i, &ok));
     return numbers;

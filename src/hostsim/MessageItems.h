@@ -50,6 +50,6 @@ ByteArray writeItems(MessageId id, const std::vector<Item>& items);
 std::optional<std::vector<uint16_t>> readList(const ByteArray& message);
 
 /// A list message of at most 255 numbers.
-ByteArray writeList(MessageId id, const std::vector<uint16_t>& list);
+ByteArray writeList(MessageId id, const std::vector<uint16_t>& numbers);
 
 } // namespace hostsim

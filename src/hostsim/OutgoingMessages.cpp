@@ -37,15 +37,9 @@ bool OutgoingMessages::answered(AcknowledgeType answer, Time now) {
     inFlight = false;
     answering = true;
     switch (answer) {
-    case AcknowledgeType::Ack:
-        acknowledged(now);
-        break;
-    case AcknowledgeType::Nack:
-        refused(now);
-        break;
-    default:
-        giveUp(now);
-        break;
+    case AcknowledgeType::Ack: acknowledged(now); break;
+    case AcknowledgeType::Nack: refused(now); break;
+    default: giveUp(now); break;
     }
     return true;
 }

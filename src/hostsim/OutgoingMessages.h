@@ -32,7 +32,7 @@ struct OutgoingOptions {
 /// module gives up its own: nobody knows whether it has arrived. One thread at a time.
 class OutgoingMessages {
 public:
-    OutgoingMessages(const OutgoingOptions& options, FaultInjector& faults, HostCounts& counts);
+    OutgoingMessages(const OutgoingOptions& outgoing, FaultInjector& injector, HostCounts& hostCounts);
 
     void push(const ByteArray& message, Time now);
 

@@ -68,26 +68,13 @@ struct TransferSink::Request {
     explicit Request(const std::vector<Item>& items) {
         for (const Item& item : items) {
             switch (item.tag) {
-            case DTT_FileName:
-                named = true;
-                break;
-            case DTT_SequenceNum:
-                sequence = item.value;
-                break;
-            case DTT_Data:
-                data = item.value.bytes;
-                break;
-            case DTT_LastChunk:
-                last = true;
-                break;
-            case DTT_DataCRC:
-                claimedChecksum = numberOf(item.value);
-                break;
-            case DTT_AbortTransfer:
-                aborted = true;
-                break;
-            default:
-                break;
+            case DTT_FileName: named = true; break;
+            case DTT_SequenceNum: sequence = item.value; break;
+            case DTT_Data: data = item.value.bytes; break;
+            case DTT_LastChunk: last = true; break;
+            case DTT_DataCRC: claimedChecksum = numberOf(item.value); break;
+            case DTT_AbortTransfer: aborted = true; break;
+            default: break;
             }
         }
     }

@@ -35,7 +35,7 @@ private:
 class TransferSink {
 public:
     /// @return the items of the answer; the table in HostApplication.h says which
-    std::vector<Item> take(const std::vector<Item>& request);
+    std::vector<Item> take(const std::vector<Item>& items);
 
 private:
     struct Request;

@@ -26,8 +26,8 @@ struct UartOptions {
 /// first), write what `nextWrite()` gives until it gives nothing.
 class UartHost {
 public:
-    /// @param endpoint the host behind the wire; not owned, must live longer
-    explicit UartHost(HostEndpoint& endpoint, const UartOptions& options = {});
+    /// @param host the host behind the wire; not owned, must live longer
+    explicit UartHost(HostEndpoint& host, const UartOptions& options = {});
 
     void receive(const ByteArray& bytes, Time now);
 

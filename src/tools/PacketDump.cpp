@@ -12,16 +12,11 @@ namespace {
 
 const char* titleOf(TraceEvent event) {
     switch (event) {
-    case TraceEvent::PacketReceived:
-        return "packet received";
-    case TraceEvent::PacketSent:
-        return "packet sent";
-    case TraceEvent::MessageReceived:
-        return "message received";
-    case TraceEvent::MessageSent:
-        return "message sent and acknowledged";
-    case TraceEvent::BadBytesReceived:
-        return "bad packet received";
+    case TraceEvent::PacketReceived: return "packet received";
+    case TraceEvent::PacketSent: return "packet sent";
+    case TraceEvent::MessageReceived: return "message received";
+    case TraceEvent::MessageSent: return "message sent and acknowledged";
+    case TraceEvent::BadBytesReceived: return "bad packet received";
     }
     return "";
 }

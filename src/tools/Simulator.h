@@ -22,11 +22,11 @@ public:
     /// @throw std::system_error the signals cannot be taken over
     static Descriptor takeSignals();
 
-    /// @param signals what `takeSignals()` gave: it ends `run()`
-    /// @param out     what people and programs are told
-    /// @param log     what `--verbose` prints
-    Simulator(const SimulatorOptions& options, LinePort& port, Descriptor signals, std::ostream& out,
-              std::ostream& log);
+    /// @param signalDescriptor what `takeSignals()` gave: it ends `run()`
+    /// @param output           what people and programs are told
+    /// @param log              what `--verbose` prints
+    Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePort, Descriptor signalDescriptor,
+              std::ostream& output, std::ostream& log);
 
     /// Runs until a signal, "quit", or the idle time asked for.
     /// @throw std::system_error the line is lost
