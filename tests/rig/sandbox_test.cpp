@@ -160,6 +160,12 @@ TEST_F(Sandbox, LeavesNothingWhenTheCommandEnds) {
     EXPECT_EQ(mounts(), mountsBefore);
 }
 
+TEST_F(Sandbox, DoesNotPassForGoodWhenTheRigDies) {
+    Process process(shell("kill -KILL 2")); // the rig is the second process of its namespace
+    EXPECT_EQ(process.exitCode(), 70);
+    EXPECT_TRUE(process.waitForOutput("ended with exit code 137"));
+}
+
 class KilledSandbox : public Sandbox, public ::testing::WithParamInterface<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Signals, KilledSandbox, ::testing::Values(SIGKILL, SIGTERM, SIGHUP));
@@ -191,10 +197,10 @@ TEST(SandboxWithoutFuse, IsSkippedWithTheReason) {
     EXPECT_EQ(process.exitCode(), skipped);
 }
 
-TEST(SandboxWithoutRig, IsSkippedWithTheReason) {
+TEST(SandboxWithoutRig, IsAnErrorWhenTheRigWasNamed) {
     Process process({ZENT_RUN_IN_RIG, "--busrig", "/no/such/program", "true"});
-    EXPECT_TRUE(process.waitForOutput("zent-busrig is not built"));
-    EXPECT_EQ(process.exitCode(), skipped);
+    EXPECT_TRUE(process.waitForOutput("no program /no/such/program"));
+    EXPECT_EQ(process.exitCode(), 2);
 }
 
 } // namespace

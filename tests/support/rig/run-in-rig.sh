@@ -25,9 +25,13 @@ if [ -z "$busrig" ]; then
     for candidate in "$here"/../../../build/*/bin/zent-busrig; do
         [ -x "$candidate" ] && busrig=$candidate && break
     done
+    if [ -z "$busrig" ]; then
+        echo "the bus rig cannot run here: zent-busrig is not built (it needs libfuse3-dev and libcli11-dev)" >&2
+        exit 77
+    fi
 fi
 if [ ! -x "$busrig" ]; then
-    echo "the bus rig cannot run here: zent-busrig is not built (it needs libfuse3-dev), or name it with --busrig" >&2
-    exit 77
+    echo "run-in-rig.sh: no program $busrig" >&2
+    exit 2
 fi
 exec "$busrig-run" --server "$busrig" $quiet --host-options "$options" -- "$@"
