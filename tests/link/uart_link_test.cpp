@@ -532,10 +532,11 @@ TEST_F(UartLinkEnd, AfterTheLineHasGone) {
 
 TEST_F(UartLinkEnd, TransportFirstWhileTheReaderDelivers) {
     for (int round = 0; round < rounds; ++round) {
-        start();
+        make(propertiesOf(pty.slavePath(), never));
         auto transport = std::make_unique<HostLinkTransportLayer>(link.get());
         auto message = std::make_unique<ByteArray>();
         transport->addMessageReceivedObserver([kept = message.get()](ByteArray bytes) { *kept = std::move(bytes); });
+        transport->initTransportLayer();
         ASSERT_TRUE(pty.write(incoming + incoming + incoming + incoming));
         ASSERT_EQ(pty.read(8), responseFrame(0xA3, 0));
         transport.reset();
@@ -574,10 +575,11 @@ TEST_F(UartLinkDeathTest, DestructionWithoutInit) {
 // --- A conversation ---
 
 TEST_F(UartLink, TransportSendsAndReceivesOverTheLine) {
-    start();
+    make(propertiesOf(pty.slavePath(), never));
     HostLinkTransportLayer transport(link.get());
     Inbox messages;
     transport.addMessageReceivedObserver([&](ByteArray message) { messages.put(std::move(message)); });
+    transport.initTransportLayer();
     const ByteArray message = patternBytes(100);
 
     std::future<bool> sent = std::async(std::launch::async, [&] { return transport.writeMessage(message); });

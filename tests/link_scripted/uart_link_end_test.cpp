@@ -172,10 +172,11 @@ TEST_F(ScriptedUartEnd, WhileAnAcknowledgementWaitsBehindABlockedWrite) {
 
 TEST_F(ScriptedUartEnd, WhileTransportAndReaderAreBusy) {
     for (int round = 0; round < rounds; ++round) {
-        start();
+        make(propertiesOf(never));
         auto transport = std::make_unique<HostLinkTransportLayer>(link.get());
         auto message = std::make_unique<ByteArray>();
         transport->addMessageReceivedObserver([kept = message.get()](ByteArray bytes) { *kept = std::move(bytes); });
+        transport->initTransportLayer();
         for (int i = 0; i < 20; ++i) port.supply(incoming);
         // The transport first: packets that the reader delivers from then on are dropped.
         transport.reset();
@@ -222,8 +223,9 @@ TEST_F(ScriptedUartEnd, PacketsAndAcknowledgementsNeverOverlapOnTheWire) {
 }
 
 TEST_F(ScriptedUartEnd, WritersAndReaderShareTheLink) {
-    start();
+    make(propertiesOf(never));
     HostLinkTransportLayer transport(link.get());
+    transport.initTransportLayer();
     port.onWrite([this](const ByteArray& packet) {
         if (packet.size() > 8) port.supply(incoming + responseFrame(0xA3, 0));
     });

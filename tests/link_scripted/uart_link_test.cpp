@@ -588,8 +588,9 @@ TEST_F(ScriptedUartLink, NothingIsNamedWhileTracingIsOff) {
 // --- With the transport above ---
 
 TEST_F(ScriptedUartLink, TransportSendsAMessagePacketByPacket) {
-    start();
+    make(propertiesOf(never));
     HostLinkTransportLayer transport(link.get());
+    transport.initTransportLayer();
     const std::vector<unsigned> flags = {0xA3, 0x63, 0x63, 0xA3, 0xA3};
     size_t next = 0;
     port.onWrite([&](const ByteArray&) { port.supply(responseFrame(flags.at(next++), 0)); });
