@@ -1,5 +1,6 @@
 #include "HostSlave.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <sstream>
@@ -117,6 +118,10 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
         faults.seed = number(value);
     } else if (name == "interruptRepeatMs") {
         setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else if (name == "inputEventEveryMs") {
+        const auto interval = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+        if (interval.count() == 0) throw std::invalid_argument("inputEventEveryMs must be above 0");
+        setup.inputEventEvery = interval;
     } else {
         throw std::invalid_argument("no such host option: " + name);
     }
@@ -136,11 +141,24 @@ HostSetup HostSetup::fromText(const std::string& text) {
 }
 
 struct HostSlave::Host {
-    explicit Host(const HostSetup& setup) : endpoint(setup.host), bus(endpoint, setup.bus) {}
+    explicit Host(const HostSetup& setup)
+        : endpoint(setup.host), bus(endpoint, setup.bus), inputEventEvery(setup.inputEventEvery) {}
+
+    void pressWhenDue(Time now);
 
     hostsim::HostEndpoint endpoint;
     hostsim::BusHost bus; // speaks for `endpoint`
+    const std::optional<Time> inputEventEvery;
+    std::optional<Time> nextInputEvent; // none while nobody listens
 };
+
+void HostSlave::Host::pressWhenDue(Time now) {
+    if (!inputEventEvery || !endpoint.moduleAnswers()) return;
+    if (!nextInputEvent) nextInputEvent = now + *inputEventEvery;
+    if (now < *nextInputEvent) return;
+    endpoint.send(hostsim::HostApplication::press(1), now);
+    nextInputEvent = now + *inputEventEvery;
+}
 
 HostSlave::HostSlave(const HostSetup& setup) : host(std::make_unique<Host>(setup)) {}
 
@@ -148,6 +166,7 @@ HostSlave::~HostSlave() = default;
 
 void HostSlave::write(const Bytes& bytes, Time now) {
     host->bus.write(bytes, now);
+    host->pressWhenDue(now);
 }
 
 Bytes HostSlave::read(size_t count, Time now) {
@@ -156,6 +175,7 @@ Bytes HostSlave::read(size_t count, Time now) {
 
 void HostSlave::advance(Time now) {
     host->bus.advance(now);
+    host->pressWhenDue(now);
 }
 
 bool HostSlave::wantsInterrupt(Time now) const {
@@ -163,7 +183,10 @@ bool HostSlave::wantsInterrupt(Time now) const {
 }
 
 std::optional<Time> HostSlave::nextDeadline(Time now) const {
-    return host->bus.nextDeadline(now);
+    const std::optional<Time> bus = host->bus.nextDeadline(now);
+    if (!host->nextInputEvent || !host->endpoint.moduleAnswers()) return bus;
+    const Time event = std::max(*host->nextInputEvent, now);
+    return bus ? std::min(*bus, event) : event;
 }
 
 std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time now) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include <hostsim/BusHost.h>
 #include <hostsim/HostEndpoint.h>
@@ -12,11 +13,12 @@
 namespace busrig {
 
 /// Sets a host up from "name=value,name=value", the names being the members of `hostsim::FaultOptions` ("nackFirst",
-/// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, and "interruptRepeatMs". Throws
-/// std::invalid_argument for anything else.
+/// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, "interruptRepeatMs", and "inputEventEveryMs".
+/// Throws std::invalid_argument for anything else.
 struct HostSetup {
     hostsim::HostOptions host;
     hostsim::BusOptions bus;
+    std::optional<hostsim::Time> inputEventEvery; ///< a button is pressed in this interval while the module answers
 
     static HostSetup fromText(const std::string& text);
 };

@@ -1,0 +1,38 @@
+#!/bin/sh
+# demo-bus.sh BUILD_DIRECTORY i2c|spi: hostlink-demo over a bus, inside the rig that stands for bus, interrupt line and
+# host. The exit code is that of the demo; 77 where the rig cannot run.
+set -eu
+build=$1
+link=$2
+here=$(dirname "$0")
+
+case $link in
+i2c) device=/dev/i2c-1 ;;
+spi) device=/dev/spidev0.0 ;;
+*)
+    echo "demo-bus.sh: '$link' is not a bus; choose i2c or spi" >&2
+    exit 2
+    ;;
+esac
+for program in hostlink-demo zent-busrig zent-busrig-run; do
+    if [ ! -x "$build/bin/$program" ]; then
+        echo "demo-bus.sh: $build/bin/$program is missing; build it first" >&2
+        exit 1
+    fi
+done
+
+code=0
+"$here/../tests/support/rig/run-in-rig.sh" --busrig "$build/bin/zent-busrig" --quiet \
+    --host-options "inputEventEveryMs=500" -- \
+    "$build/bin/hostlink-demo" --link "$link" --device "$device" --gpio 17 || code=$?
+if [ "$code" -eq 0 ]; then
+    cat <<END
+
+What to try next:
+  A shell in which the bus, the interrupt line (GPIO 17) and the host are there, as on a board:
+    $here/hostsim-bus.sh $build
+  In it, the demo again, with every line that the library logs:
+    $build/bin/hostlink-demo --link $link --device $device --gpio 17 --log-level trace
+END
+fi
+exit "$code"
