@@ -148,7 +148,7 @@ TEST_F(SpiDevice, MessageHasRoomForTheBufferInEachDirection) {
 }
 
 TEST_F(SpiDevice, MessageWithoutTransfersDoesNothing) {
-    EXPECT_EQ(resultOf(ioctl(device.descriptor, SPI_IOC_MESSAGE(0), nullptr)), 0);
+    EXPECT_EQ(resultOf(ioctl(device.descriptor, _IOC(_IOC_WRITE, SPI_IOC_MAGIC, 0, 0), nullptr)), 0);
     EXPECT_EQ(rig.count("transactions"), 0U);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>
@@ -113,12 +114,27 @@ void dieWithParent(int parentsEnd) {
     execute(words);
 }
 
-/// Waits for one child; the others, orphans of the command included, are reaped by the way.
 int waitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return 1;
+    }
+    return exitCodeOf(status);
+}
+
+/// The rig as seen by the first process.
+struct RigProcess {
+    pid_t process;
+    std::optional<int> exitCode; ///< once it has ended
+};
+
+/// Waits for the command. Reaps what ends meanwhile: the command's orphans, and the rig when it ends too early.
+int waitForCommand(pid_t command, RigProcess& rig) {
     for (;;) {
         int status = 0;
         const pid_t ended = wait(&status);
-        if (ended == child) return exitCodeOf(status);
+        if (ended == rig.process) rig.exitCode = exitCodeOf(status);
+        if (ended == command) return exitCodeOf(status);
         if (ended < 0 && errno != EINTR) return 1;
     }
 }
@@ -143,17 +159,18 @@ pid_t startRig(const SandboxCommand& command, const sigset_t& callersMask) {
     throw BrokenRig("does not start, exit code " + std::to_string(result));
 }
 
-/// 0 when the rig ended by itself with exit code 0.
-int stopRig(pid_t rig) {
-    kill(rig, SIGTERM);
+/// The rig's exit code; 0 when it ended in good order.
+int stopRig(const RigProcess& rig) {
+    if (rig.exitCode) return *rig.exitCode != 0 ? *rig.exitCode : 1; // nobody told it to end
+    kill(rig.process, SIGTERM);
     sigset_t childEnds;
     sigemptyset(&childEnds);
     sigaddset(&childEnds, SIGCHLD); // blocked since before the rig was started
     const auto deadline = std::chrono::steady_clock::now() + rigEndTimeout;
     for (;;) {
         int status = 0;
-        const pid_t ended = waitpid(rig, &status, WNOHANG);
-        if (ended == rig) return exitCodeOf(status);
+        const pid_t ended = waitpid(rig.process, &status, WNOHANG);
+        if (ended == rig.process) return exitCodeOf(status);
         if (ended < 0) return 1;
         const auto left = deadline - std::chrono::steady_clock::now();
         if (left <= left.zero()) break;
@@ -179,7 +196,7 @@ int runInside(const SandboxCommand& command) {
     blockChildSignal(callersMask);
     makeMountsPrivate();
     mountPrivateDev(fuseNode());
-    const pid_t rig = startRig(command, callersMask);
+    RigProcess rig{startRig(command, callersMask), std::nullopt};
     showRigFiles();
     mountProc();
     const pid_t program = fork();
@@ -189,7 +206,7 @@ int runInside(const SandboxCommand& command) {
         setenv("ZENT_RIG_CONTROL", sandboxControlPath, 1);
         execute(command.words);
     }
-    const int result = waitFor(program);
+    const int result = waitForCommand(program, rig);
     const int rigResult = stopRig(rig);
     if (rigResult == 0 || result != 0) return result;
     fprintf(stderr, "bus rig: ended with exit code %d\n", rigResult);
