@@ -12,7 +12,7 @@ namespace {
 
 // How long `destroy` gives a thread to get from its announcement into the port: a few instructions, unless the thread
 // is preempted there. A port whose calls do not sleep for longer than this is destroyed all the same.
-constexpr std::chrono::milliseconds entryLimit{200};
+constexpr std::chrono::milliseconds entryLimit{500};
 constexpr std::chrono::milliseconds entryPoll{1};
 
 pid_t currentThread() {

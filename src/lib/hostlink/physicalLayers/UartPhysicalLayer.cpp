@@ -48,8 +48,15 @@ UartPhysicalLayer::UartPhysicalLayer(const Properties& linkProperties)
 UartPhysicalLayer::~UartPhysicalLayer() {
     uart->destroy();
     readThread.join();
-    storeResponse({}); // the reader may have ended long ago: whoever still waits for a response is waked here
+    wakeWriters();
     writers->closeAndWait();
+}
+
+// The reader has waked the writer that waited as it ended, but it may have ended long ago.
+void UartPhysicalLayer::wakeWriters() {
+    const std::lock_guard lock(responseMutex);
+    closing = true;
+    responseCondition.notify_all();
 }
 
 bool UartPhysicalLayer::init() {
@@ -211,7 +218,7 @@ ByteArray UartPhysicalLayer::awaitResponse() {
     ByteArray answer;
     {
         std::unique_lock lock(responseMutex);
-        responseCondition.wait_until(lock, deadline, [this] { return responseReceived.load(); });
+        responseCondition.wait_until(lock, deadline, [this] { return responseReceived || closing; });
         answer.swap(response);
         responseReceived = false;
     }

@@ -72,6 +72,7 @@ public:
 private:
     bool openPort();
     bool startReader();
+    void wakeWriters();
     void storeResponse(const ByteArray& packet);
     ByteArray awaitResponse();
 
@@ -84,6 +85,7 @@ private:
     std::mutex writeMutex; // one packet or response frame on the wire at a time; never held while waiting
     std::atomic<bool> responseReceived{false}; // a writer clears it without the lock before it writes
     ByteArray response;
+    bool closing = false;              // guarded by responseMutex: nobody is to wait any more
     int ackTimeoutMs = -1;             // milliseconds; set by init() before the link is used
     std::unique_ptr<CallGate> writers; // the destructor waits for writers inside
 };
