@@ -30,6 +30,7 @@ public:
         close(ends[0]);
         close(ends[1]);
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
         arguments.push_back(nullptr);
         execvp(arguments[0], arguments.data());

@@ -1,8 +1,6 @@
 #include "GpioLines.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <poll.h>
 #include <utility>
 
@@ -77,9 +75,7 @@ int GpioLines::read(GpioFile& file, char* buffer, size_t size, size_t offset) {
     const std::string content = text(file);
     if (offset >= content.size()) return 0; // only a read that shows the value covers the events
     file.seenEvents = at(file.line).events;
-    const size_t count = std::min(size, content.size() - offset);
-    memcpy(buffer, content.data() + offset, count);
-    return static_cast<int>(count);
+    return static_cast<int>(content.copy(buffer, size, offset));
 }
 
 int GpioLines::write(GpioFile& file, const std::string& text) {

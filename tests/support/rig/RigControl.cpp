@@ -134,7 +134,7 @@ std::string RigControl::exchange(const std::string& line, std::chrono::milliseco
         receive(line, std::max<int64_t>(left.count(), 0));
     }
     const size_t end = received.find('\n');
-    const std::string answer = received.substr(0, end);
+    std::string answer = received.substr(0, end);
     received.erase(0, end + 1);
     return answer;
 }
