@@ -1,0 +1,28 @@
+/// @file
+/// The threads that a link has started, and what they are doing.
+#pragma once
+
+#include <set>
+#include <vector>
+
+#include <sys/types.h>
+
+/// All threads of this process.
+std::set<pid_t> threadIds();
+
+/// Finds the threads that came after its construction.
+class NewThreads {
+public:
+    NewThreads() : before(threadIds()) {}
+    std::vector<pid_t> ids() const;
+
+    /// The one that sleeps in poll(2), and the one that sleeps on a futex, as a condition variable does; -1 when there
+    /// is none within a very generous time.
+    pid_t polling() const;
+    pid_t waiting() const;
+
+private:
+    template <typename Condition> pid_t find(Condition condition) const;
+
+    std::set<pid_t> before;
+};
