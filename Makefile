@@ -17,7 +17,7 @@ JOBS ?= $(shell nproc)
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
-DEMO_PROGRAMS = hostlink-demo $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
+DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
 .PHONY: demo test test-asan test-tsan test-clang lint format docs bench install clean
 
