@@ -28,3 +28,17 @@ if(ZENT_COVERAGE)
     target_compile_options(zent_settings INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(zent_settings INTERFACE --coverage)
 endif()
+
+# Test programs: not optimised and with line numbers only, since compiling the assertions' templates is most of the
+# build; and without the undefined-behaviour sanitizer, which is for the code under test.
+add_library(zent_test_settings INTERFACE)
+target_compile_options(zent_test_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -O0 -g1)
+if(ZENT_SANITIZE)
+    string(REPLACE ",undefined" "" test_sanitizers "${ZENT_SANITIZE}")
+    target_compile_options(zent_test_settings INTERFACE -fsanitize=${test_sanitizers} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(zent_test_settings INTERFACE -fsanitize=${ZENT_SANITIZE})
+endif()
+if(ZENT_COVERAGE)
+    target_link_options(zent_test_settings INTERFACE --coverage)
+endif()
