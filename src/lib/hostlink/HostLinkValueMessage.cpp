@@ -89,6 +89,7 @@ HostLinkValueMessage& HostLinkValueMessage::addValueBin16(unsigned short tag, By
     return addBytes(tag, value.data(), value.size());
 }
 
+// cppcheck-suppress passedByValue ; the interface takes strings by value, as it takes byte arrays
 HostLinkValueMessage& HostLinkValueMessage::addValueString(unsigned short tag, std::string value) {
     return addBytes(tag, reinterpret_cast<const unsigned char*>(value.data()), value.size());
 }
