@@ -7,4 +7,10 @@ preset=$1
 shift
 jobs=${JOBS:-$(nproc)}
 [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
-cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} -- --quiet
+# A terminal gets ninja's one moving line; a log does not need one for each file.
+quiet=
+if [ ! -t 1 ]; then
+    quiet=--quiet
+    echo "Building build/$preset, which takes some minutes the first time"
+fi
+cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} -- $quiet
