@@ -758,6 +758,7 @@ TEST_P(BusLink, DestructorWaitsForAWriterInside) {
     auto written = std::async(std::launch::async, [&] { return link->writeData(message); });
     ASSERT_TRUE(bus.waitForHeld(1));
     auto destroyed = std::async(std::launch::async, [&] { link.reset(); });
+    EXPECT_EQ(destroyed.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
     bus.hold(false);
     EXPECT_EQ(written.get(), Accepted);
     destroyed.get();
