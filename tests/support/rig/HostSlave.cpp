@@ -6,6 +6,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <wire/FaultyBusLine.h>
+
 namespace busrig {
 
 namespace {
@@ -118,6 +120,10 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
         faults.seed = number(value);
     } else if (name == "interruptRepeatMs") {
         setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else if (name == "responseTimeoutMs") {
+        setup.host.outgoing.responseTimeout = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else if (name == "repeatWindowMs") {
+        setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
     } else if (name == "inputEventEveryMs") {
         const auto interval = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
         if (interval.count() == 0) throw std::invalid_argument("inputEventEveryMs must be above 0");
@@ -127,16 +133,37 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
     }
 }
 
-} // namespace
+void setWireOption(faultywire::WireFaults& faults, const std::string& name, const std::string& value) {
+    if (name == "late-by-ms") {
+        faults.lateBy = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+    } else if (name == "seed") {
+        faults.seed = number(value);
+    } else {
+        faults.rate(faultywire::faultNamed(name)) = probability(value);
+    }
+}
 
-HostSetup HostSetup::fromText(const std::string& text) {
-    HostSetup setup;
+/// Calls `take(name, value)` for each "name=value".
+template <typename Take> void forEachOption(const std::string& text, Take take) {
     std::istringstream stream(text);
     for (std::string option; std::getline(stream, option, ',');) {
         const size_t equals = option.find('=');
         if (equals == std::string::npos) throw std::invalid_argument("host options: no '=' in " + option);
-        setOption(setup, option.substr(0, equals), option.substr(equals + 1));
+        take(option.substr(0, equals), option.substr(equals + 1));
     }
+}
+
+faultywire::WireFaults wireFaultsFromText(const std::string& text) {
+    faultywire::WireFaults faults;
+    forEachOption(text, [&](const std::string& name, const std::string& value) { setWireOption(faults, name, value); });
+    return faults;
+}
+
+} // namespace
+
+HostSetup HostSetup::fromText(const std::string& text) {
+    HostSetup setup;
+    forEachOption(text, [&](const std::string& name, const std::string& value) { setOption(setup, name, value); });
     return setup;
 }
 
@@ -145,9 +172,16 @@ struct HostSlave::Host {
         : endpoint(setup.host), bus(endpoint, setup.bus), inputEventEvery(setup.inputEventEvery) {}
 
     void pressWhenDue(Time now);
+    void keepJournal();
+    bool isIdle(Time now) const {
+        return endpoint.sending().packet(now) == nullptr && !endpoint.sending().nextDeadline(now);
+    }
 
     hostsim::HostEndpoint endpoint;
     hostsim::BusHost bus; // speaks for `endpoint`
+    faultywire::WireJournal journal;
+    faultywire::FaultyBusLine line{bus, journal}; // in front of `bus`
+    Time latest{0};                               // when the host was spoken to most recently
     const std::optional<Time> inputEventEvery;
     std::optional<Time> nextInputEvent; // none while nobody listens
 };
@@ -160,20 +194,31 @@ void HostSlave::Host::pressWhenDue(Time now) {
     nextInputEvent = now + *inputEventEvery;
 }
 
+void HostSlave::Host::keepJournal() {
+    journal.keep(true);
+    endpoint.setTrace([this](hostsim::TraceEvent event, const Bytes& bytes) {
+        if (event == hostsim::TraceEvent::MessageReceived)
+            journal.add({faultywire::EntryKind::HostReceived, {}, faultywire::WireFault::None, 0, bytes, {}});
+        if (event == hostsim::TraceEvent::MessageSent)
+            journal.add({faultywire::EntryKind::HostConfirmed, {}, faultywire::WireFault::None, 0, bytes, {}});
+    });
+}
+
 HostSlave::HostSlave(const HostSetup& setup) : host(std::make_unique<Host>(setup)) {}
 
 HostSlave::~HostSlave() = default;
 
 void HostSlave::write(const Bytes& bytes, Time now) {
-    host->bus.write(bytes, now);
+    host->line.write(bytes, now);
     host->pressWhenDue(now);
 }
 
 Bytes HostSlave::read(size_t count, Time now) {
-    return host->bus.read(count, now);
+    return host->line.read(count, now);
 }
 
 void HostSlave::advance(Time now) {
+    host->latest = now;
     host->bus.advance(now);
     host->pressWhenDue(now);
 }
@@ -198,6 +243,11 @@ std::optional<std::string> HostSlave::command(const std::string& name, const std
         host->endpoint.send(hostsim::HostApplication::press(numberUpTo<uint16_t>(argument)), now);
     } else if (name == "burst") {
         host->endpoint.send(hostsim::HostApplication::burst(numberUpTo<uint16_t>(argument)), now);
+    } else if (name == "wire") {
+        host->line.dice().set(wireFaultsFromText(argument));
+    } else if (name == "journal") {
+        host->keepJournal();
+        return faultywire::asText(host->journal.take());
     } else if (name == "host-options") {
         host = std::make_unique<Host>(HostSetup::fromText(argument));
     } else {
@@ -211,6 +261,7 @@ std::map<std::string, uint64_t> HostSlave::counts() const {
     std::map<std::string, uint64_t> result;
     for (const CountName& count : countNames) result[count.name] = counts.*count.member;
     result["hostFaults"] = counts.faults();
+    result["hostIdle"] = host->isIdle(host->latest) ? 1 : 0;
     return result;
 }
 

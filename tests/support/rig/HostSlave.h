@@ -13,7 +13,8 @@
 namespace busrig {
 
 /// Sets a host up from "name=value,name=value", the names being the members of `hostsim::FaultOptions` ("nackFirst",
-/// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, "interruptRepeatMs", and "inputEventEveryMs".
+/// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, "interruptRepeatMs", "responseTimeoutMs",
+/// "repeatWindowMs", and "inputEventEveryMs".
 /// Throws std::invalid_argument for anything else.
 struct HostSetup {
     hostsim::HostOptions host;
@@ -27,6 +28,8 @@ struct HostSetup {
 /// - "send HEX": the host queues a message for the module.
 /// - "press N": the host's button N is pressed and released.
 /// - "burst N": the host tells N events that nobody asked for.
+/// - "wire NAME=RATE,...": faults of the wire, by the names in wire/WireFault.h, "late-by-ms" and "seed".
+/// - "journal": what has been on the wire since the last call, see wire/WireJournal.h. Kept from the first call on.
 /// - "host-options TEXT": a new host with these options, as freshly switched on.
 class HostSlave : public BusSlave {
 public:

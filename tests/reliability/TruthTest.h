@@ -1,0 +1,62 @@
+/// @file
+/// One short truth run as a test, over any link.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "HostSide.h"
+#include "Plan.h"
+#include "TruthCase.h"
+#include "TruthRun.h"
+#include "Verdict.h"
+#include "support/TestSeed.h"
+
+namespace truth {
+
+struct TruthCase {
+    LinkKind link;
+    FaultKind kind;
+    double rate; ///< share of the packets that are hit
+};
+
+/// "UartLostByte10".
+inline std::string nameOf(const TruthCase& testCase) {
+    std::string link = nameOf(testCase.link);
+    link[0] = static_cast<char>(link[0] - 'a' + 'A');
+    return link + testCase.kind.name + std::to_string(static_cast<int>(testCase.rate * 100));
+}
+
+/// Without faults, then each kind of them at 1 and at 10 percent; refusals also at 50, to see the fourth attempt.
+inline std::vector<TruthCase> casesOf(const std::vector<LinkKind>& links) {
+    std::vector<TruthCase> cases;
+    for (const LinkKind link : links) {
+        cases.push_back({link, noFaults(), 0});
+        for (const FaultKind& kind : faultKinds())
+            for (const double rate : {0.01, 0.1}) cases.push_back({link, kind, rate});
+        cases.push_back({link, {"Nack", {faultywire::WireFault::Nack}}, 0.5});
+    }
+    return cases;
+}
+
+/// Runs the plan that follows from the printed seed, and fails for each outcome that has no recorded cause.
+inline void expectTruth(const TruthCase& testCase, HostSide& host, const Timing& timing) {
+    PlanOptions options;
+    options.seed = seededGenerator()();
+    options.messages = testCase.rate > 0.05 ? 8 : 25;
+    options.rate = testCase.rate;
+    options.kinds = testCase.kind.faults;
+    options.lateBy = timing.lateBy;
+    const Record record = carryOut(makePlan(options), testCase.link, host, timing);
+    const Verdict verdict = judge(record);
+    for (const std::string& failure : verdict.failures) ADD_FAILURE() << failure;
+    EXPECT_GT(verdict.figures.arrived, 0U);
+    EXPECT_GT(verdict.figures.delivered, 0U);
+    for (const auto& [limit, times] : verdict.exceptions)
+        std::cout << "protocol limit: " << nameOf(limit) << ", " << times << " times" << std::endl;
+}
+
+} // namespace truth
