@@ -40,7 +40,7 @@ std::string HostLinkPhysicalLayer::Properties::getString(DeviceProperties key) c
 }
 
 void HostLinkPhysicalLayer::Properties::setString(DeviceProperties key, const std::string& value) {
-    values[key] = value;
+    values.insert_or_assign(key, value);
 }
 
 int HostLinkPhysicalLayer::Properties::getInt(DeviceProperties key) const {

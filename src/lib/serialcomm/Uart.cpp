@@ -71,13 +71,13 @@ bool lockPort(int fd, bool exclusive, const std::string& device) {
 }
 
 bool flushStaleInput(int fd, const std::string& device) {
-    if (::tcflush(fd, TCIFLUSH) == 0) return true;
+    if (repeatInterrupted([&] { return ::tcflush(fd, TCIFLUSH); }) == 0) return true;
     logSystemError(device, "cannot flush old input", errno);
     return false;
 }
 
 bool closeToOthers(int fd, const std::string& device) {
-    if (::ioctl(fd, TIOCEXCL) == 0) return true;
+    if (repeatInterrupted([&] { return ::ioctl(fd, TIOCEXCL); }) == 0) return true;
     logSystemError(device, "cannot take exclusive use", errno);
     return false;
 }

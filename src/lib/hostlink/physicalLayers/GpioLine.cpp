@@ -18,15 +18,34 @@ std::string lineFile(int number, const char* name) {
     return gpioFolder + "gpio" + std::to_string(number) + "/" + name;
 }
 
+int openFile(const std::string& path, int flags) {
+    int fd;
+    do {
+        fd = open(path.c_str(), flags | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+// 0 or an errno value. An attribute takes its value whole, so a part of it is none.
+int writeValue(int fd, const std::string& text) {
+    ssize_t written;
+    do {
+        written = write(fd, text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
+    if (written < 0) return errno;
+    return written == static_cast<ssize_t>(text.size()) ? 0 : EIO;
+}
+
 // False only when the file cannot be opened. A value that the kernel refuses is not counted as a failure: exporting a
 // line twice is refused, and the line is there all the same.
 bool writeFile(const std::string& path, const std::string& text) {
-    const int fd = open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    const int fd = openFile(path, O_WRONLY | O_TRUNC);
     if (fd < 0) return false;
-    if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        LOG4CPLUS_DEBUG(logger, "Writing " << text << " to " << path << ": " << std::generic_category().message(errno));
-    }
+    const int error = writeValue(fd, text);
     close(fd);
+    if (error != 0) {
+        LOG4CPLUS_DEBUG(logger, "Writing " << text << " to " << path << ": " << std::generic_category().message(error));
+    }
     return true;
 }
 
@@ -41,5 +60,5 @@ void armGpioLine(int number) {
 }
 
 int openGpioValue(int number) {
-    return open(lineFile(number, "value").c_str(), O_RDONLY | O_CLOEXEC);
+    return openFile(lineFile(number, "value"), O_RDONLY);
 }

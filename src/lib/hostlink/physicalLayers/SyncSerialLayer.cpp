@@ -89,12 +89,22 @@ bool SyncSerialLayer::init() {
         LOG4CPLUS_ERROR(logger, "Serial device is already initialised");
         return false;
     }
-    armGpioLine(gpioNumber);
-    if (!openDescriptors()) {
-        closeDescriptors();
-        return false;
+    try {
+        armGpioLine(gpioNumber);
+        if (openDescriptors() && startThreads()) return true;
+    } catch (...) { // no memory
+        undoInit();
+        throw;
     }
-    return startThreads();
+    undoInit();
+    return false;
+}
+
+// The watcher is started last: where anything failed, it does not run.
+void SyncSerialLayer::undoInit() {
+    if (readThread) queueStop();
+    join(readThread);
+    closeDescriptors();
 }
 
 bool SyncSerialLayer::openDescriptors() {
@@ -134,17 +144,14 @@ void SyncSerialLayer::closeAndClearFd(int* fd) {
 bool SyncSerialLayer::startThreads() {
     {
         const std::lock_guard lock(queueMutex);
-        eventQueue.clear(); // what an earlier run left
-        stopDeadline = std::chrono::steady_clock::time_point::max();
+        queuedEdges = 0; // what an earlier run left
+        stopQueued = false;
     }
     try {
         readThread = std::make_unique<std::thread>([this] { readLoop(); });
         gpioThread = std::make_unique<std::thread>([this] { gpioIrqLoop(); });
     } catch (const std::system_error& failure) {
         LOG4CPLUS_ERROR(logger, "Failed to start the serial device threads: " << failure.what());
-        if (readThread) queueEvent(false);
-        join(readThread);
-        closeDescriptors();
         return false;
     }
     return true;
@@ -154,13 +161,7 @@ bool SyncSerialLayer::startThreads() {
 
 void SyncSerialLayer::shutdown() {
     signalWatcher();
-    if (gpioThread) {
-        {
-            const std::lock_guard lock(queueMutex);
-            stopDeadline = std::chrono::steady_clock::now() + servedAfterStop;
-        }
-        queueEvent(false);
-    }
+    if (gpioThread) queueStop();
     join(readThread);
     join(gpioThread);
 }
@@ -174,8 +175,9 @@ void SyncSerialLayer::signalWatcher() {
         written = write(stopFd, &one, sizeof one);
     } while (written < 0 && errno == EINTR);
     if (written < static_cast<ssize_t>(sizeof one)) {
-        LOG4CPLUS_ERROR(logger, "Failed to stop qpio thread: " << written << " " << errno);
+        const int error = errno;
         closeAndClearFd(&lastResortWriteFd);
+        LOG4CPLUS_ERROR(logger, "Failed to stop qpio thread: " << written << " " << error);
     }
 }
 
@@ -232,14 +234,22 @@ bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
     }
     if (urgent && content[0] == '0') {
         LOG4CPLUS_TRACE(logger, "IRQ GPIO falling edge (rdbuf = " << content[0] << ")");
-        queueEvent(true);
+        queueEdge();
     }
     return true;
 }
 
-void SyncSerialLayer::queueEvent(bool edge) {
+void SyncSerialLayer::queueEdge() {
     const std::lock_guard lock(queueMutex);
-    eventQueue.push_back(edge);
+    if (stopQueued) return; // the reader would never come to it
+    ++queuedEdges;
+    queueCondition.notify_all();
+}
+
+void SyncSerialLayer::queueStop() {
+    const std::lock_guard lock(queueMutex);
+    stopQueued = true;
+    stopDeadline = std::chrono::steady_clock::now() + servedAfterStop;
     queueCondition.notify_all();
 }
 
@@ -254,15 +264,14 @@ void SyncSerialLayer::readLoop() {
 // Waits for the next entry of the queue; false when it says stop, or when stopping takes too long.
 bool SyncSerialLayer::takeEdge() {
     std::unique_lock lock(queueMutex);
-    queueCondition.wait(lock, [this] { return !eventQueue.empty(); });
-    if (std::chrono::steady_clock::now() > stopDeadline && eventQueue.front()) {
-        LOG4CPLUS_WARN(logger, "Stopping with " << eventQueue.size() - 1 << " interrupts not served");
-        eventQueue.clear();
+    queueCondition.wait(lock, [this] { return queuedEdges > 0 || stopQueued; });
+    if (queuedEdges == 0) return false;
+    if (stopQueued && std::chrono::steady_clock::now() > stopDeadline) {
+        LOG4CPLUS_WARN(logger, "Stopping with " << queuedEdges << " interrupts not served");
         return false;
     }
-    const bool edge = eventQueue.front();
-    eventQueue.pop_front();
-    return edge;
+    --queuedEdges;
+    return true;
 }
 
 void SyncSerialLayer::readFromSlave(int size) {

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +37,7 @@ public:
     /// after `shutdown`.
     /// @return false, with an ERROR line and nothing left open: the line's value cannot be opened, the stop signal or a
     ///         thread cannot be made, or the link is running already
+    /// @throw std::bad_alloc nothing is left open then, either
     bool init() override;
 
     /// Stops both threads and waits for them. Edges that are queued are still served, for half a second at most.
@@ -85,8 +86,10 @@ private:
     bool openDescriptors();
     void closeDescriptors();
     bool startThreads();
+    void undoInit();
     void signalWatcher();
-    void queueEvent(bool edge);
+    void queueEdge();
+    void queueStop();
     bool takeEdge();
     bool waitForEdge(int value, int stop, int lastResort);
     Round exchange(int size);
@@ -106,10 +109,13 @@ private:
     std::unique_ptr<std::thread> readThread; // init() and shutdown(), on one thread at a time
     std::unique_ptr<std::thread> gpioThread;
 
-    std::mutex queueMutex; // guards eventQueue and stopDeadline
+    // The queue between watcher and reader: falling edges to serve, behind them the stop once there is one. Numbers, so
+    // that neither an interrupt nor the end of the link needs memory.
+    std::mutex queueMutex; // guards all of the queue
     std::condition_variable queueCondition;
-    std::deque<bool> eventQueue; // true: a falling edge to serve; false: stop
-    std::chrono::steady_clock::time_point stopDeadline = std::chrono::steady_clock::time_point::max();
+    std::size_t queuedEdges = 0;
+    bool stopQueued = false;
+    std::chrono::steady_clock::time_point stopDeadline; // of a queued stop: edges are served no longer than that
 
     std::mutex busMutex;                      // held for a whole transaction, observers of a received packet included
     std::unique_ptr<IrqExchange> irqExchange; // guarded by busMutex

@@ -66,9 +66,15 @@ bool UartPhysicalLayer::init() {
         return false;
     }
     ackTimeoutMs = properties.getInt(UartResponseTimeout);
-    if (!openPort() || !startReader()) return false;
-    LOG4CPLUS_INFO(logger,
-                   "UART hostlink physical communication started on path : " << properties.getString(DevicePath));
+    try {
+        if (!openPort() || !startReader()) return false;
+        LOG4CPLUS_INFO(logger,
+                       "UART hostlink physical communication started on path : " << properties.getString(DevicePath));
+    } catch (...) { // no memory, or a number that cannot be read
+        uart->destroy();
+        if (readThread.joinable()) readThread.join();
+        throw;
+    }
     return true;
 }
 

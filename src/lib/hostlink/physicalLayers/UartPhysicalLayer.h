@@ -34,7 +34,8 @@ public:
     /// Opens the port and starts the reader thread. Once per object: a second call while the reader thread is held ends
     /// the process.
     /// @return false, with an ERROR line: a required property is missing; the port cannot be opened
-    /// @throw std::invalid_argument, std::out_of_range a number in the properties cannot be read
+    /// @throw std::invalid_argument, std::out_of_range a number in the properties cannot be read; std::bad_alloc. The
+    ///        link is as after a failed `init` then
     bool init() override;
 
     /// Does nothing: only destruction stops the link.
