@@ -1,0 +1,28 @@
+/// @file
+/// A serial driver's answers for a pseudo terminal, which has no such driver.
+#pragma once
+
+#include <atomic>
+
+#include "PlayedKernel.h"
+
+namespace sweep {
+
+/// Takes any baud rate and low latency, and has bytes in its output queue when it is closed. All else is the pty's own.
+class PlayedTerminal : public PlayedKernel {
+public:
+    Answer ioctl(int fd, unsigned long request, void* argument) override;
+    Answer poll(pollfd* entries, std::size_t count, int timeout) override;
+    Answer write(int fd, const void* data, std::size_t size) override;
+
+    // What the line was told.
+    std::atomic<unsigned> arbitraryBaudRate{0};
+    std::atomic<bool> lowLatency{false};
+
+    // What it shall do.
+    std::atomic<bool> takesLowLatency{true};
+    std::atomic<int> queueQuestions{1}; // how often it answers that bytes are queued; negative: for ever
+    std::atomic<int> busyWrites{0};     // how many writes find no room
+};
+
+} // namespace sweep

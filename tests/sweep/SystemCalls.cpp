@@ -1,0 +1,219 @@
+// The C library's functions, as the project's libraries find them: a program's own definition comes before that of a
+// shared library. Calls of threads that are not under test go on to the C library untouched; a sanitizer's version of
+// the function is the next one, so it sees every call that is really made.
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <memory>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "Allocations.h"
+#include "CallLog.h"
+#include "PlayedKernel.h"
+
+#define INTERPOSED extern "C" __attribute__((visibility("default")))
+
+using sweep::CallLog;
+using sweep::Failure;
+using sweep::PlayedKernel;
+using sweep::UnderTest;
+
+namespace {
+
+std::atomic<PlayedKernel*> played{nullptr};
+
+template <typename Function> Function* next(const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+// The played kernel's answer, else what `kernel` returns.
+template <typename Play, typename Kernel> long answered(Play play, Kernel kernel) {
+    const UnderTest notNow(false);
+    const sweep::UnwatchedAllocations own;
+    PlayedKernel* const player = played;
+    const PlayedKernel::Answer answer = player != nullptr ? play(*player) : PlayedKernel::Answer();
+    if (!answer) return kernel();
+    if (*answer < 0) errno = static_cast<int>(-*answer);
+    return *answer < 0 ? -1 : *answer;
+}
+
+// The call as a whole, with half its size, or not at all.
+template <typename Whole, typename Half> long asPlanned(const std::optional<Failure>& failure, Whole whole, Half half) {
+    if (!failure) return whole();
+    if (failure->kind == Failure::Kind::Half) return half();
+    if (failure->kind != Failure::Kind::Error) return 0;
+    errno = failure->value;
+    return -1;
+}
+
+template <typename Whole> long asPlanned(const std::optional<Failure>& failure, Whole whole) {
+    return asPlanned(failure, whole, whole);
+}
+
+struct ThreadStart {
+    void* (*routine)(void*);
+    void* argument;
+};
+
+void* runCounted(void* argument) {
+    const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
+    const UnderTest thread;
+    return start->routine(start->argument);
+}
+
+} // namespace
+
+namespace sweep {
+
+void playKernel(PlayedKernel* kernel) {
+    played = kernel;
+}
+
+} // namespace sweep
+
+INTERPOSED int open(const char* path, int flags, ...) {
+    static auto* const real = next<int(const char*, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (!UnderTest::isCounted()) return real(path, flags, mode);
+    return static_cast<int>(asPlanned(CallLog::instance().record("open", 0, path), [&] {
+        return answered([&](PlayedKernel& kernel) { return kernel.open(path, flags); },
+                        [&] { return static_cast<long>(real(path, flags, mode)); });
+    }));
+}
+
+// Linux gives the number free whatever close(2) answers.
+INTERPOSED int close(int fd) {
+    static auto* const real = next<int(int)>("close");
+    if (!UnderTest::isCounted()) return real(fd);
+    const auto failure = CallLog::instance().record("close");
+    {
+        const sweep::UnwatchedAllocations own;
+        if (PlayedKernel* const player = played) player->closing(fd);
+    }
+    const int result = real(fd);
+    return static_cast<int>(asPlanned(failure, [&] { return static_cast<long>(result); }));
+}
+
+INTERPOSED ssize_t read(int fd, void* buffer, size_t size) {
+    static auto* const real = next<ssize_t(int, void*, size_t)>("read");
+    if (!UnderTest::isCounted()) return real(fd, buffer, size);
+    const auto some = [&](size_t count) {
+        return answered([&](PlayedKernel& kernel) { return kernel.read(fd, buffer, count); },
+                        [&] { return static_cast<long>(real(fd, buffer, count)); });
+    };
+    return asPlanned(
+        CallLog::instance().record("read"), [&] { return some(size); }, [&] { return some(size / 2); });
+}
+
+INTERPOSED ssize_t write(int fd, const void* data, size_t size) {
+    static auto* const real = next<ssize_t(int, const void*, size_t)>("write");
+    if (!UnderTest::isCounted()) return real(fd, data, size);
+    const auto some = [&](size_t count) {
+        return answered([&](PlayedKernel& kernel) { return kernel.write(fd, data, count); },
+                        [&] { return static_cast<long>(real(fd, data, count)); });
+    };
+    return asPlanned(
+        CallLog::instance().record("write"), [&] { return some(size); }, [&] { return some(size / 2); });
+}
+
+INTERPOSED int ioctl(int fd, unsigned long request, ...) noexcept {
+    static auto* const real = next<int(int, unsigned long, ...)>("ioctl");
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*); // a number passes as well: both fit one register
+    va_end(arguments);
+    if (!UnderTest::isCounted()) return real(fd, request, argument);
+    const auto whole = [&] {
+        return answered([&](PlayedKernel& kernel) { return kernel.ioctl(fd, request, argument); },
+                        [&] { return static_cast<long>(real(fd, request, argument)); });
+    };
+    // Requests that report no count have no half: they succeed.
+    const auto half = [&] {
+        const long result = whole();
+        return result > 0 ? result - 1 : result;
+    };
+    return static_cast<int>(asPlanned(CallLog::instance().record("ioctl", request), whole, half));
+}
+
+INTERPOSED int poll(pollfd* entries, nfds_t count, int timeout) {
+    static auto* const real = next<int(pollfd*, nfds_t, int)>("poll");
+    if (!UnderTest::isCounted()) return real(entries, count, timeout);
+    const auto failure = CallLog::instance().record("poll");
+    if (failure && failure->kind == Failure::Kind::Condition) {
+        for (nfds_t i = 0; i < count; ++i) entries[i].revents = static_cast<short>(i == 0 ? failure->value : 0);
+        return count > 0 ? 1 : 0;
+    }
+    return static_cast<int>(asPlanned(failure, [&] {
+        return answered([&](PlayedKernel& kernel) { return kernel.poll(entries, count, timeout); },
+                        [&] { return static_cast<long>(real(entries, count, timeout)); });
+    }));
+}
+
+INTERPOSED int eventfd(unsigned count, int flags) noexcept {
+    static auto* const real = next<int(unsigned, int)>("eventfd");
+    if (!UnderTest::isCounted()) return real(count, flags);
+    return static_cast<int>(
+        asPlanned(CallLog::instance().record("eventfd"), [&] { return static_cast<long>(real(count, flags)); }));
+}
+
+INTERPOSED int pipe2(int ends[2], int flags) noexcept {
+    static auto* const real = next<int(int*, int)>("pipe2");
+    if (!UnderTest::isCounted()) return real(ends, flags);
+    return static_cast<int>(
+        asPlanned(CallLog::instance().record("pipe2"), [&] { return static_cast<long>(real(ends, flags)); }));
+}
+
+INTERPOSED int fcntl(int fd, int command, ...) {
+    static auto* const real = next<int(int, int, ...)>("fcntl");
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (!UnderTest::isCounted()) return real(fd, command, argument);
+    return static_cast<int>(
+        asPlanned(CallLog::instance().record("fcntl"), [&] { return static_cast<long>(real(fd, command, argument)); }));
+}
+
+INTERPOSED off_t lseek(int fd, off_t offset, int whence) noexcept {
+    static auto* const real = next<off_t(int, off_t, int)>("lseek");
+    if (!UnderTest::isCounted()) return real(fd, offset, whence);
+    return asPlanned(CallLog::instance().record("lseek"), [&] { return static_cast<long>(real(fd, offset, whence)); });
+}
+
+INTERPOSED int flock(int fd, int operation) noexcept {
+    static auto* const real = next<int(int, int)>("flock");
+    if (!UnderTest::isCounted()) return real(fd, operation);
+    return static_cast<int>(
+        asPlanned(CallLog::instance().record("flock"), [&] { return static_cast<long>(real(fd, operation)); }));
+}
+
+INTERPOSED int tcflush(int fd, int queue) noexcept {
+    static auto* const real = next<int(int, int)>("tcflush");
+    if (!UnderTest::isCounted()) return real(fd, queue);
+    return static_cast<int>(
+        asPlanned(CallLog::instance().record("tcflush"), [&] { return static_cast<long>(real(fd, queue)); }));
+}
+
+INTERPOSED int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
+                              void* argument) noexcept {
+    static auto* const real = next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
+    if (!UnderTest::isCounted()) return real(thread, attributes, routine, argument);
+    if (const auto failure = CallLog::instance().record("pthread_create")) return failure->value;
+    const sweep::UnwatchedAllocations own;
+    auto start = std::make_unique<ThreadStart>(ThreadStart{routine, argument});
+    const int result = real(thread, attributes, &runCounted, start.get());
+    if (result == 0) static_cast<void>(start.release()); // the thread's now
+    return result;
+}
