@@ -7,6 +7,8 @@
 #   make test-clang      the same with clang++
 #   make lint            formatting, include rules, static analysis
 #   make docs            the reference as HTML in build/docs
+#   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
+#   make fuzz-merge      keep what the runs have found
 #   make bench           instruction counts of a message's whole path
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
@@ -14,12 +16,13 @@
 LINK ?= uart
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc)
+SECONDS ?= 20
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: demo test test-asan test-tsan test-clang lint format docs bench install clean
+.PHONY: demo test test-asan test-tsan test-clang lint format docs fuzz fuzz-merge bench install clean
 
 demo:
 	scripts/install-packages.sh build test
@@ -57,6 +60,16 @@ format:
 docs:
 	scripts/install-packages.sh docs
 	scripts/docs.sh
+
+fuzz:
+	scripts/install-packages.sh build test clang
+	scripts/build.sh fuzz fuzzers
+	scripts/fuzz.sh $(SECONDS)
+
+fuzz-merge:
+	scripts/install-packages.sh build test clang
+	scripts/build.sh fuzz fuzzers
+	scripts/fuzz.sh --merge
 
 bench:
 	scripts/install-packages.sh build bench

@@ -55,8 +55,11 @@ void BusHost::takeIrq(const ByteArray& packet, Time now) {
         return;
     }
     bool ok = false;
-    const bool fits = pending->size() <= HostLinkIrqFrame::parse(packet, &ok);
-    if (!fits || endpoint.faults().announcesSize(asked.announced)) {
+    const unsigned room = HostLinkIrqFrame::parse(packet, &ok);
+    const bool fits = pending->size() <= room;
+    // On request only into a read that holds the whole announcement: half of one would be bytes that do not verify.
+    const bool mayAnnounce = room >= HOSTLINK_IRQ_FRAME_SIZE;
+    if (!fits || (mayAnnounce && endpoint.faults().announcesSize(asked.announced))) {
         ++asked.announced;
         reply.frame = HostLinkIrqFrame::create(irqId, static_cast<unsigned>(pending->size()));
         return;

@@ -45,7 +45,8 @@ struct FaultOptions {
     // Bus only.
     unsigned lateTransfers = 0;    ///< each answer starts this many read transfers late; before it come idle bytes
     unsigned irqNackFirst = 0;     ///< nack the first n IRQ frames that ask for each packet
-    unsigned irqAnnounceFirst = 0; ///< announce the size n times before each packet, although it would fit
+    unsigned irqAnnounceFirst = 0; ///< announce the size n times before each packet, although it would fit;
+                                   ///< not into a read that is too short for an announcement
 
     std::optional<uint64_t> limit; ///< inject no more than this many faults, then behave well
     uint64_t seed = 1;             ///< of every random choice

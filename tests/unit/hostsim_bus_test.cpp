@@ -17,6 +17,7 @@ constexpr char getVolume[] = "FF FE 0F 00 23 11 00 00 02 00 01 09 00 00 00";
 constexpr char ackOf11[] = "FF FE 08 00 A3 11 00 00";
 constexpr char volumeAnswer[] = "FF FE 11 00 23 00 00 00 02 80 01 09 00 CC 1E 00 00"; // 17 bytes
 constexpr char irq64[] = "FF FE 0E 00 22 07 00 00 40 00 00 00 00 00";
+constexpr char irq11[] = "FF FE 0E 00 22 07 00 00 0B 00 00 00 00 00";
 constexpr char irq16[] = "FF FE 0E 00 22 07 00 00 10 00 00 00 00 00";
 constexpr char irq17[] = "FF FE 0E 00 22 07 00 00 11 00 00 00 00 00";
 constexpr char ack[] = "FF FE 08 00 A3 12 00 00";
@@ -220,6 +221,16 @@ TEST(BusHost, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
     EXPECT_EQ(bus.writeRead(irq64, 14), "FF FE 0E 00 22 07 00 00 12 00 00 00 00 00");
     EXPECT_EQ(bus.writeRead(irq64, 14), "FF FE 0E 00 22 07 00 00 12 00 00 00 00 00");
     EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
+}
+
+TEST(BusHost, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
+    HostOptions options;
+    options.faults.irqAnnounceFirst = 2;
+    Bus bus(options);
+    bus.endpoint.send({bytes("2A")}, Time::zero());
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded("FF FE 0E 00 22 07 00 00 0B 00 00 00 00 00", 64));
+    EXPECT_EQ(bus.writeRead(irq11, 11), "FF FE 0B 00 23 00 00 00 2A 00 00");
+    EXPECT_EQ(bus.endpoint.counts().faultIrqAnnouncements, 1u);
 }
 
 TEST(BusHost, StaysSilentOnRequest) {
