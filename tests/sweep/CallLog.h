@@ -65,6 +65,8 @@ public:
     bool waitFor(const std::string& call, std::size_t count) const;
     std::size_t count(const std::string& call) const;
 
+    /// For the interposed functions: a call that is only waited for and never fails.
+    void mark(const char* name);
     /// For the interposed functions: records a call and tells how it shall fail.
     std::optional<Failure> record(const char* name, unsigned long request = 0, const char* path = "");
 

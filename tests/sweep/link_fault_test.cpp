@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
@@ -148,19 +149,34 @@ TEST_F(BusLinkFault, UrgentReportWithAHighLevelIsNoInterrupt) {
     EXPECT_THAT(kernel.written(), IsEmpty());
 }
 
-// The watcher has read the level and not yet queued the interrupt when the link is told to stop.
+// While the first interrupt is being served and the watcher has read the level of a second one and not yet queued it,
+// the link is told to stop.
 TEST_F(BusLinkFault, InterruptBehindTheStopIsNotServedNorKept) {
+    std::promise<void> inObserver;
+    std::promise<void> served;
+    auto mayReturn = served.get_future().share();
+    link->addDataReceivedObserver([&, first = true](const ByteArray&) mutable {
+        if (!std::exchange(first, false)) return;
+        inObserver.set_value();
+        mayReturn.wait();
+    });
     start();
+    kernel.queue(fromHost);
+    kernel.signalLine();
+    inObserver.get_future().wait();
     std::promise<void> release;
     kernel.hold = release.get_future();
     kernel.signalLine();
     kernel.holding.get_future().wait();
+    CallLog::instance().begin();
     std::thread stopping([this] { shutdown(); });
-    ASSERT_TRUE(log.waitFor(readLoopLeft));
+    ASSERT_TRUE(CallLog::instance().waitFor("pthread_join", 1)); // the stop is queued
     release.set_value();
+    ASSERT_TRUE(log.waitFor("Leave [HostLinkPhysicalLayer] void SyncSerialLayer::gpioIrqLoop(): "));
+    served.set_value();
     stopping.join();
-    EXPECT_TRUE(log.contains("IRQ GPIO falling edge (rdbuf = 0)"));
-    EXPECT_THAT(kernel.written(), IsEmpty());
+    EXPECT_EQ(log.count("IRQ GPIO falling edge (rdbuf = 0)"), 2U);
+    EXPECT_EQ(kernel.written().size(), 2U) << "one exchange: an IRQ frame and an acknowledgement";
 
     start();
     expectServed(); // by one exchange, not two

@@ -1,4 +1,5 @@
 // How the tags and values of value messages are named.
+#include <hostlink/HostLinkPrinter.h>
 #include <hostlink/ValueNaming.h>
 
 #include <climits>
@@ -7,6 +8,8 @@
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include "support/Bytes.h"
 
 namespace {
 
@@ -232,4 +235,41 @@ TEST(ValueNaming, LooksUpBit31AsItStands) {
     EXPECT_EQ(flags<int32_t>(INT_MIN), "Top");
     EXPECT_EQ(flags<uint64_t>(0x80000000u), "Top|Top");
     EXPECT_EQ(flags<int64_t>(INT_MIN), "Top|Top");
+}
+
+// What the printer makes of flags, for each width that a message can carry.
+TEST(PrintedFlags, AreListedInEachWidth) {
+    struct Width {
+        const char* encoding;
+        size_t bytes;
+        const char* second; // name of the second bit that is set
+        size_t secondByte;
+        unsigned char secondBit;
+    };
+    const Width widths[] = {
+        {"CC", 1, "Shuffle", 0, 0x40},     {"CD", 2, "UNDEF_BIT15", 1, 0x80}, {"CE", 4, "UNDEF_BIT16", 2, 0x01},
+        {"CF", 8, "UNDEF_BIT17", 2, 0x02}, {"D0", 1, "Dislike", 0, 0x20},     {"D1", 2, "UNDEF_BIT12", 1, 0x10},
+        {"D2", 4, "UNDEF_BIT18", 2, 0x04}, {"D3", 8, "UNDEF_BIT19", 2, 0x08},
+    };
+    for (const Width& width : widths) {
+        const TemporaryFlagName noneSet(0, "Nothing");
+        ByteArray message = bytes("01 00 01 26 00") + bytes(width.encoding) + ByteArray(width.bytes, 0);
+        const auto endsWith = [&](const std::string& end) {
+            const std::string text = HostLinkPrinter::printHostLinkMessage(message);
+            return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
+        };
+        EXPECT_TRUE(endsWith(" - value: None\n")) << width.encoding;
+
+        unsigned char* const value = message.data() + message.size() - width.bytes;
+        value[0] = 0x01;
+        value[width.secondByte] |= width.secondBit;
+        int32_t number = 0;
+        for (size_t i = 0; i < width.bytes && i < sizeof number; ++i)
+            number |= static_cast<int32_t>(uint32_t{value[i]} << 8 * i);
+        // A signed value of two bytes that is negative would be another number; none here is.
+        const TemporaryFlagName bothSet(number, "Both");
+        const std::string repeated = width.bytes == 8 ? "|" : "\n"; // the upper half tests the same bits again
+        const std::string text = HostLinkPrinter::printHostLinkMessage(message);
+        EXPECT_NE(text.find(std::string(" - value: Pause|") + width.second + repeated), std::string::npos) << text;
+    }
 }

@@ -209,10 +209,10 @@ bool Uart::Impl::waitUntilTakes(const Deadline& deadline) {
     case Wait::Ready:
         if (steady_clock::now() < *deadline) return true;
         [[fallthrough]]; // a port that announces room and takes nothing is no better than one that stays silent
-    case Wait::TimedOut: logError(device, "cannot write: the far side has taken nothing for 2 s"); return false;
-    case Wait::Gone: logError(device, "cannot write: the far side hung up"); return false;
-    case Wait::Failed: logSystemError(device, "cannot wait for room to write", errno); return false;
-    case Wait::Stopped: return false;
+    case Wait::TimedOut: logError(device, "cannot write: the far side has taken nothing for 2 s"); break;
+    case Wait::Gone: logError(device, "cannot write: the far side hung up"); break;
+    case Wait::Failed: logSystemError(device, "cannot wait for room to write", errno); break;
+    case Wait::Stopped: break;
     }
     return false;
 }

@@ -241,7 +241,7 @@ bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
 
 void SyncSerialLayer::queueEdge() {
     const std::lock_guard lock(queueMutex);
-    if (stopQueued) return; // the reader would never come to it
+    if (stopQueued) return; // nothing behind the stop is served
     ++queuedEdges;
     queueCondition.notify_all();
 }
