@@ -16,7 +16,7 @@ PlayedKernel::Answer PlayedTerminal::ioctl(int /*fd*/, unsigned long request, vo
     case TIOCGSERIAL: *static_cast<serial_struct*>(argument) = {}; return 0;
     case TIOCSSERIAL:
         if (!takesLowLatency) return -EPERM;
-        lowLatency = (static_cast<serial_struct*>(argument)->flags & ASYNC_LOW_LATENCY) != 0;
+        lowLatency = (static_cast<serial_struct*>(argument)->flags & static_cast<int>(ASYNC_LOW_LATENCY)) != 0;
         return 0;
     case TIOCOUTQ:
         *static_cast<int*>(argument) = queueQuestions != 0 ? 5 : 0;
