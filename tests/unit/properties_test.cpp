@@ -1,4 +1,4 @@
-// Properties over random input. The seed is printed; HOSTLINK_TEST_SEED takes it back.
+// Properties of packets, frames, messages and the checksum over random input.
 #include <hostlink/HostLinkFrame.h>
 #include <hostlink/HostLinkLib.h>
 #include <hostlink/HostLinkMsgFrame.h>
@@ -6,46 +6,15 @@
 #include <hostlink/HostLinkUInt16Message.h>
 #include <hostlink/HostLinkValueMessage.h>
 
-#include <cstdlib>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
 #include "support/Bytes.h"
+#include "support/Properties.h"
 
 namespace {
-
-/// Hands HOSTLINK_TEST_SEED to rapidcheck, which reads its configuration when the first property is checked.
-const bool seedTaken = [] {
-    const char* seed = std::getenv("HOSTLINK_TEST_SEED");
-    const char* params = std::getenv("RC_PARAMS");
-    if (seed == nullptr) return false;
-    const std::string taken = std::string(params != nullptr ? params : "") + " seed=" + seed;
-    return setenv("RC_PARAMS", taken.c_str(), 1) == 0;
-}();
-
-/// Checks a property on random input; rapidcheck prints its configuration, the seed in it, and a failing example.
-template <typename Property> void holds(const std::string& description, Property&& property) {
-    EXPECT_TRUE(rc::check(description, std::forward<Property>(property)));
-}
-
-rc::Gen<ByteArray> bytesUpTo(size_t longest) {
-    return rc::gen::mapcat(rc::gen::inRange<size_t>(0, longest + 1), [](size_t count) {
-        return rc::gen::container<ByteArray>(count, rc::gen::arbitrary<unsigned char>());
-    });
-}
-
-/// Bytes in which whole and half start marks are frequent.
-rc::Gen<ByteArray> bytesNearMarks(size_t longest) {
-    const auto byte = rc::gen::weightedOneOf<unsigned char>({{3, rc::gen::just<unsigned char>(0xFF)},
-                                                             {1, rc::gen::just<unsigned char>(0xFE)},
-                                                             {4, rc::gen::arbitrary<unsigned char>()}});
-    return rc::gen::mapcat(rc::gen::inRange<size_t>(0, longest + 1),
-                           [byte](size_t count) { return rc::gen::container<ByteArray>(count, byte); });
-}
 
 uint32_t naiveHasSop(const ByteArray& stream) {
     for (size_t i = 0; i + 1 < stream.size(); ++i) {
@@ -184,13 +153,14 @@ size_t itemLength(const Item& item) {
 
 // ---- cutting and reassembling
 
-TEST(Properties, AMessageComesBackFromPacketsOfEverySizeFrom11To600) {
-    for (int maxPacketSize = 11; maxPacketSize <= 600; ++maxPacketSize) {
-        const HostLinkMsgFrame outgoing(patternBytes(256), 7, maxPacketSize);
+TEST(Properties, AMessageComesBackFromPacketsOfEverySizeThereIs) {
+    const ByteArray message = patternBytes(256); // 256 packets of the smallest size, the most that ids tell apart
+    for (int maxPacketSize = 11; maxPacketSize <= 65535; ++maxPacketSize) {
+        const HostLinkMsgFrame outgoing(message, 7, maxPacketSize);
         HostLinkFrame incoming;
         for (int i = 0; i < outgoing.packetCount(); ++i) ASSERT_EQ(incoming.addPacket(outgoing.serializePacket(i)), 0u);
         ASSERT_TRUE(incoming.complete()) << maxPacketSize;
-        ASSERT_EQ(incoming.data(), patternBytes(256)) << maxPacketSize;
+        ASSERT_EQ(incoming.data(), message) << maxPacketSize;
     }
 }
 
