@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "LinkThreads.h"
+#include "support/LinkThreads.h"
 #include "support/ProcessWatch.h"
 
 using std::chrono::milliseconds;

@@ -236,7 +236,7 @@ TEST_P(BusSetUp, ThreadThatCannotBeStartedFailsInit) {
     ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
     pthread_attr_t huge;
     ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&huge, size_t{1} << 46), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&huge, size_t{1} << 62), 0);
     ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
     expectRefusal({"Failed to start the serial device threads: Resource temporarily unavailable"});
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);

@@ -2,22 +2,14 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 
-#include <sys/syscall.h>
+#include "ProcessWatch.h"
 
 namespace {
 
 constexpr std::chrono::seconds patience{20};
-
-// The system call in which the thread sleeps; -1 when it does not.
-long systemCallOf(pid_t thread) {
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/syscall");
-    long number = -1;
-    return file >> number ? number : -1;
-}
 
 } // namespace
 
@@ -35,25 +27,29 @@ std::vector<pid_t> NewThreads::ids() const {
     return found;
 }
 
-template <typename Condition> pid_t NewThreads::find(Condition condition) const {
+bool NewThreads::haveGone() const {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!ids().empty()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+pid_t NewThreads::find(bool (*condition)(pid_t)) const {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     do {
         for (const pid_t id : ids())
-            if (condition(systemCallOf(id))) return id;
+            if (condition(id)) return id;
         std::this_thread::yield();
     } while (std::chrono::steady_clock::now() < deadline);
     return -1;
 }
 
 pid_t NewThreads::polling() const {
-    return find([](long call) {
-#ifdef SYS_poll
-        if (call == SYS_poll) return true;
-#endif
-        return call == SYS_ppoll;
-    });
+    return find(sleepsInPoll);
 }
 
 pid_t NewThreads::waiting() const {
-    return find([](long call) { return call == SYS_futex; });
+    return find(sleepsOnFutex);
 }

@@ -15,6 +15,8 @@ class NewThreads {
 public:
     NewThreads() : before(threadIds()) {}
     std::vector<pid_t> ids() const;
+    /// Waits until there is none: the kernel may list a thread a little longer than `join` waits for it.
+    bool haveGone() const;
 
     /// The one that sleeps in poll(2), and the one that sleeps on a futex, as a condition variable does; -1 when there
     /// is none within a very generous time.
@@ -22,7 +24,7 @@ public:
     pid_t waiting() const;
 
 private:
-    template <typename Condition> pid_t find(Condition condition) const;
+    pid_t find(bool (*condition)(pid_t)) const;
 
     std::set<pid_t> before;
 };

@@ -1,6 +1,8 @@
 #include "ProcessWatch.h"
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,15 +19,24 @@ std::string taskFile(pid_t thread, const char* name) {
 }
 
 // The file begins with the number of the system call in which the thread sleeps, and says "running" when it does not.
-bool sleepsInPoll(pid_t thread) {
+long systemCallOf(pid_t thread) {
     std::ifstream file(taskFile(thread, "syscall"));
     long number = -1;
-    if (!(file >> number)) return false;
-#ifdef SYS_poll
-    if (number == SYS_poll) return true;
-#endif
-    return number == SYS_ppoll;
+    return file >> number ? number : -1;
 }
+
+// The kernel's own numbers: under an emulator those of the machine below.
+#ifdef ZENT_EMULATED_ON_X86_64
+constexpr long pollCalls[] = {7, 271};
+constexpr long futexCall = 202;
+#else
+#ifdef SYS_poll
+constexpr long pollCalls[] = {SYS_poll, SYS_ppoll};
+#else
+constexpr long pollCalls[] = {SYS_ppoll};
+#endif
+constexpr long futexCall = SYS_futex;
+#endif
 
 } // namespace
 
@@ -41,6 +52,15 @@ std::set<int> openDescriptors() {
 
 pid_t currentThread() {
     return static_cast<pid_t>(::syscall(SYS_gettid));
+}
+
+bool sleepsInPoll(pid_t thread) {
+    const long call = systemCallOf(thread);
+    return std::find(std::begin(pollCalls), std::end(pollCalls), call) != std::end(pollCalls);
+}
+
+bool sleepsOnFutex(pid_t thread) {
+    return systemCallOf(thread) == futexCall;
 }
 
 bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit) {

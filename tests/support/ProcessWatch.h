@@ -13,6 +13,10 @@ std::set<int> openDescriptors();
 /// The calling thread's id, for the functions below.
 pid_t currentThread();
 
+/// Whether the thread sleeps in poll(2), or on a futex, as a condition variable does.
+bool sleepsInPoll(pid_t thread);
+bool sleepsOnFutex(pid_t thread);
+
 /// Waits until the thread sleeps inside poll(2); false when the time is over before.
 bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit = std::chrono::seconds(20));
 

@@ -1,0 +1,91 @@
+/// @file
+/// Ending a link and a transport above it in each of the states that they can be in.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <hostlink/HostLinkPhysicalLayer.h>
+#include <hostlink/HostLinkTransportLayer.h>
+
+#include "support/Signal.h"
+
+/// Far more than anything here takes.
+constexpr std::chrono::seconds patience{20};
+
+/// What is going on when the end comes.
+enum class At {
+    Idle,                 ///< right after the start, the threads wherever they are
+    BlockedRead,          ///< every thread of the link sleeps
+    WaitingForAnAnswer,   ///< a writer waits for the response to its packet
+    InsideAnObserver,     ///< a message is with the application
+    InTheMiddleOfAPacket, ///< a packet has begun to come
+    FloodedWithInput,     ///< packets come faster than they are read
+    DeviceGone,           ///< the device has been taken away
+    FarSideNotReading     ///< what is written is not taken
+};
+std::string nameOf(At state);
+inline std::ostream& operator<<(std::ostream& out, At state) {
+    return out << nameOf(state);
+}
+inline const auto everyState =
+    testing::Values(At::Idle, At::BlockedRead, At::WaitingForAnAnswer, At::InsideAnObserver, At::InTheMiddleOfAPacket,
+                    At::FloodedWithInput, At::DeviceGone, At::FarSideNotReading);
+
+/// A stack whose far side the test plays. One round: `start`, `enter`, `end`, `leave`.
+class EndingStack {
+public:
+    virtual ~EndingStack() = default;
+    /// Makes link and transport and starts them.
+    void start();
+    /// A link that is made and destroyed and never started.
+    void makeAndDrop() { makeLink(); }
+    /// Brings about the state and waits until it holds; false when it does not come.
+    virtual bool enter(At state) = 0;
+    /// What a program does at its end. What would hold it up for ever, such as an observer that waits, is let go first.
+    void end();
+    /// Waits for what the test itself has started; false when it does not end as it should.
+    bool leave();
+
+protected:
+    virtual std::unique_ptr<HostLinkPhysicalLayer> makeLink() = 0;
+    virtual void letGo() {}
+    virtual void clearUp() {}
+
+    /// A thread that writes one packet, which nobody answers; false when it does not come to run.
+    bool startWriter(const ByteArray& packet);
+    /// From now on observers wait for the end to begin, and work on a little then.
+    void holdObservers() { observersHeld = true; }
+
+    std::unique_ptr<HostLinkPhysicalLayer> link;
+    std::unique_ptr<HostLinkTransportLayer> transport;
+    Signal observerEntered;
+    std::atomic<pid_t> writerThread{0};
+
+private:
+    void messageReceived();
+
+    std::future<WriteDataResponse> written;
+    std::atomic<bool> observersHeld{false};
+    Signal endBegins;
+};
+
+/// What one round may leave behind, beside no thread at all.
+struct Remains {
+    long descriptors = 0;
+    long bytes = 0;
+};
+Remains countRemains();
+inline Remains operator-(const Remains& after, const Remains& before) {
+    return {after.descriptors - before.descriptors, after.bytes - before.bytes};
+}
+
+/// A hundred rounds: each ends within a second, and leaves exactly `perRound` behind.
+void endInState(EndingStack& stack, At state, const Remains& perRound);
