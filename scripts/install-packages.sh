@@ -4,22 +4,34 @@
 set -eu
 
 packages=
+foreign= # an architecture beside this machine's own
 for group in "$@"; do
     case $group in
     build) packages="$packages g++ cmake ninja-build pkg-config liblog4cplus-dev libcli11-dev libfuse3-dev fuse3" ;;
     test) packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3" ;;
     clang) packages="$packages clang libclang-rt-14-dev" ;;
     lint) packages="$packages clang clang-format clang-tidy cppcheck python3 git" ;;
+    aarch64)
+        foreign=arm64
+        packages="$packages g++-aarch64-linux-gnu qemu-user-static libc6:arm64 libstdc++6:arm64 liblog4cplus-dev:arm64"
+        packages="$packages libgtest-dev:arm64 libgmock-dev:arm64 librapidcheck-dev:arm64 libfuse3-dev:arm64"
+        ;;
     bench) packages="$packages valgrind" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac
 done
 
+# A package may be there for several architectures; without a suffix this machine's own is meant.
+native=$(dpkg --print-architecture)
 missing=
 for package in $packages; do
-    state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
-    [ "$state" = installed ] || missing="$missing $package"
+    case $package in *:*) architecture=${package#*:} ;; *) architecture=$native ;; esac
+    states=$(dpkg-query -W -f '${Architecture}=${db:Status-Status} ' "$package" 2>/dev/null || true)
+    case " $states" in
+    *" $architecture=installed "* | *" all=installed "*) ;;
+    *) missing="$missing $package" ;;
+    esac
 done
 [ -n "$missing" ] || exit 0
 
@@ -32,6 +44,10 @@ if [ "$(id -u)" != 0 ]; then
     fi
 fi
 echo "Installing:$missing"
+if [ -n "$foreign" ] && ! dpkg --print-foreign-architectures | grep -qx "$foreign"; then
+    $as_root dpkg --add-architecture "$foreign"
+    $as_root apt-get update -qq
+fi
 export DEBIAN_FRONTEND=noninteractive
 # An index from an earlier day may name packages that are gone: fetch it anew when the first try fails.
 $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null 2>&1 || {

@@ -1,10 +1,11 @@
 #!/bin/sh
-# install_test.sh SOURCE_DIR BUILD_DIR CXX: installs into a folder of its own and builds a program against what is there, by
-# pkg-config and by the CMake package.
+# install_test.sh SOURCE_DIR BUILD_DIR CXX [EMULATOR]: installs into a folder of its own and builds a program against what is
+# there, by pkg-config and by the CMake package; EMULATOR runs the program where it is another architecture's.
 set -eu
 source=$1
 build=$2
 cxx=$3
+emulator=${4:-}
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 
@@ -15,7 +16,7 @@ flags=$(PKG_CONFIG_PATH="$prefix/usr/lib/pkgconfig:$(ls -d "$prefix"/usr/lib/*/p
 libdir=$(dirname "$(find "$prefix/usr" -name libzent_hostLinkLib.so)")
 # shellcheck disable=SC2086 # flags are words
 "$cxx" -std=c++17 -Wall -Wextra -Werror "$source/tests/system/consumer.cpp" -o "$prefix/consumer" $flags
-LD_LIBRARY_PATH=$libdir "$prefix/consumer"
+LD_LIBRARY_PATH=$libdir $emulator "$prefix/consumer"
 
 mkdir "$prefix/project"
 cp "$source/tests/system/consumer.cpp" "$prefix/project/"
@@ -28,5 +29,5 @@ target_link_libraries(consumer PRIVATE zent::zent_hostLinkLib)
 LISTS
 cmake -S "$prefix/project" -B "$prefix/project/build" -DCMAKE_PREFIX_PATH="$prefix/usr" -DCMAKE_CXX_COMPILER="$cxx" >/dev/null
 cmake --build "$prefix/project/build" >/dev/null
-"$prefix/project/build/consumer"
+$emulator "$prefix/project/build/consumer"
 echo "installed headers and libraries serve a program of their own"

@@ -15,12 +15,15 @@
 #include <poll.h>
 #include <stdexcept>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
 
+#include "CallerMemory.h"
+#include "EmulatedIoctl.h"
 #include "I2cDevice.h"
 #include "OpenFile.h"
 #include "RigPaths.h"
@@ -219,7 +222,30 @@ int readFile(const char*, char* buffer, size_t size, off_t offset, fuse_file_inf
     return handleOf(info).read(buffer, size, static_cast<size_t>(offset));
 }
 
-int writeFile(const char*, const char* buffer, size_t size, off_t, fuse_file_info* info) {
+/// The ioctl of a program under user emulation, with the copies that the kernel makes of a real one.
+int emulatedIoctl(OpenFile& file, const EmulatedIoctl& emulated) {
+    const CallerMemory memory(fuse_get_context()->pid);
+    const auto command = static_cast<unsigned>(emulated.command);
+    const auto address = static_cast<uintptr_t>(emulated.argument);
+    std::vector<char> data(_IOC_SIZE(command));
+    if ((_IOC_DIR(command) & _IOC_WRITE) != 0 && !memory.read(data.data(), address, data.size())) return -EFAULT;
+    const int result = file.ioctl({fuse_get_context()->pid, command, reinterpret_cast<void*>(address), data.data()});
+    if (result < 0 || (_IOC_DIR(command) & _IOC_READ) == 0) return result;
+    return memory.write(address, data.data(), data.size()) ? result : -EFAULT;
+}
+
+int answerEmulatedIoctl(OpenFile& file, const char* buffer, size_t size) {
+    EmulatedIoctl emulated{};
+    if (size != sizeof emulated) return -EINVAL;
+    memcpy(&emulated, buffer, sizeof emulated);
+    const int result = emulatedIoctl(file, emulated);
+    const CallerMemory memory(fuse_get_context()->pid);
+    if (!memory.write(static_cast<uintptr_t>(emulated.resultAddress), &result, sizeof result)) return -EFAULT;
+    return static_cast<int>(size);
+}
+
+int writeFile(const char*, const char* buffer, size_t size, off_t offset, fuse_file_info* info) {
+    if (offset == EmulatedIoctl::offset) return answerEmulatedIoctl(handleOf(info), buffer, size);
     return handleOf(info).write(buffer, size);
 }
 

@@ -1,0 +1,34 @@
+#!/bin/sh
+# test-aarch64.sh: runs the suite of build/aarch64 under user emulation, after checking that it is the suite of
+# build/release, test by test. What the emulator cannot run is named in tests/aarch64-exceptions.txt, with the reason.
+set -eu
+cd "$(dirname "$0")/.."
+exceptions=tests/aarch64-exceptions.txt
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+names() {
+    ctest --test-dir "build/$1" -N | sed -n 's/^  *Test *#[0-9]*: //p' | sort
+}
+names release >"$folder/here"
+names aarch64 >"$folder/there"
+if ! diff "$folder/here" "$folder/there" >"$folder/differences"; then
+    echo "test-aarch64: the suites of x86-64 (<) and AArch64 (>) differ:" >&2
+    cat "$folder/differences" >&2
+    exit 1
+fi
+
+sed -n 's/^\([^# ][^ ]*\) .*/\1/p' "$exceptions" | sort >"$folder/exceptions"
+if unknown=$(grep -vxF -f "$folder/there" "$folder/exceptions"); then
+    echo "test-aarch64: $exceptions names tests that do not exist:" "$unknown" >&2
+    exit 1
+fi
+
+# A hung emulator heeds no signal but KILL, which is what CTest sends at a test's time limit.
+pattern=$(sed 's/[.]/[.]/g; s/.*/^&$/' "$folder/exceptions" | paste -sd '|')
+code=0
+ctest --preset aarch64 --no-tests=error -j "${JOBS:-$(nproc)}" -E "$pattern" || code=$?
+
+echo "$(wc -l <"$folder/there") tests, the same as on x86-64; $(wc -l <"$folder/exceptions") of them not run, which the emulator cannot:"
+grep -v '^#' "$exceptions"
+exit "$code"
