@@ -10,6 +10,7 @@ scripts/sources.sh | xargs clang-format --dry-run --Werror
 echo "== include rules"
 python3 scripts/check-stairs.py
 scripts/check-words.sh
+scripts/check-suppressions.sh
 scripts/check-freestanding.sh
 
 echo "== exported names"
@@ -21,7 +22,7 @@ echo "== cppcheck"
 cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
     --suppressions-list=scripts/cppcheck-suppressions.txt -I src/lib src
 
-echo "== clang-tidy"
+echo "== clang-tidy, with the clang analyzer's checks"
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
 scripts/sources.sh | grep -E '^(src|examples)/.*\.cpp$' |
     xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang 2>/dev/null

@@ -11,8 +11,7 @@
 /// are made one.
 std::string tracedName(const char* signature, const char* scope);
 
-// The detail is a stream expression such as `"len " << count`, so it stands without parentheses.
-// NOLINTBEGIN(bugprone-macro-parentheses)
+// NOLINTBEGIN(bugprone-macro-parentheses): the detail is a stream expression such as `"len " << count`.
 
 /// "Enter ", the function, ": " and the detail (a stream expression), at TRACE. Nothing is formatted when that is off.
 #define HOSTLINK_TRACE_ENTER(logger, scope, detail)                                                                    \
