@@ -11,11 +11,13 @@
 #   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
 #   make fuzz-merge      keep what the runs have found
 #   make bench           instruction counts of a message's whole path
+#   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= REPORT=
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
 
 LINK ?= uart
 PREFIX ?= /usr/local
+MINUTES ?= 120
 JOBS ?= $(shell nproc)
 SECONDS ?= 20
 CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
@@ -23,7 +25,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: demo test test-asan test-tsan test-clang test-aarch64 lint format docs fuzz fuzz-merge bench install clean
+.PHONY: demo test test-asan test-tsan test-clang test-aarch64 lint format docs fuzz fuzz-merge bench soak install clean
 
 demo:
 	scripts/install-packages.sh build test
@@ -81,6 +83,10 @@ fuzz-merge:
 bench:
 	scripts/install-packages.sh build bench
 	scripts/bench.sh
+
+soak:
+	scripts/install-packages.sh build test
+	scripts/soak.sh $(MINUTES)
 
 install:
 	scripts/install-packages.sh build test

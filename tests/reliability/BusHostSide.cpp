@@ -38,6 +38,8 @@ public:
     std::vector<faultywire::Entry> takeJournal() override {
         return faultywire::entriesFromText(rig.command("journal"));
     }
+    void keepJournal(bool on) override { rig.command(on ? "journal" : "journal off"); }
+    uint64_t messagesReceived() override { return rig.count("messagesReceived"); }
     bool waitUntilQuiet() override { return rig.waitForCount("hostIdle", 1, patience); }
 
 private:

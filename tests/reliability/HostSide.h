@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +32,10 @@ public:
     virtual void send(const ByteArray& message) = 0;
     /// What has happened since the last call.
     virtual std::vector<faultywire::Entry> takeJournal() = 0;
+    /// Off: nothing is remembered, however long the run is. On at the beginning.
+    virtual void keepJournal(bool on) = 0;
+    /// How many messages the host has put together.
+    virtual uint64_t messagesReceived() = 0;
     /// Until the host has nothing to send and nothing is on its way; false when a very generous time is over.
     virtual bool waitUntilQuiet() = 0;
 };

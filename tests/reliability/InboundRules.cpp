@@ -58,6 +58,7 @@ public:
 
 private:
     void fail(const std::string& what) { verdict.failures.push_back("inbound: " + what); }
+    void late(const std::string& what) { verdict.late.push_back("inbound: " + what); }
     void except(Limit limit) { ++verdict.exceptions[limit]; }
 
     // The host's end of the wire is clean, and it sends one frame at a time in the order of packet ids.
@@ -267,7 +268,7 @@ private:
                                !record.reopened.empty();
         if (hasReason) return;
         timeline.stalled(begin, end) > Duration::zero() ? except(Limit::Machine)
-                                                        : fail("the host gave a message up without a reason");
+                                                        : late("the host gave a message up without a reason");
     }
 
     const Record& record;

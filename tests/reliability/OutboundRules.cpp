@@ -49,15 +49,16 @@ public:
 
     void judge() {
         if (!judgeWire()) return;
-        Moment lastTrue = record.calls.empty() ? Moment() : record.calls.front().begin;
+        Moment lastTrue{}; // before everything: what the host sends first may be hit, too
         for (size_t i = 0; i < record.calls.size(); ++i) {
             const Call& call = record.calls[i];
             judgePackets(i);
             judgeBound(call);
             call.result ? judgeTrue(i) : judgeFalse(i, lastTrue);
-            if (call.result) lastTrue = call.begin;
+            if (call.result) lastTrue = beginBefore(i, 1);
         }
         judgeDeliveries();
+        findLateAnswer();
         count();
     }
 
@@ -81,6 +82,11 @@ private:
         std::ostringstream text;
         text << "call " << call << " (message " << record.calls[call].message << "): " << what;
         verdict.failures.push_back(text.str());
+    }
+    void late(size_t call, const std::string& what) {
+        fail(call, what);
+        verdict.late.push_back(verdict.failures.back());
+        verdict.failures.pop_back();
     }
     void except(Limit limit) { ++verdict.exceptions[limit]; }
 
@@ -125,7 +131,7 @@ private:
         const double share = static_cast<double>(took.count()) / static_cast<double>(bound.count());
         verdict.figures.slowestOfBound = std::max(verdict.figures.slowestOfBound, share);
         if (took > bound + timeline.stalled(call.begin, call.end))
-            fail(static_cast<size_t>(&call - record.calls.data()),
+            late(static_cast<size_t>(&call - record.calls.data()),
                  "took " + std::to_string(took.count()) + " us, bound " + std::to_string(bound.count()));
     }
     size_t exchangesDuring(const Call& call) const {
@@ -166,12 +172,12 @@ private:
         return std::nullopt;
     }
 
-    // After a call that returned true the link was in order, as far as one can know.
+    // After two calls of which the second returned true the link was in order, as far as one can know.
     void judgeFalse(size_t index, Moment lastTrue) {
         const Call& call = record.calls[index];
         const bool machine = timeline.stalled(lastTrue, call.end) > Duration::zero();
         if (!timeline.anyFault(lastTrue, call.end)) {
-            machine ? except(Limit::Machine) : fail(index, "returned false without a reason");
+            machine ? except(Limit::Machine) : late(index, "returned false without a reason");
         }
         if (!deliveredDuring(index)) return;
         ++verdict.figures.falseThoughHad;
@@ -218,7 +224,8 @@ private:
     void judgeStrange(const Entry& entry) {
         ++verdict.figures.wrongAtHost;
         const size_t index = callAt(entry.at);
-        const Moment from = beginBefore(index, 2);
+        // The host looks again at half a packet when it gives it up, which a busy machine makes late.
+        const Moment from = std::min(beginBefore(index, 2), entry.at - 4 * record.timing.response);
         if (timeline.byteFault(from, entry.at, EntryKind::ToHost)) return except(Limit::DamagedPacket);
         const bool unheard = timeline.happened(from, entry.at, WireFault::Silence, EntryKind::ToHost) ||
                              timeline.happened(from, entry.at, WireFault::Nack, EntryKind::ToHost);
@@ -231,6 +238,24 @@ private:
         const auto next = std::upper_bound(record.calls.begin(), record.calls.end(), at,
                                            [](Moment moment, const Call& call) { return moment < call.begin; });
         return next == record.calls.begin() ? 0 : static_cast<size_t>(next - record.calls.begin()) - 1;
+    }
+
+    void findLateAnswer() {
+        if (record.kind != LinkKind::Uart) return;
+        for (size_t i = 0; i < record.attempts.size() && !verdict.hasLateAnswer; ++i)
+            verdict.hasLateAnswer = isAnswerLate(i);
+    }
+    bool isAnswerLate(size_t index) const {
+        const Attempt& attempt = record.attempts[index];
+        const Entry& crossing = *crossings[index];
+        const bool timedOut = attempt.response == NoResponse && attempt.end - attempt.begin >= record.timing.response;
+        if (!timedOut || crossing.fault != WireFault::None) return false;
+        const auto answer = std::find_if(record.journal.begin(), record.journal.end(), [&](const Entry& entry) {
+            return entry.kind == EntryKind::ToModule && entry.at >= crossing.at && typeOf(entry.sent) == FRT_Response;
+        });
+        if (answer == record.journal.end() || answer->fault != WireFault::None) return false;
+        return answer->at - attempt.begin > record.timing.response / 2 ||
+               !timeline.byteFault(Moment(), attempt.end, EntryKind::ToModule);
     }
 
     void count() {

@@ -10,6 +10,9 @@ namespace {
 
 using Random = std::mt19937_64; // its sequence is fixed by the standard, unlike the distributions'
 
+// Of all eight: four hit any packet, two only a message packet, two only a response frame.
+constexpr double kindsThatHitAPacket = 6;
+
 size_t below(Random& random, size_t limit) {
     return static_cast<size_t>(random() % limit);
 }
@@ -46,7 +49,8 @@ Plan makePlan(const PlanOptions& options) {
         segment.faults.seed = random();
         segment.faults.seed >>= 8; // fits the text form
         segment.faults.lateBy = options.lateBy;
-        for (const auto kind : options.kinds) segment.faults.rate(kind) = options.rate;
+        for (const auto kind : options.kinds)
+            segment.faults.rate(kind) = options.kinds.size() == 1 ? options.rate : options.rate / kindsThatHitAPacket;
         for (unsigned message = 0; message < options.messages; ++message) {
             Step step;
             step.outbound = numberedMessage(outbound++, 'o', randomTail(random));

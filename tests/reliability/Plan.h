@@ -30,9 +30,9 @@ struct Plan {
 struct PlanOptions {
     uint64_t seed = 1;
     unsigned segments = 2;
-    unsigned messages = 20; ///< of each segment
-    double rate = 0;        ///< share of the packets that are hit
-    std::vector<faultywire::WireFault> kinds;
+    unsigned messages = 20;                   ///< of each segment
+    double rate = 0;                          ///< share of the packets that are hit
+    std::vector<faultywire::WireFault> kinds; ///< one, which has the rate alone, or all, which share it
     std::chrono::microseconds lateBy{0};
 };
 

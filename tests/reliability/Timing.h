@@ -11,17 +11,20 @@ using Duration = std::chrono::microseconds;
 
 /// Instrumented and foreign code is slower, and so are the machines that run it.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !(defined(__x86_64__) || defined(__i386__))
-constexpr int slowness = 4;
+constexpr int slowness = 2;
 #else
 constexpr int slowness = 1;
 #endif
 
 struct Timing {
-    Duration response = std::chrono::milliseconds(40) * slowness;   ///< UartResponseTimeout
-    Duration hostResponse = response * 3;                           ///< how long the host waits for the module
-    Duration lateBy = response * 3 / 2;                             ///< by which an answer is late: too late
-    Duration packetPause = response / 2;                            ///< after which the host gives up half a packet
-    Duration allowance = std::chrono::milliseconds(250) * slowness; ///< for the scheduler of a busy machine
+    /// @param patience how many times as long as on a machine with time to spare
+    explicit Timing(int patience = 1) : response(std::chrono::milliseconds(40) * slowness * patience) {}
+
+    Duration response;                    ///< UartResponseTimeout
+    Duration hostResponse = response * 3; ///< how long the host waits for the module
+    Duration lateBy = response * 3 / 2;   ///< by which an answer is late: too late
+    Duration packetPause = response / 2;  ///< after which the host gives up half a packet
+    Duration allowance = response * 6;    ///< for the scheduler of a busy machine
 };
 
 constexpr int attemptsOfPacket = 4;

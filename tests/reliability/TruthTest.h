@@ -4,15 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <iostream>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
-#include "HostSide.h"
-#include "Plan.h"
+#include "PatientRun.h"
 #include "TruthCase.h"
-#include "TruthRun.h"
-#include "Verdict.h"
 #include "support/TestSeed.h"
 
 namespace truth {
@@ -30,6 +30,11 @@ inline std::string nameOf(const TruthCase& testCase) {
     return link + testCase.kind.name + std::to_string(static_cast<int>(testCase.rate * 100));
 }
 
+/// How GoogleTest shows a case, and CTest names it: the same in every run.
+inline void PrintTo(const TruthCase& testCase, std::ostream* out) {
+    *out << nameOf(testCase);
+}
+
 /// Without faults, then each kind of them at 1 and at 10 percent; refusals also at 50, to see the fourth attempt.
 inline std::vector<TruthCase> casesOf(const std::vector<LinkKind>& links) {
     std::vector<TruthCase> cases;
@@ -43,18 +48,19 @@ inline std::vector<TruthCase> casesOf(const std::vector<LinkKind>& links) {
 }
 
 /// Runs the plan that follows from the printed seed, and fails for each outcome that has no recorded cause.
-inline void expectTruth(const TruthCase& testCase, HostSide& host, const Timing& timing) {
+inline void expectTruth(const TruthCase& testCase,
+                        const std::function<std::unique_ptr<HostSide>(const Timing&)>& makeHost) {
     PlanOptions options;
     options.seed = seededGenerator()();
     options.messages = testCase.rate > 0.05 ? 8 : 25;
     options.rate = testCase.rate;
     options.kinds = testCase.kind.faults;
-    options.lateBy = timing.lateBy;
-    const Record record = carryOut(makePlan(options), testCase.link, host, timing);
-    const Verdict verdict = judge(record);
+    const PatientVerdict result = runPatiently(options, testCase.link, makeHost);
+    const Verdict& verdict = result.verdict;
     for (const std::string& failure : verdict.failures) ADD_FAILURE() << failure;
     EXPECT_GT(verdict.figures.arrived, 0U);
     EXPECT_GT(verdict.figures.delivered, 0U);
+    if (result.repeats > 0) std::cout << "repeated " << result.repeats << " times: the machine is slow" << std::endl;
     for (const auto& [limit, times] : verdict.exceptions)
         std::cout << "protocol limit: " << nameOf(limit) << ", " << times << " times" << std::endl;
 }

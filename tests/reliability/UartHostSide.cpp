@@ -92,6 +92,15 @@ public:
         const std::lock_guard lock(mutex);
         return journal.take();
     }
+    void keepJournal(bool on) override {
+        const std::lock_guard lock(mutex);
+        journal.take();
+        journal.keep(on);
+    }
+    uint64_t messagesReceived() override {
+        const std::lock_guard lock(mutex);
+        return endpoint.counts().messagesReceived;
+    }
     bool waitUntilQuiet() override {
         std::unique_lock lock(mutex);
         return stepped.wait_for(lock, patience, [this] { return isQuiet(); });

@@ -42,6 +42,10 @@ struct Verdict {
     std::map<Limit, uint64_t> exceptions;
     /// Everything else that came out wrong: each is a fault of the product or of this harness.
     std::vector<std::string> failures;
+    /// The same, when it can be that the machine let nobody run for too long.
+    std::vector<std::string> late;
+    /// An answer that no fault had hit came too late. What came out wrong may follow from that.
+    bool hasLateAnswer = false;
 };
 
 Verdict judge(const Record& record);

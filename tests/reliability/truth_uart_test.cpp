@@ -11,8 +11,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, UartTruth, testing::ValuesIn(casesOf({LinkKind:
                          [](const auto& test) { return nameOf(test.param); });
 
 TEST_P(UartTruth, WrongOutcomesHaveARecordedCause) {
-    const Timing timing;
-    expectTruth(GetParam(), *makeUartHost(timing), timing);
+    expectTruth(GetParam(), makeUartHost);
 }
 
 } // namespace

@@ -172,7 +172,7 @@ struct HostSlave::Host {
         : endpoint(setup.host), bus(endpoint, setup.bus), inputEventEvery(setup.inputEventEvery) {}
 
     void pressWhenDue(Time now);
-    void keepJournal();
+    void keepJournal(bool on);
     bool isIdle(Time now) const {
         return endpoint.sending().packet(now) == nullptr && !endpoint.sending().nextDeadline(now);
     }
@@ -194,8 +194,8 @@ void HostSlave::Host::pressWhenDue(Time now) {
     nextInputEvent = now + *inputEventEvery;
 }
 
-void HostSlave::Host::keepJournal() {
-    journal.keep(true);
+void HostSlave::Host::keepJournal(bool on) {
+    journal.keep(on);
     endpoint.setTrace([this](hostsim::TraceEvent event, const Bytes& bytes) {
         if (event == hostsim::TraceEvent::MessageReceived)
             journal.add({faultywire::EntryKind::HostReceived, {}, faultywire::WireFault::None, 0, bytes, {}});
@@ -246,7 +246,8 @@ std::optional<std::string> HostSlave::command(const std::string& name, const std
     } else if (name == "wire") {
         host->line.dice().set(wireFaultsFromText(argument));
     } else if (name == "journal") {
-        host->keepJournal();
+        if (!argument.empty() && argument != "off") throw std::invalid_argument("neither off nor nothing: " + argument);
+        host->keepJournal(argument.empty());
         return faultywire::asText(host->journal.take());
     } else if (name == "host-options") {
         host = std::make_unique<Host>(HostSetup::fromText(argument));

@@ -1,0 +1,24 @@
+#include "PatientRun.h"
+
+#include "TruthRun.h"
+
+namespace truth {
+
+PatientVerdict runPatiently(PlanOptions options, LinkKind kind,
+                            const std::function<std::unique_ptr<HostSide>(const Timing&)>& makeHost) {
+    PatientVerdict result;
+    for (const int patience : {1, 4, 12}) {
+        const Timing timing(patience);
+        options.lateBy = timing.lateBy;
+        const std::unique_ptr<HostSide> host = makeHost(timing);
+        result.verdict = judge(carryOut(makePlan(options), kind, *host, timing));
+        const Verdict& verdict = result.verdict;
+        if (verdict.late.empty() && (verdict.failures.empty() || !verdict.hasLateAnswer)) return result;
+        ++result.repeats;
+    }
+    Verdict& last = result.verdict;
+    last.failures.insert(last.failures.end(), last.late.begin(), last.late.end());
+    return result;
+}
+
+} // namespace truth
