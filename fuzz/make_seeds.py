@@ -234,6 +234,8 @@ def uart_link_seeds():
         for name, answer in (("neither", 0), ("nack", 1), ("ack", 2), ("both", 3), ("reset before", 4), ("gone", 31)):
             seed("uart_link", f"message out {name}{extra}", start + bytes([0x53, 1, answer, 7]) + GET_STATE)
         seed("uart_link", "message out refused" + extra, start + bytes([0x53, 4, 1, 1, 1, 1, 7]) + GET_STATE)
+        stale = bytes([0x50, 13, 0x53, 1, 2, 7]) + GET_STATE
+        seed("uart_link", "response before it is asked for" + extra, start + stale)
         seed("uart_link", "both ways" + extra, start + bytes([0x53, 1, 197, 5]) + pattern(5) + bytes([7]) + GET_STATE + incoming)
 
 

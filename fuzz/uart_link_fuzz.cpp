@@ -42,6 +42,10 @@ class Conversation {
 public:
     explicit Conversation(size_t payloadRoom)
         : room(payloadRoom), port(devicePath), link(propertiesOf(payloadRoom)), transport(&link) {
+        link.addDataReceivedObserver([this](ByteArray packet) {
+            const std::lock_guard lock(mutex);
+            packets.push_back(std::move(packet));
+        });
         transport.addMessageReceivedObserver([this](ByteArray message) {
             const std::lock_guard lock(mutex);
             messages.push_back(std::move(message));
@@ -57,7 +61,7 @@ public:
         const unsigned choice = input.byte();
         cutSize = 1 + choice / 4;
         switch (choice % 4) {
-        case 0: supply(packet(input)); break;
+        case 0: supply(packet(input, true)); break;
         case 1: supplyNoise(input); break;
         case 2: supplyBadPacket(input); break;
         default: send(input); break;
@@ -70,9 +74,11 @@ public:
 private:
     // --- the host ---
 
-    ByteArray packet(Input& input) const {
+    // A response that nobody waits for is forgotten when the next packet is written.
+    static ByteArray packet(Input& input, bool nobodyWaits) {
         const unsigned choice = input.byte();
         const unsigned frameId = choice % 3;
+        if (choice % 16 == 13 && nobodyWaits) return responseFrame(0xE3, 0);
         if (choice % 16 == 15) return packetOf(0x22, frameId, 0, {1, 0, 0, 0});
         if (choice % 16 == 14) return {0xFF, 0xFE, 8, 0, 0x21, 0, 0, 0};
         const unsigned flags = choice % 4 == 0 ? 0x03 : 0x23;
@@ -110,6 +116,7 @@ private:
         const reference::Packet parts(bytes);
         if (parts.isResponse()) return;
         acknowledge(parts.isMessage() ? 0xA3 : 0x63);
+        if (parts.isMessage()) expectedPackets.push_back(bytes);
         expected.take(bytes);
     }
 
@@ -140,7 +147,7 @@ private:
         for (unsigned i = 0; i < count; ++i) {
             const unsigned choice = input.byte();
             const auto kind = static_cast<Answer>(choice % 32 == 31 ? 5 : choice % 5);
-            turns.push_back({choice >= 192 ? packet(input) : ByteArray(), kind});
+            turns.push_back({choice >= 192 ? packet(input, false) : ByteArray(), kind});
         }
         const ByteArray message = input.bytes(input.below(128));
         const std::deque<Turn> script = turns;
@@ -176,26 +183,27 @@ private:
     void check() {
         {
             const std::lock_guard lock(mutex);
+            require(packets == expectedPackets, "message packets are delivered as they came, and nothing else");
             require(messages == expected.messages, "messages are the payloads of their frame");
         }
-        std::vector<ByteArray> packets;
+        std::vector<ByteArray> sent;
         std::vector<ByteArray> answers;
         for (ByteArray bytes : port.writes()) {
             if (bytes.size() > 8) {
-                packets.push_back(bytes);
+                sent.push_back(bytes);
             } else {
                 bytes[5] = 0; // its frame id depends on which thread came first
                 answers.push_back(bytes);
             }
         }
-        require(packets == packetsSent,
-                "packets carry slices of the message, those that are rejected up to four times");
+        require(sent == packetsSent, "packets carry slices of the message, those that are rejected up to four times");
         require(answers == acknowledgements, "one acknowledgement for each packet of the host, in order");
     }
 
     size_t room;
     ScriptedPort port; // before the link, which closes it
-    std::mutex mutex;  // guards messages
+    std::mutex mutex;  // guards packets and messages
+    std::vector<ByteArray> packets;
     std::vector<ByteArray> messages;
     UartPhysicalLayer link;
     HostLinkTransportLayer transport;
@@ -203,6 +211,7 @@ private:
     size_t cutSize = 1;
     std::deque<Turn> turns;
     ExpectedMessages expected;
+    std::vector<ByteArray> expectedPackets;
     std::vector<ByteArray> packetsSent;
     std::vector<ByteArray> acknowledgements; // with frame id 0
     unsigned frameIds = 0;                   // drawn so far
