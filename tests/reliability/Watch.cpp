@@ -109,7 +109,7 @@ private:
     }
 
     // Nothing here is late on purpose.
-    static Timing calm() { return Timing(50); }
+    static Timing calm() { return Timing(200); }
 
     const std::unique_ptr<HostSide> host;
     std::unique_ptr<HostLinkPhysicalLayer> link;
