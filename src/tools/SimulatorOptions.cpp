@@ -3,6 +3,8 @@
 #include <memory>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include <hostsim/StateText.h>
 
 using hostsim::ByteNoise;

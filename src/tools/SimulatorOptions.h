@@ -6,9 +6,11 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include <hostsim/HostEndpoint.h>
+
+namespace CLI {
+class App;
+}
 
 struct SimulatorOptions {
     std::string device;     ///< serial device to open; empty: make a pseudo terminal

@@ -7,6 +7,8 @@
 
 #include <csignal>
 
+#include <CLI/CLI.hpp>
+
 #include "PseudoTerminal.h"
 #include "SerialDevice.h"
 #include "Simulator.h"

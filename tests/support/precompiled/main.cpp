@@ -1,0 +1,2 @@
+// Owns the precompiled headers of the test programs; does nothing.
+int main() {}
