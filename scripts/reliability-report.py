@@ -118,10 +118,10 @@ def measured(cells, command):
     slowest = max(number(row, "slowestOfBound") for row in cells.values())
     today = datetime.date.today().isoformat()
     lines = [BEGIN, "",
-             f"Measured on {today} with `{command}`: {total} messages in both directions, "
-             f"{sum(int(row['packets']) for row in cells.values())} packets, "
-             f"{sum(int(row['faults']) for row in cells.values())} of them hit. The slowest call took "
-             f"{100 * slowest:.0f} % of its bound.", "",
+             f"Measured on {today} with `{command}`:",
+             f"{total} messages in both directions, {sum(int(row['packets']) for row in cells.values())} packets, "
+             f"{sum(int(row['faults']) for row in cells.values())} of them hit.",
+             f"The slowest call took {100 * slowest:.0f} % of its bound.", "",
              "![Six figures against the share of packets that are hit](reliability.svg)", "",
              "### All faults mixed", ""]
     lines += mixed_tables(cells) + ["### One kind of fault at a time", ""] + kinds_table(cells, 0.1)
