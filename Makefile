@@ -6,6 +6,7 @@
 #   make test-tsan       the same under ThreadSanitizer
 #   make test-clang      the same with clang++
 #   make test-aarch64    the same cross-built for AArch64 Linux, under user emulation
+#   make coverage        how much of src/lib the tests run; fails below the gate
 #   make lint            formatting, include rules, static analysis
 #   make docs            the reference as HTML in build/docs
 #   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
@@ -25,7 +26,7 @@ CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: demo test test-asan test-tsan test-clang test-aarch64 lint format docs fuzz fuzz-merge bench soak install clean
+.PHONY: demo test test-asan test-tsan test-clang test-aarch64 coverage lint format docs fuzz fuzz-merge bench soak install clean
 
 demo:
 	scripts/install-packages.sh build test
@@ -57,6 +58,11 @@ test-aarch64:
 	scripts/build.sh release
 	scripts/build.sh aarch64
 	scripts/test-aarch64.sh
+
+coverage:
+	scripts/install-packages.sh build test coverage
+	scripts/build.sh coverage
+	scripts/coverage.sh
 
 lint:
 	scripts/install-packages.sh build test lint

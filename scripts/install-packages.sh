@@ -17,6 +17,7 @@ for group in "$@"; do
         packages="$packages libgtest-dev:arm64 libgmock-dev:arm64 librapidcheck-dev:arm64 libfuse3-dev:arm64"
         ;;
     bench) packages="$packages valgrind" ;;
+    coverage) packages="$packages gcovr" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac
