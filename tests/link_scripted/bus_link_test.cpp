@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -90,6 +91,9 @@ HostLinkPhysicalLayer::Properties allProperties() {
 }
 
 enum class Wire { I2c, Spi };
+std::ostream& operator<<(std::ostream& out, Wire wire) {
+    return out << (wire == Wire::I2c ? "I2c" : "Spi");
+}
 
 std::unique_ptr<SyncSerialLayer> linkOver(Wire wire, const HostLinkPhysicalLayer::Properties& properties) {
     if (wire == Wire::I2c) return std::make_unique<I2cPhysicalLayer>(properties);

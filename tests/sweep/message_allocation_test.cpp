@@ -1,5 +1,6 @@
 // Messages, frames, printed text and properties while memory runs out.
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@ struct Append {
     const char* name;
     std::function<void(HostLinkValueMessage&)> run;
 };
+std::ostream& operator<<(std::ostream& out, const Append& append) {
+    return out << append.name;
+}
 
 const std::vector<Append> appends = {
     {"Uint8", [](auto& message) { message.addValueUint8(1, 2); }},
