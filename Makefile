@@ -20,8 +20,11 @@ LINK ?= uart
 PREFIX ?= /usr/local
 MINUTES ?= 120
 JOBS ?= $(shell nproc)
+# Tests wait more than they compute.
+TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
+export JOBS TEST_JOBS
 SECONDS ?= 20
-CTEST = ctest --output-on-failure --no-tests=error -j $(JOBS)
+CTEST = ctest --output-on-failure --no-tests=error -j $(TEST_JOBS)
 
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)

@@ -27,7 +27,7 @@ fi
 # A hung emulator heeds no signal but KILL, which is what CTest sends at a test's time limit.
 pattern=$(sed 's/[.]/[.]/g; s/.*/^&$/' "$folder/exceptions" | paste -sd '|')
 code=0
-ctest --preset aarch64 --no-tests=error -j "${JOBS:-$(nproc)}" -E "$pattern" || code=$?
+ctest --preset aarch64 --no-tests=error -j "${TEST_JOBS:-$(nproc)}" -E "$pattern" || code=$?
 
 echo "$(wc -l <"$folder/there") tests, the same as on x86-64; $(wc -l <"$folder/exceptions") of them not run, which the emulator cannot:"
 grep -v '^#' "$exceptions"

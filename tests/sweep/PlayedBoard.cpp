@@ -107,6 +107,14 @@ void PlayedBoard::signalLine(short condition, char level) {
     if (::write(lineEvent, &one, sizeof one) != sizeof one) throw std::runtime_error("no event");
 }
 
+void PlayedBoard::quieten() {
+    const std::lock_guard lock(mutex);
+    uint64_t reports;
+    if (::read(lineEvent, &reports, sizeof reports) < 0 && errno != EAGAIN) throw std::runtime_error("no event");
+    lineReports = false;
+    outgoing.clear();
+}
+
 // The line's descriptor stands for an event that the test triggers.
 PlayedKernel::Answer PlayedBoard::poll(pollfd* entries, std::size_t count, int timeout) {
     std::vector<pollfd> substituted(entries, entries + count);

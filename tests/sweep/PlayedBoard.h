@@ -39,6 +39,8 @@ public:
     void queue(const ByteArray& packet);
     /// The line reports `condition` once, with that level to be read.
     void signalLine(short condition = POLLPRI | POLLERR, char level = '0');
+    /// What the line had to report, and the host to send, is forgotten.
+    void quieten();
     /// Until the watcher has read the line's level and waits again, or has closed the line's value; false when a very
     /// generous time is over.
     bool waitUntilServed();

@@ -93,6 +93,8 @@ public:
 
     void recover() override {
         shutdown();
+        on.board.quieten(); // or what was not served yet would be served as soon as the link runs again
+        on.log.clear();
         init();
     }
 
