@@ -144,8 +144,7 @@ void SyncSerialLayer::closeAndClearFd(int* fd) {
 bool SyncSerialLayer::startThreads() {
     {
         const std::lock_guard lock(queueMutex);
-        queuedEdges = 0; // what an earlier run left
-        stopQueued = false;
+        eventQueue = {}; // without what an earlier run left
     }
     try {
         readThread = std::make_unique<std::thread>([this] { readLoop(); });
@@ -241,14 +240,14 @@ bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
 
 void SyncSerialLayer::queueEdge() {
     const std::lock_guard lock(queueMutex);
-    if (stopQueued) return; // nothing behind the stop is served
-    ++queuedEdges;
+    if (eventQueue.stop) return;
+    ++eventQueue.edges;
     queueCondition.notify_all();
 }
 
 void SyncSerialLayer::queueStop() {
     const std::lock_guard lock(queueMutex);
-    stopQueued = true;
+    eventQueue.stop = true;
     stopDeadline = std::chrono::steady_clock::now() + servedAfterStop;
     queueCondition.notify_all();
 }
@@ -264,13 +263,13 @@ void SyncSerialLayer::readLoop() {
 // Waits for the next entry of the queue; false when it says stop, or when stopping takes too long.
 bool SyncSerialLayer::takeEdge() {
     std::unique_lock lock(queueMutex);
-    queueCondition.wait(lock, [this] { return queuedEdges > 0 || stopQueued; });
-    if (queuedEdges == 0) return false;
-    if (stopQueued && std::chrono::steady_clock::now() > stopDeadline) {
-        LOG4CPLUS_WARN(logger, "Stopping with " << queuedEdges << " interrupts not served");
+    queueCondition.wait(lock, [this] { return eventQueue.edges > 0 || eventQueue.stop; });
+    if (eventQueue.edges == 0) return false;
+    if (eventQueue.stop && std::chrono::steady_clock::now() > stopDeadline) {
+        LOG4CPLUS_WARN(logger, "Stopping with " << eventQueue.edges << " interrupts not served");
         return false;
     }
-    --queuedEdges;
+    --eventQueue.edges;
     return true;
 }
 

@@ -109,12 +109,15 @@ private:
     std::unique_ptr<std::thread> readThread; // init() and shutdown(), on one thread at a time
     std::unique_ptr<std::thread> gpioThread;
 
-    // The queue between watcher and reader: falling edges to serve, behind them the stop once there is one. Numbers, so
-    // that neither an interrupt nor the end of the link needs memory.
-    std::mutex queueMutex; // guards all of the queue
+    // What the watcher has for the reader, first in, first out: falling edges, and behind them the stop. All edges are
+    // alike, so the queue is kept as numbers, and neither an interrupt nor the end of the link needs memory.
+    struct EventQueue {
+        std::size_t edges = 0;
+        bool stop = false; // nothing comes behind it
+    };
+    std::mutex queueMutex; // guards eventQueue and stopDeadline
     std::condition_variable queueCondition;
-    std::size_t queuedEdges = 0;
-    bool stopQueued = false;
+    EventQueue eventQueue;
     std::chrono::steady_clock::time_point stopDeadline; // of a queued stop: edges are served no longer than that
 
     std::mutex busMutex;                      // held for a whole transaction, observers of a received packet included
