@@ -43,6 +43,12 @@ if(ZENT_COVERAGE)
     target_link_options(zent_test_settings INTERFACE --coverage)
 endif()
 
+# Builds that only run the tests once more, beside those that people work with and that are analysed file by file.
+set(ZENT_ONE_MORE_BUILD OFF)
+if(ZENT_SANITIZE OR ZENT_COVERAGE OR CMAKE_CROSSCOMPILING)
+    set(ZENT_ONE_MORE_BUILD ON)
+endif()
+
 # zent_compile_quickly(sources...): not optimised. For the files that hold a command line's parser, whose templates take
 # longer to optimise than all the rest of their program, and run once.
 function(zent_compile_quickly)

@@ -10,10 +10,6 @@ namespace {
 
 constexpr size_t maxMessageSize = 65535;
 
-bool isSigned(Encoding encoding) {
-    return encoding >= ENC_Int8 && encoding <= ENC_Int64;
-}
-
 Value valueOf(const HostLinkVariant& item) {
     const auto encoding = static_cast<Encoding>(item.encoding);
     if (encoding == ENC_Bin16) {
@@ -36,6 +32,10 @@ void append(HostLinkLL* message, const Item& item) {
 }
 
 } // namespace
+
+bool isSigned(Encoding encoding) {
+    return encoding >= ENC_Int8 && encoding <= ENC_Int64;
+}
 
 int numberWidth(Encoding encoding) {
     switch (encoding) {

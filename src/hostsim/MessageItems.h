@@ -40,6 +40,9 @@ std::optional<int64_t> numberOf(const Value& value);
 /// The bytes that follow the encoding on the wire: 1, 2, 4 or 8 for numbers, 0 for everything else.
 int numberWidth(Encoding encoding);
 
+/// Whether it is the encoding of a number in two's complement.
+bool isSigned(Encoding encoding);
+
 /// All items of a value message; none when the message or one of its items cannot be read.
 std::optional<std::vector<Item>> readItems(const ByteArray& message);
 

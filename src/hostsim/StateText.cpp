@@ -31,10 +31,6 @@ std::optional<Number> parseNumber(const std::string& text) {
     return Number{negative ? 0 - magnitude : magnitude, negative && magnitude != 0};
 }
 
-bool isSigned(Encoding encoding) {
-    return encoding >= ENC_Int8;
-}
-
 bool fits(const Number& number, Encoding encoding) {
     const int bits = 8 * numberWidth(encoding);
     if (bits == 0) return false;

@@ -29,8 +29,8 @@ struct HostSetup {
 /// - "press N": the host's button N is pressed and released.
 /// - "burst N": the host tells N events that nobody asked for.
 /// - "wire NAME=RATE,...": faults of the wire, by the names in wire/WireFault.h, "late-by-ms" and "seed".
-/// - "journal": what has been on the wire since the last call, see wire/WireJournal.h. Kept from the first call on, until
-///   "journal off".
+/// - "journal": what has been on the wire since the last call, see wire/WireJournal.h. Kept from the first call on,
+///   until "journal off".
 /// - "host-options TEXT": a new host with these options, as freshly switched on.
 class HostSlave : public BusSlave {
 public:
