@@ -32,7 +32,8 @@ endif()
 # Test programs: not optimised and with line numbers only, since compiling the assertions' templates is most of the
 # build; and without the undefined-behaviour sanitizer, which is for the code under test.
 add_library(zent_test_settings INTERFACE)
-target_compile_options(zent_test_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -O0 -g1)
+target_compile_options(zent_test_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -O0
+    $<IF:$<OR:$<BOOL:${ZENT_COVERAGE}>,$<BOOL:${CMAKE_CROSSCOMPILING}>>,-g0,-g1>) # nobody debugs those builds
 if(ZENT_SANITIZE)
     string(REPLACE ",undefined" "" test_sanitizers "${ZENT_SANITIZE}")
     target_compile_options(zent_test_settings INTERFACE -fsanitize=${test_sanitizers} -fno-omit-frame-pointer
