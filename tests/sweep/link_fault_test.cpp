@@ -234,6 +234,21 @@ TEST_F(BusLinkFault, StopEventThatIsNotTakenIsReplacedByThePipe) {
     expectServed();
 }
 
+TEST_F(BusLinkFault, InterruptedSettingsOfTheLineAreMadeAgain) {
+    for (const char* call : {"open", "write"}) {
+        for (const size_t setting : {1, 2, 3}) {
+            SCOPED_TRACE(std::string(call) + " " + std::to_string(setting));
+            failNext(call, EINTR, setting);
+            ASSERT_TRUE(init());
+            shutdown();
+            EXPECT_EQ(kernel.content("export"), "17");
+            EXPECT_EQ(kernel.content("direction"), "in");
+            EXPECT_EQ(kernel.content("edge"), "falling");
+        }
+    }
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(BusLinkFault, PipeThatCannotBeMadeFailsInit) {
     failNext("pipe2", ENFILE);
     EXPECT_FALSE(init());
