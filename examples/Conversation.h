@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include <hostlink/ByteArray.h>
@@ -21,25 +22,41 @@ public:
     /// Picks the message one waits for.
     using Wanted = std::function<bool(const ByteArray& message)>;
 
+    /// The protocol has no number that ties an answer to its question: the answer's id and its tags must do.
+    struct Question {
+        ByteArray request;
+        MessageId answerId;
+        Wanted isAnswer;  ///< among the messages with that id that can be read
+        std::string what; ///< for people: what is being done
+    };
+
     /// Begins to listen. Before `initTransportLayer()`; the transport must be gone before this object is.
     void listenTo(HostLinkTransportLayer& transport);
 
+    /// Nothing will come any more: wakes whoever waits. Any thread.
+    /// @param reason for people
+    void lineLost(const std::string& reason);
+
     /// Sends a request and waits for its answer; tries again, a few times, when the host does not take the request or
-    /// does not answer.
-    /// @throw std::runtime_error there was no answer; the text says what was asked
-    ByteArray ask(const ByteArray& request, const Wanted& wanted, const std::string& what);
+    /// does not answer. What has come before the question is no answer to it. A host that calls a request unsupported
+    /// is asked again, at once, only when it has answered one of this kind before: then the request arrived damaged.
+    /// @throw std::runtime_error there was no answer, it cannot be read, the host does not support the request, or the
+    /// line is lost; the text says what was asked, and what to do
+    ByteArray ask(const Question& question);
 
     /// Waits for a message; false when none came within `seconds`.
+    /// @throw std::runtime_error the line is lost
     bool waitFor(const Wanted& wanted, double seconds, ByteArray* message);
-
-    /// Any message with this id.
-    static Wanted withId(MessageId id);
 
 private:
     void keep(const ByteArray& message);
+    bool isDamagedOnTheWay(const ByteArray& answer, const Question& question) const;
+    void forget(const Wanted& unwanted);
 
     HostLinkTransportLayer* transport = nullptr; // not owned
-    std::mutex mutex;                            // guards messages
-    std::condition_variable arrived;
+    std::set<MessageId> supported;               // ids of answers that the host has given; the asking thread's own
+    std::mutex mutex;                            // guards messages and lossReason
+    std::condition_variable changed;
     std::deque<ByteArray> messages; // in the order of their arrival
+    std::string lossReason;         // empty while the line is there
 };

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include <hostlink/HostLinkMessage.h>
 #include <hostlink/HostLinkValueMessage.h>
 #include <hostlink/HostLinkVocabulary.h>
 
@@ -31,10 +30,8 @@ ByteArray chunkMessage(const std::string& name, size_t fileSize, unsigned sequen
 }
 
 Conversation::Wanted answerTo(unsigned sequence) {
-    return [sequence](const ByteArray& bytes) {
-        if (HostLinkMessage::messageId(bytes) != MSG_DataTransferResponse) return false;
-        const HostLinkValueMessage message(bytes);
-        return hasNumber(message, DTT_SequenceNum, sequence);
+    return [sequence](const ByteArray& message) {
+        return hasNumber(HostLinkValueMessage(message), DTT_SequenceNum, sequence);
     };
 }
 
@@ -49,7 +46,7 @@ uint32_t uint32Of(const HostLinkValueMessage& message, uint16_t tag) {
 // The first checksum in an answer is that of the chunk; only the answer to the last chunk has another one.
 bool arrivedWell(const HostLinkValueMessage& answer, const ByteArray& chunk) {
     bool ok = false;
-    for (int i = 0; i < answer.size(); i++)
+    for (int i = 0; i < answer.size(); ++i)
         if (answer.getTag(i, &ok) == DTT_DataCRC) return answer.getUint32(i, &ok) == checksumOf(chunk) && ok;
     return false;
 }
@@ -57,8 +54,8 @@ bool arrivedWell(const HostLinkValueMessage& answer, const ByteArray& chunk) {
 HostLinkValueMessage sendChunk(Conversation& host, const ByteArray& request, unsigned sequence,
                                const ByteArray& chunk) {
     const std::string what = "chunk " + std::to_string(sequence) + " of the file";
-    for (int i = 0; i < tries; i++) {
-        HostLinkValueMessage answer(host.ask(request, answerTo(sequence), what));
+    for (int i = 0; i < tries; ++i) {
+        HostLinkValueMessage answer(host.ask({request, MSG_DataTransferResponse, answerTo(sequence), what}));
         if (lastItem(answer, DTT_AbortTransfer) >= 0)
             throw std::runtime_error("the host aborted the transfer at " + what);
         if (arrivedWell(answer, chunk)) return answer;
@@ -78,7 +75,7 @@ void FileChecksum::add(ByteArray chunk) {
     if (chunk.empty()) return;
     chunk.resize((chunk.size() + 3) / 4 * 4);
     const uint32_t difference = checksum ^ 0xFFFFFFFF;
-    for (size_t i = 0; i < 4; i++) chunk[i] = static_cast<unsigned char>(chunk[i] ^ (difference >> (8 * i)));
+    for (size_t i = 0; i < 4; ++i) chunk[i] = static_cast<unsigned char>(chunk[i] ^ (difference >> (8 * i)));
     checksum = dataTransferCalcCrc32(table.data(), static_cast<uint16_t>(table.size()), chunk.data(),
                                      static_cast<uint16_t>(chunk.size()));
 }

@@ -1,6 +1,30 @@
 #include "Items.h"
 
+#include <algorithm>
+
+#include <hostlink/HostLinkMessage.h>
+#include <hostlink/HostLinkUInt16Message.h>
 #include <hostlink/HostLinkVocabulary.h>
+
+bool isReadable(const ByteArray& message) {
+    if (HostLinkUInt16Message(message).isValid()) return true;
+    const HostLinkValueMessage values(message);
+    bool ok = values.isValid();
+    for (int i = 0; ok && i < values.size(); ++i) values.getEnc(i, &ok);
+    return ok;
+}
+
+std::vector<uint16_t> sortedTags(const ByteArray& message) {
+    std::vector<uint16_t> tags;
+    bool ok = false;
+    const HostLinkUInt16Message list(message);
+    const HostLinkValueMessage values(message);
+    tags.reserve(static_cast<size_t>(list.size()) + static_cast<size_t>(values.size())); // one of them is empty
+    for (int i = 0; i < list.size(); ++i) tags.push_back(list.get(i, &ok));
+    for (int i = 0; i < values.size(); ++i) tags.push_back(values.getTag(i, &ok));
+    std::sort(tags.begin(), tags.end());
+    return tags;
+}
 
 int lastItem(const HostLinkValueMessage& message, uint16_t tag) {
     bool ok = false;

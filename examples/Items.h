@@ -4,8 +4,16 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
+#include <hostlink/ByteArray.h>
 #include <hostlink/HostLinkValueMessage.h>
+
+/// Whether a message is whole: each item that it declares is there and can be read.
+bool isReadable(const ByteArray& message);
+
+/// The tags of a value message in the order of their numbers, or the items of a list message. Only of a readable one.
+std::vector<uint16_t> sortedTags(const ByteArray& message);
 
 /// Index of the last item with this tag, -1 when there is none.
 int lastItem(const HostLinkValueMessage& message, uint16_t tag);

@@ -14,16 +14,34 @@ namespace {
 constexpr double changeSeconds = 3;
 constexpr int tries = 3;
 
+// A request for states and its answer, which has one item for each of them.
+Conversation::Question about(const std::vector<uint16_t>& states, MessageId request, MessageId answer,
+                             const std::string& what) {
+    HostLinkUInt16Message message(request);
+    for (const uint16_t state : states) message.addValue(state);
+    const std::vector<uint16_t> tags = sortedTags(message.serialize());
+    const auto isAboutThem = [tags](const ByteArray& bytes) { return sortedTags(bytes) == tags; };
+    return {message.serialize(), answer, isAboutThem, what};
+}
+
+// A message about this state alone in which it has this value: an earlier one had the other.
+bool tellsValue(const ByteArray& message, uint16_t state, long value) {
+    return isReadable(message) && sortedTags(message) == std::vector<uint16_t>{state} &&
+           hasNumber(HostLinkValueMessage(message), state, value);
+}
+
+Conversation::Question setTo(uint16_t state, unsigned char value) {
+    return {HostLinkValueMessage(MSG_SetState).addValueUint8(state, value).serialize(), MSG_SetStateResponse,
+            [state, value](const ByteArray& answer) { return tellsValue(answer, state, value); },
+            "setting " + nameOf(state)};
+}
+
 } // namespace
 
 HostLinkValueMessage getStates(Conversation& host, const std::vector<uint16_t>& states) {
-    HostLinkUInt16Message request(MSG_GetState);
-    for (const uint16_t state : states) request.addValue(state);
-    const ByteArray answer =
-        host.ask(request.serialize(), Conversation::withId(MSG_GetStateResponse), "reading states");
-    HostLinkValueMessage values(answer);
+    HostLinkValueMessage values(host.ask(about(states, MSG_GetState, MSG_GetStateResponse, "reading states")));
     bool ok = false;
-    for (int i = 0; i < values.size(); i++) {
+    for (int i = 0; i < values.size(); ++i) {
         const uint16_t state = values.getTag(i, &ok);
         std::cout << "   " << nameOf(state) << " is " << describe(state, values, i) << "\n";
     }
@@ -31,31 +49,23 @@ HostLinkValueMessage getStates(Conversation& host, const std::vector<uint16_t>& 
 }
 
 void subscribe(Conversation& host, const std::vector<uint16_t>& states) {
-    HostLinkUInt16Message request(MSG_SubscribeState);
-    for (const uint16_t state : states) request.addValue(state);
-    host.ask(request.serialize(), Conversation::withId(MSG_SubscribeStateResponse), "subscribing to states");
+    host.ask(about(states, MSG_SubscribeState, MSG_SubscribeStateResponse, "subscribing to states"));
     for (const uint16_t state : states) std::cout << "   the host will tell when " << nameOf(state) << " changes\n";
 }
 
 void changeState(Conversation& host, uint16_t state, unsigned char value, unsigned char otherValue) {
-    for (int i = 0; i < tries; i++) {
-        const HostLinkValueMessage request =
-            HostLinkValueMessage(MSG_SetState).addValueUint8(state, i % 2 == 0 ? value : otherValue);
-        const HostLinkValueMessage answer(
-            host.ask(request.serialize(), Conversation::withId(MSG_SetStateResponse), "setting " + nameOf(state)));
-        const int item = lastItem(answer, state);
-        if (item < 0) continue;
-        std::cout << "   set " << nameOf(state) << ": the host now holds " << describe(state, answer, item) << "\n";
+    for (int i = 0; i < tries; ++i) {
+        const unsigned char wanted = i % 2 == 0 ? value : otherValue;
+        const HostLinkValueMessage answer(host.ask(setTo(state, wanted)));
+        std::cout << "   set " << nameOf(state) << ": the host now holds " << describe(state, answer, 0) << "\n";
 
         ByteArray change;
-        const auto aboutState = [state](const ByteArray& message) {
-            return HostLinkMessage::messageId(message) == MSG_StateChanged &&
-                   lastItem(HostLinkValueMessage(message), state) >= 0;
+        const auto isTheChange = [state, wanted](const ByteArray& message) {
+            return HostLinkMessage::messageId(message) == MSG_StateChanged && tellsValue(message, state, wanted);
         };
-        if (!host.waitFor(aboutState, changeSeconds, &change)) continue;
-        const HostLinkValueMessage changed(change);
+        if (!host.waitFor(isTheChange, changeSeconds, &change)) continue;
         std::cout << "   the host tells: " << nameOf(state) << " changed to "
-                  << describe(state, changed, lastItem(changed, state)) << "\n";
+                  << describe(state, HostLinkValueMessage(change), 0) << "\n";
         return;
     }
     throw std::runtime_error("the host did not tell that " + nameOf(state) + " changed");

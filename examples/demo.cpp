@@ -2,6 +2,7 @@
 //
 // The parts of a program that talks to a host are in `main` at the end: a link, a transport layer over it, observers,
 // and messages. What it says to the host stands above, one function for each topic.
+#include <cstdio>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -19,6 +20,7 @@
 #include "DemoOptions.h"
 #include "FileTransfer.h"
 #include "Items.h"
+#include "LineWatch.h"
 #include "OwnedLink.h"
 #include "ProgressBar.h"
 #include "States.h"
@@ -31,15 +33,21 @@ void title(const std::string& text) {
     std::cout << "\n" << text << "\n";
 }
 
-void waitForButton(Conversation& host) {
+// How to press a button, where the host is the simulator.
+std::string buttonHelp(const std::string& link) {
+    if (link == "uart") return "type 'press 1' there, or start it with --input-event-every 500";
+    return "'press 1' in the shell of scripts/hostsim-bus.sh while this program runs in the background, or start that "
+           "with inputEventEveryMs=500";
+}
+
+void waitForButton(Conversation& host, const std::string& link) {
     ByteArray event;
     const auto pressed = [](const ByteArray& message) {
-        return HostLinkMessage::messageId(message) == MSG_InputEvent &&
+        return HostLinkMessage::messageId(message) == MSG_InputEvent && isReadable(message) &&
                lastItem(HostLinkValueMessage(message), BUT_KeyPressed) >= 0;
     };
     if (!host.waitFor(pressed, eventSeconds, &event))
-        throw std::runtime_error("nobody pressed a button within 15 seconds; the simulator does it by itself with "
-                                 "--input-event-every 500");
+        throw std::runtime_error("nobody pressed a button within 15 seconds. In the simulator: " + buttonHelp(link));
     bool ok = false;
     const HostLinkValueMessage message(event);
     std::cout << "   " << buttonStateToString[BUT_KeyPressed] << ": button "
@@ -91,7 +99,7 @@ void converse(Conversation& host, const DemoOptions& options) {
     const bool isLouder = valueIn(player, STA_PlayerVolume) == 40;
     changeState(host, STA_PlayerVolume, isLouder ? 30 : 40, isLouder ? 40 : 30);
     title("Waiting for somebody to press a button on the host (in the simulator: type 'press 1').");
-    waitForButton(host);
+    waitForButton(host, options.link);
 
     const ByteArray content = options.file.empty() ? makeFile(options.fileSize) : readFile(options.file);
     const std::string name = options.file.empty() ? "demo.bin" : options.file;
@@ -113,10 +121,11 @@ HostLinkPhysicalLayer::Properties propertiesOf(const DemoOptions& options) {
 
 void run(const DemoOptions& options) {
     std::cout << "Opening the " << options.link << " link on " << options.device << "\n";
+    Conversation host; // outlives the transport, which delivers to it, and the link, whose end it is told
+    const LineWatch watch([&host](const std::string& reason) { host.lineLost(reason); });
     const OwnedLink link(HostLinkPhysicalLayer::create(options.link.c_str(), propertiesOf(options)));
     if (!link) throw std::runtime_error("there is no link named '" + options.link + "'");
 
-    Conversation host; // outlives the transport, which delivers to it
     HostLinkTransportLayer transport(link.get());
     host.listenTo(transport);
     transport.initTransportLayer();
@@ -129,6 +138,7 @@ void run(const DemoOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // whoever reads a pipe gets each line when it is printed
     DemoOptions options;
     if (const auto exitCode = parseCommandLine(argc, argv, options)) return *exitCode;
     const log4cplus::Initializer logging; // one for the whole program

@@ -9,6 +9,8 @@ bool isDue(unsigned every, uint64_t number) {
 }
 
 constexpr unsigned char startMarkFirst = 0xFF;
+constexpr unsigned char startMarkSecond = 0xFE;
+constexpr uint64_t halfMarkEvery = 4; // a byte drawn at random is one in 256 times only
 
 } // namespace
 
@@ -42,10 +44,13 @@ ByteArray FaultInjector::garbage(uint64_t packetNumber) {
     if (!isDue(options.garbageEvery, packetNumber) || options.garbageBytes == 0) return {};
     if (!inject(&HostCounts::faultGarbage)) return {};
     ByteArray bytes(options.garbageBytes);
+    unsigned char before = 0;
     for (unsigned char& byte : bytes) {
         byte = randomByte();
-        if (byte == startMarkFirst) byte = 0; // no start mark, not even with the first byte behind the garbage
+        if (before == startMarkFirst && byte == startMarkSecond) byte = 0;
+        before = byte;
     }
+    if (counts.faultGarbage % halfMarkEvery == 0) bytes.back() = startMarkFirst;
     return bytes;
 }
 

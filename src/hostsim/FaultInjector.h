@@ -30,7 +30,9 @@ public:
 
     /// @param packetNumber message packets sent so far, this one included
     bool repeats(uint64_t packetNumber);
-    /// What goes onto the wire before the packet; mostly nothing. Never contains a start mark.
+    /// What goes onto the wire before the packet; mostly nothing. Any bytes, but never a whole start mark, also not
+    /// together with the packet. Every fourth garbage ends with the first byte of one: the packet's own mark then reads
+    /// `FF FF FE`.
     ByteArray garbage(uint64_t packetNumber);
     /// Whether the bytes of a packet are written one by one.
     bool splitsWrites();

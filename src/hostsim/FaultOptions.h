@@ -35,7 +35,8 @@ struct FaultOptions {
     // What the host sends by itself.
     unsigned repeatEvery = 0;  ///< send the packet a second time after the module has acknowledged it
     unsigned burst = 0;        ///< send this many input events nobody asked for when a message has come in
-    unsigned garbageEvery = 0; ///< put random bytes before the packet; on a bus: the first read gives random bytes
+    unsigned garbageEvery = 0; ///< put random bytes before the packet, half a start mark at the end of every fourth
+                               ///< time but never a whole one; on a bus: the first read gives random bytes
     unsigned garbageBytes = 8; ///< how many
     bool splitWrites = false;  ///< hand each byte to the line in a write of its own (serial line only)
 

@@ -113,7 +113,7 @@ std::vector<ByteArray> HostApplication::press(uint16_t button) {
 
 std::vector<ByteArray> HostApplication::burst(unsigned count) {
     std::vector<ByteArray> events;
-    for (unsigned i = 0; i < count; i++)
+    for (unsigned i = 0; i < count; ++i)
         events.push_back(writeItems(MSG_InputEvent, {{BUT_KeyRepeated, numberValue(ENC_Uint32, i)}}));
     return events;
 }

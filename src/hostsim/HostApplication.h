@@ -11,23 +11,26 @@
 
 namespace hostsim {
 
+// The rows of a table stay one a line.
+// clang-format off
 /// Takes one message and gives the messages that answer it, in the order in which they are sent. One thread at a time.
 ///
 /// | message | answer |
 /// |---|---|
-/// | "SetStateMessage" | each item is held. "SetStateResponseMessage" with the same tags and the values now held; then,
-/// when states that the module has subscribed to changed, one "StateChangedMessage" with those | | "GetStateMessage" |
-/// "GetStateResponseMessage" with one item for each id, in order; "Nil" for a state without a value | |
-/// "SubscribeStateMessage" | "SubscribeStateResponseMessage" with the same ids. From now on each change of these states
-/// is told by "StateChangedMessage" | | "UnsubscribeStateMessage" | "UnsubscribeStateResponseMessage" with the same ids
-/// | | "DataTransfer" | "DataTransferResponseMessage", see below | | "TcpTunnelingMessage" |
-/// "TcpTunnelingResponseMessage" with `TCP_Connection` as it came and `TCP_Data` as Uint8: `TCP_Success`;
-/// `TCP_InvalidConnection` when the request has no `TCP_Connection`; `TCP_InvalidMessage` when it has neither binary
-/// `TCP_Data` nor `TCP_Command`. The far end of every tunnel is an echo: the data comes back in a "TcpTunnelingMessage"
-/// of the host | | any other request, and a message that cannot be read | "UnsupportedMessageResponse" without items |
+/// | "SetStateMessage" | each item is held. "SetStateResponseMessage" with the same tags and the values now held; then, when states that the module has subscribed to changed, one "StateChangedMessage" with those |
+/// | "GetStateMessage" | "GetStateResponseMessage" with one item for each id, in order; "Nil" for a state without a value |
+/// | "SubscribeStateMessage" | "SubscribeStateResponseMessage" with the same ids. From now on each change of these states is told by "StateChangedMessage" |
+/// | "UnsubscribeStateMessage" | "UnsubscribeStateResponseMessage" with the same ids |
+/// | "DataTransfer" | "DataTransferResponseMessage", see below |
+/// | "TcpTunnelingMessage" | "TcpTunnelingResponseMessage" with `TCP_Connection` as it came and `TCP_Data` as Uint8, see below |
+/// | any other request, and a message that cannot be read | "UnsupportedMessageResponse" without items |
 /// | any response | none: a response is never answered |
 ///
 /// A message of which one item cannot be read has no effect at all.
+///
+/// Tunnels. The answer's `TCP_Data` is `TCP_Success`; `TCP_InvalidConnection` when the request has no `TCP_Connection`;
+/// `TCP_InvalidMessage` when it has neither binary `TCP_Data` nor `TCP_Command`. The far end of every tunnel is an echo:
+/// the data comes back in a "TcpTunnelingMessage" of the host.
 ///
 /// Data transfers. `DTT_FileName` begins a transfer and ends one that is under way. The answer to each chunk holds, in
 /// this order: `DTT_SequenceNum` as it came; `DTT_DataCRC` (Uint32), the checksum of the `DTT_Data` of this message
@@ -36,11 +39,11 @@ namespace hostsim {
 /// that is of all chunks, each padded so, as one block.
 ///
 /// - A chunk whose own `DTT_DataCRC` differs from the checksum of its data is not taken; the sender sees a checksum
-/// other
-///   than its own in the answer and may send the chunk again.
+///   other than its own in the answer and may send the chunk again.
 /// - A chunk with the sequence number and the checksum of the chunk taken last is answered again and not taken twice.
 /// - A chunk without a transfer, a chunk out of sequence, and a message with `DTT_AbortTransfer`: the transfer is
 ///   dropped, and the answer ends with `DTT_AbortTransfer` (Nil).
+// clang-format on
 class HostApplication {
 public:
     explicit HostApplication(HostStates states = HostStates::afterPowerOn());

@@ -35,6 +35,7 @@ void HostEndpoint::setTrace(const Trace& observer) {
 
 void HostEndpoint::notePacketReceived(const ByteArray& packet) {
     ++totals.packetsReceived;
+    incoming.heard(packet);
     if (trace) trace(TraceEvent::PacketReceived, packet);
 }
 
@@ -106,7 +107,6 @@ void HostEndpoint::takeMessage(const ByteArray& message, Time now) {
 }
 
 void HostEndpoint::takeResponse(const ByteArray& packet, Time now) {
-    incoming.responseSeen();
     const AcknowledgeType type = hostLinkFrameRspDeserialize(packet.data());
     if (type == AcknowledgeType::Ack) ++totals.acksReceived;
     if (type == AcknowledgeType::Nack) ++totals.nacksReceived;

@@ -32,14 +32,16 @@ struct Answer {
     Time delay{0};   ///< how much later than at once
 };
 
+// The rows of a table stay one a line.
+// clang-format off
 /// The host itself, the same behind a serial line (`UartHost`) and on a bus (`BusHost`), which drive it.
 ///
 /// What it answers to a packet:
 ///
 /// | packet | answer |
 /// |---|---|
-/// | message packet | a response frame with ack; with nack when packets before it are missing. A complete message goes
-/// to the application, its answers are queued for sending | | the same message packet again | ack, and nothing else |
+/// | message packet | a response frame with ack; with nack when packets before it are missing. A complete message goes to the application, its answers are queued for sending |
+/// | the same message packet again | ack, and nothing else |
 /// | response frame | none; it is the answer to the packet in flight |
 /// | reset frame | ack; open frames, queued messages and subscriptions are dropped |
 /// | IRQ frame | on a bus see `BusHost`; on a serial line nack |
@@ -47,6 +49,7 @@ struct Answer {
 ///
 /// Response frames carry the frame id of the packet that they answer, 0 for bytes that do not verify. Knows no device,
 /// no thread and no clock. Not locked: one thread at a time.
+// clang-format on
 class HostEndpoint {
 public:
     explicit HostEndpoint(const HostOptions& options = {});
@@ -71,7 +74,7 @@ public:
     /// One packet from the module, exactly its bytes, or bytes that do not verify.
     Answer takePacket(const ByteArray& packet, Time now);
 
-    /// Counts and traces a packet that the driver answers itself.
+    /// Notes, counts and traces a packet that the driver answers itself.
     void notePacketReceived(const ByteArray& packet);
     /// Counts and traces an answer that goes onto the wire.
     void noteAnswerSent(const ByteArray& frame);

@@ -6,16 +6,28 @@ namespace hostsim {
 
 namespace {
 
-// The same bytes can be another packet only when the module has drawn all the other frame ids in between. Each of those
-// is a message packet, which takes the place of `last`, or a response frame; half of them leaves room for lost ones.
-constexpr unsigned responsesOfAnotherRound = 128;
-
 constexpr size_t maxMessageSize = 65535;
+
+// Ids go round: of the other 255, the 127 next ones count as drawn after `taken`, the rest as drawn before it.
+bool isFromAnotherRound(uint8_t id, uint8_t taken) {
+    const auto drawnAfter = static_cast<uint8_t>(id - taken);
+    return drawnAfter >= 128 && (id == 0 || drawnAfter != 255);
+}
+
+bool beginsALife(const ByteArray& packet) {
+    return hostLinkPacketGetFrameId(packet.data()) == 0 && hostLinkPacketGetPacketId(packet.data()) == 0;
+}
 
 } // namespace
 
 bool IncomingFrames::isRepetition(const ByteArray& packet, Time now) const {
-    return packet == last && now - lastAt < repeatWindow && responsesSinceLast < responsesOfAnotherRound;
+    return packet == last && !beginsALife(packet) && now - lastAt < repeatWindow;
+}
+
+void IncomingFrames::heard(const ByteArray& packet) {
+    if (last.empty()) return;
+    const uint8_t id = hostLinkPacketGetFrameId(packet.data());
+    if (isFromAnotherRound(id, hostLinkPacketGetFrameId(last.data()))) last.clear();
 }
 
 IncomingFrames::Result IncomingFrames::refuse(uint8_t frameId) {
@@ -42,7 +54,6 @@ IncomingFrames::Result IncomingFrames::take(const ByteArray& packet, Time now) {
     ++assembly.nextPacketId;
     last = packet;
     lastAt = now;
-    responsesSinceLast = 0;
     if (!assembly.frame.complete()) return Result::Added;
     completed = assembly.frame.data();
     open.erase(frameId);

@@ -15,6 +15,17 @@
 namespace hostsim {
 
 /// Assembles message packets by frame id, strictly in the order of their packet ids. One thread at a time.
+///
+/// The module sends a packet again, same bytes, when it believes that it was refused; a host that has taken it must not
+/// take it twice. The same bytes are a repetition of the packet taken most recently when all of this holds:
+///
+/// - They are not packet 0 of frame 0: with that begins a module that starts over, and a restart must be heard.
+/// - Since that packet, the module has sent none with a frame id from before that packet's. It draws one id after
+///   another, so such an id means that it has started over, or drawn all the others. The id right before does not
+///   count, unless it is 0: two threads of the module may send the ids that they have drawn in the other order.
+/// - They come within the window.
+///
+/// Anything else is a new packet.
 class IncomingFrames {
 public:
     enum class Result {
@@ -24,7 +35,7 @@ public:
         Refused    ///< a packet without the ones before it, or beyond the size of a message
     };
 
-    /// @param window how long after a packet the same bytes are taken for a repetition of it
+    /// @param window how long after a packet the same bytes may be a repetition of it
     explicit IncomingFrames(Time window) : repeatWindow(window) {}
 
     /// Takes one message packet that verifies. Packet id 0 begins the frame anew, whatever has been there of it.
@@ -33,8 +44,8 @@ public:
     /// The message that the packet taken last has completed.
     const ByteArray& message() const { return completed; }
 
-    /// The module has sent a response frame, and so has used up a frame id.
-    void responseSeen() { ++responsesSinceLast; }
+    /// The module has sent this packet, of whatever kind. Before `take()` where that is called with it.
+    void heard(const ByteArray& packet);
 
     /// Frames that were begun and never completed, those still open not counted.
     uint64_t abandoned() const { return abandonedFrames; }
@@ -55,9 +66,8 @@ private:
     Time repeatWindow;
     std::map<uint8_t, OpenFrame> open; // by frame id
     ByteArray completed;
-    ByteArray last; // the packet taken most recently
+    ByteArray last; // the packet taken most recently; empty when the next one cannot repeat it
     Time lastAt{0};
-    unsigned responsesSinceLast = 0;
     uint64_t abandonedFrames = 0;
 };
 

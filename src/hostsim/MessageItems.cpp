@@ -53,7 +53,7 @@ int numberWidth(Encoding encoding) {
 
 Value numberValue(Encoding encoding, uint64_t number) {
     Value value{encoding, {}};
-    for (int i = 0; i < numberWidth(encoding); i++)
+    for (int i = 0; i < numberWidth(encoding); ++i)
         value.bytes.push_back(static_cast<unsigned char>(number >> (8 * i)));
     return value;
 }
@@ -67,7 +67,7 @@ std::optional<int64_t> numberOf(const Value& value) {
     const int width = numberWidth(value.encoding);
     if (width == 0 || value.bytes.size() != static_cast<size_t>(width)) return std::nullopt;
     uint64_t number = 0;
-    for (int i = 0; i < width; i++) number |= static_cast<uint64_t>(value.bytes[static_cast<size_t>(i)]) << (8 * i);
+    for (int i = 0; i < width; ++i) number |= static_cast<uint64_t>(value.bytes[static_cast<size_t>(i)]) << (8 * i);
     if (isSigned(value.encoding) && width < 8 && (value.bytes.back() & 0x80) != 0)
         number |= ~uint64_t{0} << (8 * width);
     return static_cast<int64_t>(number);
@@ -105,7 +105,7 @@ std::optional<std::vector<uint16_t>> readList(const ByteArray& message) {
     std::vector<uint16_t> numbers;
     numbers.reserve(static_cast<size_t>(list.size()));
     bool ok = false;
-    for (int i = 0; i < list.size(); i++) numbers.push_back(list.get(i, &ok));
+    for (int i = 0; i < list.size(); ++i) numbers.push_back(list.get(i, &ok));
     return numbers;
 }
 

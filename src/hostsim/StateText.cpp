@@ -101,4 +101,11 @@ std::optional<Value> parseValue(uint16_t id, const std::string& text, const Valu
     return asHeld ? asHeld : smallest(*number);
 }
 
+std::string valueText(const Value& value) {
+    if (value.encoding == ENC_Nil) return "no value";
+    const auto number = numberOf(value);
+    if (!number) return std::string(value.bytes.begin(), value.bytes.end());
+    return isSigned(value.encoding) ? std::to_string(*number) : std::to_string(static_cast<uint64_t>(*number));
+}
+
 } // namespace hostsim

@@ -24,4 +24,7 @@ std::optional<uint16_t> parseStateId(const std::string& text);
 /// None when the number does not fit the encoding asked for.
 std::optional<Value> parseValue(uint16_t id, const std::string& text, const Value& held);
 
+/// A value for people: a number in decimal, the characters of a text, "no value".
+std::string valueText(const Value& value);
+
 } // namespace hostsim

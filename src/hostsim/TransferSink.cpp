@@ -21,7 +21,7 @@ ByteArray paddedToWords(ByteArray bytes) {
 // of the data turned over in the bits in which the two registers differ.
 void startFrom(uint32_t checksum, ByteArray& words) {
     const uint32_t difference = checksum ^ initialRegister;
-    for (size_t i = 0; i < wordSize; i++) words[i] = static_cast<unsigned char>(words[i] ^ (difference >> (8 * i)));
+    for (size_t i = 0; i < wordSize; ++i) words[i] = static_cast<unsigned char>(words[i] ^ (difference >> (8 * i)));
 }
 
 Item uint32Item(uint16_t tag, uint32_t number) {

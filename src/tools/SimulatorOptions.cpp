@@ -1,5 +1,7 @@
 #include "SimulatorOptions.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -13,12 +15,43 @@ using std::chrono::milliseconds;
 
 namespace {
 
-CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, const std::string& text,
+constexpr uint64_t longestMilliseconds = 24UL * 60 * 60 * 1000;
+constexpr uint64_t mostCounts = 1000000000;
+constexpr uint64_t mostEvents = 10000;
+constexpr uint64_t mostGarbage = 65535;
+
+// CLI11's own checks take a minus sign for part of a large number, and say the range only sometimes.
+CLI::Validator wholeNumber(uint64_t lowest, uint64_t highest) {
+    const std::string range = "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+    return CLI::Validator(
+        [lowest, highest, range](const std::string& text) {
+            const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+            errno = 0;
+            const uint64_t number = digits ? std::strtoull(text.c_str(), nullptr, 10) : 0;
+            const bool good = digits && errno == 0 && number >= lowest && number <= highest;
+            return good ? std::string() : "'" + text + "' is not " + range;
+        },
+        "");
+}
+
+CLI::Validator probability() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            char* end = nullptr;
+            const double number = std::strtod(text.c_str(), &end);
+            const bool good = !text.empty() && *end == '\0' && number >= 0 && number <= 1; // none of it holds for "nan"
+            return good ? std::string() : "'" + text + "' is not a number from 0 to 1";
+        },
+        "");
+}
+
+CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, uint64_t lowest, const std::string& text,
                              std::function<void(milliseconds)> store) {
     return app
-        .add_option_function<unsigned long>(
-            name, [store](const unsigned long& number) { store(milliseconds(number)); }, text)
-        ->type_name("MS");
+        .add_option_function<uint64_t>(
+            name, [store](const uint64_t& number) { store(milliseconds(number)); }, text)
+        ->type_name("MS")
+        ->check(wholeNumber(lowest, longestMilliseconds));
 }
 
 void setState(hostsim::HostStates& states, const std::string& text) {
@@ -43,13 +76,13 @@ void declareWire(CLI::App& app, SimulatorOptions& options) {
                    "Bits per second. A device is set to it (115200 without the\noption); a pseudo terminal, which has "
                    "no speed of its own,\nis slowed down to it")
         ->type_name("N")
-        ->check(CLI::Range(50UL, 20000000UL));
+        ->check(wholeNumber(50, 20000000));
     app.add_option("--max-packet-size", options.host.outgoing.maxPacketSize,
                    "Longest packet that the host sends, in bytes")
         ->type_name("N")
-        ->check(CLI::Range(11, 65535))
+        ->check(wholeNumber(11, 65535))
         ->capture_default_str();
-    addMilliseconds(app, "--response-timeout",
+    addMilliseconds(app, "--response-timeout", 1,
                     "How long the module may take to acknowledge a packet of the\nhost [1000]",
                     [&options](milliseconds time) { options.host.outgoing.responseTimeout = time; });
 }
@@ -64,19 +97,20 @@ void declareBehaviour(CLI::App& app, SimulatorOptions& options) {
            "MetaTitle=text:Blue.\nMay be given more than once")
         ->type_name("ID=VALUE")
         ->take_all();
-    addMilliseconds(app, "--input-event-every", "Press and release a button in this interval while the module\nanswers",
-                    [&options](milliseconds time) { options.inputEventEvery = time; })
-        ->check(CLI::PositiveNumber);
-    addMilliseconds(app, "--exit-after-idle", "End when nothing has happened for this long",
+    addMilliseconds(app, "--input-event-every", 1,
+                    "Press and release a button in this interval while the module\nanswers",
+                    [&options](milliseconds time) { options.inputEventEvery = time; });
+    addMilliseconds(app, "--exit-after-idle", 1, "End when nothing has happened for this long",
                     [&options](milliseconds time) { options.exitAfterIdle = time; });
     app.add_flag("--commands", options.commands,
                  "Read commands from the standard input also when that is not\na terminal. 'help' lists them");
     app.add_flag("--verbose,-v", options.verbose, "Print every packet and message to the standard error");
-    app.add_flag("--json", options.json, "Print JSON instead of text, one object in a line");
+    app.add_flag("--json", options.json, "Print JSON instead of text, one object in a line, each with an\n\"event\"");
 }
 
-CLI::Option* addEvery(CLI::App& app, const std::string& name, unsigned& target, const std::string& text) {
-    return app.add_option(name, target, text)->type_name("N")->group("Faults");
+CLI::Option* addEvery(CLI::App& app, const std::string& name, unsigned& target, const std::string& text,
+                      uint64_t highest = mostCounts) {
+    return app.add_option(name, target, text)->type_name("N")->check(wholeNumber(0, highest))->group("Faults");
 }
 
 // One rate for both directions, unless --noise says otherwise.
@@ -90,7 +124,7 @@ void addRate(CLI::App& app, const std::string& name, FaultOptions& faults, doubl
            },
            text)
         ->type_name("RATE")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(probability())
         ->group("Faults");
 }
 
@@ -102,16 +136,17 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
     addEvery(app, "--neither-every", faults.neitherEvery, "Answer every Nth packet with neither ack nor nack");
     addEvery(app, "--silent-every", faults.silentEvery, "Do not answer every Nth packet");
     addEvery(app, "--late-every", faults.lateEvery, "Answer every Nth packet late, see --late");
-    addMilliseconds(app, "--late", "How late, together with --late-every; alone: every answer\ncomes so late",
+    addMilliseconds(app, "--late", 0, "How late, together with --late-every; alone: every answer\ncomes so late",
                     [&faults](milliseconds time) {
                         faults.lateBy = time;
                         if (faults.lateEvery == 0) faults.lateEvery = 1;
                     })
         ->group("Faults");
     addEvery(app, "--repeat-every", faults.repeatEvery, "Send every Nth packet a second time");
-    addEvery(app, "--burst", faults.burst, "Send N events nobody asked for when a message comes in");
-    addEvery(app, "--garbage-every", faults.garbageEvery, "Put random bytes before every Nth packet");
-    addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many")->capture_default_str();
+    addEvery(app, "--burst", faults.burst, "Send N events nobody asked for when a message comes in", mostEvents);
+    addEvery(app, "--garbage-every", faults.garbageEvery,
+             "Put random bytes before every Nth packet; half a start mark may\nbe among them, a whole one never is");
+    addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many", mostGarbage)->capture_default_str();
     app.add_flag("--split-writes", faults.splitWrites, "Write each byte by itself")->group("Faults");
     addRate(app, "--drop-rate", faults, &ByteNoise::dropRate, "Lose bytes, at this probability from 0 to 1");
     addRate(app, "--corrupt-rate", faults, &ByteNoise::corruptRate, "Change bytes");
@@ -121,9 +156,11 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
            "--fault-count", [&faults](const uint64_t& count) { faults.limit = count; },
            "Inject no more than N faults, then behave well")
         ->type_name("N")
+        ->check(wholeNumber(0, mostCounts))
         ->group("Faults");
     app.add_option("--seed", faults.seed, "Seed of everything random; the same seed gives the same\nfaults")
         ->type_name("N")
+        ->check(wholeNumber(0, UINT64_MAX))
         ->capture_default_str()
         ->group("Faults");
     const auto direction = std::make_shared<std::string>("both");

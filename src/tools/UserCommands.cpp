@@ -2,9 +2,14 @@
 
 #include <optional>
 #include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include <hostsim/HostCounts.h>
 #include <hostsim/StateText.h>
+
+#include "JsonEvents.h"
 
 using hostsim::HostEndpoint;
 using hostsim::Time;
@@ -14,12 +19,23 @@ namespace {
 constexpr unsigned long maxButton = 65535;
 constexpr unsigned long maxBurst = 10000;
 
-constexpr char helpText[] = "press N        press and release button N\n"
-                            "set ID VALUE   change a state, for example: set PlayerVolume 40\n"
-                            "get ID         show a state\n"
-                            "burst N        send N events at once\n"
-                            "counts         show what has been seen and done so far\n"
-                            "quit           end\n";
+const std::vector<std::pair<const char*, const char*>> commands = {
+    {"press N", "press and release button N"},
+    {"set ID VALUE", "change a state, for example: set PlayerVolume 40"},
+    {"get ID", "show a state"},
+    {"burst N", "send N events at once"},
+    {"counts", "show what has been seen and done so far"},
+    {"quit", "end"},
+};
+
+std::string helpText() {
+    std::string text;
+    for (const auto& [command, meaning] : commands) {
+        const std::string name = command;
+        text += name + std::string(15 - name.size(), ' ') + meaning + "\n";
+    }
+    return text;
+}
 
 std::optional<unsigned long> numberUpTo(unsigned long limit, const std::string& text) {
     if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
@@ -29,36 +45,41 @@ std::optional<unsigned long> numberUpTo(unsigned long limit, const std::string& 
     return number;
 }
 
-std::string press(const std::string& button, HostEndpoint& host, Time now) {
+// A command that cannot be carried out; the text says why.
+class Refused : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+uint16_t stateId(const std::string& state) {
+    const auto id = hostsim::parseStateId(state);
+    if (!id) throw Refused("'" + state + "' is neither a number nor the name of a state");
+    return *id;
+}
+
+void press(const std::string& button, HostEndpoint& host, Time now) {
     const auto number = numberUpTo(maxButton, button);
-    if (!number) return "press needs the number of a button, 0 to 65535\n";
+    if (!number) throw Refused("press needs the number of a button, 0 to 65535");
     host.send(hostsim::HostApplication::press(static_cast<uint16_t>(*number)), now);
-    return {};
 }
 
-std::string burst(const std::string& count, HostEndpoint& host, Time now) {
+void burst(const std::string& count, HostEndpoint& host, Time now) {
     const auto number = numberUpTo(maxBurst, count);
-    if (!number) return "burst needs a number of events, 0 to 10000\n";
+    if (!number) throw Refused("burst needs a number of events, 0 to 10000");
     host.send(hostsim::HostApplication::burst(static_cast<unsigned>(*number)), now);
-    return {};
 }
 
-std::string set(const std::string& state, const std::string& text, HostEndpoint& host, Time now) {
-    const auto id = hostsim::parseStateId(state);
-    if (!id) return "'" + state + "' is neither a number nor the name of a state\n";
-    const auto value = hostsim::parseValue(*id, text, host.application().states().get(*id));
-    if (!value) return "'" + text + "' is not a number that fits its type\n";
-    host.send(host.application().setState(*id, *value), now);
-    return {};
+void set(const std::string& state, const std::string& text, HostEndpoint& host, Time now) {
+    const uint16_t id = stateId(state);
+    const auto value = hostsim::parseValue(id, text, host.application().states().get(id));
+    if (!value) throw Refused("'" + text + "' is not a number that fits its type");
+    host.send(host.application().setState(id, *value), now);
 }
 
-std::string get(const std::string& state, HostEndpoint& host) {
-    const auto id = hostsim::parseStateId(state);
-    if (!id) return "'" + state + "' is neither a number nor the name of a state\n";
-    const hostsim::Value value = host.application().states().get(*id);
-    if (value.encoding == ENC_Nil) return "no value\n";
-    if (const auto number = hostsim::numberOf(value)) return std::to_string(*number) + "\n";
-    return std::string(value.bytes.begin(), value.bytes.end()) + "\n";
+std::string get(const std::string& state, HostEndpoint& host, bool json) {
+    const uint16_t id = stateId(state);
+    const hostsim::Value value = host.application().states().get(id);
+    return json ? stateEvent(id, value) : hostsim::valueText(value) + "\n";
 }
 
 std::string restOf(std::istringstream& words) {
@@ -67,20 +88,33 @@ std::string restOf(std::istringstream& words) {
     return rest;
 }
 
-} // namespace
-
-CommandResult runCommand(const std::string& line, HostEndpoint& host, Time now, bool json) {
+CommandResult carryOut(const std::string& line, HostEndpoint& host, Time now, bool json) {
     std::istringstream words(line);
     std::string command;
     std::string argument;
     words >> command >> argument;
     if (command.empty()) return {};
-    if (command == "press") return {press(argument, host, now)};
-    if (command == "burst") return {burst(argument, host, now)};
-    if (command == "set") return {set(argument, restOf(words), host, now)};
-    if (command == "get") return {get(argument, host)};
-    if (command == "counts") return {json ? countsAsJson(host.counts()) + "\n" : countsAsText(host.counts())};
     if (command == "quit") return {{}, true};
-    if (command == "help") return {helpText};
-    return {"unknown command '" + command + "'; 'help' lists them\n"};
+    if (command == "get") return {get(argument, host, json)};
+    if (command == "counts") return {json ? countsEvent(host.counts()) : countsAsText(host.counts())};
+    if (command == "help") return {json ? helpEvent(commands) : helpText()};
+    if (command == "press")
+        press(argument, host, now);
+    else if (command == "burst")
+        burst(argument, host, now);
+    else if (command == "set")
+        set(argument, restOf(words), host, now);
+    else
+        throw Refused("unknown command '" + command + "'; 'help' lists them");
+    return {};
+}
+
+} // namespace
+
+CommandResult runCommand(const std::string& line, HostEndpoint& host, Time now, bool json) {
+    try {
+        return carryOut(line, host, now, json);
+    } catch (const Refused& reason) {
+        return {json ? errorEvent(reason.what()) : reason.what() + std::string("\n")};
+    }
 }

@@ -13,5 +13,5 @@ struct CommandResult {
 };
 
 /// Carries out one line: "press N", "set ID VALUE", "get ID", "burst N", "counts", "help", "quit".
-/// @param json answer "counts" as JSON
+/// @param json answer in lines of `--json`
 CommandResult runCommand(const std::string& line, hostsim::HostEndpoint& host, hostsim::Time now, bool json);

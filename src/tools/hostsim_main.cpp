@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "JsonEvents.h"
 #include "PseudoTerminal.h"
 #include "SerialDevice.h"
 #include "Simulator.h"
@@ -26,19 +27,9 @@ std::unique_ptr<LinePort> openPort(const SimulatorOptions& options) {
     return std::make_unique<SerialDevice>(options.device, baud);
 }
 
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char character : text) {
-        if (character == '"' || character == '\\') result += '\\';
-        result += character;
-    }
-    return result + '"';
-}
-
 void tellReady(const SimulatorOptions& options, const LinePort& port) {
     if (options.json)
-        std::cout << "{\"event\":\"ready\",\"device\":" << quoted(port.path()) << ",\"link\":" << quoted(options.link)
-                  << "}\n";
+        std::cout << readyEvent(port.path(), options.link);
     else
         std::cout << "Host simulator listening on " << port.path()
                   << (options.link.empty() ? "" : " (link: " + options.link + ")") << '\n';
@@ -47,7 +38,7 @@ void tellReady(const SimulatorOptions& options, const LinePort& port) {
 
 void tellCounts(const SimulatorOptions& options, const hostsim::HostCounts& counts) {
     if (options.json)
-        std::cout << "{\"event\":\"counts\"," << countsAsJson(counts).substr(1) << '\n';
+        std::cout << countsEvent(counts);
     else
         std::cout << "What the host saw and did:\n" << countsAsText(counts);
     std::cout << std::flush;

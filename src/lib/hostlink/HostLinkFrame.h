@@ -17,7 +17,8 @@ public:
     ~HostLinkFrame();
 
     /// Adds one packet's payload; grows as needed.
-    /// @return a code of `hostLinkPacketVerify`, the frame unchanged; 0 added.
+    /// @return 0: added; else the frame is unchanged: a code of `hostLinkPacketVerify`, or `HOSTLINK_NO_ROOM`, when the
+    ///         record has no room even so
     uint32_t addPacket(const ByteArray& packet);
 
     /// Whether the packet added most recently was the last of its frame.

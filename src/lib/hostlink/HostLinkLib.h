@@ -10,102 +10,27 @@
 /// returns the code of the first check that failed; the order of the codes in each description is the order of the
 /// checks. Readers are the exception: what they read before the check that failed (a size, a count, the tag and
 /// encoding of an item) may stand in the output. All functions are reentrant: they touch only their arguments.
+///
+/// The one assertion reports through the C library, which brings stdio and malloc into a firmware. A firmware that has
+/// a stop of its own defines `HOSTLINK_ASSERT(condition)` where it compiles `HostLinkLib.cpp`; it must not go on when
+/// the condition is false:
+///
+///     -D'HOSTLINK_ASSERT(condition)=((condition) ? (void)0 : __builtin_trap())'
+///
+/// A program that builds one list message has 1216 bytes of code and constants with it and 8548 without
+/// (arm-none-eabi-g++ 12.2, newlib-nano, -mcpu=cortex-m4 -mthumb -Os -ffreestanding -fno-exceptions -fno-rtti
+/// -ffunction-sections, -Wl,--gc-sections; 1320 and 9452 for cortex-m0). All functions together take 2314 bytes.
 #ifndef HOSTLINK_LIB_H
 #define HOSTLINK_LIB_H
 
 #include <stdint.h>
 
 #include "HostLinkExport.h"
+#include "HostLinkNumbers.h"
 
 #ifdef __cplusplus
-#define HOSTLINK_ENUM(name, type) enum name : type
 extern "C" {
-#else
-/* C99 enumerations have no fixed width: the constants stand alone and the name is an integer of that width. */
-#define HOSTLINK_ENUM(name, type)                                                                                      \
-    typedef type name;                                                                                                 \
-    enum
 #endif
-
-/// Result codes of the fallible functions: unsigned 32-bit, 0 is success.
-enum {
-    HOSTLINK_SUCCESS = 0,                  ///< done
-    HOSTLINK_NO_MORE_ITEMS = 1,            ///< the iterator has returned every item
-    HOSTLINK_TOO_SHORT = 10,               ///< message of 2 bytes or fewer; packet length field below 8, or 9, or 10
-    HOSTLINK_BAD_START_OF_PACKET = 11,     ///< a packet that does not start with FF FE
-    HOSTLINK_NOT_INITIALIZED = 13,         ///< message buffer without a header (fewer than 3 bytes)
-    HOSTLINK_NO_ROOM = 16,                 ///< the buffer cannot take the item or payload
-    HOSTLINK_ITEM_COUNT_FULL = 17,         ///< the message already holds 255 items
-    HOSTLINK_MESSAGE_ID_OUT_OF_RANGE = 18, ///< (id & 0x7FFF) > 63
-    HOSTLINK_MESSAGE_ID_WRONG_KIND = 19,   ///< a list id where a variant message is expected, or the reverse
-    HOSTLINK_BAD_ENCODING = 20,            ///< an encoding that is unknown or has no fixed length
-    HOSTLINK_TRUNCATED = 21,               ///< the bytes end before what a header or item declares; index out of range
-    HOSTLINK_HEADER_TRUNCATED = 22,        ///< fewer than 8 bytes for a packet
-    HOSTLINK_NO_STORAGE = 24               ///< the message buffer has no bytes attached
-};
-
-/// What `hostLinkPacketHasSop` returns when there is no start-of-packet mark.
-#define HOSTLINK_NO_SOP UINT32_C(0xFFFFFFFF)
-
-/// The 16-bit start-of-packet mark; on the wire FF FE.
-#define HOSTLINK_SOP UINT16_C(0xFEFF)
-
-/// Widths of the packet layout, in bytes.
-enum {
-    HOSTLINK_PACKET_HEADER_SIZE = 8,  ///< start mark, length, flags, frame id, packet id, padding
-    HOSTLINK_PACKET_TRAILER_SIZE = 2, ///< two zero bytes behind a payload; a header-only packet has none
-    HOSTLINK_IRQ_FRAME_SIZE = 14,     ///< header, 32-bit value, trailer
-    HOSTLINK_RSP_FRAME_SIZE = 8,      ///< header only
-    HOSTLINK_RST_FRAME_SIZE = 8       ///< header only
-};
-
-/// Control flags in bits 5 to 7 of a packet's flags byte.
-HOSTLINK_ENUM(LinkPacketCtrlFlags, uint8_t){
-    PKT_Last = 0x20, ///< last packet of its frame
-    PKT_Nack = 0x40, ///< negative acknowledgement (response packets)
-    PKT_Ack = 0x80   ///< positive acknowledgement; on a message packet: the sender asks for one
-};
-
-/// Frame format in bits 0 to 2 of a packet's flags byte; a response packet carries `FMT_Message` too.
-HOSTLINK_ENUM(LinkFrameFormat, uint32_t){FMT_Reset = 1, FMT_Irq = 2, FMT_Message = 3};
-
-/// Frame types as `hostLinkPacketGetFrameType` tells them; 4 to 7 are never written and come back as received.
-HOSTLINK_ENUM(LinkFrameType, uint32_t){FRT_Response = 0, FRT_Reset = 1, FRT_Irq = 2, FRT_Message = 3};
-
-/// What a response frame says; the value sits in flag bits 6 and 7.
-#ifdef __cplusplus
-enum class AcknowledgeType : uint8_t { None = 0, Nack = 1, Ack = 2, AckNack = 3 };
-#else
-typedef uint8_t AcknowledgeType;
-enum { AcknowledgeType_None = 0, AcknowledgeType_Nack = 1, AcknowledgeType_Ack = 2, AcknowledgeType_AckNack = 3 };
-#endif
-
-/// Message ids. Bit 15 marks a response; the low 15 bits must not exceed 63.
-HOSTLINK_ENUM(MessageId, uint16_t){
-    MSG_Invalid = 0x0000,
-    MSG_SetState = 0x0001,
-    MSG_GetState = 0x0002,       ///< list
-    MSG_SubscribeState = 0x0003, ///< list
-    MSG_StateChanged = 0x0004,
-    MSG_UnsubscribeState = 0x0005, ///< list
-    MSG_InputEvent = 0x0006,
-    MSG_DataTransfer = 0x0007,
-    MSG_TcpTunneling = 0x0008,
-    MSG_SetLedApi = 0x0009,
-    MSG_UnsupportedMessageResponse = 0x8000,
-    MSG_SetStateResponse = 0x8001,
-    MSG_GetStateResponse = 0x8002,
-    MSG_SubscribeStateResponse = 0x8003,   ///< list
-    MSG_UnsubscribeStateResponse = 0x8005, ///< list
-    MSG_DataTransferResponse = 0x8007,
-    MSG_TcpTunnelingResponse = 0x8009 ///< paired with request 8 on purpose; there is no 0x8008
-};
-
-/// Type codes of tagged values.
-HOSTLINK_ENUM(Encoding, uint8_t){ENC_Nil = 192,
-                                 ENC_Bin16 = 197, ///< 16-bit length, then that many bytes
-                                 ENC_Uint8 = 204, ENC_Uint16 = 205, ENC_Uint32 = 206, ENC_Uint64 = 207,
-                                 ENC_Int8 = 208,  ENC_Int16 = 209,  ENC_Int32 = 210,  ENC_Int64 = 211};
 
 /// A frame being assembled from packets; owned by the caller, one thread at a time.
 typedef struct HostLinkFrameRecord {
@@ -243,7 +168,7 @@ HOSTLINK_EXPORT uint8_t* hostLinkFrameData(const HostLinkFrameRecord* frame, uin
 
 /// Bytes free, modulo 65536; 0 when more is used than there is.
 HOSTLINK_EXPORT uint16_t hostLinkLLSpaceAvailable(const HostLinkLL* buffer);
-/// Appends `length` bytes. Callers check the space first; bytes that do not fit are not written at all.
+/// Appends `length` bytes. Callers check the space first; when they do not all fit, none is written.
 HOSTLINK_EXPORT void hostLinkLLAddData(HostLinkLL* buffer, const uint8_t* source, uint16_t length);
 /// Address of the item count byte; null when no storage is attached.
 HOSTLINK_EXPORT uint8_t* hostLinkLLGetCountPtr(const HostLinkLL* buffer);
@@ -284,10 +209,10 @@ HOSTLINK_EXPORT uint32_t hostLinkMessageVariantVerify(const HostLinkLL* buffer, 
 /// @name List messages
 /// @{
 
-/// Appends one item. A null `self` stops the process with an assertion on "self".
+/// Appends one item. A null `self` stops the process with an assertion on "self" (`HOSTLINK_ASSERT`, see above).
 /// @return 13 no header; 24 no storage; 17 already 255 items; 16 no room; 0 appended.
 HOSTLINK_EXPORT uint32_t hostLinkMessageUint16AddItem(HostLinkLL* self, uint16_t value);
-/// The count byte; 0 without a header.
+/// The count byte, however long the message; 0 without a header or where the storage ends before it.
 HOSTLINK_EXPORT uint8_t hostLinkMessageUint16ItemsCount(const HostLinkLL* buffer);
 /// The item at `index`, not checked against the count; 0 when it lies beyond the storage.
 HOSTLINK_EXPORT uint16_t hostLinkMessageUint16Get(const HostLinkLL* buffer, uint8_t index);
@@ -308,7 +233,7 @@ HOSTLINK_EXPORT uint32_t hostLinkMessageVariantAddValue(HostLinkLL* buffer, uint
 /// @return 13 no header; 16 no room; 24 no storage; 17 already 255 items; 0 appended.
 HOSTLINK_EXPORT uint32_t hostLinkMessageVariantAddBin16(HostLinkLL* buffer, uint16_t tag, const uint8_t* bytes,
                                                         uint16_t length);
-/// The count byte; 0 without a header.
+/// The count byte, however long the message; 0 without a header or where the storage ends before it.
 HOSTLINK_EXPORT uint8_t hostLinkMessageVariantItemsCount(const HostLinkLL* buffer);
 /// Prepares a walk over the items.
 /// @return a code of `hostLinkMessageVariantVerify`; 0 ready.

@@ -12,6 +12,7 @@
 #include "HostLinkExport.h"
 
 class CallGate;
+class FrameIds;
 class HostLinkFrame;
 class HostLinkPhysicalLayer;
 
@@ -42,7 +43,8 @@ public:
     /// sent up to four times, 10 ms apart.
     /// @return true when every packet was accepted (also when there is none). False at the first packet that was
     ///         rejected four times or answered with an error or not at all; packets before it are not recalled.
-    /// Any thread; two calls at once are not serialised.
+    /// Any thread; two calls at once are not serialised. Each has a frame id of its own: one that another call of this
+    /// transport is using is drawn from the link again.
     virtual bool writeMessage(const ByteArray& message);
 
     /// Takes one packet from the link. The link's receiving thread.
@@ -59,5 +61,6 @@ private:
     std::map<int, std::unique_ptr<HostLinkFrame>> incomingFrames;  // guarded by incomingFramesMutex, frames included
     std::vector<MessageReceivedObserver> messageReceivedObservers; // filled before init, read by the receiving thread
     std::mutex incomingFramesMutex;
+    std::unique_ptr<FrameIds> frameIds;   // of the messages in writeMessage; no lock
     std::shared_ptr<CallGate> deliveries; // shared with the link's callback, which outlives the transport
 };

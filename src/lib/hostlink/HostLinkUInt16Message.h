@@ -2,8 +2,8 @@
 /// Messages whose items are 16-bit numbers.
 #pragma once
 
+#include "HostLinkLib.h"
 #include "HostLinkMessageSerializable.h"
-#include "MessageStore.h"
 
 /// Builds and reads a message with a list body, for example the state ids of a "GetStateMessage".
 ///
@@ -15,6 +15,13 @@ public:
     explicit HostLinkUInt16Message(MessageId id);
     /// A message read from bytes, which are copied; invalid when they do not verify.
     explicit HostLinkUInt16Message(const ByteArray& message);
+
+    HostLinkUInt16Message(const HostLinkUInt16Message& other);
+    /// Leaves `other` without bytes.
+    HostLinkUInt16Message(HostLinkUInt16Message&& other) noexcept;
+    HostLinkUInt16Message& operator=(const HostLinkUInt16Message& other);
+    HostLinkUInt16Message& operator=(HostLinkUInt16Message&& other) noexcept;
+    ~HostLinkUInt16Message() override;
 
     /// Appends one item. Does not look at the validity: bytes that failed to verify but hold a header still grow.
     HostLinkUInt16Message& addValue(unsigned short value);
@@ -34,6 +41,7 @@ public:
     ByteArray serialize() const override;
 
 private:
-    MessageStore store;
+    HostLinkLL buffer; // data and capacity follow the store; the message length may be larger
+    ByteArray store;   // its size is the capacity
     bool valid;
 };

@@ -4,21 +4,28 @@
 
 #include <string>
 
+#include "HostLinkLib.h"
 #include "HostLinkMessageSerializable.h"
-#include "MessageStore.h"
 
 /// Builds and reads a message with a variant body: items of a 16-bit tag, an encoding and a value.
 ///
 /// An ordinary value, owned by one thread at a time; const operations do not change it. Validity is decided at
-/// construction and never changes. An append that fails (invalid message, 255 items, no room left in a message of 64
-/// KiB) has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The `bool*` of a getter
-/// is always written and must not be null.
+/// construction and never changes. An append that fails (invalid message, 255 items, a value too long for the 16-bit
+/// count of the free space) has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The
+/// `bool*` of a getter is always written and must not be null.
 class HOSTLINK_EXPORT HostLinkValueMessage : public HostLinkMessageSerializable {
 public:
     /// An empty message; invalid when the id is out of range or has a list body.
     explicit HostLinkValueMessage(MessageId id);
     /// A message read from bytes, which are copied; invalid when they do not verify.
     explicit HostLinkValueMessage(const ByteArray& message);
+
+    HostLinkValueMessage(const HostLinkValueMessage& other);
+    /// Leaves `other` without bytes.
+    HostLinkValueMessage(HostLinkValueMessage&& other) noexcept;
+    HostLinkValueMessage& operator=(const HostLinkValueMessage& other);
+    HostLinkValueMessage& operator=(HostLinkValueMessage&& other) noexcept;
+    ~HostLinkValueMessage() override;
 
     HostLinkValueMessage& addValueUint8(unsigned short tag, unsigned char value);
     HostLinkValueMessage& addValueUint16(unsigned short tag, unsigned short value);
@@ -29,8 +36,9 @@ public:
     HostLinkValueMessage& addValueInt32(unsigned short tag, int value);
     HostLinkValueMessage& addValueInt64(unsigned short tag, long value);
     HostLinkValueMessage& addValueNil(unsigned short tag);
-    /// Appends binary data; its size is taken as 16 bits. Keep it at or below 32738 bytes: above that the growth of the
-    /// store overruns the 16-bit count of its free space for most sizes, and the append has no effect.
+    /// Appends binary data; its size is taken as 16 bits. Up to 21839 bytes are appended whatever the message holds. A
+    /// longer value may make the store grow beyond what the 16-bit count of its free space can tell (3·n + 16 > 65535
+    /// at most), and the append then has no effect: a new message takes up to 32738 bytes, one in use may take fewer.
     HostLinkValueMessage& addValueBin16(unsigned short tag, ByteArray value);
     /// Appends the string's characters as binary data, without a terminating zero.
     HostLinkValueMessage& addValueString(unsigned short tag, std::string value);
@@ -70,6 +78,7 @@ private:
     HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
     bool readItem(int index, HostLinkVariant* item) const;
 
-    MessageStore store;
+    HostLinkLL buffer; // data and capacity follow the store; the message length may be larger
+    ByteArray store;   // its size is the capacity
     bool valid;
 };

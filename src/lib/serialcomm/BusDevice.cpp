@@ -17,12 +17,29 @@ bool BusDevice::fail(std::string_view what, int error) const {
     return false;
 }
 
-Descriptor BusDevice::openFile() const {
-    if (file) {
-        refuse("is open already; make another object to open it again");
-        return {};
-    }
-    return openDeviceFile(path, 0, device);
+bool BusDevice::open(const Configure& configure) {
+    if (file) return refuse("is open already; make another object to open it again");
+    file = openShared(configure);
+    if (!file) file = openNew(configure);
+    return file != nullptr;
+}
+
+// The settings are made again, because spidev keeps them for the device, not for the descriptor, and another object may
+// have asked for others. Where they cannot be made the device has gone, and the path tells what stands there now.
+std::shared_ptr<const BusFile> BusDevice::openShared(const Configure& configure) const {
+    std::shared_ptr<const BusFile> shared = BusFiles::instance().find(key);
+    if (!shared || configure(shared->fd()).empty()) return shared;
+    BusFiles::instance().forget(key, shared);
+    return nullptr;
+}
+
+std::shared_ptr<const BusFile> BusDevice::openNew(const Configure& configure) const {
+    Descriptor opened = openDeviceFile(key.first, 0, device);
+    if (!opened) return nullptr;
+    const std::string complaint = configure(opened.get());
+    if (complaint.empty()) return BusFiles::instance().share(key, std::move(opened));
+    refuse(complaint);
+    return nullptr;
 }
 
 bool BusDevice::isPossible(const char* verb, long long size, std::size_t limit) const {

@@ -3,25 +3,33 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "BusFiles.h"
 #include "ByteArray.h"
-#include "Descriptor.h"
 
 namespace serialcomm {
 
 /// The bus device file, and the checks before and after each transfer. Every refusal leaves one ERROR line.
 class BusDevice {
 public:
-    /// @param devicePath bus device file
-    /// @param name       how log lines name the device
-    BusDevice(std::string devicePath, std::string name) : path(std::move(devicePath)), device(std::move(name)) {}
+    /// Makes the settings on an open device file; what is wrong, or nothing.
+    using Configure = std::function<std::string(int fd)>;
 
-    /// Opens the device file; none when that fails. The caller configures it before it hands it to `use`.
-    Descriptor openFile() const;
-    void use(Descriptor configured) { file = std::move(configured); }
-    int fd() const { return file.get(); }
+    /// @param devicePath bus device file
+    /// @param settings   what is set on it, as text: objects with the same text share one open file
+    /// @param name       how log lines name the device
+    BusDevice(std::string devicePath, std::string settings, std::string name)
+        : key(std::move(devicePath), std::move(settings)), device(std::move(name)) {}
+
+    /// Opens the device file, or shares the one that another object has open, and makes the settings. False when that
+    /// fails, or when it is open already.
+    bool open(const Configure& configure);
+    int fd() const { return file->fd(); }
 
     /// Whether `verb` may move `size` bytes: not negative, and within `limit`, what the driver takes at once.
     bool isPossible(const char* verb, long long size, std::size_t limit) const;
@@ -39,9 +47,12 @@ public:
     bool fail(std::string_view what, int error) const;
 
 private:
-    const std::string path;
+    std::shared_ptr<const BusFile> openShared(const Configure& configure) const;
+    std::shared_ptr<const BusFile> openNew(const Configure& configure) const;
+
+    const BusFiles::Key key;
     const std::string device;
-    Descriptor file;
+    std::shared_ptr<const BusFile> file; // none until it is open
 };
 
 } // namespace serialcomm

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "BusDevice.h"
+#include "SerialLog.h"
 
 using namespace serialcomm;
 
@@ -33,9 +34,10 @@ std::string addressText(int address) {
 
 struct I2c::Impl {
     Impl(const std::string& path, int slave)
-        : bus(path, "I2c " + path + " address " + addressText(slave)), address(slave) {}
+        : bus(path, "address " + addressText(slave), "I2c " + path + " address " + addressText(slave)),
+          address(slave) {}
 
-    bool configure(int fd) const;
+    std::string configure(int fd) const;
     bool mayRead(int size) const { return bus.isPossible("read", size, messageLimit); }
     bool mayWrite(const ByteArray& data) const {
         return bus.isPossible("write", static_cast<long long>(data.size()), messageLimit);
@@ -45,16 +47,16 @@ struct I2c::Impl {
     const int address;
 };
 
-bool I2c::Impl::configure(int fd) const {
+std::string I2c::Impl::configure(int fd) const {
     // A driver that does not tell what it can do is given the benefit of the doubt; the transfers will show.
     unsigned long functions = 0;
     if (::ioctl(fd, I2C_FUNCS, &functions) == 0 && (functions & I2C_FUNC_I2C) == 0)
-        return bus.refuse("the bus does SMBus commands only; plain I2C transfers are needed");
-    if (repeatInterrupted([&] { return ::ioctl(fd, I2C_SLAVE, static_cast<long>(address)); }) >= 0) return true;
+        return "the bus does SMBus commands only; plain I2C transfers are needed";
+    if (repeatInterrupted([&] { return ::ioctl(fd, I2C_SLAVE, static_cast<long>(address)); }) >= 0) return {};
     const int error = errno;
-    if (error == ENOTTY) return bus.refuse("not an I2C bus; give the path of a bus device such as /dev/i2c-1");
-    if (error == EBUSY) return bus.refuse("is in use by a kernel driver");
-    return bus.fail("cannot set the address", error);
+    if (error == ENOTTY) return "not an I2C bus; give the path of a bus device such as /dev/i2c-1";
+    if (error == EBUSY) return "is in use by a kernel driver";
+    return "cannot set the address: " + errorText(error);
 }
 
 I2c::I2c(const std::string& path, int address) : impl(std::make_unique<Impl>(path, address)) {}
@@ -64,10 +66,7 @@ I2c::~I2c() = default;
 bool I2c::open() {
     if (impl->address < lowestAddress || impl->address > highestAddress)
         return impl->bus.refuse("not a device address; use 0x03 to 0x77");
-    Descriptor opened = impl->bus.openFile();
-    if (!opened || !impl->configure(opened.get())) return false;
-    impl->bus.use(std::move(opened));
-    return true;
+    return impl->bus.open([this](int fd) { return impl->configure(fd); });
 }
 
 ByteArray I2c::read(int size) {

@@ -8,6 +8,7 @@
 #include "SerialBus.h"
 
 /// The device at one 7-bit address of an I2C bus, through the kernel's i2c-dev driver, which takes 8192 bytes at once.
+/// Open objects of the same path and address share one descriptor, which is closed with the last of them.
 class I2c : public SerialBus {
 public:
     /// Opens nothing and checks nothing; `open` does.

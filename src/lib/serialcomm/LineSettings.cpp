@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
@@ -134,10 +135,24 @@ bool checkLineSettings(const LineSettings& settings, const std::string& device) 
     return true;
 }
 
+std::chrono::microseconds timeOnLine(int bytes, const LineSettings& settings) {
+    const int parityBits = settings.parity == "none" ? 0 : 1;
+    const int stopBits = (settings.options & TwoStopBits) != 0 ? 2 : 1;
+    const std::int64_t bits = std::int64_t{bytes} * (1 + 8 + parityBits + stopBits);
+    return std::chrono::microseconds(bits * 1000000 / settings.baudRate);
+}
+
 bool applyLineSettings(int fd, const LineSettings& settings, const std::string& device) {
     if (!setLine(fd, settings, device)) return false;
     if ((settings.options & LowLatency) != 0) requestLowLatency(fd, device);
     return true;
+}
+
+void clearFlowControl(int fd) {
+    struct termios line {}; // also for a baud rate without a name, which this request leaves alone
+    if (repeatInterrupted([&] { return ::ioctl(fd, TCGETS, &line); }) != 0) return;
+    line.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS);
+    repeatInterrupted([&] { return ::ioctl(fd, TCSETS, &line); });
 }
 
 } // namespace serialcomm

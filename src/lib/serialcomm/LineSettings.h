@@ -2,6 +2,7 @@
 /// How bytes go over a serial line.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace serialcomm {
@@ -23,7 +24,13 @@ struct LineSettings {
 /// Whether the settings make sense at all; else false after an ERROR line about `device`.
 bool checkLineSettings(const LineSettings& settings, const std::string& device);
 
+/// How long the line takes for so many bytes, each with its start, parity and stop bits.
+std::chrono::microseconds timeOnLine(int bytes, const LineSettings& settings);
+
 /// Makes the open terminal `fd` a raw line with these (checked) settings; false after an ERROR line about `device`.
 bool applyLineSettings(int fd, const LineSettings& settings, const std::string& device);
+
+/// Lets the terminal send whatever the far side's RTS/CTS says; all else stays. Does not wait for anything.
+void clearFlowControl(int fd);
 
 } // namespace serialcomm

@@ -5,14 +5,21 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include "LogGate.h"
+
 namespace serialcomm {
 
 namespace {
 
-const log4cplus::Logger& serialLogger() {
-    static const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("SerialComm"));
-    return logger;
+LogGate gate;
+
+// Runs when this library is left.
+[[gnu::destructor]] void closeLog() {
+    gate.closeAndWait();
 }
+
+// Never destroyed: a thread inside a port may outlive the static objects.
+log4cplus::Logger& logger = *new log4cplus::Logger(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("SerialComm")));
 
 } // namespace
 
@@ -21,15 +28,18 @@ std::string errorText(int error) {
 }
 
 void logError(const std::string& device, std::string_view what) {
-    LOG4CPLUS_ERROR(serialLogger(), device << ": " << what);
+    const LogGate::Pass pass(gate);
+    if (pass) LOG4CPLUS_ERROR(logger, device << ": " << what);
 }
 
 void logSystemError(const std::string& device, std::string_view what, int error) {
-    LOG4CPLUS_ERROR(serialLogger(), device << ": " << what << ": " << errorText(error));
+    const LogGate::Pass pass(gate);
+    if (pass) LOG4CPLUS_ERROR(logger, device << ": " << what << ": " << errorText(error));
 }
 
 void logWarning(const std::string& device, std::string_view what) {
-    LOG4CPLUS_WARN(serialLogger(), device << ": " << what);
+    const LogGate::Pass pass(gate);
+    if (pass) LOG4CPLUS_WARN(logger, device << ": " << what);
 }
 
 } // namespace serialcomm

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "BusDevice.h"
+#include "SerialLog.h"
 
 using namespace serialcomm;
 
@@ -33,6 +34,13 @@ std::size_t driverBufferSize() {
     return size == 0 ? usualBufferSize : size;
 }
 
+// A request that sets something on the device, with its value.
+struct Setting {
+    unsigned long request;
+    const void* value;
+    const char* name;
+};
+
 // Speed and bits per word of 0 mean what `open` set; cs_change of 0 keeps the chip selected up to the last transfer.
 spi_ioc_transfer transferOf(const unsigned char* sent, unsigned char* received, std::size_t size) {
     spi_ioc_transfer transfer{};
@@ -46,10 +54,11 @@ spi_ioc_transfer transferOf(const unsigned char* sent, unsigned char* received, 
 
 struct Spi::Impl {
     Impl(const std::string& path, int hertz, uint8_t clockMode)
-        : bus(path, "Spi " + path), speed(hertz), mode(clockMode) {}
+        : bus(path, std::to_string(hertz) + " Hz mode " + std::to_string(clockMode), "Spi " + path),
+          speed(hertz),
+          mode(clockMode) {}
 
-    bool configure(int fd) const;
-    bool set(int fd, unsigned long request, const void* value, const char* what) const;
+    std::string configure(int fd) const;
     bool mayRead(int size) const { return bus.isPossible("read", size, limit); }
     bool mayWrite(const ByteArray& data) const {
         return bus.isPossible("write", static_cast<long long>(data.size()), limit);
@@ -61,18 +70,17 @@ struct Spi::Impl {
     std::size_t limit = usualBufferSize; // set by open
 };
 
-bool Spi::Impl::set(int fd, unsigned long request, const void* value, const char* what) const {
-    if (repeatInterrupted([&] { return ::ioctl(fd, request, value); }) >= 0) return true;
-    const int error = errno;
-    if (error == ENOTTY) return bus.refuse("not an SPI device; give the path of one such as /dev/spidev0.0");
-    return bus.fail(std::string("cannot set ") + what, error);
-}
-
-bool Spi::Impl::configure(int fd) const {
+std::string Spi::Impl::configure(int fd) const {
     const auto hertz = static_cast<uint32_t>(speed);
-    return set(fd, SPI_IOC_WR_MODE, &mode, "the mode") &&
-           set(fd, SPI_IOC_WR_BITS_PER_WORD, &bitsPerWord, "8 bits per word") &&
-           set(fd, SPI_IOC_WR_MAX_SPEED_HZ, &hertz, "the speed");
+    for (const Setting& setting : {Setting{SPI_IOC_WR_MODE, &mode, "the mode"},
+                                   {SPI_IOC_WR_BITS_PER_WORD, &bitsPerWord, "8 bits per word"},
+                                   {SPI_IOC_WR_MAX_SPEED_HZ, &hertz, "the speed"}}) {
+        if (repeatInterrupted([&] { return ::ioctl(fd, setting.request, setting.value); }) >= 0) continue;
+        const int error = errno;
+        if (error == ENOTTY) return "not an SPI device; give the path of one such as /dev/spidev0.0";
+        return std::string("cannot set ") + setting.name + ": " + errorText(error);
+    }
+    return {};
 }
 
 Spi::Spi(const std::string& path, int speed, uint8_t mode) : impl(std::make_unique<Impl>(path, speed, mode)) {}
@@ -83,10 +91,8 @@ bool Spi::open() {
     if (impl->speed <= 0) return impl->bus.refuse("speed " + std::to_string(impl->speed) + " is not possible; give Hz");
     if (impl->mode > highestMode)
         return impl->bus.refuse("mode " + std::to_string(impl->mode) + " is not known; use 0 to 3");
-    Descriptor opened = impl->bus.openFile();
-    if (!opened || !impl->configure(opened.get())) return false;
+    if (!impl->bus.open([this](int fd) { return impl->configure(fd); })) return false;
     impl->limit = driverBufferSize();
-    impl->bus.use(std::move(opened));
     return true;
 }
 

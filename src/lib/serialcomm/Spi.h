@@ -10,7 +10,8 @@
 
 /// The device behind one chip-select line of an SPI bus, through the kernel's spidev driver: 8 bits a word, the chip
 /// selected (low) for the length of each call. In each direction the driver takes as many bytes at once as its
-/// parameter `bufsiz` says, 4096 unless it was loaded otherwise.
+/// parameter `bufsiz` says, 4096 unless it was loaded otherwise. Open objects of the same path, speed and mode share
+/// one descriptor, which is closed with the last of them.
 ///
 /// SPI shifts in both directions at once, this class uses one at a time (half duplex). For the device that means: while
 /// it receives, whatever it shifts out is dropped; while it answers, what it receives are zeros, which it has to

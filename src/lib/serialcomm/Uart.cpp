@@ -1,6 +1,6 @@
 // Threads: the owner's (construction, init, destruction), one reader in `read`, one writer in `write`.
 //
-//     owner   ---- init --------------------------------- ~Uart: close the gate, wait, close --->
+//     owner   ---- init ---------- [uartEnd: close the gate, wait] ~Uart: the same, close --->
 //     reader            ---- read [poll port + wake] ----|  leaves with the error flag
 //     writer            ---- write [poll port + wake] ---|  leaves with false
 //
@@ -27,7 +27,9 @@
 #include "Descriptor.h"
 #include "DeviceFile.h"
 #include "LineSettings.h"
+#include "OutputQueue.h"
 #include "SerialLog.h"
+#include "UartEnding.h"
 #include "WakeableGate.h"
 
 using std::chrono::milliseconds;
@@ -41,11 +43,8 @@ namespace {
 constexpr std::size_t readChunk = 4096;
 
 constexpr std::chrono::seconds writePatience{2};
-
-// How long bytes that were written may still take to leave when the port is closed. The kernel would wait 30 s for a
-// far side that holds the line by flow control.
-constexpr milliseconds drainPatience{500};
-constexpr milliseconds drainInterval{10};
+// How often a waiting writer looks whether bytes leave: it notices a far side that stops so much later.
+constexpr milliseconds lookInterval{500};
 
 constexpr short lineGone = POLLERR | POLLHUP | POLLNVAL;
 
@@ -55,6 +54,13 @@ int pollTimeout(const Deadline& deadline) {
     if (!deadline) return -1;
     const auto left = std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()).count();
     return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, std::numeric_limits<int>::max()));
+}
+
+// The mark of exclusive use belongs to the terminal: it stays behind a killed program while others have that open.
+std::string inUseOrMarked(const std::string& path) {
+    return "is in use by another program (sudo fuser -v " + path +
+           " names it), or marked so by one that was killed (as root, perl -e 'ioctl STDIN, 0x540D, 0' < " + path +
+           " clears the mark)";
 }
 
 // Keeps out whoever asks for the lock too, this process included; TIOCEXCL below keeps out those who do not ask, unless
@@ -82,18 +88,6 @@ bool closeToOthers(int fd, const std::string& device) {
     return false;
 }
 
-void drain(int fd) {
-    const auto deadline = steady_clock::now() + drainPatience;
-    int queued = 0;
-    while (::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0) {
-        if (steady_clock::now() >= deadline) {
-            ::tcflush(fd, TCOFLUSH);
-            return;
-        }
-        ::poll(nullptr, 0, static_cast<int>(drainInterval.count())); // the kernel announces no empty queue
-    }
-}
-
 enum class Wait { Ready, Gone, Stopped, TimedOut, Failed };
 
 } // namespace
@@ -108,10 +102,17 @@ struct Uart::Impl {
     bool init();
     ByteArray read(std::size_t size, bool* error);
     bool write(const ByteArray& data);
+    void end();
+
+    // Only what belongs to the class may spell the name of this structure and of the member that holds it. The function
+    // does so by standing here; nobody in this library calls it, yet others find it.
+    [[gnu::used, gnu::visibility("default")]] friend void uartEnd(Uart& port) { endOf(port); }
 
 private:
+    static void endOf(Uart& port) { port.impl->end(); }
     Wait waitFor(short events, const Deadline& deadline) const;
-    bool waitUntilTakes(const Deadline& deadline);
+    bool waitUntilTakes(OutputProgress* progress);
+    bool hasPortAlone() const;
     bool reportNotOpen(const char* what) const;
     void reportLost(std::string_view why);
 
@@ -121,18 +122,32 @@ private:
     const bool exclusive;
     WakeableGate gate;                 // lets calls use port
     Descriptor port;                   // set by init before the gate opens, closed after that is closed
+    bool endsCutOff = false;           // the last bytes are the head of a packet; the writer's until the gate is closed
+    std::atomic<bool> ended{false};    // who is refused by the end needs no line that says so
     std::atomic<bool> lossTold{false}; // a caller that goes on reading a lost line shall not fill the log
 };
 
-Uart::Impl::~Impl() {
+void Uart::Impl::end() {
+    ended = true;
     gate.closeAndWait();
+}
+
+Uart::Impl::~Impl() {
+    end();
     if (!port) return;
-    drain(port.get());
+    drain(port.get(), settings, endsCutOff);
+    // Bytes that a driver keeps through a flush and holds back for the far side's CTS keep the close waiting too, for
+    // 30 s as a rule.
+    if ((settings.options & RtsCtsFlowControl) != 0 && hasPortAlone()) clearFlowControl(port.get());
     // The mark belongs to the terminal, not to this descriptor; it would outlive us while someone else has it open.
     if (exclusive) ::ioctl(port.get(), TIOCNXCL);
 }
 
 bool Uart::Impl::init() {
+    if (ended) {
+        logError(device, "has been ended; make another object to open it again");
+        return false;
+    }
     if (port) {
         logError(device, "is open already; make another object to open it again");
         return false;
@@ -144,7 +159,7 @@ bool Uart::Impl::init() {
         return false;
     }
     // Opening with O_NONBLOCK also keeps the system from waiting for a carrier.
-    Descriptor opened = openDeviceFile(path, O_NOCTTY | O_NONBLOCK, device);
+    Descriptor opened = openDeviceFile(path, O_NOCTTY | O_NONBLOCK, device, &inUseOrMarked);
     // Exclusive use comes last: it marks the terminal, which a step that fails after it would have to undo.
     if (!opened || !lockPort(opened.get(), exclusive, device) || !applyLineSettings(opened.get(), settings, device) ||
         !flushStaleInput(opened.get(), device) || (exclusive && !closeToOthers(opened.get(), device)))
@@ -152,6 +167,11 @@ bool Uart::Impl::init() {
     port = std::move(opened);
     gate.open(std::move(wakeEvent));
     return true;
+}
+
+// Who shares the port with another `Uart` leaves the flow control to that: the last close is the one that waits.
+bool Uart::Impl::hasPortAlone() const {
+    return exclusive || repeatInterrupted([&] { return ::flock(port.get(), LOCK_EX | LOCK_NB); }) == 0;
 }
 
 Wait Uart::Impl::waitFor(short events, const Deadline& deadline) const {
@@ -164,7 +184,7 @@ Wait Uart::Impl::waitFor(short events, const Deadline& deadline) const {
 }
 
 bool Uart::Impl::reportNotOpen(const char* what) const {
-    logError(device, std::string("cannot ") + what + ": the port is not open");
+    if (!ended) logError(device, std::string("cannot ") + what + ": the port is not open");
     return false;
 }
 
@@ -203,13 +223,17 @@ ByteArray Uart::Impl::read(std::size_t size, bool* error) {
     }
 }
 
-// False, after a line where there is something to tell, when the port will not take another byte.
-bool Uart::Impl::waitUntilTakes(const Deadline& deadline) {
-    switch (waitFor(POLLOUT, deadline)) {
+// False, after a line where there is something to tell, when the port will not take another byte. True also when it has
+// not announced room: it may take a byte all the same.
+bool Uart::Impl::waitUntilTakes(OutputProgress* progress) {
+    progress->look(port.get());
+    if (progress->isStuck()) {
+        logError(device, "cannot write: the far side has taken nothing for 2 s");
+        return false;
+    }
+    switch (waitFor(POLLOUT, progress->nextLook(lookInterval))) {
     case Wait::Ready:
-        if (steady_clock::now() < *deadline) return true;
-        [[fallthrough]]; // a port that announces room and takes nothing is no better than one that stays silent
-    case Wait::TimedOut: logError(device, "cannot write: the far side has taken nothing for 2 s"); break;
+    case Wait::TimedOut: return true;
     case Wait::Gone: logError(device, "cannot write: the far side hung up"); break;
     case Wait::Failed: logSystemError(device, "cannot wait for room to write", errno); break;
     case Wait::Stopped: break;
@@ -220,18 +244,19 @@ bool Uart::Impl::waitUntilTakes(const Deadline& deadline) {
 bool Uart::Impl::write(const ByteArray& data) {
     const WakeableGate::Pass pass(gate);
     if (!pass) return reportNotOpen("write");
-    Deadline deadline = steady_clock::now() + writePatience;
+    OutputProgress progress(writePatience);
     std::size_t sent = 0;
     while (sent < data.size()) {
         const ssize_t count =
             repeatInterrupted([&] { return ::write(port.get(), data.data() + sent, data.size() - sent); });
         if (count > 0) {
             sent += static_cast<std::size_t>(count);
-            deadline = steady_clock::now() + writePatience;
+            endsCutOff = sent < data.size();
+            progress.moved();
         } else if (count < 0 && errno != EAGAIN) {
             logSystemError(device, "cannot write", errno);
             return false;
-        } else if (!waitUntilTakes(deadline)) {
+        } else if (!waitUntilTakes(&progress)) {
             return false;
         }
     }

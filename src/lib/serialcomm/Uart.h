@@ -23,8 +23,10 @@ public:
     /// @param exclusive nobody else may open the port meanwhile; without it, others that do not ask for that may
     Uart(const std::string& path, int baudRate, int options, const std::string& parity, bool exclusive);
 
-    /// Wakes a blocked `read` or `write`, waits for it to leave and closes the port. Bytes that a far side with flow
-    /// control still holds back are dropped after half a second.
+    /// Wakes a blocked `read` or `write`, waits for it to leave and closes the port. Written bytes that are still going
+    /// out are waited for, at most 1.25 times as long as the line takes for them and half a second more (4096 bytes at
+    /// 9600 baud: 5.9 s). Bytes that have not moved for half a second are dropped, and the head of a write that failed
+    /// is given no more than that. RTS/CTS is switched off before the close, which therefore waits for no far side.
     ~Uart();
 
     /// Opens and configures the port and drops what arrived before. False, with an ERROR line, when a setting is not
@@ -39,8 +41,9 @@ public:
     ///              object is being destroyed; left alone on success
     ByteArray read(unsigned long size, bool* error);
 
-    /// Writes all bytes. False when the port is not open, the line is lost, the object is being destroyed, or the far
-    /// side takes nothing for 2 seconds; an unknown part may have gone out then.
+    /// Writes all bytes, however long the line takes for them. False when the port is not open, the line is lost, the
+    /// object is being destroyed, or the far side takes nothing for 2 seconds (noticed at most half a second later); an
+    /// unknown part may have gone out then.
     /// @param data empty gives true at once, whatever the state
     bool write(const ByteArray& data);
 

@@ -1,5 +1,6 @@
 #include <string.h>
 
+#include "Division.h"
 #include "PacketLayout.h"
 
 namespace {
@@ -81,7 +82,7 @@ AcknowledgeType hostLinkFrameRspDeserialize(const uint8_t* packet) {
 uint32_t hostLinkFramePacketCount(uint32_t messageLength, uint16_t maxPacketSize) {
     const uint16_t room = payloadRoom(maxPacketSize);
     if (room == 0) return messageLength != 0 ? 1 : 0;
-    return messageLength / room + (messageLength % room != 0 ? 1 : 0);
+    return dividedUp(messageLength, room);
 }
 
 void hostLinkFrameInit(HostLinkFrameRecord* frame, uint8_t* buffer, uint32_t capacity) {

@@ -1,7 +1,7 @@
 #include <stddef.h>
 
 #include "CoreAssert.h"
-#include "MessageLayout.h"
+#include "MessageHeader.h"
 
 uint32_t hostLinkMessageUint16Init(HostLinkLL* buffer, uint16_t id) {
     return initMessage(buffer, id, Body::List);
@@ -12,7 +12,7 @@ uint32_t hostLinkMessageUint16Verify(const HostLinkLL* buffer, uint8_t* count) {
 }
 
 uint32_t hostLinkMessageUint16AddItem(HostLinkLL* self, uint16_t value) {
-    HOSTLINK_CORE_ASSERT(self);
+    HOSTLINK_ASSERT(self);
     if (!isInitialized(self)) return HOSTLINK_NOT_INITIALIZED;
     uint8_t* count = countOf(self);
     if (count == nullptr) return HOSTLINK_NO_STORAGE;

@@ -11,6 +11,7 @@
 
 #include "../HostLinkLib.h"
 #include "ByteOrder.h"
+#include "WireNumbers.h"
 
 constexpr uint8_t messageIdAt = 0;
 constexpr uint8_t itemCountAt = 2;
@@ -22,41 +23,35 @@ constexpr uint8_t variantHeaderSize = 3; ///< tag and encoding
 constexpr uint8_t bin16LengthSize = 2;
 
 constexpr uint8_t maxItems = 255;
-constexpr uint16_t responseBit = 0x8000;
-constexpr uint16_t maxMessageNumber = 63;
 
 enum class Body : uint8_t { List, Variant };
 
 /// The low five bits of the id pick a bit of the mask of its half, so ids 32 to 63 take the kind of id − 32.
-inline Body bodyOf(uint16_t id) {
-    const uint32_t lists = (id & responseBit) != 0 ? 0x28 : 0x2C;
+static inline Body bodyOf(uint16_t id) {
+    const uint32_t lists = (id & responseBit) != 0 ? responseLists : requestLists;
     return (lists >> (id & 31) & 1) != 0 ? Body::List : Body::Variant;
 }
 
-inline uint32_t checkId(uint16_t id, Body expected) {
+static inline uint32_t checkId(uint16_t id, Body expected) {
     if ((id & ~responseBit) > maxMessageNumber) return HOSTLINK_MESSAGE_ID_OUT_OF_RANGE;
     if (bodyOf(id) != expected) return HOSTLINK_MESSAGE_ID_WRONG_KIND;
     return HOSTLINK_SUCCESS;
 }
 
-inline bool isInitialized(const HostLinkLL* buffer) {
+static inline bool isInitialized(const HostLinkLL* buffer) {
     return buffer->used >= messageHeaderSize;
 }
 
 /// Message bytes that may be read: the length (16 bits), but never more than the storage.
-inline uint16_t readableSize(const HostLinkLL* buffer) {
+static inline uint16_t readableSize(const HostLinkLL* buffer) {
     const uint16_t size = static_cast<uint16_t>(buffer->used);
     return size < buffer->capacity ? size : static_cast<uint16_t>(buffer->capacity);
 }
 
-inline uint8_t* countOf(const HostLinkLL* buffer) {
+static inline uint8_t* countOf(const HostLinkLL* buffer) {
     return buffer->data != nullptr ? buffer->data + itemCountAt : nullptr;
 }
 
-inline uint16_t spaceIn(const HostLinkLL* buffer) {
+static inline uint16_t spaceIn(const HostLinkLL* buffer) {
     return buffer->capacity >= buffer->used ? static_cast<uint16_t>(buffer->capacity - buffer->used) : 0;
 }
-
-uint32_t initMessage(HostLinkLL* buffer, uint16_t id, Body body);
-uint32_t verifyMessage(const HostLinkLL* buffer, Body expected, uint16_t* size, uint8_t* count);
-uint8_t itemsCount(const HostLinkLL* buffer);

@@ -11,33 +11,23 @@
 
 #include "../HostLinkLib.h"
 #include "ByteOrder.h"
-
-constexpr uint8_t sopAt = 0;
-constexpr uint8_t lengthAt = 2;
-constexpr uint8_t flagsAt = 4;
-constexpr uint8_t frameIdAt = 5;
-constexpr uint8_t packetIdAt = 6;
-constexpr uint8_t paddingAt = 7;
-constexpr uint8_t payloadAt = HOSTLINK_PACKET_HEADER_SIZE;
-
-constexpr uint8_t formatMask = 0x07;
-constexpr uint8_t acknowledgeShift = 6;
+#include "WireNumbers.h"
 
 /// Header and trailer: what a packet with a payload is longer than its payload.
 constexpr uint16_t packetOverhead = HOSTLINK_PACKET_HEADER_SIZE + HOSTLINK_PACKET_TRAILER_SIZE;
 
-inline uint32_t frameTypeOf(const uint8_t* packet) {
+static inline uint32_t frameTypeOf(const uint8_t* packet) {
     const uint32_t format = packet[flagsAt] & formatMask;
     const bool headerOnly = load16le(packet + lengthAt) == HOSTLINK_PACKET_HEADER_SIZE;
     return format == FMT_Message && headerOnly ? FRT_Response : format;
 }
 
 /// Header-only, or at least one byte of payload: an empty payload is refused on purpose.
-inline bool isPossibleLength(uint16_t length) {
+static inline bool isPossibleLength(uint16_t length) {
     return length == HOSTLINK_PACKET_HEADER_SIZE || length > packetOverhead;
 }
 
-inline uint32_t verifyPacket(const uint8_t* packet, uint16_t available) {
+static inline uint32_t verifyPacket(const uint8_t* packet, uint16_t available) {
     if (available < HOSTLINK_PACKET_HEADER_SIZE) return HOSTLINK_HEADER_TRUNCATED;
     const uint16_t length = load16le(packet + lengthAt);
     if (!isPossibleLength(length)) return HOSTLINK_TOO_SHORT;
@@ -46,7 +36,7 @@ inline uint32_t verifyPacket(const uint8_t* packet, uint16_t available) {
     return HOSTLINK_SUCCESS;
 }
 
-inline const uint8_t* payloadOf(const uint8_t* packet, uint16_t* payloadLength) {
+static inline const uint8_t* payloadOf(const uint8_t* packet, uint16_t* payloadLength) {
     const uint16_t length = load16le(packet + lengthAt);
     if (length == HOSTLINK_PACKET_HEADER_SIZE) {
         *payloadLength = 0;

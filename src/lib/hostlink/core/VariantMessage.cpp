@@ -1,29 +1,21 @@
 #include <string.h>
 
-#include "MessageLayout.h"
+#include "MessageHeader.h"
 
 namespace {
 
-constexpr int firstEncoding = ENC_Nil;
-constexpr int lastEncoding = ENC_Int64;
-
-// Bytes of the value behind each encoding; −1: no such encoding, or none of fixed length.
-constexpr int32_t valueLengths[] = {0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 2, 4, 8, 1, 2, 4, 8};
 static_assert(sizeof valueLengths / sizeof valueLengths[0] == lastEncoding - firstEncoding + 1);
 
 int32_t fixedLengthOf(int encoding) {
     return encoding < firstEncoding || encoding > lastEncoding ? -1 : valueLengths[encoding - firstEncoding];
 }
 
-// A copy of 0, 1, 2, 4 or 8 bytes without a call.
+// A copy of 0, 1, 2, 4 or 8 bytes without a call. No switch: its jump table takes a helper on a Cortex-M0.
 void copyValue(uint8_t* to, const void* from, int32_t length) {
-    switch (length) {
-    case 1: memcpy(to, from, 1); break;
-    case 2: memcpy(to, from, 2); break;
-    case 4: memcpy(to, from, 4); break;
-    case 8: memcpy(to, from, 8); break;
-    default: break;
-    }
+    if (length == 1) memcpy(to, from, 1);
+    if (length == 2) memcpy(to, from, 2);
+    if (length == 4) memcpy(to, from, 4);
+    if (length == 8) memcpy(to, from, 8);
 }
 
 uint8_t* writeItemHeader(HostLinkLL* buffer, uint16_t tag, uint8_t encoding) {

@@ -1,11 +1,11 @@
 #include "DummyPhysicalLayer.h"
 
-#include "../Trace.h"
+#include "hostlink/link/Trace.h"
 
 namespace {
 
 constexpr auto scope = "HostLinkPhysicalLayer";
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+log4cplus::Logger& logger = linkLogger();
 
 } // namespace
 

@@ -1,14 +1,13 @@
 #include "I2cPhysicalLayer.h"
 
-#include <log4cplus/loggingmacros.h>
-
 #include <serialcomm/I2c.h>
 
 #include "BusLink.h"
+#include "hostlink/link/LinkLog.h"
 
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+log4cplus::Logger& logger = linkLogger();
 
 } // namespace
 
@@ -23,7 +22,7 @@ I2cPhysicalLayer::I2cPhysicalLayer(const Properties& properties) : SyncSerialLay
     bus = openedForGood(std::move(device));
 }
 
-// Here and not in the base: its threads make virtual calls, which must not meet an object that is half destroyed.
+// Here and not in the base: virtual calls must not meet an object that is half destroyed.
 I2cPhysicalLayer::~I2cPhysicalLayer() {
-    SyncSerialLayer::shutdown();
+    endCalls();
 }

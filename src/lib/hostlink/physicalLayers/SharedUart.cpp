@@ -1,51 +1,49 @@
 #include "SharedUart.h"
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <utility>
+
+#include <serialcomm/UartEnding.h>
+
+#include "ThreadState.h"
+
+// A null pointer with a serial library that has no such function.
+[[gnu::weak]] void uartEnd(Uart& port);
 
 namespace {
 
-// How long `destroy` gives a thread to get from its announcement into the port: a few instructions, unless the thread
-// is preempted there. A port whose calls do not sleep for longer than this is destroyed all the same.
-constexpr std::chrono::milliseconds entryLimit{500};
 constexpr std::chrono::milliseconds entryPoll{1};
+// A reader that sleeps may still be on its way in, held up by a lock of the port that the last writer had. That one is
+// gone by then, so the lock is free and the reader moves on before the next look.
+constexpr int looksInARow = 2;
 
-pid_t currentThread() {
-    return static_cast<pid_t>(syscall(SYS_gettid));
-}
-
-// Whether the thread waits in the kernel: state "S" in proc(5)'s stat, the field behind the name in parentheses.
-bool isAsleep(pid_t thread) {
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", static_cast<int>(thread));
-    std::FILE* file = std::fopen(path, "re");
-    if (file == nullptr) return false;
-    char state = 0;
-    const bool read = std::fscanf(file, "%*d (%*[^)]) %c", &state) == 1;
-    std::fclose(file);
-    return read && state == 'S';
+SharedUart::End endOfThisLibrary() {
+    if (uartEnd == nullptr) return {};
+    return uartEnd;
 }
 
 } // namespace
 
-SharedUart::Use::Use(SharedUart& of) : shared(of), uart(nullptr) {
+SharedUart::Use::Use(SharedUart& of, Purpose purpose) : shared(of), uart(nullptr) {
     const std::lock_guard lock(shared.mutex);
     if (!shared.current) return;
-    shared.users.push_back(currentThread());
+    shared.users.push_back({currentThreadId(), purpose});
     uart = shared.current.get();
 }
 
 SharedUart::Use::~Use() {
     if (uart == nullptr) return;
     const std::lock_guard lock(shared.mutex);
-    shared.users.erase(std::find(shared.users.begin(), shared.users.end(), currentThread()));
+    shared.users.erase(std::find_if(shared.users.begin(), shared.users.end(),
+                                    [own = currentThreadId()](const User& user) { return user.thread == own; }));
     shared.userLeft.notify_all();
 }
+
+SharedUart::SharedUart() : SharedUart(endOfThisLibrary(), isAsleep) {}
+
+SharedUart::SharedUart(End portEnd, Look look, std::chrono::milliseconds limit)
+    : end(std::move(portEnd)), asleep(std::move(look)), patience(limit) {}
 
 SharedUart::~SharedUart() = default;
 
@@ -63,15 +61,34 @@ bool SharedUart::isPresent() const {
 void SharedUart::destroy() {
     std::unique_lock lock(mutex);
     const std::unique_ptr<Uart> going = std::move(current);
-    if (going) awaitUsersInside(lock);
+    if (!going) return;
+    if (end) {
+        endAndAwaitUsers(lock, *going);
+    } else {
+        awaitSleepingReader(lock);
+    }
     lock.unlock(); // the port's destructor waits for the threads inside, and they take the lock as they leave
 }
 
-void SharedUart::awaitUsersInside(std::unique_lock<std::mutex>& lock) {
-    const auto deadline = std::chrono::steady_clock::now() + entryLimit;
-    while (!allUsersSleep() && std::chrono::steady_clock::now() < deadline) userLeft.wait_for(lock, entryPoll);
+// No limit: an ended port holds nobody, so whoever is announced leaves as soon as it gets to run.
+void SharedUart::endAndAwaitUsers(std::unique_lock<std::mutex>& lock, Uart& going) {
+    lock.unlock(); // as in `destroy`
+    end(going);
+    lock.lock();
+    userLeft.wait(lock, [this] { return users.empty(); });
 }
 
-bool SharedUart::allUsersSleep() const {
-    return std::all_of(users.begin(), users.end(), isAsleep);
+void SharedUart::awaitSleepingReader(std::unique_lock<std::mutex>& lock) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    int looks = 0;
+    while (!users.empty()) {
+        looks = onlySleepingReaders() ? looks + 1 : 0;
+        if (looks == looksInARow || std::chrono::steady_clock::now() >= deadline) return;
+        userLeft.wait_for(lock, entryPoll);
+    }
+}
+
+bool SharedUart::onlySleepingReaders() const {
+    return std::all_of(users.begin(), users.end(),
+                       [this](const User& user) { return user.purpose == Purpose::Read && asleep(user.thread); });
 }

@@ -1,14 +1,13 @@
 #include "SpiPhysicalLayer.h"
 
-#include <log4cplus/loggingmacros.h>
-
 #include <serialcomm/Spi.h>
 
 #include "BusLink.h"
+#include "hostlink/link/LinkLog.h"
 
 namespace {
 
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+log4cplus::Logger& logger = linkLogger();
 
 constexpr uint8_t spiMode = 0; // clock idles low, data is taken on the rising edge
 
@@ -22,7 +21,7 @@ SpiPhysicalLayer::SpiPhysicalLayer(const Properties& properties) : SyncSerialLay
     bus = openedForGood(std::make_unique<Spi>(devicePath, properties.getInt(SpiSpeed), spiMode));
 }
 
-// Here and not in the base: its threads make virtual calls, which must not meet an object that is half destroyed.
+// Here and not in the base: virtual calls must not meet an object that is half destroyed.
 SpiPhysicalLayer::~SpiPhysicalLayer() {
-    SyncSerialLayer::shutdown();
+    endCalls();
 }

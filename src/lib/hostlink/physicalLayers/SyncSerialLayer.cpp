@@ -12,13 +12,14 @@
 
 #include <serialcomm/SerialBus.h>
 
-#include "../CallGate.h"
-#include "../HostLinkIrqFrame.h"
-#include "../HostLinkRspFrame.h"
-#include "../Trace.h"
 #include "GpioLine.h"
-#include "HostResponse.h"
-#include "IrqExchange.h"
+#include "hostlink/HostLinkIrqFrame.h"
+#include "hostlink/HostLinkRspFrame.h"
+#include "hostlink/link/CallGate.h"
+#include "hostlink/link/HostResponse.h"
+#include "hostlink/link/LinkThread.h"
+#include "hostlink/link/Trace.h"
+#include "hostlink/machines/IrqExchange.h"
 
 // Threads
 //
@@ -34,28 +35,39 @@
 //
 // Stopping, in shutdown(): the stop signal wakes the watcher, a stop entry wakes the reader; both are joined. The
 // watcher closes the descriptors as it leaves, whatever made it leave.
+//
+// Destroying, in endCalls(), from the most derived destructor: shutdown(), so that nobody calls from inside; then the
+// gate is closed to calls from outside, and those that are inside (a writer queued on busMutex) are waited for. The
+// reader's acknowledgements pass the gate too: it must not close before the reader has been joined.
+
+using std::chrono::steady_clock;
 
 namespace {
 
 constexpr auto scope = "HostLinkPhysicalLayer";
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+log4cplus::Logger& logger = linkLogger();
 
 constexpr int maxRereads = 3;
 constexpr std::chrono::microseconds rereadDelay{1500}; // the host prepares its answer meanwhile
 // A host that answers every IRQ frame with another one would hold the bus and this thread for ever. An honest one
 // announces a size once.
 constexpr size_t maxRounds = 64;
-constexpr std::chrono::milliseconds servedAfterStop{500};
+// A link ends within a second. The rest of it is for the end itself, and for an exchange that takes longer than the one
+// before it.
+constexpr std::chrono::milliseconds servedAfterStop{950};
 
 bool startsWithSop(const ByteArray& bytes) {
     return bytes.size() >= 2 && hostLinkPacketHasSop(bytes.data(), 2) == 0;
 }
 
-void closeOnExec(int fd) {
-    fcntl(fd, F_SETFD, FD_CLOEXEC);
-}
-
 } // namespace
+
+/// One exchange that was made for an edge.
+struct SyncSerialLayer::Served {
+    steady_clock::time_point end;
+    steady_clock::duration took;
+    bool answered;
+};
 
 /// What one IRQ frame led to.
 struct SyncSerialLayer::Round {
@@ -66,7 +78,7 @@ struct SyncSerialLayer::Round {
 SyncSerialLayer::SyncSerialLayer(const Properties& properties)
     : HostLinkPhysicalLayer(properties),
       irqExchange(std::make_unique<IrqExchange>()),
-      writers(std::make_unique<CallGate>()) {
+      callers(std::make_unique<CallGate>()) {
     if (!properties.contains(DevicePath) || !properties.contains(GpioNumber)) {
         LOG4CPLUS_ERROR(logger, "Some of Serial device attributes not defined");
         return;
@@ -77,9 +89,14 @@ SyncSerialLayer::SyncSerialLayer(const Properties& properties)
     LOG4CPLUS_DEBUG(logger, "gpio: " << gpioNumber);
 }
 
+// For a subclass that has not ended the calls itself.
 SyncSerialLayer::~SyncSerialLayer() {
+    endCalls();
+}
+
+void SyncSerialLayer::endCalls() {
     SyncSerialLayer::shutdown();
-    writers->closeAndWait();
+    callers->closeAndWait();
 }
 
 // Set-up
@@ -90,7 +107,6 @@ bool SyncSerialLayer::init() {
         return false;
     }
     try {
-        armGpioLine(gpioNumber);
         if (openDescriptors() && startThreads()) return true;
     } catch (...) { // no memory
         undoInit();
@@ -108,18 +124,18 @@ void SyncSerialLayer::undoInit() {
 }
 
 bool SyncSerialLayer::openDescriptors() {
+    const int value = openGpioLine(gpioNumber); // may take a second: not under the lock
     const std::lock_guard lock(descriptorMutex);
-    valueFd = openGpioValue(gpioNumber);
+    valueFd = value;
     if (valueFd < 0) {
         LOG4CPLUS_ERROR(logger, "Open failed: " << gpioNumber);
         return false;
     }
-    stopFd = eventfd(0, 0);
+    stopFd = eventfd(0, EFD_CLOEXEC);
     if (stopFd < 0) {
         LOG4CPLUS_ERROR(logger, "Failed to create eventfd");
         return false;
     }
-    closeOnExec(stopFd);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         LOG4CPLUS_ERROR(logger, "Failed to create pipe: " << std::generic_category().message(errno));
@@ -147,8 +163,8 @@ bool SyncSerialLayer::startThreads() {
         eventQueue = {}; // without what an earlier run left
     }
     try {
-        readThread = std::make_unique<std::thread>([this] { readLoop(); });
-        gpioThread = std::make_unique<std::thread>([this] { gpioIrqLoop(); });
+        readThread = makeLinkThread([this] { readLoop(); });
+        gpioThread = makeLinkThread([this] { gpioIrqLoop(); });
     } catch (const std::system_error& failure) {
         LOG4CPLUS_ERROR(logger, "Failed to start the serial device threads: " << failure.what());
         return false;
@@ -248,7 +264,7 @@ void SyncSerialLayer::queueEdge() {
 void SyncSerialLayer::queueStop() {
     const std::lock_guard lock(queueMutex);
     eventQueue.stop = true;
-    stopDeadline = std::chrono::steady_clock::now() + servedAfterStop;
+    stopTime = steady_clock::now();
     queueCondition.notify_all();
 }
 
@@ -256,21 +272,38 @@ void SyncSerialLayer::queueStop() {
 
 void SyncSerialLayer::readLoop() {
     HOSTLINK_TRACE_ENTER(logger, scope, "");
-    while (takeEdge()) readFromSlave(irqReadSize);
+    for (Served last{}; takeEdge(last); last = serveEdge()) {
+    }
     HOSTLINK_TRACE_LEAVE(logger, scope, "");
 }
 
-// Waits for the next entry of the queue; false when it says stop, or when stopping takes too long.
-bool SyncSerialLayer::takeEdge() {
+// Waits for the next entry of the queue; false when it says stop, or when what is in front of the stop is given up.
+bool SyncSerialLayer::takeEdge(const Served& last) {
     std::unique_lock lock(queueMutex);
     queueCondition.wait(lock, [this] { return eventQueue.edges > 0 || eventQueue.stop; });
     if (eventQueue.edges == 0) return false;
-    if (eventQueue.stop && std::chrono::steady_clock::now() > stopDeadline) {
+    if (eventQueue.stop && !isWorthServing(last)) {
         LOG4CPLUS_WARN(logger, "Stopping with " << eventQueue.edges << " interrupts not served");
         return false;
     }
     --eventQueue.edges;
     return true;
+}
+
+// Whether an edge in front of the stop is still served, with queueMutex held. Only an exchange that ended after the
+// stop tells something about the host as it is now: whether it answers, and how long the next one will take.
+bool SyncSerialLayer::isWorthServing(const Served& last) const {
+    const bool telling = last.end >= stopTime;
+    if (telling && !last.answered) return false;
+    const auto expected = telling ? last.took : steady_clock::duration::zero();
+    return steady_clock::now() + expected <= stopTime + servedAfterStop;
+}
+
+SyncSerialLayer::Served SyncSerialLayer::serveEdge() {
+    const auto begin = steady_clock::now();
+    readFromSlave(irqReadSize);
+    const auto end = steady_clock::now();
+    return {end, end - begin, hostAnswered};
 }
 
 void SyncSerialLayer::readFromSlave(int size) {
@@ -281,6 +314,7 @@ void SyncSerialLayer::readFromSlave(int size) {
         round = exchange(round.size);
         if (round.again && sizes.size() == maxRounds) {
             LOG4CPLUS_ERROR(logger, "Exchange given up after " << maxRounds << " IRQ frames without a message");
+            hostAnswered = false;
             break;
         }
     }
@@ -296,6 +330,7 @@ SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
     const ByteArray reply = writeReadPacket(irqFrame, size);
     printBuffer(reply, "Read slave message: ");
     const IrqExchange::Decision decision = irqExchange->decide(reply);
+    hostAnswered = decision.verdict != IrqExchange::Verdict::Invalid;
     switch (decision.verdict) {
     case IrqExchange::Verdict::Invalid:
         LOG4CPLUS_ERROR(logger, "Invalid message received");
@@ -352,6 +387,8 @@ ByteArray SyncSerialLayer::transfer(const ByteArray& packet, int size) {
 }
 
 bool SyncSerialLayer::sendAckPacket(AcknowledgeType type) {
+    const CallGate::Pass pass(*callers);
+    if (!pass) return false;
     if (!serialOk()) {
         LOG4CPLUS_ERROR(logger, "sending of Ack packet failed because the Serial device initialisation failed!");
         return false;
@@ -371,7 +408,8 @@ int SyncSerialLayer::nextFrameId() {
 }
 
 WriteDataResponse SyncSerialLayer::writeData(const ByteArray& packet) {
-    const CallGate::Pass pass(*writers);
+    const CallGate::Pass pass(*callers);
+    if (!pass) return NoResponse;
     HOSTLINK_TRACE_ENTER(logger, scope, "len " << packet.size());
     const WriteDataResponse result = packet.empty() ? Accepted : writeAndAwaitResponse(packet);
     HOSTLINK_TRACE_LEAVE(logger, scope, "len " << packet.size());

@@ -30,18 +30,19 @@ public:
     /// Properties: `DevicePath` and `GpioNumber`, both required; an ERROR line when one is missing. Opens nothing.
     explicit SyncSerialLayer(const Properties& properties);
 
-    /// Shuts down. The bus object is not destroyed: a transfer that hangs in the driver may still be using it.
+    /// Ends all calls, as `endCalls` does. The bus object is not destroyed: a transfer that hangs in the driver may
+    /// still be using it.
     ~SyncSerialLayer() override;
 
-    /// Sets up the line and starts both threads. Works without a bus: each transfer then fails. May be called again
-    /// after `shutdown`.
+    /// Sets up the line and starts both threads. Works without a bus: each transfer then fails. Files of the line that
+    /// may not be opened yet are waited for, a second at most. May be called again after `shutdown`.
     /// @return false, with an ERROR line and nothing left open: the line's value cannot be opened, the stop signal or a
     ///         thread cannot be made, or the link is running already
     /// @throw std::bad_alloc nothing is left open then, either
     bool init() override;
 
-    /// Stops both threads and waits for them. Edges that are queued are still served, for half a second at most.
-    /// Without effect before `init` and when called again.
+    /// Stops both threads and waits for them. Edges that are queued are still served, as long as the host answers and
+    /// a second is not over. Without effect before `init` and when called again.
     void shutdown() override;
 
     /// 0 to 255, then 0 again; response and IRQ frames draw from the same counter. Any thread.
@@ -49,10 +50,10 @@ public:
 
     /// Writes one packet and reads the host's response in the same bus transaction. Any thread; there is no retry here.
     /// @return `Accepted` for an empty packet, which is not sent; `NoResponse` when nothing or something other than a
-    ///         response frame came; else what the response says
+    ///         response frame came, or the link is being destroyed; else what the response says
     WriteDataResponse writeData(const ByteArray& packet) override;
 
-    /// Writes one response frame. The caller holds the bus.
+    /// Writes one response frame; false when that fails, or when the link is being destroyed. The caller holds the bus.
     virtual bool sendAckPacket(AcknowledgeType type);
 
     /// Whether the bus is open.
@@ -76,12 +77,21 @@ public:
     void closeAndClearFd(int* fd);
 
 protected:
+    /// Ends what calls into this object: shuts down, refuses further calls of `writeData` and `sendAckPacket`, and
+    /// waits for those that are inside. For good: there is no `init` afterwards. May be called again; not from an
+    /// observer.
+    ///
+    /// The first thing that the destructor of each subclass does. Both threads and the callers make virtual calls, and
+    /// those must meet a whole object: once the destructor of the most derived class has ended, they would not.
+    void endCalls();
+
     SerialBus* bus = nullptr; ///< set by the subclass's constructor and constant from then on; never deleted here
     std::string devicePath;   ///< empty when the properties are incomplete
     int gpioNumber = -1;      ///< −1 when the properties are incomplete
 
 private:
     struct Round;
+    struct Served;
 
     bool openDescriptors();
     void closeDescriptors();
@@ -90,7 +100,9 @@ private:
     void signalWatcher();
     void queueEdge();
     void queueStop();
-    bool takeEdge();
+    bool takeEdge(const Served& last);
+    bool isWorthServing(const Served& last) const;
+    Served serveEdge();
     bool waitForEdge(int value, int stop, int lastResort);
     Round exchange(int size);
     WriteDataResponse writeAndAwaitResponse(const ByteArray& packet);
@@ -115,12 +127,15 @@ private:
         std::size_t edges = 0;
         bool stop = false; // nothing comes behind it
     };
-    std::mutex queueMutex; // guards eventQueue and stopDeadline
+    std::mutex queueMutex; // guards eventQueue and stopTime
     std::condition_variable queueCondition;
     EventQueue eventQueue;
-    std::chrono::steady_clock::time_point stopDeadline; // of a queued stop: edges are served no longer than that
+    std::chrono::steady_clock::time_point stopTime; // when the stop was queued
+
+    // Whether the exchange that ended last brought a packet that verifies, and an end. Set by each; the reader asks.
+    std::atomic<bool> hostAnswered{true};
 
     std::mutex busMutex;                      // held for a whole transaction, observers of a received packet included
     std::unique_ptr<IrqExchange> irqExchange; // guarded by busMutex
-    std::unique_ptr<CallGate> writers;        // the destructor waits for writers inside
+    std::unique_ptr<CallGate> callers;        // the destructor waits for calls of other threads that are inside
 };

@@ -6,13 +6,14 @@
 #include <string>
 #include <system_error>
 
-#include "../CallGate.h"
-#include "../HostLinkPacket.h"
-#include "../HostLinkRspFrame.h"
-#include "../Trace.h"
-#include "HostResponse.h"
 #include "SharedUart.h"
-#include "UartStream.h"
+#include "hostlink/HostLinkPacket.h"
+#include "hostlink/HostLinkRspFrame.h"
+#include "hostlink/link/CallGate.h"
+#include "hostlink/link/HostResponse.h"
+#include "hostlink/link/LinkThread.h"
+#include "hostlink/link/Trace.h"
+#include "hostlink/machines/UartStream.h"
 
 // Threads
 //
@@ -22,14 +23,14 @@
 //     responseMutex: wait for the response  <-----------------------------------------------------+
 //       until ackTimeoutMs have passed                message: writeMutex: Uart::write(ack), then the observers
 //
-// No lock is held while an observer runs or while a writer holds the wire. Stopping, in the destructor: the port is
-// detached and destroyed (SharedUart), which ends the pending read with an error; the reader leaves its loop and wakes
-// a waiting writer with an empty response; the reader is joined; writers still inside are waited for.
+// No lock is held while an observer runs or while a writer holds the wire. Stopping, in the destructor: new writers are
+// refused; `closing` wakes a waiting writer; the port is detached, ended and destroyed (SharedUart), which ends the
+// pending read with an error; the reader leaves its loop and is joined; writers still inside are waited for.
 
 namespace {
 
 constexpr auto scope = "HostLinkPhysicalLayer";
-const log4cplus::Logger logger = log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("HostLinkPhysicalLayer"));
+log4cplus::Logger& logger = linkLogger();
 
 std::string lowerCased(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -46,14 +47,16 @@ UartPhysicalLayer::UartPhysicalLayer(const Properties& linkProperties)
       writers(std::make_unique<CallGate>()) {}
 
 UartPhysicalLayer::~UartPhysicalLayer() {
+    writers->close();
+    beginClosing();
     uart->destroy();
     readThread.join();
-    wakeWriters();
     writers->closeAndWait();
 }
 
-// The reader has waked the writer that waited as it ended, but it may have ended long ago.
-void UartPhysicalLayer::wakeWriters() {
+// A waiting writer is waked here: the reader, which would do so as it ends, may have ended long ago, or be held by an
+// observer for long.
+void UartPhysicalLayer::beginClosing() {
     const std::lock_guard lock(responseMutex);
     closing = true;
     responseCondition.notify_all();
@@ -91,7 +94,7 @@ bool UartPhysicalLayer::openPort() {
 
 bool UartPhysicalLayer::startReader() {
     try {
-        readThread = std::thread([this] {
+        readThread = startLinkThread([this] {
             LOG4CPLUS_DEBUG(logger, "Started read thread");
             readFromUartLoop();
         });
@@ -114,9 +117,10 @@ bool UartPhysicalLayer::uartOk() const {
 }
 
 ByteArray UartPhysicalLayer::readPacket(int size, bool* error) {
-    const SharedUart::Use port(*uart);
+    const SharedUart::Use port(*uart, SharedUart::Purpose::Read);
     if (!port) {
-        LOG4CPLUS_ERROR(logger, "Reading packet failed because the uart initialisation failed!");
+        // That the closing has taken the port away is no fault.
+        if (!closing) LOG4CPLUS_ERROR(logger, "Reading packet failed because the uart initialisation failed!");
         *error = true;
         return {};
     }
@@ -128,7 +132,8 @@ ByteArray UartPhysicalLayer::readPacket(int size, bool* error) {
 void UartPhysicalLayer::readFromUartLoop() {
     HOSTLINK_TRACE_ENTER(logger, scope, "");
     UartStream stream;
-    for (bool error = false; !error;) {
+    // Packets at hand when the closing begins are as good as not received: nothing can be answered any more.
+    for (bool error = false; !error && !closing;) {
         const UartStream::Step step = stream.next();
         switch (step.event) {
         case UartStream::Event::NeedBytes: {
@@ -201,6 +206,7 @@ bool UartPhysicalLayer::sendAckPacket(AcknowledgeType type) {
 
 ByteArray UartPhysicalLayer::writePacket(const ByteArray& packet) {
     const CallGate::Pass pass(*writers);
+    if (!pass) return {};
     responseReceived = false;
     HOSTLINK_TRACE_ENTER(logger, scope, "writing packet of size " << packet.size());
     if (!uartOk()) {
@@ -234,6 +240,7 @@ ByteArray UartPhysicalLayer::awaitResponse() {
 
 WriteDataResponse UartPhysicalLayer::writeData(const ByteArray& packet) {
     const CallGate::Pass pass(*writers);
+    if (!pass) return NoResponse;
     HOSTLINK_TRACE_ENTER(logger, scope, "len " << packet.size());
     if (packet.empty()) return Accepted;
     return resultOfResponse(writePacket(packet), "Error uart bus master recv (ack)");

@@ -26,9 +26,9 @@ class HOSTLINK_EXPORT UartPhysicalLayer : public HostLinkPhysicalLayer {
 public:
     explicit UartPhysicalLayer(const Properties& linkProperties);
 
-    /// Closes the port, waits for the reader thread and for writers on their way out. A writer that waits for a
-    /// response comes back at once with `NoResponse`. The reader thread must have been started: destroying a link whose
-    /// `init` was never called or failed ends the process, on purpose.
+    /// Wakes a writer that waits for a response, which comes back at once with `NoResponse`, closes the port, waits for
+    /// the reader thread and for writers on their way out. The reader thread must have been started: destroying a link
+    /// whose `init` was never called or failed ends the process, on purpose.
     ~UartPhysicalLayer() override;
 
     /// Opens the port and starts the reader thread. Once per object: a second call while the reader thread is held ends
@@ -73,7 +73,7 @@ public:
 private:
     bool openPort();
     bool startReader();
-    void wakeWriters();
+    void beginClosing();
     void storeResponse(const ByteArray& packet);
     ByteArray awaitResponse();
 
@@ -86,7 +86,7 @@ private:
     std::mutex writeMutex; // one packet or response frame on the wire at a time; never held while waiting
     std::atomic<bool> responseReceived{false}; // a writer clears it without the lock before it writes
     ByteArray response;
-    bool closing = false;              // guarded by responseMutex: nobody is to wait any more
+    std::atomic<bool> closing{false};  // set under responseMutex, before the port goes: nobody waits or reads any more
     int ackTimeoutMs = -1;             // milliseconds; set by init() before the link is used
     std::unique_ptr<CallGate> writers; // the destructor waits for writers inside
 };

@@ -1,3 +1,0 @@
-#include "HostLinkMessageSerializable.h"
-
-HostLinkMessageSerializable::~HostLinkMessageSerializable() = default;

@@ -1,0 +1,38 @@
+#include "HostResponse.h"
+
+#include "LinkLog.h"
+#include "hostlink/HostLinkPacket.h"
+#include "hostlink/HostLinkRspFrame.h"
+
+namespace {
+
+log4cplus::Logger& logger = linkLogger();
+
+WriteDataResponse toWriteDataResponse(AcknowledgeType type) {
+    switch (type) {
+    case AcknowledgeType::Ack: return Accepted;
+    case AcknowledgeType::Nack: return Rejected;
+    case AcknowledgeType::AckNack: return Error;
+    case AcknowledgeType::None: break;
+    }
+    return NoResponse;
+}
+
+} // namespace
+
+WriteDataResponse resultOfResponse(const ByteArray& answer, const char* noAnswer) {
+    if (answer.empty()) {
+        LOG4CPLUS_ERROR(logger, noAnswer);
+        return NoResponse;
+    }
+    bool ok = false;
+    const int type = HostLinkPacket::frameType(answer, &ok);
+    if (type != FRT_Response || !ok) {
+        LOG4CPLUS_ERROR(logger,
+                        "Expected ack, got something else: " << type << " valid: " << HostLinkPacket::verify(answer));
+        return NoResponse;
+    }
+    const AcknowledgeType ack = HostLinkRspFrame::parse(answer, &ok);
+    LOG4CPLUS_TRACE(logger, "Received: " << static_cast<int>(ack));
+    return toWriteDataResponse(ack);
+}

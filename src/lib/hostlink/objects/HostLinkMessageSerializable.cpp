@@ -1,0 +1,3 @@
+#include "hostlink/HostLinkMessageSerializable.h"
+
+HostLinkMessageSerializable::~HostLinkMessageSerializable() = default;

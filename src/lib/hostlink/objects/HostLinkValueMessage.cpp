@@ -1,0 +1,212 @@
+#include "hostlink/HostLinkValueMessage.h"
+
+#include "MessageStore.h"
+
+namespace {
+
+constexpr size_t initialCapacity = 50;
+constexpr int fixedValueGrowth = 14; // 28 bytes: room for the largest fixed item, 11 bytes
+constexpr int bin16Overhead = 6;     // grows by 2·(n + 6): room for the n + 5 bytes of the item
+
+// Little-endian bytes of a number, the form in which the core takes values.
+template <typename T> void toWire(T value, unsigned char (&bytes)[sizeof(T)]) {
+    for (size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<unsigned char>(static_cast<uint64_t>(value) >> 8 * i);
+}
+
+template <typename T> T fromWire(const unsigned char* bytes) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < sizeof(T); ++i) value |= static_cast<uint64_t>(bytes[i]) << 8 * i;
+    return static_cast<T>(value);
+}
+
+} // namespace
+
+HostLinkValueMessage::HostLinkValueMessage(MessageId id) : buffer{}, store(initialCapacity), valid(false) {
+    hostlink::attachStore(buffer, store);
+    valid = hostLinkMessageVariantInit(&buffer, id) == HOSTLINK_SUCCESS;
+}
+
+HostLinkValueMessage::HostLinkValueMessage(const ByteArray& message)
+    : buffer{nullptr, 0, static_cast<uint32_t>(message.size())}, store(message), valid(false) {
+    hostlink::attachStore(buffer, store);
+    valid = hostLinkMessageVariantVerify(&buffer, nullptr, nullptr) == HOSTLINK_SUCCESS;
+}
+
+HostLinkValueMessage::HostLinkValueMessage(const HostLinkValueMessage& other)
+    : HostLinkMessageSerializable(other), buffer(other.buffer), store(other.store), valid(other.valid) {
+    hostlink::attachStore(buffer, store);
+}
+
+HostLinkValueMessage::HostLinkValueMessage(HostLinkValueMessage&& other) noexcept : buffer{}, valid(other.valid) {
+    hostlink::takeStore(buffer, store, other.buffer, other.store);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::operator=(const HostLinkValueMessage& other) {
+    if (this != &other) *this = HostLinkValueMessage(other);
+    return *this;
+}
+
+HostLinkValueMessage& HostLinkValueMessage::operator=(HostLinkValueMessage&& other) noexcept {
+    if (this == &other) return *this;
+    hostlink::takeStore(buffer, store, other.buffer, other.store);
+    valid = other.valid;
+    return *this;
+}
+
+HostLinkValueMessage::~HostLinkValueMessage() = default;
+
+template <typename T>
+HostLinkValueMessage& HostLinkValueMessage::addFixed(unsigned short tag, T value, Encoding encoding) {
+    if (!valid) return *this;
+    unsigned char bytes[sizeof(T)];
+    toWire(value, bytes);
+    if (hostLinkMessageVariantAddValue(&buffer, tag, bytes, encoding) == HOSTLINK_NO_ROOM) {
+        resize(fixedValueGrowth);
+        hostLinkMessageVariantAddValue(&buffer, tag, bytes, encoding);
+    }
+    return *this;
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueUint8(unsigned short tag, unsigned char value) {
+    return addFixed(tag, value, ENC_Uint8);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueUint16(unsigned short tag, unsigned short value) {
+    return addFixed(tag, value, ENC_Uint16);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueUint32(unsigned short tag, unsigned int value) {
+    return addFixed(tag, value, ENC_Uint32);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueUint64(unsigned short tag, unsigned long value) {
+    return addFixed(tag, static_cast<uint64_t>(value), ENC_Uint64);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueInt8(unsigned short tag, signed char value) {
+    return addFixed(tag, value, ENC_Int8);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueInt16(unsigned short tag, short value) {
+    return addFixed(tag, value, ENC_Int16);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueInt32(unsigned short tag, int value) {
+    return addFixed(tag, value, ENC_Int32);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueInt64(unsigned short tag, long value) {
+    return addFixed(tag, static_cast<int64_t>(value), ENC_Int64);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueNil(unsigned short tag) {
+    return addFixed(tag, uint8_t{0}, ENC_Nil);
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addBytes(unsigned short tag, const unsigned char* bytes, size_t count) {
+    if (!valid) return *this;
+    const auto length = static_cast<uint16_t>(count);
+    if (hostLinkMessageVariantAddBin16(&buffer, tag, bytes, length) == HOSTLINK_NO_ROOM) {
+        resize(static_cast<int>(count) + bin16Overhead);
+        hostLinkMessageVariantAddBin16(&buffer, tag, bytes, length);
+    }
+    return *this;
+}
+
+HostLinkValueMessage& HostLinkValueMessage::addValueBin16(unsigned short tag, ByteArray value) {
+    return addBytes(tag, value.data(), value.size());
+}
+
+// cppcheck-suppress passedByValue ; the interface takes strings by value, as it takes byte arrays
+HostLinkValueMessage& HostLinkValueMessage::addValueString(unsigned short tag, std::string value) {
+    return addBytes(tag, reinterpret_cast<const unsigned char*>(value.data()), value.size());
+}
+
+bool HostLinkValueMessage::readItem(int index, HostLinkVariant* item) const {
+    return valid && hostLinkMessageVariantGetItem(&buffer, static_cast<uint8_t>(index), item) == HOSTLINK_SUCCESS;
+}
+
+unsigned short HostLinkValueMessage::getTag(int index, bool* ok) const {
+    HostLinkVariant item;
+    *ok = readItem(index, &item);
+    return *ok ? item.tag : uint16_t{0};
+}
+
+Encoding HostLinkValueMessage::getEnc(int index, bool* ok) const {
+    HostLinkVariant item;
+    *ok = readItem(index, &item);
+    return *ok ? static_cast<Encoding>(item.encoding) : Encoding{};
+}
+
+template <typename T> T HostLinkValueMessage::getFixed(int index, bool* ok, Encoding encoding) const {
+    HostLinkVariant item;
+    *ok = readItem(index, &item) && item.encoding == encoding;
+    return *ok ? fromWire<T>(item.value.bytes) : T{};
+}
+
+unsigned char HostLinkValueMessage::getUint8(int index, bool* ok) const {
+    return getFixed<unsigned char>(index, ok, ENC_Uint8);
+}
+
+unsigned short HostLinkValueMessage::getUint16(int index, bool* ok) const {
+    return getFixed<unsigned short>(index, ok, ENC_Uint16);
+}
+
+unsigned int HostLinkValueMessage::getUint32(int index, bool* ok) const {
+    return getFixed<unsigned int>(index, ok, ENC_Uint32);
+}
+
+unsigned long HostLinkValueMessage::getUint64(int index, bool* ok) const {
+    return static_cast<unsigned long>(getFixed<uint64_t>(index, ok, ENC_Uint64));
+}
+
+signed char HostLinkValueMessage::getInt8(int index, bool* ok) const {
+    return getFixed<signed char>(index, ok, ENC_Int8);
+}
+
+short HostLinkValueMessage::getInt16(int index, bool* ok) const {
+    return getFixed<short>(index, ok, ENC_Int16);
+}
+
+int HostLinkValueMessage::getInt32(int index, bool* ok) const {
+    return getFixed<int>(index, ok, ENC_Int32);
+}
+
+long HostLinkValueMessage::getInt64(int index, bool* ok) const {
+    return static_cast<long>(getFixed<int64_t>(index, ok, ENC_Int64));
+}
+
+bool HostLinkValueMessage::getNil(int index, bool* ok) const {
+    HostLinkVariant item;
+    *ok = readItem(index, &item) && item.encoding == ENC_Nil;
+    return *ok;
+}
+
+ByteArray HostLinkValueMessage::getBin16(int index, bool* ok) const {
+    HostLinkVariant item;
+    *ok = readItem(index, &item) && item.encoding == ENC_Bin16;
+    if (!*ok) return {};
+    const HostLinkBin16& view = item.value.bin16;
+    return {view.first, view.first + view.firstLength};
+}
+
+std::string HostLinkValueMessage::getString(int index, bool* ok) const {
+    const ByteArray bytes = getBin16(index, ok);
+    return {bytes.begin(), bytes.end()};
+}
+
+int HostLinkValueMessage::size() const {
+    return valid ? hostLinkMessageVariantItemsCount(&buffer) : 0;
+}
+
+bool HostLinkValueMessage::isValid() const {
+    return valid;
+}
+
+void HostLinkValueMessage::resize(int n) {
+    hostlink::resizeStore(buffer, store, 2L * n);
+}
+
+ByteArray HostLinkValueMessage::serialize() const {
+    return hostlink::messageIn(buffer, store);
+}

@@ -1,0 +1,78 @@
+// zent-busrig: buses and an interrupt line without hardware, with the simulated host behind them.
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "HostSlave.h"
+#include "Rig.h"
+#include "RigCommands.h"
+#include "RigControlServer.h"
+#include "RigFs.h"
+#include "RigSandbox.h"
+
+namespace {
+
+sigset_t endSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, number);
+    return signals;
+}
+
+struct Places {
+    std::string mountPoint;
+    std::string controlPath;
+    int readyDescriptor = -1;
+};
+
+void tellReady(int descriptor) {
+    if (descriptor < 0) return;
+    const char byte = 1;
+    if (::write(descriptor, &byte, 1) != 1) throw std::runtime_error("nobody waits for the rig");
+    ::close(descriptor);
+}
+
+/// Until one of the end signals comes. They must be blocked in every thread that is started here.
+void serve(const busrig::HostSetup& setup, const Places& places) {
+    const sigset_t signals = endSignals();
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    busrig::Rig rig([&setup] { return std::make_unique<busrig::HostSlave>(setup); });
+    const busrig::RigFs fileSystem(rig, places.mountPoint, [] { ::kill(::getpid(), SIGTERM); });
+    busrig::RigCommands commands(rig);
+    const busrig::RigControlServer control(commands, places.controlPath);
+    tellReady(places.readyDescriptor);
+    int received = 0;
+    sigwait(&signals, &received);
+    rig.stop();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app(
+        "Serves GPIO lines and bus devices without hardware, with a simulated host behind them, until SIGTERM.");
+    std::string hostOptions;
+    Places places;
+    app.add_option("--host-options", hostOptions, "Behaviour of the host: name=value,name=value");
+    app.add_option("mountpoint", places.mountPoint, "An existing folder; gpio/ and dev/ appear in it")->required();
+    app.add_option("control", places.controlPath, "Path of the control socket to make")->required();
+    app.add_option("ready", places.readyDescriptor, "Descriptor that gets one byte once everything is there");
+    CLI11_PARSE(app, argc, argv);
+
+    try {
+        serve(busrig::HostSetup::fromText(hostOptions), places);
+        return 0;
+    } catch (const std::invalid_argument& wrong) {
+        fprintf(stderr, "zent-busrig: %s\n", wrong.what());
+        return 2;
+    } catch (const std::exception& reason) {
+        fprintf(stderr, "zent-busrig: %s\n", reason.what());
+        return busrig::skipExitCode;
+    }
+}
