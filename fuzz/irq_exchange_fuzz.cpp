@@ -1,5 +1,5 @@
 // What the bus link makes of the host's replies, one after another.
-#include <hostlink/physicalLayers/IrqExchange.h>
+#include <hostlink/machines/IrqExchange.h>
 
 #include "support/ExpectedDecisions.h"
 #include "support/Input.h"

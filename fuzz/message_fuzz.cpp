@@ -243,6 +243,9 @@ void readMessage(Input& input) {
         require(hostLinkMessageVariantVerify(&buffer, nullptr, &count) == code, "a variant message that is too short");
     }
     require(hostLinkMessageVariantItemsCount(&buffer) == (size >= 3 ? message[2] : 0), "the count byte");
+    const HostLinkLL longer{buffer.data, size, 0x10000 + excess}; // more than 16 bits hold
+    require(hostLinkMessageVariantItemsCount(&longer) == (size >= 3 ? message[2] : 0), "the count of a long message");
+    require(hostLinkMessageUint16ItemsCount(&longer) == (size >= 3 ? message[2] : 0), "the count of a long list");
     checkTwoPieces(message);
 }
 

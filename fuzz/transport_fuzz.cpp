@@ -4,8 +4,8 @@
 
 #include <hostlink/HostLinkTransportLayer.h>
 
-#include "link/FakeLink.h"
 #include "support/ExpectedTraffic.h"
+#include "support/FakeLink.h"
 #include "support/Input.h"
 #include "support/Logging.h"
 #include "support/Replies.h"

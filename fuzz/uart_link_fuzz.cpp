@@ -8,12 +8,12 @@
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 
-#include "link_scripted/serialcomm/ScriptedPort.h"
 #include "support/ExpectedTraffic.h"
 #include "support/Input.h"
 #include "support/Logging.h"
 #include "support/Require.h"
 #include "support/SkippedSleeps.h"
+#include "support/scripted/ScriptedPort.h"
 
 namespace {
 

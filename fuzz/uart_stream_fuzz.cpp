@@ -3,7 +3,7 @@
 #include <iterator>
 #include <vector>
 
-#include <hostlink/physicalLayers/UartStream.h>
+#include <hostlink/machines/UartStream.h>
 
 #include "support/Input.h"
 #include "support/Require.h"

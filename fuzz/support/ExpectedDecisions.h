@@ -2,7 +2,7 @@
 /// What the replies of a host mean to the bus link, as a list of cases.
 #pragma once
 
-#include <hostlink/physicalLayers/IrqExchange.h>
+#include <hostlink/machines/IrqExchange.h>
 
 #include "Replies.h"
 #include "WireReference.h"

@@ -5,6 +5,8 @@
 #include "LiveBytes.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
+#include "support/Watchdog.h"
+#include "support/schedule/Hunt.h"
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -12,10 +14,11 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr int rounds = 100;
-constexpr int warmUpRounds = 5; // in which the libraries underneath take what they keep
+const int rounds = schedule::isHunt() ? 1 : 100; // a hunt repeats the whole test
+constexpr int warmUpRounds = 5;                  // in which the libraries underneath take what they keep
 constexpr seconds limit{1};
 constexpr milliseconds observerWorksOn{5};
+constexpr seconds observerWaitsAtMost{3}; // longer than an end may take
 
 /// How long this process did not get to run: a thread that wants to run each millisecond notes how late it comes. An
 /// end is measured in the time that the machine gave it.
@@ -54,9 +57,16 @@ void endInTime(EndingStack& stack, const StallWatch& stalls, int round) {
 }
 
 void runRound(EndingStack& stack, At state, const StallWatch& stalls, int round) {
+    const auto at = [&](const char* step) {
+        testIsAt(nameOf(state) + ", round " + std::to_string(round) + ": " + step);
+    };
+    at("start");
     stack.start();
+    at("enter");
     ASSERT_TRUE(stack.enter(state)) << "round " << round;
+    at("end");
     endInTime(stack, stalls, round);
+    at("leave");
     ASSERT_TRUE(stack.leave()) << "round " << round;
 }
 
@@ -72,12 +82,15 @@ std::string nameOf(At state) {
     case At::FloodedWithInput: return "FloodedWithInput";
     case At::DeviceGone: return "DeviceGone";
     case At::FarSideNotReading: return "FarSideNotReading";
+    case At::WritersQueued: return "WritersQueued";
+    case At::AnObserverWaitsForAWriter: return "AnObserverWaitsForAWriter";
     }
     return "?";
 }
 
 void EndingStack::start() {
     link = makeLink();
+    link->addDataReceivedObserver([this](const ByteArray&) { packetReceived(); });
     transport = std::make_unique<HostLinkTransportLayer>(link.get());
     transport->addMessageReceivedObserver([this](const ByteArray&) { messageReceived(); });
     transport->initTransportLayer();
@@ -92,23 +105,34 @@ void EndingStack::end() {
 }
 
 bool EndingStack::leave() {
-    const bool wellEnded =
-        !written.valid() || (written.wait_for(patience) == std::future_status::ready && written.get() == NoResponse);
+    bool wellEnded = true;
+    for (auto& one : written)
+        if (one.wait_for(patience) != std::future_status::ready || one.get() != NoResponse) wellEnded = false;
+    std::vector<std::future<WriteDataResponse>>().swap(written); // its memory as well
     observersHeld = false;
-    observerEntered.lower();
-    endBegins.lower();
+    observersWaitForWriters = false;
+    for (Signal* const signal : {&observerEntered, &endBegins, &writerReturned}) signal->lower();
     clearUp();
     return wellEnded;
 }
 
 bool EndingStack::startWriter(const ByteArray& packet) {
     Signal started;
-    written = std::async(std::launch::async, [this, &started, &packet, to = link.get()] {
+    written.push_back(std::async(std::launch::async, [this, &started, &packet, to = link.get()] {
         writerThread = currentThread();
         started.raise();
-        return to->writeData(packet);
-    });
+        const WriteDataResponse response = to->writeData(packet);
+        writerReturned.raise();
+        return response;
+    }));
     return started.wait(patience);
+}
+
+// Before the transport has the packet: its end waits for a delivery under way.
+void EndingStack::packetReceived() {
+    if (!observersWaitForWriters) return;
+    observerEntered.raise();
+    writerReturned.wait(observerWaitsAtMost);
 }
 
 void EndingStack::messageReceived() {

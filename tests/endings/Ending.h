@@ -8,6 +8,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/types.h>
@@ -22,14 +23,16 @@ constexpr std::chrono::seconds patience{20};
 
 /// What is going on when the end comes.
 enum class At {
-    Idle,                 ///< right after the start, the threads wherever they are
-    BlockedRead,          ///< every thread of the link sleeps
-    WaitingForAnAnswer,   ///< a writer waits for the response to its packet
-    InsideAnObserver,     ///< a message is with the application
-    InTheMiddleOfAPacket, ///< a packet has begun to come
-    FloodedWithInput,     ///< packets come faster than they are read
-    DeviceGone,           ///< the device has been taken away
-    FarSideNotReading     ///< what is written is not taken
+    Idle,                     ///< right after the start, the threads wherever they are
+    BlockedRead,              ///< every thread of the link sleeps
+    WaitingForAnAnswer,       ///< a writer waits for the response to its packet
+    InsideAnObserver,         ///< a message is with the application
+    InTheMiddleOfAPacket,     ///< a packet has begun to come
+    FloodedWithInput,         ///< packets come faster than they are read
+    DeviceGone,               ///< the device has been taken away
+    FarSideNotReading,        ///< what is written is not taken
+    WritersQueued,            ///< one writer is inside a transaction, others wait for the bus
+    AnObserverWaitsForAWriter ///< a writer waits for its response, and an observer does not return before it has it
 };
 std::string nameOf(At state);
 inline std::ostream& operator<<(std::ostream& out, At state) {
@@ -38,6 +41,10 @@ inline std::ostream& operator<<(std::ostream& out, At state) {
 inline const auto everyState =
     testing::Values(At::Idle, At::BlockedRead, At::WaitingForAnAnswer, At::InsideAnObserver, At::InTheMiddleOfAPacket,
                     At::FloodedWithInput, At::DeviceGone, At::FarSideNotReading);
+
+/// Those of one link only.
+inline const auto busState = testing::Values(At::WritersQueued);
+inline const auto uartState = testing::Values(At::AnObserverWaitsForAWriter);
 
 /// A stack whose far side the test plays. One round: `start`, `enter`, `end`, `leave`.
 class EndingStack {
@@ -59,8 +66,10 @@ protected:
     virtual void letGo() {}
     virtual void clearUp() {}
 
-    /// A thread that writes one packet, which nobody answers; false when it does not come to run.
+    /// A thread more that writes one packet, which nobody answers; false when it does not come to run.
     bool startWriter(const ByteArray& packet);
+    /// From now on the link's observer waits until the writer has come back, but not for ever.
+    void holdObserverUntilWriterReturns() { observersWaitForWriters = true; }
     /// From now on observers wait for the end to begin, and work on a little then.
     void holdObservers() { observersHeld = true; }
 
@@ -70,11 +79,14 @@ protected:
     std::atomic<pid_t> writerThread{0};
 
 private:
+    void packetReceived();
     void messageReceived();
 
-    std::future<WriteDataResponse> written;
+    std::vector<std::future<WriteDataResponse>> written;
     std::atomic<bool> observersHeld{false};
+    std::atomic<bool> observersWaitForWriters{false};
     Signal endBegins;
+    Signal writerReturned;
 };
 
 /// What one round may leave behind, beside no thread at all.

@@ -61,6 +61,11 @@ public:
         case At::FloodedWithInput: flood.emplace(pty->master()); return observerEntered.wait(patience);
         case At::DeviceGone: pty->close(); return true;
         case At::FarSideNotReading: return startWriter(longPacket) && waitUntilPolling(writerThread);
+        case At::AnObserverWaitsForAWriter:
+            holdObserverUntilWriterReturns();
+            return startWriter(shortPacket) && pty->read(shortPacket.size()) == shortPacket && pty->write(incoming) &&
+                   observerEntered.wait(patience);
+        case At::WritersQueued: return false; // one writer at a time
         }
         return false;
     }
@@ -99,6 +104,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(In, UartEnding, everyState, testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Where, UartEnding, uartState, testing::PrintToStringParamName());
 
 TEST_P(UartEnding, ComesWithinASecondAndLeavesNothing) {
     UartStack stack;

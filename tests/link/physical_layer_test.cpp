@@ -12,10 +12,10 @@
 #include <hostlink/physicalLayers/DummyPhysicalLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 
-#include "FakeLink.h"
-#include "NeverDestroyed.h"
 #include "support/Bytes.h"
+#include "support/FakeLink.h"
 #include "support/LogCapture.h"
+#include "support/NeverDestroyed.h"
 #include "support/TraceLine.h"
 
 using testing::ElementsAre;

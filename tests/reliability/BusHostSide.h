@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "HostSide.h"
-#include "support/rig/RigControl.h"
+#include "rig/RigControl.h"
 
 namespace truth {
 

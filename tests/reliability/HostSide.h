@@ -9,8 +9,8 @@
 #include <vector>
 
 #include <hostlink/HostLinkPhysicalLayer.h>
-#include <wire/WireFault.h>
-#include <wire/WireJournal.h>
+#include <hostsim/wire/WireFault.h>
+#include <hostsim/wire/WireJournal.h>
 
 #include "Timing.h"
 

@@ -1,6 +1,9 @@
 #include "PatientRun.h"
 
+#include <string>
+
 #include "TruthRun.h"
+#include "support/Watchdog.h"
 
 namespace truth {
 
@@ -8,6 +11,7 @@ PatientVerdict runPatiently(PlanOptions options, LinkKind kind,
                             const std::function<std::unique_ptr<HostSide>(const Timing&)>& makeHost) {
     PatientVerdict result;
     for (const int patience : {1, 4, 12}) {
+        testIsAt("the run with time-outs " + std::to_string(patience) + " times as long");
         const Timing timing(patience);
         options.lateBy = timing.lateBy;
         const std::unique_ptr<HostSide> host = makeHost(timing);

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <hostlink/ByteArray.h>
-#include <wire/WireFault.h>
+#include <hostsim/wire/WireFault.h>
 
 namespace truth {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include <hostlink/HostLinkPhysicalLayer.h>
-#include <wire/WireJournal.h>
+#include <hostsim/wire/WireJournal.h>
 
 #include "HostSide.h"
 #include "Timing.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <wire/WireFault.h>
+#include <hostsim/wire/WireFault.h>
 
 namespace truth {
 

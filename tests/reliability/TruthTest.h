@@ -14,6 +14,7 @@
 #include "PatientRun.h"
 #include "TruthCase.h"
 #include "support/TestSeed.h"
+#include "support/schedule/HostileScheduler.h"
 
 namespace truth {
 
@@ -55,7 +56,10 @@ inline void expectTruth(const TruthCase& testCase,
     options.messages = testCase.rate > 0.05 ? 8 : 25;
     options.rate = testCase.rate;
     options.kinds = testCase.kind.faults;
-    const PatientVerdict result = runPatiently(options, testCase.link, makeHost);
+    const PatientVerdict result = runPatiently(options, testCase.link, [&](const Timing& timing) {
+        const schedule::Undisturbed farSide;
+        return makeHost(timing);
+    });
     const Verdict& verdict = result.verdict;
     for (const std::string& failure : verdict.failures) ADD_FAILURE() << failure;
     EXPECT_GT(verdict.figures.arrived, 0U);

@@ -16,7 +16,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <wire/FaultySerialLine.h>
+#include <hostsim/wire/FaultySerialLine.h>
 
 #include "support/Pty.h"
 

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include <wire/FaultDice.h>
-#include <wire/WireJournal.h>
+#include <hostsim/wire/FaultDice.h>
+#include <hostsim/wire/WireJournal.h>
 
 #include "support/Bytes.h"
 

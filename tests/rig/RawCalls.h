@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/rig/RigControl.h"
+#include "rig/RigControl.h"
 
 namespace raw {
 

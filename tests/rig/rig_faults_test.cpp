@@ -99,6 +99,13 @@ TEST_F(SysfsFault, EachFileOfALineCanRefuse) {
     }
 }
 
+TEST_F(SysfsFault, FileRefusesSoManyTimes) {
+    ASSERT_EQ(writeFile(gpioClass + "export", "17"), 0);
+    rig.fault("edge-refused EACCES open 2");
+    for (const int error : {EACCES, EACCES, 0, 0}) EXPECT_EQ(File(gpio17 + "edge", O_RDWR).error, error);
+    EXPECT_EQ(rig.count("sysfsRefused"), 2U);
+}
+
 TEST_F(SysfsFault, ValueFileIsMissing) {
     rig.fault("no-value-file");
     ASSERT_EQ(writeFile(gpioClass + "export", "17"), 0);

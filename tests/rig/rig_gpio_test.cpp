@@ -257,7 +257,7 @@ TEST_F(GpioEdge, EdgeTriggeredEpollReportsOnce) {
 TEST_F(GpioEdge, ThousandEdgesWithAHandshakeAreAllSeen) {
     const File value(gpio17 + "value", O_RDONLY);
     readFromStart(value.descriptor);
-    for (int i = 0; i < 1000; i++) {
+    for (int i = 0; i < 1000; ++i) {
         low();
         ASSERT_EQ(waitForEvent(value.descriptor, POLLPRI), edgeEvent) << i;
         ASSERT_EQ(readFromStart(value.descriptor), "0\n") << i;
@@ -275,7 +275,7 @@ TEST_F(GpioEdge, UnexportWakesABlockedPollAndEndsTheFile) {
     EXPECT_EQ(writeFile(gpioClass + "unexport", "17"), 0);
     watcher.join();
     EXPECT_EQ(seen, edgeEvent);
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(readFromStart(value.descriptor), "ENODEV");
         EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), edgeEvent);
     }

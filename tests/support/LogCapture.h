@@ -20,6 +20,7 @@
 struct LogLine {
     log4cplus::LogLevel level;
     std::string text;
+    std::string function = {}; ///< where it was logged, as the compiler spells it; not compared
 
     bool operator==(const LogLine& other) const { return level == other.level && text == other.text; }
 };
@@ -118,7 +119,7 @@ private:
         void append(const log4cplus::spi::InternalLoggingEvent& event) override {
             {
                 const std::lock_guard<std::mutex> lock(mutex);
-                lines.push_back({event.getLogLevel(), event.getMessage()});
+                lines.push_back({event.getLogLevel(), event.getMessage(), event.getFunction()});
             }
             grown.notify_all();
         }

@@ -38,6 +38,15 @@ constexpr long pollCalls[] = {SYS_ppoll};
 constexpr long futexCall = SYS_futex;
 #endif
 
+bool waitUntil(bool (*condition)(pid_t), pid_t thread, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition(thread)) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 } // namespace
 
 std::set<int> openDescriptors() {
@@ -64,12 +73,11 @@ bool sleepsOnFutex(pid_t thread) {
 }
 
 bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!sleepsInPoll(thread)) {
-        if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
+    return waitUntil(&sleepsInPoll, thread, limit);
+}
+
+bool waitUntilOnFutex(pid_t thread, std::chrono::milliseconds limit) {
+    return waitUntil(&sleepsOnFutex, thread, limit);
 }
 
 long voluntarySwitches(pid_t thread) {

@@ -20,5 +20,8 @@ bool sleepsOnFutex(pid_t thread);
 /// Waits until the thread sleeps inside poll(2); false when the time is over before.
 bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit = std::chrono::seconds(20));
 
+/// Waits until the thread sleeps on a futex, as one does that waits for a mutex; false when the time is over before.
+bool waitUntilOnFutex(pid_t thread, std::chrono::milliseconds limit = std::chrono::seconds(20));
+
 /// How often the thread has gone to sleep on its own account since it began.
 long voluntarySwitches(pid_t thread);

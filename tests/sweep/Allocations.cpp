@@ -17,7 +17,10 @@ struct Watch {
 
 thread_local Watch watch{};
 
+thread_local std::function<void()> actionWithin;
+
 bool mayAllocate() {
+    if (actionWithin) std::exchange(actionWithin, nullptr)();
     return !watch.on || ++watch.count != watch.failing;
 }
 
@@ -52,6 +55,10 @@ namespace sweep {
 
 Allocations::Allocations(std::size_t failing) {
     watch = {true, failing, 0, 0};
+}
+
+void withinNextAllocation(std::function<void()> action) {
+    actionWithin = std::move(action);
 }
 
 Allocations::~Allocations() {

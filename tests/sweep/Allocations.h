@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace sweep {
 
@@ -23,6 +24,9 @@ public:
     /// Allocated and not given back so far; negative when memory from before was given back.
     long live() const;
 };
+
+/// Has the calling thread do something of the test's within its next allocation. Once.
+void withinNextAllocation(std::function<void()> action);
 
 /// Takes the calling thread's allocations out of the watch while it lives: for the test's own.
 class UnwatchedAllocations {

@@ -55,6 +55,8 @@ const std::map<std::string, std::vector<Failure>>& table() {
         {"pthread_create", errors({EAGAIN, EINVAL, EPERM})},
         // read(2)
         {"read", errors({EAGAIN, EBADF, EFAULT, EINTR, EINVAL, EIO, EISDIR}) + shortTransfers},
+        // stat(2)
+        {"stat", errors({EACCES, EFAULT, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, EOVERFLOW})},
         // termios(3)
         {"tcflush", errors({EBADF, EINTR, EINVAL, EIO, ENOTTY})},
         // write(2)

@@ -9,7 +9,6 @@
 
 #include "CallLog.h"
 #include "PlayedKernel.h"
-#include "Watchdog.h"
 #include "support/LogCapture.h"
 
 namespace sweep {
@@ -36,7 +35,6 @@ protected:
     explicit FaultTest(const std::string& logger) : log(logger) {
         playKernel(&kernel);
         CallLog::instance().begin();
-        watchdog.begin(testing::UnitTest::GetInstance()->current_test_info()->name());
     }
     ~FaultTest() override { playKernel(nullptr); }
 
@@ -45,9 +43,6 @@ protected:
 
     Kernel kernel;
     LogCapture log;
-
-private:
-    Watchdog watchdog;
 };
 
 } // namespace sweep

@@ -37,13 +37,20 @@ bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
+bool isBus(const std::string& path) {
+    return startsWith(path, PlayedBoard::i2cPath) || startsWith(path, PlayedBoard::spiPath);
+}
+
 long resultOf(long result) {
     return result < 0 ? -errno : result;
 }
 
 } // namespace
 
-PlayedBoard::PlayedBoard() : folder(newFolder()), lineEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+PlayedBoard::PlayedBoard()
+    : folder(newFolder()),
+      start(std::chrono::steady_clock::now().time_since_epoch()),
+      lineEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     for (const char* file : {"export", "direction", "edge"}) writeFile(file, "");
     writeFile("value", "1\n");
 }
@@ -60,14 +67,13 @@ PlayedKernel::Answer PlayedBoard::open(const char* name, int flags) {
     const std::string path = name;
     const std::string lineFolder = gpioFolder + "gpio" + std::to_string(gpio) + "/";
     const std::lock_guard lock(mutex);
-    if (path == i2cPath || path == spiPath) return busFd = static_cast<int>(openFile("/dev/null", flags));
+    if (isBus(path)) return openBus(flags);
     if (path == spiParameter) {
         if (spiBufferSize.empty()) return -ENOENT;
         writeFile("bufsiz", spiBufferSize);
         return openFile(folder / "bufsiz", flags);
     }
-    if (path == lineFolder + "value") return valueFd = static_cast<int>(openFile(folder / "value", flags));
-    if (startsWith(path, lineFolder)) return openFile(folder / path.substr(lineFolder.size()), flags);
+    if (startsWith(path, lineFolder)) return openLineFile(path.substr(lineFolder.size()), flags);
     if (startsWith(path, gpioFolder)) return openFile(folder / path.substr(gpioFolder.size()), flags);
     return {};
 }
@@ -76,13 +82,48 @@ long PlayedBoard::openFile(const std::string& path, int flags) {
     return resultOf(::open(path.c_str(), flags));
 }
 
+long PlayedBoard::openBus(int flags) {
+    const long fd = openFile(busFile, flags);
+    if (fd >= 0) busFds.insert(static_cast<int>(fd));
+    return fd;
+}
+
+long PlayedBoard::openLineFile(const std::string& file, int flags) {
+    const auto access = accessAfter.find(file);
+    if (access != accessAfter.end() && passed < access->second) return -EACCES;
+    const long fd = openFile(folder / file, flags);
+    if (file == "value") valueFd = static_cast<int>(fd);
+    return fd;
+}
+
+PlayedKernel::Answer PlayedBoard::stat(const char* path, struct stat* status) {
+    const std::lock_guard lock(mutex);
+    if (!isBus(path)) return {};
+    return resultOf(::stat(busFile, status));
+}
+
+void PlayedBoard::replugBuses() {
+    const std::lock_guard lock(mutex);
+    busFile = "/dev/zero";
+}
+
+std::size_t PlayedBoard::busDescriptors() const {
+    const std::lock_guard lock(mutex);
+    return busFds.size();
+}
+
+void PlayedBoard::giveAccessAfter(const std::string& file, std::chrono::nanoseconds time) {
+    const std::lock_guard lock(mutex);
+    accessAfter[file] = time;
+}
+
 void PlayedBoard::closing(int fd) {
     const std::lock_guard lock(mutex);
     if (fd == valueFd) {
         valueFd = -1;
         watched = false;
     }
-    if (fd == busFd) busFd = -1;
+    busFds.erase(fd);
     changed.notify_all();
 }
 
@@ -93,6 +134,27 @@ void PlayedBoard::writeFile(const std::string& file, const std::string& text) co
 std::string PlayedBoard::content(const std::string& file) const {
     std::ifstream stream(folder / file);
     return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// --- Time ---
+
+std::optional<std::chrono::nanoseconds> PlayedBoard::now() {
+    return start + timePassed();
+}
+
+PlayedKernel::Answer PlayedBoard::sleep(std::chrono::nanoseconds time) {
+    passTime(time);
+    return 0;
+}
+
+void PlayedBoard::passTime(std::chrono::nanoseconds time) {
+    const std::lock_guard lock(mutex);
+    passed += time;
+}
+
+std::chrono::nanoseconds PlayedBoard::timePassed() const {
+    const std::lock_guard lock(mutex);
+    return passed;
 }
 
 // --- The line ---
@@ -150,7 +212,7 @@ bool PlayedBoard::waitUntilServed() {
 
 PlayedKernel::Answer PlayedBoard::read(int fd, void* buffer, std::size_t size) {
     const std::lock_guard lock(mutex);
-    if (fd == busFd) {
+    if (busFds.count(fd) != 0) {
         answer(static_cast<unsigned char*>(buffer), size);
         return static_cast<long>(size);
     }
@@ -163,7 +225,7 @@ PlayedKernel::Answer PlayedBoard::read(int fd, void* buffer, std::size_t size) {
 
 PlayedKernel::Answer PlayedBoard::write(int fd, const void* data, std::size_t size) {
     const std::lock_guard lock(mutex);
-    if (fd != busFd) return {};
+    if (busFds.count(fd) == 0) return {};
     const auto* bytes = static_cast<const unsigned char*>(data);
     take({bytes, bytes + size});
     return static_cast<long>(size);
@@ -171,7 +233,7 @@ PlayedKernel::Answer PlayedBoard::write(int fd, const void* data, std::size_t si
 
 PlayedKernel::Answer PlayedBoard::ioctl(int fd, unsigned long request, void* argument) {
     const std::lock_guard lock(mutex);
-    if (fd != busFd) return {};
+    if (busFds.count(fd) == 0) return {};
     switch (request) {
     case I2C_FUNCS: *static_cast<unsigned long*>(argument) = i2cFunctions; return 0;
     case I2C_SLAVE:

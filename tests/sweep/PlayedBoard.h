@@ -5,7 +5,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,9 +20,11 @@ namespace sweep {
 /// The kernel's answers for one bus device and one GPIO line: I2C_RDWR, read and write as i2c-dev documents them,
 /// SPI_IOC_MESSAGE as spidev does, and the files below /sys/class/gpio, which stand in a temporary folder. The host
 /// keeps its message until it is acknowledged, accepts every packet, and repeats its last answer when it is read again.
+/// Time stands still until the code under test sleeps, which takes no time at all, or the test lets some pass.
 /// Any thread. Play it (`playKernel`) before the code under test opens anything.
 class PlayedBoard : public PlayedKernel {
 public:
+    /// ... and every path that begins so: a test that must not share the device of another one.
     static constexpr auto i2cPath = "/dev/i2c-played";
     static constexpr auto spiPath = "/dev/spidev-played";
     static constexpr int gpio = 17;
@@ -32,6 +36,9 @@ public:
     Answer ioctl(int fd, unsigned long request, void* argument) override;
     Answer read(int fd, void* buffer, std::size_t size) override;
     Answer write(int fd, const void* data, std::size_t size) override;
+    Answer stat(const char* path, struct stat* status) override;
+    std::optional<std::chrono::nanoseconds> now() override;
+    Answer sleep(std::chrono::nanoseconds time) override;
     Answer poll(pollfd* entries, std::size_t count, int timeout) override;
     void closing(int fd) override;
 
@@ -46,6 +53,16 @@ public:
     bool waitUntilServed();
     /// Until somebody waits for the line.
     bool waitUntilWatched();
+
+    /// Opening this file of the line is refused with EACCES until so much time has passed.
+    void giveAccessAfter(const std::string& file, std::chrono::nanoseconds time);
+    void passTime(std::chrono::nanoseconds time);
+    std::chrono::nanoseconds timePassed() const;
+
+    /// From now on another device stands at the path of each bus, as after unplugging and plugging in.
+    void replugBuses();
+    /// How many descriptors of the buses are open.
+    std::size_t busDescriptors() const;
 
     /// Content of a file of the line.
     std::string content(const std::string& file) const;
@@ -62,6 +79,8 @@ private:
     static constexpr std::chrono::seconds patience{60};
 
     long openFile(const std::string& path, int flags);
+    long openBus(int flags);
+    long openLineFile(const std::string& file, int flags);
     long i2cTransaction(void* argument);
     long spiTransfers(unsigned count, void* argument);
     void take(const ByteArray& bytes);
@@ -69,12 +88,16 @@ private:
     void writeFile(const std::string& file, const std::string& text) const;
 
     const std::filesystem::path folder;
-    const int lineEvent; // readable while the line has something to report
+    const std::chrono::nanoseconds start; // of the played time
+    const int lineEvent;                  // readable while the line has something to report
 
     mutable std::mutex mutex; // guards all below
     mutable std::condition_variable changed;
-    int busFd = -1;
+    std::set<int> busFds;
+    const char* busFile = "/dev/null"; // what the descriptor of a bus is to the real kernel
     int valueFd = -1;
+    std::map<std::string, std::chrono::nanoseconds> accessAfter; // by the name of the line's file
+    std::chrono::nanoseconds passed{0};
     short lineCondition = 0;
     bool lineReports = false;
     bool watched = false;

@@ -2,10 +2,12 @@
 /// A part of the kernel that the test plays.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 
 #include <poll.h>
+#include <sys/stat.h>
 
 namespace sweep {
 
@@ -25,7 +27,12 @@ public:
     virtual Answer ioctl(int /*fd*/, unsigned long /*request*/, void* /*argument*/) { return {}; }
     virtual Answer read(int /*fd*/, void* /*buffer*/, std::size_t /*size*/) { return {}; }
     virtual Answer write(int /*fd*/, const void* /*data*/, std::size_t /*size*/) { return {}; }
+    virtual Answer stat(const char* /*path*/, struct stat* /*status*/) { return {}; }
+    /// The monotonic clock; no answer: the real one.
+    virtual std::optional<std::chrono::nanoseconds> now() { return {}; }
+    virtual Answer sleep(std::chrono::nanoseconds /*time*/) { return {}; }
     virtual Answer poll(pollfd* /*entries*/, std::size_t /*count*/, int /*timeout*/) { return {}; }
+    virtual Answer flush(int /*fd*/, int /*queue*/) { return {}; }
     /// The descriptor is about to be closed, by the kernel in any case.
     virtual void closing(int /*fd*/) {}
 };

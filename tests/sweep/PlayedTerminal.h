@@ -8,7 +8,7 @@
 
 namespace sweep {
 
-/// Takes any baud rate and low latency, and has bytes in its output queue when it is closed. All else is the pty's own.
+/// Takes any baud rate, parity and low latency, and has bytes in its output queue. All else is the pty's own.
 class PlayedTerminal : public PlayedKernel {
 public:
     Answer ioctl(int fd, unsigned long request, void* argument) override;
@@ -17,10 +17,13 @@ public:
 
     // What the line was told.
     std::atomic<unsigned> arbitraryBaudRate{0};
+    std::atomic<unsigned> controlFlags{0};
     std::atomic<bool> lowLatency{false};
+    std::atomic<bool> driverOtherwiseKept{false}; // all but low latency was set as it was found
 
     // What it shall do.
     std::atomic<bool> takesLowLatency{true};
+    std::atomic<int> driverFlags{0};    // what it answers of them
     std::atomic<int> queueQuestions{1}; // how often it answers that bytes are queued; negative: for ever
     std::atomic<int> busyWrites{0};     // how many writes find no room
 };

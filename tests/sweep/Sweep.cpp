@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Watchdog.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
+#include "support/Watchdog.h"
 
 namespace sweep {
 
@@ -62,10 +62,10 @@ void run(const ScenarioMaker& make, const std::optional<Fault>& fault) {
     EXPECT_EQ(CallLog::instance().failed().has_value(), fault.has_value()) << "the call was never made";
 }
 
-void runCase(const ScenarioMaker& make, const Fault& fault, Watchdog& watchdog) {
+void runCase(const ScenarioMaker& make, const Fault& fault) {
     const std::string repeat =
         "repeat with HOSTLINK_SWEEP_CASE=\"" + fault.text() + "\" and --gtest_filter=" + testName();
-    watchdog.begin(repeat);
+    testIsAt(repeat);
     SCOPED_TRACE(repeat);
     run(make, fault);
 }
@@ -73,21 +73,19 @@ void runCase(const ScenarioMaker& make, const Fault& fault, Watchdog& watchdog) 
 } // namespace
 
 void sweepOver(const std::string& call, const ScenarioMaker& make) {
-    Watchdog watchdog;
-    watchdog.begin("the run without faults of " + testName());
+    testIsAt("the run without faults of " + testName());
     run(make, std::nullopt);
     const std::size_t count = CallLog::instance().count(call);
     ASSERT_GT(count, 0U) << "the scenario makes no such call";
     for (std::size_t number = 1; number <= count; ++number) {
         for (const Failure& failure : failuresOf(call)) {
             const Fault fault{call, number, failure};
-            if (isWanted(fault)) runCase(make, fault, watchdog);
+            if (isWanted(fault)) runCase(make, fault);
         }
     }
 }
 
 void expectCallsOf(const ScenarioMaker& make, const std::vector<std::string>& kinds) {
-    Watchdog watchdog;
     run(make, std::nullopt);
     std::set<std::string> made;
     for (const Call& call : CallLog::instance().calls()) made.insert(call.name);

@@ -3,7 +3,9 @@
 // the function is the next one, so it sees every call that is really made.
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
+#include <ctime>
 #include <memory>
 
 #include <dlfcn.h>
@@ -13,7 +15,9 @@
 #include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "Allocations.h"
@@ -57,6 +61,15 @@ template <typename Whole, typename Half> long asPlanned(const std::optional<Fail
 
 template <typename Whole> long asPlanned(const std::optional<Failure>& failure, Whole whole) {
     return asPlanned(failure, whole, whole);
+}
+
+std::chrono::nanoseconds durationOf(const timespec& time) {
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+timespec timespecOf(std::chrono::nanoseconds time) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    return {seconds.count(), (time - seconds).count()};
 }
 
 struct ThreadStart {
@@ -161,6 +174,35 @@ INTERPOSED int poll(pollfd* entries, nfds_t count, int timeout) {
     }));
 }
 
+INTERPOSED int stat(const char* path, struct stat* status) noexcept {
+    static auto* const real = next<int(const char*, struct stat*)>("stat");
+    if (!UnderTest::isCounted()) return real(path, status);
+    return static_cast<int>(asPlanned(CallLog::instance().record("stat", 0, path), [&] {
+        return answered([&](PlayedKernel& kernel) { return kernel.stat(path, status); },
+                        [&] { return static_cast<long>(real(path, status)); });
+    }));
+}
+
+// Time cannot fail, so the two calls below are not recorded.
+INTERPOSED int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    static auto* const real = next<int(clockid_t, timespec*)>("clock_gettime");
+    PlayedKernel* const player = clock == CLOCK_MONOTONIC && UnderTest::isCounted() ? played.load() : nullptr;
+    if (player == nullptr) return real(clock, time);
+    const UnderTest notNow(false);
+    const sweep::UnwatchedAllocations own;
+    const auto now = player->now();
+    if (!now) return real(clock, time);
+    *time = timespecOf(*now);
+    return 0;
+}
+
+INTERPOSED int nanosleep(const timespec* time, timespec* left) {
+    static auto* const real = next<int(const timespec*, timespec*)>("nanosleep");
+    if (!UnderTest::isCounted()) return real(time, left);
+    return static_cast<int>(answered([&](PlayedKernel& kernel) { return kernel.sleep(durationOf(*time)); },
+                                     [&] { return static_cast<long>(real(time, left)); }));
+}
+
 INTERPOSED int eventfd(unsigned count, int flags) noexcept {
     static auto* const real = next<int(unsigned, int)>("eventfd");
     if (!UnderTest::isCounted()) return real(count, flags);
@@ -202,8 +244,10 @@ INTERPOSED int flock(int fd, int operation) noexcept {
 INTERPOSED int tcflush(int fd, int queue) noexcept {
     static auto* const real = next<int(int, int)>("tcflush");
     if (!UnderTest::isCounted()) return real(fd, queue);
-    return static_cast<int>(
-        asPlanned(CallLog::instance().record("tcflush"), [&] { return static_cast<long>(real(fd, queue)); }));
+    return static_cast<int>(asPlanned(CallLog::instance().record("tcflush"), [&] {
+        return answered([&](PlayedKernel& kernel) { return kernel.flush(fd, queue); },
+                        [&] { return static_cast<long>(real(fd, queue)); });
+    }));
 }
 
 INTERPOSED int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),

@@ -3,8 +3,10 @@
 #include <serialcomm/Spi.h>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 
@@ -188,6 +190,198 @@ TEST_F(SpiFault, SecondOpenIsRefusedAndTheBusStaysOpen) {
     ASSERT_TRUE(open());
     expectRefusal("is open already; make another object to open it again");
     EXPECT_TRUE(write(packet));
+}
+
+// --- Two objects of one device ---
+
+// A board on which something happens while a bus is being opened.
+class BusyBoard : public PlayedBoard {
+public:
+    Answer open(const char* path, int flags) override {
+        if (meanwhile) std::exchange(meanwhile, nullptr)();
+        return PlayedBoard::open(path, flags);
+    }
+
+    std::function<void()> meanwhile; // once
+};
+
+// Made by the test: the objects of a fixture would not do, since what is shared is between two.
+template <typename Bus> class SharedBus : public FaultTest<BusyBoard> {
+protected:
+    SharedBus() : FaultTest("SerialComm") {}
+
+    template <typename... Arguments> static std::unique_ptr<Bus> make(Arguments... arguments) {
+        return std::make_unique<Bus>(arguments...);
+    }
+    static bool open(Bus& bus) {
+        return underTest([&] { return bus.open(); });
+    }
+    static bool write(Bus& bus) {
+        return underTest([&] { return bus.write(packet); });
+    }
+    static void destroy(std::unique_ptr<Bus>& bus) {
+        underTest([&] { bus.reset(); });
+    }
+};
+
+class SharedI2c : public SharedBus<I2c> {
+protected:
+    static std::unique_ptr<I2c> make(int address = 0x42) { return SharedBus::make(path, address); }
+    static constexpr auto path = "/dev/i2c-played-shared";
+};
+
+class SharedSpi : public SharedBus<Spi> {
+protected:
+    static std::unique_ptr<Spi> make(int hertz = 1000000, uint8_t mode = 0) {
+        return SharedBus::make(path, hertz, mode);
+    }
+    static constexpr auto path = "/dev/spidev-played-shared";
+};
+
+TEST_F(SharedI2c, SameAddressTakesOneDescriptor) {
+    auto first = make();
+    auto second = make();
+    ASSERT_TRUE(open(*first));
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    EXPECT_TRUE(write(*first));
+    EXPECT_TRUE(write(*second));
+    destroy(first);
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    EXPECT_TRUE(write(*second));
+    destroy(second);
+    EXPECT_EQ(kernel.busDescriptors(), 0U);
+}
+
+TEST_F(SharedI2c, DeviceThatWasClosedIsOpenedAgain) {
+    for (int round = 0; round < 2; ++round) {
+        auto bus = make();
+        ASSERT_TRUE(open(*bus));
+        EXPECT_TRUE(write(*bus));
+        destroy(bus);
+        EXPECT_EQ(kernel.busDescriptors(), 0U);
+    }
+}
+
+TEST_F(SharedI2c, OtherAddressTakesItsOwn) {
+    auto first = make(0x42);
+    auto second = make(0x43);
+    ASSERT_TRUE(open(*first));
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 2U);
+}
+
+TEST_F(SharedI2c, DeviceThatWasReplacedIsOpenedAnew) {
+    auto first = make();
+    auto second = make();
+    auto third = make();
+    ASSERT_TRUE(open(*first));
+    kernel.replugBuses();
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 2U);
+    ASSERT_TRUE(open(*third));
+    EXPECT_EQ(kernel.busDescriptors(), 2U) << "the new one is shared";
+    destroy(second);
+    destroy(third);
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    EXPECT_TRUE(write(*first));
+}
+
+// Where nobody takes the device file away, the driver tells.
+TEST_F(SharedI2c, DescriptorOfADeviceThatIsGoneIsNotTaken) {
+    constexpr std::size_t setAddress = 2; // the request before it, I2C_FUNCS, need not work
+    auto first = make();
+    auto second = make();
+    auto third = make();
+    ASSERT_TRUE(open(*first));
+    failNext("ioctl", ENODEV, setAddress);
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 2U);
+    ASSERT_TRUE(open(*third));
+    EXPECT_EQ(kernel.busDescriptors(), 2U) << "the new one is shared";
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(SharedI2c, PathThatLeadsNowhereIsOpenedAnew) {
+    auto first = make();
+    auto second = make();
+    ASSERT_TRUE(open(*first));
+    CallLog::instance().begin(Fault{"stat", 1, {Failure::Kind::Error, ENOENT}});
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(calls("open"), 1U);
+}
+
+// Neither has a descriptor that the other could take, and nobody waits for the other.
+TEST_F(SharedI2c, TwoThatAreOpenedAtOnceTakeOneDescriptor) {
+    auto first = make();
+    auto second = make();
+    kernel.meanwhile = [&] { EXPECT_TRUE(open(*second)); };
+    ASSERT_TRUE(open(*first));
+    EXPECT_EQ(calls("open"), 2U);
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    EXPECT_TRUE(write(*first));
+    destroy(first);
+    EXPECT_TRUE(write(*second));
+}
+
+// The one that was opened last is what stands at the path.
+TEST_F(SharedI2c, TwoThatAreOpenedAtOnceWhileTheDeviceIsReplacedTakeTwo) {
+    auto first = make();
+    auto second = make();
+    kernel.meanwhile = [&] {
+        EXPECT_TRUE(open(*second));
+        kernel.replugBuses();
+    };
+    ASSERT_TRUE(open(*first));
+    EXPECT_EQ(kernel.busDescriptors(), 2U);
+    auto third = make();
+    ASSERT_TRUE(open(*third));
+    EXPECT_EQ(kernel.busDescriptors(), 2U);
+    destroy(second);
+    EXPECT_EQ(kernel.busDescriptors(), 1U) << "the third has that of the first";
+}
+
+TEST_F(SharedI2c, OneWhoseOpeningFailsLeavesTheOtherAlone) {
+    auto first = make();
+    auto second = make();
+    ASSERT_TRUE(open(*first));
+    kernel.i2cFunctions = 0x00fe0000; // SMBus commands only
+    EXPECT_FALSE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    EXPECT_EQ(errors().size(), 1U) << "one line, not one for each attempt";
+    EXPECT_TRUE(write(*first));
+}
+
+TEST_F(SharedSpi, SameSpeedAndModeTakeOneDescriptor) {
+    auto first = make();
+    auto second = make();
+    ASSERT_TRUE(open(*first));
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(kernel.busDescriptors(), 1U);
+    destroy(first);
+    EXPECT_TRUE(write(*second));
+    destroy(second);
+    EXPECT_EQ(kernel.busDescriptors(), 0U);
+}
+
+TEST_F(SharedSpi, OtherSpeedOrModeTakesItsOwn) {
+    auto first = make(1000000, 0);
+    auto faster = make(2000000, 0);
+    auto other = make(1000000, 1);
+    ASSERT_TRUE(open(*first));
+    ASSERT_TRUE(open(*faster));
+    ASSERT_TRUE(open(*other));
+    EXPECT_EQ(kernel.busDescriptors(), 3U);
+}
+
+// spidev keeps the settings for the device, whichever descriptor they are made on: the last who opens it has his.
+TEST_F(SharedSpi, SettingsAreMadeAgain) {
+    auto first = make();
+    auto second = make();
+    ASSERT_TRUE(open(*first));
+    CallLog::instance().begin();
+    ASSERT_TRUE(open(*second));
+    EXPECT_EQ(calls("ioctl"), 3U);
 }
 
 // The most that the driver takes at once, by its parameter file.

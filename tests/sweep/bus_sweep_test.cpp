@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <string>
 
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
@@ -21,19 +22,25 @@ const ByteArray acceptance = responseFrame(0xA3, 0);
 
 enum class Wire { I2c, Spi };
 
-std::unique_ptr<SerialBus> busOver(Wire wire) {
-    if (wire == Wire::I2c) return std::make_unique<I2c>(PlayedBoard::i2cPath, 0x42);
-    return std::make_unique<Spi>(PlayedBoard::spiPath, 1000000, 0);
+// Of these tests alone: a link of another test keeps its bus open.
+std::string pathOf(Wire wire) {
+    return (wire == Wire::I2c ? PlayedBoard::i2cPath : PlayedBoard::spiPath) + std::string("-swept");
 }
 
-// Opened, written to, read from, both at once, and destroyed.
+std::unique_ptr<SerialBus> busOver(Wire wire) {
+    if (wire == Wire::I2c) return std::make_unique<I2c>(pathOf(wire), 0x42);
+    return std::make_unique<Spi>(pathOf(wire), 1000000, 0);
+}
+
+// Opened, by a second object too, written to, read from, both at once, and destroyed.
 class BusInUse : public Scenario {
 public:
-    explicit BusInUse(Wire over) : wire(over), bus(busOver(over)) { playKernel(&board); }
+    explicit BusInUse(Wire over) : wire(over), bus(busOver(over)), another(busOver(over)) { playKernel(&board); }
     ~BusInUse() override { playKernel(nullptr); }
 
     std::vector<Step> steps() override {
-        return {{"open", [this] { return open(); }},
+        return {{"open", [this] { return open(*bus); }},
+                {"open another", [this] { return open(*another); }},
                 {"write", [this] { return write(); }},
                 {"read", [this] { return read(); }},
                 {"write and read", [this] { return writeRead(); }},
@@ -42,20 +49,20 @@ public:
 
     Effect effectOf(const Call& call, const Failure& failure) const override {
         if (failure.isError(EINTR) || call.name == "close" || call.request == I2C_FUNCS) return Effect::None;
-        if (call.step != openStep) return Effect::StepFails; // half a transfer is none
+        if (call.step == openAnotherStep) return Effect::None; // what cannot be shared is opened anew
+        if (call.step != openStep) return Effect::StepFails;   // half a transfer is none
         // The driver's buffer size can do without its file.
-        if (call.name == "read" || (call.name == "open" && call.path != devicePath())) return Effect::None;
+        if (call.name == "read" || (call.name == "open" && call.path != pathOf(wire))) return Effect::None;
         return failure.kind == Failure::Kind::Half ? Effect::None : Effect::StepFails;
     }
 
 private:
     static constexpr std::size_t openStep = 0;
+    static constexpr std::size_t openAnotherStep = 1;
 
-    std::string devicePath() const { return wire == Wire::I2c ? PlayedBoard::i2cPath : PlayedBoard::spiPath; }
-
-    bool open() {
+    static bool open(SerialBus& opened) {
         const UnderTest now;
-        return bus->open();
+        return opened.open();
     }
 
     bool write() {
@@ -78,12 +85,14 @@ private:
     bool end() {
         const UnderTest now;
         bus.reset();
+        another.reset();
         return true;
     }
 
     PlayedBoard board;
     const Wire wire;
     std::unique_ptr<SerialBus> bus;
+    std::unique_ptr<SerialBus> another;
 };
 
 std::unique_ptr<Scenario> i2cBus() {
@@ -94,8 +103,8 @@ std::unique_ptr<Scenario> spiBus() {
     return std::make_unique<BusInUse>(Wire::Spi);
 }
 
-const std::vector<std::string> i2cKinds = {"close", "ioctl", "open", "read", "write"};
-const std::vector<std::string> spiKinds = {"close", "ioctl", "open", "read"};
+const std::vector<std::string> i2cKinds = {"close", "ioctl", "open", "read", "stat", "write"};
+const std::vector<std::string> spiKinds = {"close", "ioctl", "open", "read", "stat"};
 
 class I2cSweep : public testing::TestWithParam<std::string> {};
 class SpiSweep : public testing::TestWithParam<std::string> {};

@@ -21,10 +21,13 @@
 #include "CallLog.h"
 #include "PlayedBoard.h"
 #include "PlayedTerminal.h"
+#include "support/MustEnd.h"
 #include "support/Packets.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
 #include "support/Pty.h"
+#include "support/Signal.h"
+#include "support/StaysAlive.h"
 
 using namespace sweep;
 
@@ -75,8 +78,8 @@ template <typename Check> void expectStartsLater(HostLinkPhysicalLayer& link, Ch
         [&](const Outcome& outcome) {
             if (outcome.completed) return;
             checkFailed();
-            EXPECT_EQ(openDescriptors(), descriptors);
-            EXPECT_TRUE(waitForThreadCount(threads + 1)) << "the watchdog and this one";
+            ASSERT_EQ(openDescriptors(), descriptors);
+            ASSERT_TRUE(waitForThreadCount(threads));
         });
 }
 
@@ -185,6 +188,33 @@ TEST_F(TransportWithoutMemory, DoesTheSameWithEveryLineLogged) {
             expectTraffic(++frameId);
             ++frameId;
         });
+}
+
+// One deliverer held in the middle of a frame: the other waits for it.
+TEST_F(TransportWithoutMemory, FillsOneFrameAtATime) {
+    Signal inFrame;
+    Signal mayGoOn;
+    const ByteArray packet = messagePart(1, 0, slice(sent, 0, 54));
+    std::thread first([&] {
+        withinNextAllocation([&] {
+            inFrame.raise();
+            mayGoOn.wait(std::chrono::seconds(20));
+        });
+        transport.on_data_received(packet);
+    });
+    ASSERT_TRUE(inFrame.wait(std::chrono::seconds(20)));
+    std::promise<pid_t> second;
+    const std::future<void> delivered = std::async(std::launch::async, [&] {
+        second.set_value(currentThread());
+        transport.on_data_received(messagePart(2, 0, slice(sent, 0, 54)));
+    });
+    const pid_t thread = second.get_future().get();
+    const auto isThrough = [&] { return delivered.wait_for(std::chrono::seconds(0)) == std::future_status::ready; };
+    mustBecomeTrue([&] { return isThrough() || sleepsOnFutex(thread); }, "the second deliverer waits or is through");
+    EXPECT_FALSE(isThrough());
+    mayGoOn.raise();
+    mustEnd(delivered, "the second delivery");
+    first.join();
 }
 
 TEST(WholeTransportWithoutMemory, LeavesNoMemoryBehind) {
@@ -330,6 +360,14 @@ protected:
 TEST_F(UartLinkWithoutMemory, StartsLater) {
     expectStartsLater(*link, [this] { EXPECT_FALSE(link->uartOk()); });
     expectTraffic();
+}
+
+// An attempt that has failed leaves no thread that the next one would meet.
+using UartLinkWithoutMemoryDeathTest = UartLinkWithoutMemory;
+TEST_F(UartLinkWithoutMemoryDeathTest, IsStartedAgainWhateverFailedBefore) {
+    startAlone();
+    EXPECT_STAYS_ALIVE(expectStartsLater(*link, [] {}));
+    start(); // a link that was never started must not be destroyed
 }
 
 TEST_F(UartLinkWithoutMemory, SendsTheNextPacket) {

@@ -2,15 +2,19 @@
 #include <serialcomm/Uart.h>
 
 #include <cerrno>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <linux/serial.h>
+#include <termios.h>
 
 #include "FaultTest.h"
 #include "PlayedTerminal.h"
+#include "support/MustEnd.h"
 #include "support/ProcessWatch.h"
 #include "support/Pty.h"
 
@@ -27,6 +31,7 @@ protected:
     UartFault() : FaultTest("SerialComm") { make(115200, 0, true); }
 
     void make(int baudRate, int options, bool alone) {
+        uart.reset();
         uart = std::make_unique<Uart>(pty.slavePath(), baudRate, options, "none", alone);
     }
     bool init() {
@@ -65,7 +70,10 @@ TEST_F(UartFault, EventThatCannotBeMadeFailsInit) {
 
 TEST_F(UartFault, DeviceThatIsBusyIsInUseByAnother) {
     failNext("open", EBUSY);
-    expectRefusal("is in use by another program");
+    const std::string& path = pty.slavePath();
+    expectRefusal("is in use by another program (sudo fuser -v " + path +
+                  " names it), or marked so by one that was killed (as root, perl -e 'ioctl STDIN, 0x540D, 0' < " +
+                  path + " clears the mark)");
 }
 
 TEST_F(UartFault, DeviceWithoutPermissionAsksForTheGroup) {
@@ -119,6 +127,33 @@ TEST_F(UartFault, LowLatencyIsTakenWhereTheDriverHasIt) {
     EXPECT_TRUE(init());
     EXPECT_TRUE(kernel.lowLatency);
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(UartFault, LowLatencyLeavesAllElseOfTheDriverAsItIs) {
+    for (const unsigned flags : {0U, 0U | ASYNC_SKIP_TEST | ASYNC_SPD_HI, ASYNC_LOW_LATENCY | ASYNC_BOOT_AUTOCONF}) {
+        kernel.driverFlags = static_cast<int>(flags);
+        kernel.driverOtherwiseKept = false;
+        make(115200, lowLatency, true);
+        EXPECT_TRUE(init());
+        EXPECT_TRUE(kernel.lowLatency) << flags;
+        EXPECT_TRUE(kernel.driverOtherwiseKept) << flags;
+    }
+}
+
+// A pty forgets them.
+TEST_F(UartFault, ParityBitsAreThoseAskedFor) {
+    struct Case {
+        const char* parity;
+        unsigned bits;
+    };
+    for (const int baudRate : {115200, 12345}) {
+        for (const Case& c : {Case{"none", 0}, Case{"even", PARENB}, Case{"odd", PARENB | PARODD}}) {
+            uart.reset();
+            uart = std::make_unique<Uart>(pty.slavePath(), baudRate, 0, c.parity, true);
+            EXPECT_TRUE(init());
+            EXPECT_EQ(kernel.controlFlags & (PARENB | PARODD), c.bits) << c.parity << " at " << baudRate;
+        }
+    }
 }
 
 TEST_F(UartFault, LowLatencyThatIsRefusedIsToldAndTheLineWorks) {
@@ -183,7 +218,7 @@ public:
 
 TEST_F(UartFault, LineThatAnnouncesRoomAndTakesNothingIsGivenUp) {
     HesitantTerminal hesitant;
-    hesitant.busyWrites = 1000000;
+    hesitant.busyWrites = 50; // ten seconds
     playKernel(&hesitant);
     ASSERT_TRUE(init());
     EXPECT_FALSE(write());
@@ -225,7 +260,8 @@ TEST_F(UartFault, WakeEventThatIsNotTakenIsWrittenAgain) {
     bool error = false;
     std::thread reader([&] { read(&error); });
     ASSERT_TRUE(CallLog::instance().waitFor("poll", 1));
-    end();
+    const std::future<void> ended = std::async(std::launch::async, [this] { end(); });
+    mustEnd(ended, "destroying the port");
     reader.join();
     EXPECT_TRUE(error);
     EXPECT_EQ(calls("write"), 2U);

@@ -10,7 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "support/rig/EmulatedIoctl.h"
+#include "rig/EmulatedIoctl.h"
 
 namespace {
 

@@ -1,0 +1,275 @@
+// The simulated host as device on a bus with an interrupt line.
+#include <hostsim/BusHost.h>
+
+#include <gtest/gtest.h>
+
+#include "support/Bytes.h"
+
+using hostsim::BusHost;
+using hostsim::HostEndpoint;
+using hostsim::HostOptions;
+using hostsim::Time;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr char getVolume[] = "FF FE 0F 00 23 11 00 00 02 00 01 09 00 00 00";
+constexpr char ackOf11[] = "FF FE 08 00 A3 11 00 00";
+constexpr char volumeAnswer[] = "FF FE 11 00 23 00 00 00 02 80 01 09 00 CC 1E 00 00"; // 17 bytes
+constexpr char irq64[] = "FF FE 0E 00 22 07 00 00 40 00 00 00 00 00";
+constexpr char irq11[] = "FF FE 0E 00 22 07 00 00 0B 00 00 00 00 00";
+constexpr char irq16[] = "FF FE 0E 00 22 07 00 00 10 00 00 00 00 00";
+constexpr char irq17[] = "FF FE 0E 00 22 07 00 00 11 00 00 00 00 00";
+constexpr char ack[] = "FF FE 08 00 A3 12 00 00";
+constexpr char nack[] = "FF FE 08 00 63 12 00 00";
+constexpr char idle8[] = "FF FF FF FF FF FF FF FF";
+
+struct Bus {
+    HostEndpoint endpoint;
+    BusHost host;
+
+    explicit Bus(const HostOptions& options = {}) : endpoint(options), host(endpoint) {}
+
+    std::string read(size_t count, Time now = Time(0)) { return hex(host.read(count, now)); }
+    void write(const std::string& text, Time now = Time(0)) { host.write(bytes(text), now); }
+    std::string writeRead(const std::string& text, size_t count, Time now = Time(0)) {
+        write(text, now);
+        return read(count, now);
+    }
+    bool low(Time now = Time(0)) const { return host.interruptLow(now); }
+    void press(Time now = Time(0)) { endpoint.send({hostsim::HostApplication::press(1).front()}, now); }
+};
+
+std::string padded(const std::string& text, size_t count) {
+    ByteArray data = bytes(text);
+    data.resize(count, 0xFF);
+    return hex(data);
+}
+
+std::string pressIn(const std::string& frame) {
+    return "FF FE 12 00 23 " + frame + " 00 00 06 00 01 01 00 CD 01 00 00 00";
+}
+
+} // namespace
+
+TEST(BusHost, AnswersAWrittenPacketInTheSameTransaction) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead(getVolume, 8), ackOf11);
+    EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
+}
+
+TEST(BusHost, HearsAModuleThatStartsOverWithAnIrqFrame) {
+    constexpr char firstIrq[] = "FF FE 0E 00 22 00 00 00 40 00 00 00 00 00";
+    constexpr char first[] = "FF FE 0F 00 23 01 00 00 02 00 01 09 00 00 00"; // getVolume in frame 1
+    Bus bus;
+    bus.writeRead(firstIrq, 64);
+    bus.writeRead(first, 8);
+    bus.writeRead(first, 8, milliseconds(10)); // a retry
+    EXPECT_EQ(bus.endpoint.counts().messagesReceived, 1u);
+    bus.writeRead(firstIrq, 64, milliseconds(11));
+    bus.writeRead(first, 8, milliseconds(12));
+    EXPECT_EQ(bus.endpoint.counts().messagesReceived, 2u);
+}
+
+TEST(BusHost, IsIdleWhenNothingWasWritten) {
+    Bus bus;
+    EXPECT_EQ(bus.read(8), idle8);
+    EXPECT_EQ(bus.read(0), "");
+}
+
+TEST(BusHost, PullsTheLineUntilItsPacketIsRead) {
+    Bus bus;
+    EXPECT_FALSE(bus.low());
+    bus.writeRead(getVolume, 8);
+    EXPECT_TRUE(bus.low());
+    bus.write(irq64);
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.read(64), padded(volumeAnswer, 64));
+    EXPECT_FALSE(bus.low());
+    bus.write(ack);
+    EXPECT_FALSE(bus.low());
+    EXPECT_EQ(bus.endpoint.counts().messagesSent, 1u);
+}
+
+TEST(BusHost, PullsTheLineAgainForTheNextPacket) {
+    Bus bus;
+    bus.press();
+    bus.press();
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
+    EXPECT_FALSE(bus.low());
+    bus.write(ack);
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("01"), 64));
+}
+
+TEST(BusHost, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
+    Bus bus;
+    bus.writeRead(getVolume, 8);
+    EXPECT_EQ(bus.writeRead(irq16, 16), padded("FF FE 0E 00 22 07 00 00 11 00 00 00 00 00", 16));
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.writeRead(irq17, 17), volumeAnswer);
+}
+
+TEST(BusHost, OffersARefusedPacketAgain) {
+    Bus bus;
+    bus.press();
+    bus.writeRead(irq64, 64);
+    bus.write(nack, milliseconds(1));
+    EXPECT_FALSE(bus.low(milliseconds(1)));
+    EXPECT_EQ(bus.host.nextDeadline(milliseconds(1)), Time(milliseconds(11)));
+    EXPECT_TRUE(bus.low(milliseconds(11)));
+    EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(11)), padded(pressIn("00"), 64));
+}
+
+TEST(BusHost, GivesUpAPacketThatIsReadAndNotAcknowledged) {
+    Bus bus;
+    bus.press();
+    bus.press();
+    bus.writeRead(irq64, 64);
+    bus.host.advance(milliseconds(999));
+    EXPECT_FALSE(bus.low(milliseconds(999)));
+    bus.host.advance(milliseconds(1000));
+    EXPECT_TRUE(bus.low(milliseconds(1000)));
+    EXPECT_EQ(bus.endpoint.counts().missingResponses, 1u);
+    EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(1000)), padded(pressIn("01"), 64));
+}
+
+TEST(BusHost, AnswersAnIrqFrameWithNeitherBitWhenItHasNothing) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead(irq64, 14), padded("FF FE 08 00 23 07 00 00", 14));
+}
+
+TEST(BusHost, GivesTheAnswerFromItsBeginningToEachRead) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead(getVolume, 3), "FF FE 08");
+    EXPECT_EQ(bus.read(8), ackOf11);
+    EXPECT_EQ(bus.read(8), ackOf11);
+    EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
+}
+
+TEST(BusHost, RefusesBytesThatAreNoPacket) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead("41 42 43", 8), "FF FE 08 00 63 00 00 00");
+    EXPECT_EQ(bus.writeRead("", 8), "FF FE 08 00 63 00 00 00");
+    EXPECT_EQ(bus.endpoint.counts().badPackets, 2u);
+}
+
+TEST(BusHost, IgnoresBytesBehindAPacket) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead(std::string(getVolume) + " 41 42", 8), ackOf11);
+}
+
+TEST(BusHost, DoesNotAnswerAResponseFrame) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead(ack, 8), idle8);
+}
+
+TEST(BusHost, LiftsALineThatNobodyServesForAMoment) {
+    Bus bus;
+    bus.press(milliseconds(10));
+    EXPECT_TRUE(bus.low(milliseconds(10)));
+    EXPECT_EQ(bus.host.nextDeadline(milliseconds(10)), Time(milliseconds(260)));
+    EXPECT_TRUE(bus.low(milliseconds(259)));
+    EXPECT_FALSE(bus.low(milliseconds(260)));
+    EXPECT_EQ(bus.host.nextDeadline(milliseconds(260)), Time(milliseconds(261)));
+    EXPECT_TRUE(bus.low(milliseconds(261)));
+    EXPECT_FALSE(bus.low(milliseconds(511)));
+}
+
+TEST(BusHost, AnIrqFrameKeepsTheLineLow) {
+    Bus bus;
+    bus.press();
+    bus.write(irq64, milliseconds(200));
+    EXPECT_TRUE(bus.low(milliseconds(250)));
+    EXPECT_EQ(bus.host.nextDeadline(milliseconds(250)), Time(milliseconds(450)));
+}
+
+// ---- faults
+
+TEST(BusHost, StartsLateOnRequest) {
+    HostOptions options;
+    options.faults.lateTransfers = 2;
+    Bus bus(options);
+    EXPECT_EQ(bus.writeRead(getVolume, 8), idle8);
+    EXPECT_EQ(bus.read(8), idle8);
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.read(8), ackOf11);
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded("", 64));
+    EXPECT_TRUE(bus.low()); // not read yet
+    EXPECT_EQ(bus.read(64), padded("", 64));
+    EXPECT_EQ(bus.read(64), padded(volumeAnswer, 64));
+    EXPECT_FALSE(bus.low());
+    EXPECT_EQ(bus.endpoint.counts().faultLateTransfers, 2u);
+}
+
+TEST(BusHost, IsIdleUntilALateAnswerIsDue) {
+    HostOptions options;
+    options.faults.lateEvery = 1;
+    options.faults.lateBy = milliseconds(3);
+    Bus bus(options);
+    EXPECT_EQ(bus.writeRead(getVolume, 8), idle8);
+    EXPECT_EQ(bus.read(8, milliseconds(2)), idle8);
+    EXPECT_EQ(bus.read(8, milliseconds(3)), ackOf11);
+}
+
+TEST(BusHost, RefusesIrqFramesOnRequest) {
+    HostOptions options;
+    options.faults.irqNackFirst = 1;
+    Bus bus(options);
+    bus.press();
+    EXPECT_EQ(bus.writeRead(irq64, 14), padded("FF FE 08 00 63 07 00 00", 14));
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
+    bus.write(ack);
+    bus.press();
+    EXPECT_EQ(bus.writeRead(irq64, 14), padded("FF FE 08 00 63 07 00 00", 14)); // the next packet, once more
+    EXPECT_EQ(bus.endpoint.counts().faultIrqNacks, 2u);
+}
+
+TEST(BusHost, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
+    HostOptions options;
+    options.faults.irqAnnounceFirst = 2;
+    Bus bus(options);
+    bus.press();
+    EXPECT_EQ(bus.writeRead(irq64, 14), "FF FE 0E 00 22 07 00 00 12 00 00 00 00 00");
+    EXPECT_EQ(bus.writeRead(irq64, 14), "FF FE 0E 00 22 07 00 00 12 00 00 00 00 00");
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
+}
+
+TEST(BusHost, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
+    HostOptions options;
+    options.faults.irqAnnounceFirst = 2;
+    Bus bus(options);
+    bus.endpoint.send({bytes("2A")}, Time::zero());
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded("FF FE 0E 00 22 07 00 00 0B 00 00 00 00 00", 64));
+    EXPECT_EQ(bus.writeRead(irq11, 11), "FF FE 0B 00 23 00 00 00 2A 00 00");
+    EXPECT_EQ(bus.endpoint.counts().faultIrqAnnouncements, 1u);
+}
+
+TEST(BusHost, StaysSilentOnRequest) {
+    HostOptions options;
+    options.faults.silentEvery = 1;
+    Bus bus(options);
+    EXPECT_EQ(bus.writeRead(getVolume, 8), idle8);
+    EXPECT_EQ(bus.read(8), idle8);
+}
+
+TEST(BusHost, GivesGarbageOnceAndThenThePacketOnRequest) {
+    HostOptions options;
+    options.faults.garbageEvery = 1;
+    Bus bus(options);
+    bus.press();
+    const std::string garbage = bus.writeRead(irq64, 64);
+    EXPECT_NE(garbage.substr(0, 5), "FF FE");
+    EXPECT_TRUE(bus.low());
+    EXPECT_EQ(bus.read(64), padded(pressIn("00"), 64));
+}
+
+TEST(BusHost, AReadIsAlwaysAsLongAsTheMasterClocks) {
+    HostOptions options;
+    options.faults.toModule.dropRate = 0.5;
+    options.faults.toModule.insertRate = 0.5;
+    Bus bus(options);
+    bus.write(getVolume);
+    for (size_t count = 0; count < 100; ++count) EXPECT_EQ(bus.host.read(count, Time(0)).size(), count);
+}

@@ -1,0 +1,403 @@
+// Stopping and destroying a link in each of its states. No thread may be left, and no descriptor but that of the bus: a
+// link keeps its bus for the rest of the process, and all links of one device share its descriptor.
+#include "BusRigTest.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <future>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+#include <unistd.h>
+
+#include "support/LinkThreads.h"
+#include "support/ProcessCounts.h"
+#include "support/ProcessWatch.h"
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+std::string targetOf(int descriptor) {
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).string();
+}
+
+/// A name that leads to one device or another.
+class TemporaryLink {
+public:
+    TemporaryLink() {
+        if (::mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    }
+    ~TemporaryLink() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    TemporaryLink(const TemporaryLink&) = delete;
+    TemporaryLink& operator=(const TemporaryLink&) = delete;
+
+    std::string path() const { return folder + "/bus"; }
+    void leadTo(const std::string& device) const {
+        std::filesystem::remove(path());
+        std::filesystem::create_symlink(device, path());
+    }
+
+private:
+    std::string folder = (std::filesystem::temp_directory_path() / "busXXXXXX").string();
+};
+
+class BusStop : public BusRigTest {
+protected:
+    void SetUp() override {
+        BusRigTest::SetUp();
+        make(); // from here on the bus is open
+        link.reset();
+        descriptorsBefore = openDescriptors();
+    }
+
+    /// What is open now and was not when the test began, by what it is.
+    std::vector<std::string> leftOpen() const {
+        std::vector<std::string> targets;
+        for (const int descriptor : openDescriptors())
+            if (descriptorsBefore.count(descriptor) == 0) targets.push_back(targetOf(descriptor));
+        return targets;
+    }
+
+    void expectStopped() const {
+        EXPECT_TRUE(threads.haveGone());
+        EXPECT_THAT(leftOpen(), IsEmpty());
+    }
+
+    void destroy() {
+        link.reset();
+        expectStopped();
+    }
+
+    /// The watcher has queued the edge that it saw last, and waits for another one.
+    bool allQueued() const { return threads.polling() != -1; }
+
+    /// The reader is inside an exchange that does not end before `rig.release()`.
+    void startHeldExchange() {
+        startManual();
+        rig.reply(numberedMessage(1));
+        rig.hold();
+        edge();
+        ASSERT_TRUE(rig.waitForCount("waiting", 1));
+    }
+
+    const NewThreads threads;
+    std::set<int> descriptorsBefore;
+};
+
+OVER_BOTH_WIRES(BusStop);
+
+// --- shutdown ---
+
+TEST_P(BusStop, ShutdownBeforeInitReturnsWithoutATrace) {
+    make();
+    log.clear();
+    link->shutdown();
+    EXPECT_THAT(log.lines(), IsEmpty());
+    expectStopped();
+}
+
+TEST_P(BusStop, RunningLinkHasTwoThreadsAndFourDescriptorsMore) {
+    start();
+    EXPECT_EQ(threads.ids().size(), 2U);
+    EXPECT_EQ(leftOpen().size(), 4U); // the value file, the stop event and the two ends of a pipe
+}
+
+TEST_P(BusStop, ShutdownWhileTheWatcherIsBlockedWakesIt) {
+    start();
+    ASSERT_NE(threads.polling(), -1);
+    ASSERT_NE(threads.waiting(), -1);
+    const auto begin = steady_clock::now();
+    link->shutdown();
+    EXPECT_LT(steady_clock::now() - begin, seconds(10));
+    expectStopped();
+    EXPECT_EQ(log.count("stopping irq loop"), 1U);
+    EXPECT_TRUE(rig.waitForCount("valueFilesClosed", 1));
+}
+
+TEST_P(BusStop, ShutdownRightAfterInitStopsBothThreads) {
+    make();
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_TRUE(link->init());
+        link->shutdown();
+        expectStopped();
+    }
+}
+
+TEST_P(BusStop, SecondShutdownDoesNothing) {
+    start();
+    link->shutdown();
+    log.clear();
+    link->shutdown();
+    link->shutdown();
+    EXPECT_THAT(log.lines(), IsEmpty());
+    expectStopped();
+}
+
+TEST_P(BusStop, ShutdownDuringAnExchangeLetsItEnd) {
+    startHeldExchange();
+    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    rig.release();
+    stopped.get();
+    EXPECT_THAT(delivered.all(), ElementsAre(asRead(numberedMessage(1))));
+    EXPECT_EQ(busTexts().back(), "w fffe0800a3010000");
+    expectStopped();
+}
+
+TEST_P(BusStop, ShutdownWithAFullQueueServesItFirst) {
+    startManual();
+    rig.hold();
+    std::vector<ByteArray> expected;
+    for (unsigned number = 0; number < 10; ++number) {
+        rig.reply(numberedMessage(number));
+        expected.push_back(asRead(numberedMessage(number)));
+        edge();
+    }
+    ASSERT_TRUE(allQueued());
+    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    rig.release();
+    stopped.get();
+    EXPECT_EQ(delivered.all(), expected);
+    EXPECT_EQ(log.count("interrupts not served"), 0U);
+    expectStopped();
+}
+
+TEST_P(BusStop, ShutdownDoesNotServeAQueueForEver) {
+    startManual();
+    rig.hold();
+    rig.reply(numberedMessage(1));
+    for (int i = 0; i < 20; ++i) edge();
+    ASSERT_TRUE(allQueued());
+    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    // The exchange in progress takes longer than shutdown grants the queue, which is less than a second.
+    EXPECT_EQ(stopped.wait_for(milliseconds(1500)), std::future_status::timeout);
+    rig.release();
+    stopped.get();
+    EXPECT_EQ(delivered.count(), 1U);
+    EXPECT_EQ(irqFrames(), 1U);
+    EXPECT_TRUE(log.contains(log4cplus::WARN_LOG_LEVEL, "Stopping with 19 interrupts not served"));
+    expectStopped();
+}
+
+TEST_P(BusStop, InterruptsThatWereDroppedDoNotReturnAfterInit) {
+    startManual();
+    rig.hold();
+    for (int i = 0; i < 5; ++i) edge();
+    ASSERT_TRUE(allQueued());
+    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    EXPECT_EQ(stopped.wait_for(milliseconds(1500)), std::future_status::timeout);
+    rig.release();
+    stopped.get();
+    ASSERT_TRUE(log.contains("Stopping with 4 interrupts not served"));
+    const size_t frames = irqFrames();
+    ASSERT_TRUE(link->init());
+    rig.reply(numberedMessage(1));
+    edge();
+    ASSERT_TRUE(delivered.waitForCount(1));
+    EXPECT_EQ(irqFrames(), frames + 1);
+}
+
+TEST_P(BusStop, ShutdownWhileAWriterHoldsTheBusReturnsWithoutIt) {
+    startManual();
+    rig.hold();
+    auto written = std::async(std::launch::async, [&] { return link->writeData(numberedMessage(1)); });
+    ASSERT_TRUE(rig.waitForCount("waiting", 1));
+    link->shutdown();
+    EXPECT_THAT(leftOpen(), IsEmpty());
+    rig.reply(responseFrame(0xA3, 7));
+    rig.release();
+    EXPECT_EQ(written.get(), Accepted);
+}
+
+// The stop event's descriptor is replaced by one that takes no write and reports nothing: the watcher has to be woken
+// another way.
+TEST_P(BusStop, StopSignalThatCannotBeWrittenDoesNotKeepShutdownWaiting) {
+    start();
+    ASSERT_NE(threads.polling(), -1);
+    int quietPipe[2];
+    ASSERT_EQ(pipe2(quietPipe, O_CLOEXEC), 0);
+    int replaced = 0;
+    for (const int descriptor : openDescriptors()) {
+        if (descriptorsBefore.count(descriptor) != 0 || targetOf(descriptor) != "anon_inode:[eventfd]") continue;
+        ASSERT_EQ(dup2(quietPipe[0], descriptor), descriptor);
+        ++replaced;
+    }
+    close(quietPipe[0]);
+    ASSERT_EQ(replaced, 1);
+    link->shutdown();
+    close(quietPipe[1]);
+    EXPECT_THAT(errors(), ElementsAre("Failed to stop qpio thread: -1 " + std::to_string(EBADF)));
+    EXPECT_EQ(log.count("stopping irq loop"), 1U);
+    expectStopped();
+    ASSERT_TRUE(link->init());
+    rig.press(1);
+    EXPECT_TRUE(delivered.waitForCount(2));
+}
+
+TEST_P(BusStop, ShutdownAfterTheWatcherHasLeftReturns) {
+    start();
+    ASSERT_NE(threads.polling(), -1);
+    rig.fault("value-vanishes");
+    ASSERT_TRUE(log.waitFor("read error!"));
+    link->shutdown();
+    expectStopped();
+    EXPECT_THAT(errors(), ElementsAre("read error!"));
+}
+
+TEST_P(BusStop, ShutdownWhileTheWatcherLeavesNeverWritesToAForeignDescriptor) {
+    make();
+    for (int round = 0; round < 30; ++round) {
+        ASSERT_TRUE(link->init());
+        rig.fault("value-vanishes");
+        link->shutdown(); // the watcher closes its descriptors meanwhile, or is about to
+        expectStopped();
+        EXPECT_EQ(log.count("Failed to stop"), 0U);
+    }
+}
+
+TEST_P(BusStop, NothingIsServedAfterShutdown) {
+    start();
+    link->shutdown();
+    const uint64_t transactions = rig.count("transactions");
+    rig.press(1);
+    EXPECT_FALSE(rig.waitForCount("transactions", transactions + 1, milliseconds(300)));
+    EXPECT_EQ(delivered.count(), 0U);
+}
+
+// --- The bus that is left ---
+
+TEST_P(BusStop, HundredLinksOfOneDeviceLeaveOneDescriptor) {
+    for (int i = 0; i < 100; ++i) {
+        make();
+        ASSERT_TRUE(link->serialOk());
+    }
+    link.reset();
+    EXPECT_THAT(leftOpen(), IsEmpty());
+}
+
+// Plugged in again, a device may bear the name of the one before.
+TEST_P(BusStop, LinkOfADeviceThatWasReplacedOpensTheNewOne) {
+    const TemporaryLink device;
+    HostLinkPhysicalLayer::Properties named = properties();
+    named.setString(DevicePath, device.path());
+    device.leadTo(devicePathOf(GetParam()));
+    make(named);
+    EXPECT_EQ(link->writeData(numberedMessage(1)), Accepted);
+    device.leadTo(devicePathOf(GetParam(), busrig::secondBoard));
+    make(named);
+    busrig::RigControl newHost(busrig::secondBoard);
+    const uint64_t before = rig.count("transactions");
+    EXPECT_EQ(link->writeData(numberedMessage(2)), Accepted);
+    EXPECT_EQ(rig.count("transactions"), before);
+    EXPECT_GT(newHost.count("transactions"), 0U);
+}
+
+// --- The destructor ---
+
+TEST_P(BusStop, DestructionOfALinkThatWasNeverStarted) {
+    make();
+    destroy();
+}
+
+TEST_P(BusStop, DestructionOfAnIdleLink) {
+    start();
+    ASSERT_NE(threads.polling(), -1);
+    destroy();
+}
+
+TEST_P(BusStop, DestructionRightAfterInit) {
+    start();
+    destroy();
+}
+
+TEST_P(BusStop, DestructionOfAStoppedLink) {
+    start();
+    link->shutdown();
+    destroy();
+}
+
+TEST_P(BusStop, DestructionAfterAFailedInit) {
+    rig.fault("no-value-file");
+    make();
+    EXPECT_FALSE(link->init());
+    destroy();
+}
+
+TEST_P(BusStop, DestructionAfterTheWatcherHasLeft) {
+    start();
+    ASSERT_NE(threads.polling(), -1);
+    rig.fault("value-vanishes");
+    ASSERT_TRUE(log.waitFor("read error!"));
+    destroy();
+}
+
+TEST_P(BusStop, DestructionDuringAnExchangeLetsItEnd) {
+    startHeldExchange();
+    auto gone = std::async(std::launch::async, [&] { link.reset(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    rig.release();
+    gone.get();
+    EXPECT_EQ(delivered.count(), 1U);
+    EXPECT_EQ(busTexts().back(), "w fffe0800a3010000"); // the acknowledgement still went out
+    expectStopped();
+}
+
+TEST_P(BusStop, DestructionInsideAnObserverWaitsForIt) {
+    rig.slaveManual();
+    make();
+    std::promise<void> entered;
+    std::promise<void> mayReturn;
+    link->addDataReceivedObserver([&](const ByteArray&) {
+        entered.set_value();
+        mayReturn.get_future().wait();
+        delivered.add({});
+    });
+    ASSERT_TRUE(link->init());
+    rig.reply(numberedMessage(1));
+    edge();
+    entered.get_future().wait();
+    auto gone = std::async(std::launch::async, [&] { link.reset(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    mayReturn.set_value();
+    gone.get();
+    EXPECT_EQ(delivered.count(), 2U); // the packet, and what the second observer noted last
+    expectStopped();
+}
+
+TEST_P(BusStop, DestructionWithAFullQueue) {
+    startManual();
+    rig.hold();
+    for (int i = 0; i < 20; ++i) edge();
+    auto gone = std::async(std::launch::async, [&] { link.reset(); });
+    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    rig.release();
+    gone.get();
+    expectStopped();
+}
+
+TEST_P(BusStop, DestructionUnderTraffic) {
+    for (int round = 0; round < 10; ++round) {
+        rig.reset();
+        start();
+        rig.burst(100);
+        ASSERT_TRUE(delivered.waitForCount(delivered.count() + 1));
+        link.reset();
+        EXPECT_TRUE(threads.haveGone());
+    }
+    EXPECT_THAT(leftOpen(), IsEmpty());
+}
+
+} // namespace

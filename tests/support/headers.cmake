@@ -1,0 +1,43 @@
+# zent_headers_alone(target BASE directory LINK libraries HEADERS headers): compiles each header twice over in a file of
+# its own, so that a header which leans on what others include, or lacks its guard, does not build.
+function(zent_headers_alone target)
+    cmake_parse_arguments(arg "" "BASE" "LINK;HEADERS" ${ARGN})
+    set(sources)
+    foreach(header IN LISTS arg_HEADERS)
+        file(RELATIVE_PATH name ${arg_BASE} ${header})
+        string(MAKE_C_IDENTIFIER ${name} identifier)
+        set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}/${identifier}.cpp)
+        file(CONFIGURE OUTPUT ${source} CONTENT "#include <@name@>\n#include <@name@> // NOLINT(readability-duplicate-include)\n"
+            @ONLY)
+        list(APPEND sources ${source})
+    endforeach()
+    add_library(${target} OBJECT ${sources})
+    target_link_libraries(${target} PRIVATE zent_settings ${arg_LINK})
+endfunction()
+
+# The headers of both libraries, public and hidden, each with what its room may see.
+function(zent_all_headers_alone)
+    foreach(room core objects vocabulary machines link physicalLayers transport serialcomm)
+        file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/lib/hostlink/${room}/*.h)
+        if(room STREQUAL serialcomm)
+            file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/lib/${room}/*.h)
+        endif()
+        zent_public_headers(public ${room})
+        list(TRANSFORM public PREPEND ${PROJECT_SOURCE_DIR}/src/lib/)
+        list(APPEND headers ${public})
+        list(REMOVE_DUPLICATES headers)
+        if(headers)
+            zent_headers_alone(headers_alone_${room} BASE ${PROJECT_SOURCE_DIR}/src/lib
+                LINK inside_${room} PkgConfig::log4cplus HEADERS ${headers})
+        endif()
+    endforeach()
+
+    # The function core's headers from C99 as well.
+    zent_public_headers(public core)
+    foreach(header IN LISTS public)
+        get_filename_component(name ${header} NAME_WE)
+        file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/headers_alone_core/${name}.c
+            CONTENT "#include <@header@>\n#include <@header@>\ntypedef int notEmpty;\n" @ONLY)
+        target_sources(headers_alone_core PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/headers_alone_core/${name}.c)
+    endforeach()
+endfunction()

@@ -1,0 +1,339 @@
+"""demo_answers_test.py BUILD_DIRECTORY TEST: hostlink-demo against a scripted host that answers wrongly, late, twice, or
+not at all. What the demo prints is compared with lines written by hand."""
+import re
+import select
+import signal
+import struct
+import subprocess
+import sys
+import time
+
+from scripted_host import (CHANGED, DATA, EVENT, FIRMWARE, GET, PLAY_STATUS, RESPONSE, SET, SUBSCRIBE, SYSTEM_INFO,
+                           VOLUME, ScriptedHost, list_of, text_item, uint8_item, values)
+
+PATIENCE = 100  # seconds until a test that hangs is given up; nothing here takes long by itself
+
+UNSUPPORTED = values(RESPONSE)
+HELD = {SYSTEM_INFO: text_item(SYSTEM_INFO, b"Scripted"), FIRMWARE: text_item(FIRMWARE, b"7"),
+        VOLUME: uint8_item(VOLUME, 30), PLAY_STATUS: uint8_item(PLAY_STATUS, 0)}
+
+WELL = """\
+
+Who is there?
+   HostSystemInfo is "Scripted"
+   HostFirmwareVersion is "7"
+
+How is the player?
+   PlayerVolume is 30
+   PlayerPlayStatus is 0 (Stopped)
+
+Tell me about changes.
+   the host will tell when PlayerVolume changes
+   the host will tell when PlayerPlayStatus changes
+
+Play, a bit louder or softer.
+   set PlayerPlayStatus: the host now holds 2 (Playing)
+   the host tells: PlayerPlayStatus changed to 2 (Playing)
+   set PlayerVolume: the host now holds 40
+   the host tells: PlayerVolume changed to 40
+
+Waiting for somebody to press a button on the host (in the simulator: type 'press 1').
+   BUT_KeyPressed: button 3
+
+Sending the file demo.bin, 2500 bytes.
+   25 % sent
+   75 % sent
+   100 % sent
+   the host received 2500 bytes in TIME s, checksum CRC; ours is CRC
+
+All went well.
+"""
+
+
+def crc(data, register=0xFFFFFFFF):
+    """The checksum of data transfers, bit by bit."""
+    data += b"\0" * (-len(data) % 4)
+    for at in range(0, len(data), 4):
+        for byte in reversed(data[at:at + 4]):
+            register ^= byte << 24
+            for _ in range(8):
+                register = ((register << 1) ^ (0x04C11DB7 if register >> 31 else 0)) & 0xFFFFFFFF
+    return register
+
+
+def uint32_item(tag, number):
+    return struct.pack("<HBI", tag, 0xCE, number)
+
+
+def items_of(message):
+    """Tag and value of each item; a text or a number of one or four bytes, as the demo sends them."""
+    found, at = {}, 3
+    for _ in range(message[2]):
+        tag, encoding = struct.unpack_from("<HB", message, at)
+        at += 3
+        if encoding == 0xC5:
+            size = struct.unpack_from("<H", message, at)[0]
+            found[tag], at = message[at + 2:at + 2 + size], at + 2 + size
+        elif encoding == 0xCC:
+            found[tag], at = message[at], at + 1
+        elif encoding == 0xCE:
+            found[tag], at = struct.unpack_from("<I", message, at)[0], at + 4
+        else:
+            assert encoding == 0xC0, encoding
+            found[tag] = None
+    return found
+
+
+class Answers:
+    """The answers of a host that behaves."""
+
+    def __init__(self):
+        self.file = b""
+
+    def to(self, message):
+        kind = message[0]
+        if kind == GET:
+            return [values(RESPONSE | GET, *[HELD[state] for state in list_of(message)])]
+        if kind == SUBSCRIBE:
+            return [bytes([SUBSCRIBE, 0x80]) + message[2:]]
+        if kind == SET:
+            answers = [bytes([SET, 0x80]) + message[2:], bytes([CHANGED, 0]) + message[2:]]
+            if VOLUME in items_of(message):  # the last one before the demo waits for a button
+                answers.append(values(EVENT, struct.pack("<HBH", 1, 0xCD, 3)))
+            return answers
+        assert kind == DATA, message
+        return [self.to_chunk(items_of(message))]
+
+    def to_chunk(self, items):
+        sequence, data = items[1], items[2]
+        if sequence == len(self.file) // 1024:
+            self.file += data
+        answer = [uint32_item(1, sequence), uint32_item(4, crc(data))]
+        if 3 in items:
+            answer += [struct.pack("<HB", 3, 0xC0), uint32_item(6, len(self.file)), uint32_item(4, crc(self.file))]
+        return values(RESPONSE | DATA, *answer)
+
+
+class Run:
+    """The demo and the host that it talks to."""
+
+    def __init__(self, build, answer, *options):
+        self.host = ScriptedHost(answer)
+        self.demo = subprocess.Popen([build + "/bin/hostlink-demo", "--device", self.host.path, "--file-size", "2500",
+                                      *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.deadline = time.monotonic() + PATIENCE
+
+    def until(self, over):
+        while not over():
+            assert time.monotonic() < self.deadline, "the demo hangs"
+            if not self.host.serve(0.05):
+                select.select([], [], [], 0.05)
+
+    def end(self):
+        """Exit code, standard output, lines of the program itself on the standard error."""
+        self.until(lambda: self.demo.poll() is not None)
+        return self.ended()
+
+    def ended(self):
+        out, err = (stream.decode() for stream in self.demo.communicate())
+        self.host.close()
+        print(out + err)
+        out = out.split("\n", 1)[1]  # the first line names the device
+        out = re.sub(r"in [0-9.]+ s", "in TIME s", re.sub(r"(checksum|ours is) [0-9a-f]{8}", r"\1 CRC", out))
+        return self.demo.returncode, out, err
+
+
+def expect(what, seen, wanted):
+    assert seen == wanted, "%s: %r instead of %r" % (what, seen, wanted)
+
+
+def expect_well(run):
+    code, out, _ = run.end()
+    expect("output", out, WELL)
+    expect("exit code", code, 0)
+
+
+def expect_failure(run, line, messages=None):
+    code, out, err = run.end()
+    expect("exit code", code, 1)
+    expect("last line", err.splitlines()[-1], "hostlink-demo: " + line)
+    if messages is not None:
+        expect("requests", len(run.host.messages), messages)
+    return out, err
+
+
+def AnswersThatBelong(build):
+    answers = Answers()
+    expect_well(Run(build, lambda host, message: [host.send(each) for each in answers.to(message)]))
+
+
+def RepeatedAndForeignAnswers(build):
+    """Before each answer come those to all questions before it, and some that nobody has asked for."""
+    answers, given = Answers(), []
+
+    def answer(host, message):
+        foreign = [values(RESPONSE | GET, uint8_item(0x1234, 5)), values(RESPONSE | GET),
+                   values(RESPONSE | GET, HELD[VOLUME]), values(RESPONSE | SET, uint8_item(VOLUME, 77)),
+                   values(CHANGED, uint8_item(PLAY_STATUS, 3)), bytes([SUBSCRIBE, 0x80, 1, VOLUME, 0]),
+                   values(RESPONSE | DATA, uint32_item(1, 99), uint32_item(4, 0))]
+        for each in foreign + given:
+            host.send(each)
+        for each in answers.to(message):
+            host.send(each)
+            if each[0] != EVENT:  # more presses of the button would be more events
+                given.append(each)
+
+    expect_well(Run(build, answer))
+
+
+def LateAnswer(build):
+    """The first question is answered after it has been asked again: twice, and again in the middle of the next one."""
+    answers = Answers()
+
+    def answer(host, message):
+        if len(host.messages) == 1:
+            return
+        late = answers.to(host.messages[0])
+        if len(host.messages) <= 3:
+            for each in late:
+                host.send(each)
+        for each in answers.to(message):
+            host.send(each)
+
+    expect_well(Run(build, answer))
+
+
+def AnswersBeforeTheirQuestion(build):
+    """What has come before a question is no answer to it: no chunk is sent again for a checksum that was there before,
+    and "unsupported" meant something else."""
+    answers = Answers()
+
+    def answer(host, message):
+        given = answers.to(message)
+        if message[0] == SUBSCRIBE:
+            given.insert(0, values(RESPONSE | DATA, uint32_item(1, 0), uint32_item(4, 0)))
+        if message[0] == SET:
+            given.insert(1, UNSUPPORTED)  # before the change that the demo waits for
+        for each in given:
+            host.send(each)
+
+    run = Run(build, answer)
+    expect_well(run)
+    expect("requests", [message[0] for message in run.host.messages], [GET, GET, SUBSCRIBE, SET, SET, DATA, DATA, DATA])
+
+
+def OnlyForeignAnswers(build):
+    run = Run(build, lambda host, message: host.send(values(RESPONSE | GET, HELD[VOLUME])))
+    out, _ = expect_failure(run, "the host answered something else than it was asked: reading states. "
+                                 "--log-level debug shows what it said", 8)
+    expect("output", out, "\nWho is there?\n")
+
+
+def Unsupported(build):
+    run = Run(build, lambda host, message: host.send(UNSUPPORTED))
+    expect_failure(run, "the host does not support this request: reading states. "
+                        "It needs a firmware that does, or a program that does not ask", 1)
+
+
+def UnsupportedSubscription(build):
+    answers = Answers()
+
+    def answer(host, message):
+        for each in [UNSUPPORTED] if message[0] == SUBSCRIBE else answers.to(message):
+            host.send(each)
+
+    expect_failure(Run(build, answer), "the host does not support this request: subscribing to states. "
+                                       "It needs a firmware that does, or a program that does not ask", 3)
+
+
+def ChunkThatArrivedDamaged(build):
+    """A host that has taken chunks before calls one unsupported: it is sent again."""
+    answers, refused = Answers(), []
+
+    def answer(host, message):
+        if message[0] == DATA and items_of(message)[1] == 1 and not refused:
+            refused.append(message)
+            host.send(UNSUPPORTED)
+            return
+        for each in answers.to(message):
+            host.send(each)
+
+    expect_well(Run(build, answer))
+
+
+def UnreadableAnswer(build):
+    broken = {"one item of two": values(RESPONSE | GET, HELD[SYSTEM_INFO])[:2] + b"\2" + HELD[SYSTEM_INFO],
+              "half an item": values(RESPONSE | GET, HELD[SYSTEM_INFO], HELD[FIRMWARE])[:-1],
+              "an encoding that is none": values(RESPONSE | GET, HELD[SYSTEM_INFO], struct.pack("<HB", FIRMWARE, 200)),
+              "nothing but an id": bytes([GET, 0x80])}
+    for name, message in broken.items():
+        print("==", name)
+        run = Run(build, lambda host, _, message=message: host.send(message))
+        out, _ = expect_failure(run, "the host's answer cannot be read: reading states. "
+                                     "--log-level debug shows it; compare it with docs/wire-format.md", 1)
+        expect("output", out, "\nWho is there?\n")
+
+
+def is_loss(line, path):
+    return line == ("hostlink-demo: the line to the host is lost (Uart %s: line lost: the far side hung up). "
+                    "Connect it and start again" % path)
+
+
+def hang_up_when_asked(build, *options):
+    run = Run(build, lambda host, message: host.hang_up(), *options)
+    code, _, err = run.end()
+    expect("exit code", code, 1)
+    assert is_loss(err.splitlines()[-1], run.host.path), err
+    return err
+
+
+def LineLostWhileAsking(build):
+    hang_up_when_asked(build)
+
+
+def LineLostWithoutALog(build):
+    err = hang_up_when_asked(build, "--log-level", "off")
+    expect("lines", len(err.splitlines()), 1)
+
+
+def LineLostWhileWaitingForAButton(build):
+    answers = Answers()
+
+    def answer(host, message):
+        for each in answers.to(message):
+            if each[0] != EVENT:
+                host.send(each)
+
+    run = Run(build, answer)
+    printed = b""
+    while b"Waiting for somebody" not in printed:  # a line each: it comes through the pipe when it is printed
+        assert time.monotonic() < run.deadline, printed
+        run.host.serve(0.05)
+        if select.select([run.demo.stdout], [], [], 0)[0]:
+            printed += run.demo.stdout.read1(4096)
+    run.host.hang_up()
+    run.until(lambda: run.demo.poll() is not None)
+    expect("exit code", run.demo.returncode, 1)
+    err = run.demo.stderr.read().decode()
+    print(printed.decode() + err)
+    assert is_loss(err.splitlines()[-1], run.host.path), err
+
+
+def KilledProgramHasPrinted(build):
+    answers = Answers()
+
+    def answer(host, message):
+        if len(host.messages) == 1:
+            host.send(answers.to(message)[0])
+
+    run = Run(build, answer)
+    run.until(lambda: len(run.host.messages) == 2)  # it has the first answer, and waits for the second
+    run.demo.send_signal(signal.SIGKILL)
+    run.demo.wait()
+    _, out, _ = run.ended()
+    expect("output", out, WELL[:WELL.index("   PlayerVolume is")])
+
+
+if __name__ == "__main__":
+    globals()[sys.argv[2]](sys.argv[1])
+    print("ok: " + sys.argv[2])
