@@ -7,31 +7,38 @@
 #   make test-clang      the same with clang++
 #   make test-aarch64    the same cross-built for AArch64 Linux, under user emulation
 #   make coverage        how much of src/lib the tests run; fails below the gate
-#   make lint            formatting, include rules, static analysis
+#   make lint            formatting, written files, rooms, static analysis
+#   make protocol        write what follows from protocol/hostlink.toml
 #   make docs            the reference as HTML in build/docs
 #   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
 #   make fuzz-merge      keep what the runs have found
 #   make bench           instruction counts of a message's whole path
-#   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= REPORT=
+#   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= SCHEDULE_SEEDS= REPORT=
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
 
 LINK ?= uart
 PREFIX ?= /usr/local
+DESTDIR ?=
+export PREFIX DESTDIR
 MINUTES ?= 120
 JOBS ?= $(shell nproc)
 # Tests wait more than they compute.
 TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
 export JOBS TEST_JOBS
 SECONDS ?= 20
-CTEST = ctest --output-on-failure --no-tests=error -j $(TEST_JOBS)
 
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: demo test test-asan test-tsan test-clang test-aarch64 coverage lint format docs fuzz fuzz-merge bench soak install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 coverage lint format protocol docs fuzz fuzz-merge bench soak install clean
+
+# What stands at the top.
+help:
+	@sed -n '1,/^$$/s/^# \{0,1\}//p' Makefile
 
 demo:
+	@case '$(LINK)' in uart | i2c | spi) ;; *) echo "make demo: there is no link '$(LINK)'; LINK is uart, i2c or spi" >&2; exit 2 ;; esac
 	scripts/install-packages.sh build test
 	scripts/build.sh release $(DEMO_PROGRAMS)
 	scripts/demo.sh build/release $(LINK)
@@ -39,22 +46,22 @@ demo:
 test:
 	scripts/install-packages.sh build test
 	scripts/build.sh release
-	$(CTEST) --preset release
+	scripts/test.sh release
 
 test-asan:
 	scripts/install-packages.sh build test
 	scripts/build.sh dev
-	$(CTEST) --preset dev
+	scripts/test.sh dev
 
 test-tsan:
 	scripts/install-packages.sh build test
 	scripts/build.sh tsan
-	$(CTEST) --preset tsan
+	scripts/test.sh tsan
 
 test-clang:
 	scripts/install-packages.sh build test clang
 	scripts/build.sh clang
-	$(CTEST) --preset clang
+	scripts/test.sh clang
 
 test-aarch64:
 	scripts/install-packages.sh build test aarch64
@@ -74,6 +81,10 @@ lint:
 format:
 	scripts/install-packages.sh lint
 	scripts/sources.sh | xargs clang-format -i
+
+protocol:
+	scripts/install-packages.sh test
+	python3 protocol/generate.py
 
 docs:
 	scripts/install-packages.sh docs
@@ -99,8 +110,8 @@ soak:
 
 install:
 	scripts/install-packages.sh build test
-	scripts/build.sh release zent_hostLinkLib zent_serialComm zent-hostsim
-	DESTDIR=$(DESTDIR) cmake --install build/release --prefix $(PREFIX)
+	scripts/build.sh release zent_hostLinkLib zent_hostLinkCore zent_serialComm zent-hostsim zent-busrig zent-busrig-run zent-busrig-say
+	scripts/install.sh build/release
 
 clean:
-	rm -rf build
+	scripts/clean.sh

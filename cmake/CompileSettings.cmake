@@ -8,15 +8,23 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+# Where a guest in another project puts its files, and how it is optimised, is that project's to say.
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+    set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+endif()
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
 add_library(zent_settings INTERFACE)
-target_compile_options(zent_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+set(ZENT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(ZENT_WARNINGS_ARE_ERRORS)
+    list(APPEND ZENT_WARNINGS -Werror)
+endif()
+target_compile_options(zent_settings INTERFACE ${ZENT_WARNINGS})
 
 if(ZENT_SANITIZE)
     target_compile_options(zent_settings INTERFACE -fsanitize=${ZENT_SANITIZE} -fno-omit-frame-pointer
@@ -32,7 +40,7 @@ endif()
 # Test programs: not optimised and with line numbers only, since compiling the assertions' templates is most of the
 # build; and without the undefined-behaviour sanitizer, which is for the code under test.
 add_library(zent_test_settings INTERFACE)
-target_compile_options(zent_test_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -O0
+target_compile_options(zent_test_settings INTERFACE ${ZENT_WARNINGS} -O0
     $<IF:$<OR:$<BOOL:${ZENT_COVERAGE}>,$<BOOL:${CMAKE_CROSSCOMPILING}>>,-g0,-g1>) # nobody debugs those builds
 if(ZENT_SANITIZE)
     string(REPLACE ",undefined" "" test_sanitizers "${ZENT_SANITIZE}")
@@ -49,6 +57,16 @@ set(ZENT_ONE_MORE_BUILD OFF)
 if(ZENT_SANITIZE OR ZENT_COVERAGE OR CMAKE_CROSSCOMPILING)
     set(ZENT_ONE_MORE_BUILD ON)
 endif()
+
+# zent_install_headers(library): its public headers.
+function(zent_install_headers library)
+    zent_public_headers(headers)
+    list(FILTER headers INCLUDE REGEX "^${library}/")
+    foreach(header IN LISTS headers)
+        get_filename_component(folder ${header} DIRECTORY)
+        install(FILES ${PROJECT_SOURCE_DIR}/src/lib/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
+    endforeach()
+endfunction()
 
 # zent_compile_quickly(sources...): not optimised. For the files that hold a command line's parser, whose templates take
 # longer to optimise than all the rest of their program, and run once.

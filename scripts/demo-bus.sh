@@ -22,7 +22,7 @@ for program in hostlink-demo zent-busrig zent-busrig-run; do
 done
 
 code=0
-"$here/../tests/support/rig/run-in-rig.sh" --busrig "$build/bin/zent-busrig" --quiet \
+"$here/run-in-rig.sh" --busrig "$build/bin/zent-busrig" --quiet \
     --host-options "inputEventEveryMs=500" -- \
     "$build/bin/hostlink-demo" --link "$link" --device "$device" --gpio 17 || code=$?
 if [ "$code" -eq 0 ]; then
@@ -33,6 +33,12 @@ What to try next:
     $here/hostsim-bus.sh $build
   In it, the demo again, with every line that the library logs:
     $build/bin/hostlink-demo --link $link --device $device --gpio 17 --log-level trace
+  and, before or after it, what the host knows and what you tell it:
+    get PlayerVolume
+    set PlayerVolume 20
+    press 3
+  The same with a host that misbehaves; src/rig/README.md lists all of it:
+    $here/hostsim-bus.sh $build nackFirst=2,garbageEvery=3
 END
 fi
 exit "$code"

@@ -10,7 +10,10 @@ for group in "$@"; do
     build) packages="$packages g++ cmake ninja-build pkg-config liblog4cplus-dev libcli11-dev libfuse3-dev fuse3" ;;
     test) packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3" ;;
     clang) packages="$packages clang libclang-rt-14-dev" ;;
-    lint) packages="$packages clang clang-format clang-tidy cppcheck python3 git" ;;
+    lint)
+        packages="$packages clang clang-format clang-tidy cppcheck python3 git"
+        packages="$packages gcc-arm-none-eabi libnewlib-arm-none-eabi" # of the latter the headers alone
+        ;;
     aarch64)
         foreign=arm64
         packages="$packages g++-aarch64-linux-gnu qemu-user-static libc6:arm64 libstdc++6:arm64 liblog4cplus-dev:arm64"

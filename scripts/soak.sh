@@ -4,6 +4,7 @@
 #   half of MINUTES    every link up and idle: no thread wakes up, nothing grows
 #   half of MINUTES    every link with traffic: nothing grows, no message is lost
 #   TRUTH_MINUTES      the truth run: every kind of fault at every rate; a quarter of MINUTES unless given
+#   a quarter of MINUTES   links under a scheduler that is against them, or SCHEDULE_SEEDS seeds of it when given
 #
 # SEED repeats a truth run. The figures go to build/soak/reliability.csv. With REPORT=yes, or without REPORT when the
 # truth run takes 20 minutes or more, docs/reliability.md and docs/reliability.svg are written anew from them;
@@ -30,11 +31,11 @@ seed=${SEED:-$(od -An -N4 -tu4 /dev/urandom | tr -d ' ')}
 
 build=build/release
 out=build/soak
-scripts/build.sh release zent-soak zent-busrig zent-busrig-run
+scripts/build.sh release zent-soak zent-busrig zent-busrig-run hunted
 mkdir -p "$out"
 
 in_rig() {
-    tests/support/rig/run-in-rig.sh --busrig "$build/bin/zent-busrig" --quiet "$build/bin/zent-soak" "$@"
+    scripts/run-in-rig.sh --busrig "$build/bin/zent-busrig" --quiet "$build/bin/zent-soak" "$@"
 }
 
 code=0
@@ -42,6 +43,11 @@ echo "soak   $half s idle, $half s with traffic, then $truth s of truth run with
 in_rig watch --idle "$half" --traffic "$half" || code=$?
 [ "$code" -ne 77 ] || exit 77 # no rig here
 in_rig truth --time "$truth" --seed "$seed" --csv "$out/reliability.csv" || code=$?
+if [ -n "${SCHEDULE_SEEDS:-}" ]; then
+    scripts/hunt.sh --seeds "$SCHEDULE_SEEDS" || code=$?
+else
+    scripts/hunt.sh --time $((minutes * 15)) || code=$?
+fi
 if [ "$report" = yes ] && [ "$code" -eq 0 ]; then
     scripts/reliability-report.py "$out/reliability.csv" "make soak MINUTES=$minutes TRUTH_MINUTES=$((truth / 60)) SEED=$seed"
 fi

@@ -1,0 +1,7 @@
+#!/bin/sh
+# clean.sh: removes build/, when no other make works in it.
+set -eu
+cd "$(dirname "$0")/.."
+[ -d build ] || exit 0
+. scripts/one-make.sh
+rm -rf build

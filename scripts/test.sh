@@ -1,0 +1,24 @@
+#!/bin/sh
+# test.sh PRESET [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the last line says how many,
+# and why.
+set -eu
+cd "$(dirname "$0")/.."
+preset=$1
+shift
+report=$(pwd)/build/$preset/tests.xml
+
+code=0
+ctest --preset "$preset" --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --output-junit "$report" "$@" || code=$?
+
+# From the report's head, which has an attribute a line.
+number() {
+    sed -n "1,12s/^[[:space:]]*$1=\"\([0-9]*\)\"$/\1/p" "$report"
+}
+skipped=$(number skipped)
+if [ "${skipped:-0}" -gt 0 ]; then
+    why=$(scripts/run-in-rig.sh --busrig "build/$preset/bin/zent-busrig" --quiet true 2>&1) || true
+    echo "$skipped of $(number tests) tests were SKIPPED. ${why:-The list above names them.}" >&2
+elif ! grep -q '^ZENT_RIG_AVAILABLE:INTERNAL=ON' "build/$preset/CMakeCache.txt"; then
+    echo "The tests of the I2C and SPI links were SKIPPED: the bus rig is not built; it needs libfuse3-dev and libcli11-dev" >&2
+fi
+exit "$code"
