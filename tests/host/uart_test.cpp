@@ -104,6 +104,21 @@ TEST(HostUart, EveryHalfPacketIsGivenUpWhenItsTimeIsOver) {
     EXPECT_EQ(line.wait(), HOSTLINK_HOST_NEVER);
 }
 
+// Three beginnings in one: FF FE declares 65279 bytes, behind it stand a whole packet and half of another.
+TEST(HostUart, WhatAFalseBeginningHidesIsTakenAndGivenUpAtTheSameTime) {
+    UartLine line({}, 65535);
+    line.receive("FF FE");
+    line.now += 99;
+    line.receive("FF FE 08 00");
+    line.receive("FF FE 08 00");
+    line.receive("FF FE 0D 00 00 00");
+    EXPECT_EQ(line.transmit(), "");
+    EXPECT_EQ(line.wait(), 100U);
+    line.advance(line.now + 200);
+    EXPECT_EQ(line.transmit(), "FF FE 08 00 63 FE 00 00 FF FE 08 00 63 00 00 00");
+    EXPECT_EQ(line.wait(), HOSTLINK_HOST_NEVER);
+}
+
 TEST(HostUart, WaitsForWhicheverComesFirst) {
     UartLine line;
     EXPECT_EQ(line.wait(), HOSTLINK_HOST_NEVER);
