@@ -30,8 +30,8 @@ ByteArray build(Load load) {
 }
 
 // The packets of the message one behind the other, as they go over the line; empty when one is missing.
-ByteArray cut(const ByteArray& message, uint16_t maxPacketSize) {
-    const HostLinkMsgFrame frame(message, frameId, maxPacketSize);
+ByteArray cut(Load load, uint16_t maxPacketSize) {
+    const HostLinkMsgFrame frame(build(load), frameId, maxPacketSize);
     const int packets = frame.packetCount();
     ByteArray wire;
     for (int i = 0; i < packets; ++i) {
@@ -71,8 +71,7 @@ bool receive(const ByteArray& wire, HostLinkFrame& frame) {
     return frame.complete();
 }
 
-bool readBack(Load load, const ByteArray& bytes) {
-    const HostLinkValueMessage message(bytes);
+bool readBack(Load load, const HostLinkValueMessage& message) {
     bool ok = false;
     if (load == Load::Item900) {
         if (message.size() != 1 || message.getTag(0, &ok) != DTT_Data || !ok) return false;
@@ -91,6 +90,6 @@ bool readBack(Load load, const ByteArray& bytes) {
 
 uint32_t programPathClasses(Load load, uint16_t maxPacketSize) {
     HostLinkFrame frame;
-    if (!receive(cut(build(load), maxPacketSize), frame)) return 0;
-    return readBack(load, frame.data()) ? 1 : 0;
+    if (!receive(cut(load, maxPacketSize), frame)) return 0;
+    return readBack(load, HostLinkValueMessage(frame.data())) ? 1 : 0;
 }
