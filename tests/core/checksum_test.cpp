@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,29 @@ uint32_t checksum(const ByteArray& data) {
     const Table table;
     const ExactBytes block(data);
     return dataTransferCalcCrc32(table.data(), tableSize, block.data(), block.size16());
+}
+
+/// The register as it is defined: one bit after the other, without a table.
+uint32_t checksumBitByBit(const uint8_t* data, size_t length) {
+    uint32_t c = 0xFFFFFFFF;
+    for (size_t word = 0; word < length; word += 4) {
+        for (size_t byte = word + 4; byte-- > word;) {
+            for (int bit = 7; bit >= 0; --bit) {
+                const bool out = ((c >> 31) ^ (data[byte] >> bit & 1u)) != 0;
+                c = out ? c << 1 ^ 0x04C11DB7u : c << 1;
+            }
+        }
+    }
+    return c;
+}
+
+/// What a table stands for: one look-up for each byte, by the register's top byte.
+uint32_t checksumByLookUps(const uint32_t* table, const uint8_t* data, size_t length) {
+    uint32_t c = 0xFFFFFFFF;
+    for (size_t word = 0; word < length; word += 4) {
+        for (size_t byte = word + 4; byte-- > word;) c = table[(c >> 24 ^ data[byte]) & 0xFF] ^ c << 8;
+    }
+    return c;
 }
 
 } // namespace
@@ -138,4 +162,43 @@ TEST(Checksum, UsesTheTableItIsGiven) {
     EXPECT_EQ(dataTransferCalcCrc32(zeros.get(), tableSize, data.data(), 4), 0u);
     const ExactBytes more("01 02 03 04 05");
     EXPECT_EQ(dataTransferCalcCrc32(zeros.get(), tableSize, more.data(), 1), 0u);
+}
+
+TEST(Checksum, EqualsTheDefinitionAtEveryLengthAndAlignment) {
+    const Table table;
+    std::mt19937 random(32);
+    for (size_t length = 0; length <= 260; ++length) {
+        for (size_t start = 0; start < 8; ++start) {
+            ByteArray data(start + (length + 3) / 4 * 4);
+            for (auto& byte : data) byte = static_cast<unsigned char>(random());
+            const ExactBytes block(data);
+            EXPECT_EQ(
+                dataTransferCalcCrc32(table.data(), tableSize, block.data() + start, static_cast<uint16_t>(length)),
+                checksumBitByBit(block.data() + start, length))
+                << length << " bytes from " << start;
+        }
+    }
+}
+
+TEST(Checksum, EqualsTheDefinitionOfLongBlocks) {
+    const Table table;
+    std::mt19937 random(4096);
+    for (const size_t length : {4096u, 32768u, 65532u}) {
+        ByteArray data(length);
+        for (auto& byte : data) byte = static_cast<unsigned char>(random());
+        EXPECT_EQ(checksum(data), checksumBitByBit(data.data(), length)) << length;
+    }
+}
+
+TEST(Checksum, LooksUpWhateverTheTableHolds) {
+    std::mt19937 random(256);
+    for (int run = 0; run < 50; ++run) {
+        const std::unique_ptr<uint32_t[]> table(new uint32_t[tableSize]);
+        for (size_t i = 0; i < tableSize; ++i) table[i] = static_cast<uint32_t>(random());
+        ByteArray data(4 * (random() % 40 + 1));
+        for (auto& byte : data) byte = static_cast<unsigned char>(random());
+        const ExactBytes block(data);
+        EXPECT_EQ(dataTransferCalcCrc32(table.get(), tableSize, block.data(), block.size16()),
+                  checksumByLookUps(table.get(), block.data(), data.size()));
+    }
 }

@@ -1,4 +1,6 @@
 // Reading messages: list items, and the iterator over variants.
+#include <random>
+
 #include <gtest/gtest.h>
 
 #include "MessageBuffers.h"
@@ -341,5 +343,58 @@ TEST(VariantGetItemDeathTest, ReadsNothingBehindTheMessage) {
         const HostLinkLL buffer{stored.data(), size, size};
         HostLinkVariant item{};
         EXPECT_STAYS_ALIVE(hostLinkMessageVariantGetItem(&buffer, 0, &item)) << message;
+    }
+}
+
+TEST(VariantGetItem, SaysWhatTheIteratorSaysOnItsWayThere) {
+    std::mt19937 random(12);
+    const uint8_t encodings[] = {ENC_Nil, ENC_Uint8, ENC_Int16, ENC_Uint32, ENC_Int64, ENC_Bin16, 0xC1, 0xD4, 0};
+    for (int run = 0; run < 2000; ++run) {
+        ByteArray message = {1, 0, static_cast<uint8_t>(random() % 10)};
+        for (int i = 0; i < 8; ++i) {
+            message.insert(message.end(), {static_cast<uint8_t>(i), 0, encodings[random() % sizeof encodings]});
+            for (auto value = random() % 9; value != 0; --value) message.push_back(static_cast<uint8_t>(random() % 4));
+        }
+        message.resize(3 + random() % (message.size() - 2));
+        const Buffer buffer(message);
+        HostLinkVariantIter items;
+        const uint32_t header = hostLinkVariantIterator(&buffer.ll, &items);
+        uint32_t code = header;
+        for (unsigned index = 0; index < message[2]; ++index) {
+            HostLinkVariant expected{};
+            HostLinkVariant item{};
+            if (code == 0) code = hostLinkVariantIteratorGetNext(&items, &expected);
+            EXPECT_EQ(hostLinkMessageVariantGetItem(&buffer.ll, static_cast<uint8_t>(index), &item), code) << run;
+            if (code != 0) continue;
+            EXPECT_EQ(item.tag, expected.tag);
+            EXPECT_EQ(item.encoding, expected.encoding);
+            EXPECT_EQ(item.value.bytes[0], expected.value.bytes[0]);
+        }
+        HostLinkVariant item;
+        EXPECT_EQ(hostLinkMessageVariantGetItem(&buffer.ll, message[2], &item), header != 0 ? header : 21u);
+    }
+}
+
+TEST(VariantIterator, SkipsAsItReads) {
+    std::mt19937 random(21);
+    for (int run = 0; run < 2000; ++run) {
+        ByteArray message = {1, 0, 4};
+        while (message.size() < 40)
+            message.push_back(static_cast<uint8_t>(random() % 3 == 0 ? 0xC5 + random() % 15 : 0));
+        message.resize(15 + random() % 26);
+        const Buffer buffer(message);
+        HostLinkVariantIter reading;
+        HostLinkVariantIter skipping;
+        ASSERT_EQ(hostLinkVariantIterator(&buffer.ll, &reading), 0u);
+        ASSERT_EQ(hostLinkVariantIterator(&buffer.ll, &skipping), 0u);
+        for (int i = 0; i < 6; ++i) {
+            HostLinkVariant item;
+            const uint32_t code = hostLinkVariantIteratorGetNext(&reading, &item);
+            EXPECT_EQ(i % 2 != 0 ? hostLinkVariantIteratorNext(&skipping)
+                                 : hostLinkVariantIteratorGetNext(&skipping, nullptr),
+                      code);
+            EXPECT_EQ(skipping.position, reading.position);
+            EXPECT_EQ(skipping.index, reading.index);
+        }
     }
 }

@@ -309,13 +309,21 @@ TEST(MsgFrame, PacksUpTo246BytesIntoPacketsOf256) {
               hex(bytes("FF FE 40 00 23 03 01 00") + slice(message, 246, 300) + bytes("00 00")));
 }
 
-TEST(MsgFrame, FitsItsFirstBufferUpTo40BytesOfPayload) {
-    for (const size_t length : {1u, 39u, 40u, 41u, 42u}) {
-        const ByteArray packet = HostLinkMsgFrame(patternBytes(length), 3, 64).serializePacket(0);
-        EXPECT_EQ(packet.size(), length + 10) << length;
+TEST(MsgFrame, WritesPacketsOfAnySize) {
+    for (const size_t length : {1u, 40u, 41u, 54u, 55u, 245u, 246u, 247u, 300u, 3990u}) {
+        const ByteArray packet = HostLinkMsgFrame(patternBytes(length), 3, 4000).serializePacket(0);
+        ASSERT_EQ(packet.size(), length + 10) << length;
+        EXPECT_EQ(packet[2] + 256u * packet[3], length + 10) << length;
         EXPECT_EQ(slice(packet, 8, 8 + length), patternBytes(length)) << length;
         EXPECT_EQ(hex(slice(packet, 8 + length, 10 + length)), "00 00") << length;
     }
+}
+
+TEST(MsgFrame, TakesOverAMessageThatNobodyNeeds) {
+    ByteArray given = bytes("55");
+    const HostLinkMsgFrame frame(std::move(given), 3, 0);
+    EXPECT_TRUE(given.empty()); // NOLINT(bugprone-use-after-move): that it is empty is the promise
+    EXPECT_EQ(hex(frame.serializePacket(0)), "FF FE 0B 00 23 03 00 00 55 00 00");
 }
 
 TEST(MsgFrame, OfAnEmptyMessageHasNoPackets) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "objects/CountedSteps.h"
 #include "support/Bytes.h"
 
 namespace {
@@ -510,5 +511,16 @@ TEST(Printer, SaysInvalidOfEveryState) {
                         {INT_MIN, "Invalid (-2147483648)"}};
     for (const Row& row : rows) {
         EXPECT_EQ(HostLinkPrinter::printHostLinkState(static_cast<State>(row.state)), row.text);
+    }
+}
+
+TEST(Printer, WalksOverEachItemOnce) {
+    for (const unsigned items : {1u, 10u, 255u}) {
+        ByteArray message = {1, 0, static_cast<unsigned char>(items)};
+        for (unsigned i = 0; i < items; ++i) message = message + bytes("09 00 CC 05");
+        const long before = countedSteps();
+        const std::string text = HostLinkPrinter::printHostLinkMessage(message);
+        EXPECT_EQ(countedSteps() - before, static_cast<long>(items));
+        EXPECT_NE(text.rfind("0x0009 - tag: PlayerVolume\n"), std::string::npos) << text;
     }
 }

@@ -13,6 +13,8 @@ public:
     /// @param id              frame id, written into every packet as 8 bits
     /// @param packetSizeLimit maximum packet size in bytes, used as 16 bits; 64 when 0 or less
     HostLinkMsgFrame(const ByteArray& bytes, int id, int packetSizeLimit);
+    /// The same of a message that nobody needs any more: its bytes are taken over.
+    HostLinkMsgFrame(ByteArray&& bytes, int id, int packetSizeLimit);
 
     /// Number of packets to send; 0 for an empty message.
     int packetCount() const;

@@ -2,6 +2,7 @@
 /// Messages whose items are tagged values.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "HostLinkLib.h"
@@ -9,16 +10,19 @@
 
 /// Builds and reads a message with a variant body: items of a 16-bit tag, an encoding and a value.
 ///
-/// An ordinary value, owned by one thread at a time; const operations do not change it. Validity is decided at
-/// construction and never changes. An append that fails (invalid message, 255 items, a value too long for the 16-bit
-/// count of the free space) has no effect. Reading an item walks the items before it. Indexes are taken modulo 256. The
-/// `bool*` of a getter is always written and must not be null.
+/// An ordinary value, owned by one thread at a time; const operations do not change it, so that several threads may
+/// read one message at once. Validity is decided at construction and never changes. An append that fails (invalid
+/// message, 255 items, a value too long for the 16-bit count of the free space) has no effect. Reading an item walks
+/// the items between the one read last and it, or those before it. Indexes are taken modulo 256. The `bool*` of a
+/// getter is always written and must not be null.
 class HOSTLINK_EXPORT HostLinkValueMessage : public HostLinkMessageSerializable {
 public:
     /// An empty message; invalid when the id is out of range or has a list body.
     explicit HostLinkValueMessage(MessageId id);
     /// A message read from bytes, which are copied; invalid when they do not verify.
     explicit HostLinkValueMessage(const ByteArray& message);
+    /// The same of bytes that nobody needs any more: they are taken over.
+    explicit HostLinkValueMessage(ByteArray&& message);
 
     HostLinkValueMessage(const HostLinkValueMessage& other);
     /// Leaves `other` without bytes.
@@ -81,4 +85,6 @@ private:
     HostLinkLL buffer; // data and capacity follow the store; the message length may be larger
     ByteArray store;   // its size is the capacity
     bool valid;
+    mutable std::atomic<uint32_t>
+        lastRead; // where the item stands that was read last; 0 when none was since the last change
 };

@@ -24,6 +24,16 @@ uint8_t singlePacketFlags(LinkFrameFormat format) {
     return static_cast<uint8_t>(uint32_t{PKT_Last} | format);
 }
 
+// What a frame keeps of a packet's header.
+void noteHeader(HostLinkFrameRecord* frame, const uint8_t* packet, uint16_t length) {
+    const uint8_t flags = packet[flagsAt];
+    frame->complete = isLast(flags) ? 1 : 0;
+    // Keyed on the payload, not on the number of packets: header-only packets never fix the frame's id.
+    if (frame->size != 0) return;
+    frame->frameId = packet[frameIdAt];
+    frame->type = frameTypeFrom(flags, length);
+}
+
 } // namespace
 
 void hostLinkFrameHeaderWrite(uint8_t* buffer, uint16_t length, uint8_t frameId, uint8_t packetId, uint8_t flags) {
@@ -35,23 +45,29 @@ int32_t hostLinkFrameMsgSerialize(uint8_t* buffer, uint16_t bufferSize, uint16_t
                                   uint8_t packetIndex, uint32_t ackRequest) {
     const uint16_t room = payloadRoom(maxPacketSize);
     const uint32_t offset = uint32_t{packetIndex} * room;
-    if (offset > messageLength) return -1;
+    if (unlikely(offset > messageLength)) return -1;
 
     const uint32_t left = messageLength - offset;
-    const uint32_t chunk = left < room ? left : room;
+    uint32_t chunk = room;
+    uint8_t flags = static_cast<uint8_t>(FMT_Message);
+    if (left <= room) {
+        chunk = left;
+        flags |= PKT_Last;
+    }
     const uint32_t needed = chunk + packetOverhead;
     const uint16_t length = static_cast<uint16_t>(needed);
     *packetLength = length;
-    if (length > bufferSize) return length - bufferSize;
     // The length field wraps for chunks above 65525 bytes, but the bytes to write do not become fewer.
-    if (needed > bufferSize) return static_cast<int32_t>(needed - bufferSize);
+    if (unlikely(needed > bufferSize)) {
+        return static_cast<int32_t>((length > bufferSize ? length : needed) - bufferSize);
+    }
 
-    uint8_t flags = static_cast<uint8_t>(FMT_Message);
-    if (offset + room >= messageLength) flags |= PKT_Last;
-    if (ackRequest != 0) flags |= PKT_Ack;
     writeHeader(buffer, length, frameId, packetIndex, flags);
-    if (chunk != 0) memcpy(buffer + payloadAt, message + offset, chunk);
-    store16le(buffer + payloadAt + chunk, 0);
+    if (unlikely(ackRequest != 0)) buffer[flagsAt] |= PKT_Ack;
+    uint8_t* payload = buffer + payloadAt;
+    uint8_t* trailer = payload + chunk;
+    if (!unlikely(chunk == 0)) memcpy(payload, message + offset, chunk);
+    store16le(trailer, 0);
     return 0;
 }
 
@@ -96,19 +112,20 @@ void hostLinkFrameInit(HostLinkFrameRecord* frame, uint8_t* buffer, uint32_t cap
 
 uint32_t hostLinkFrameAddPacket(HostLinkFrameRecord* frame, const uint8_t* packet, uint32_t count) {
     const uint32_t code = verifyPacket(packet, static_cast<uint16_t>(count));
-    if (code != HOSTLINK_SUCCESS) return code;
-    uint16_t length;
-    const uint8_t* payload = payloadOf(packet, &length);
-    if (frame->capacity < frame->size || frame->capacity - frame->size < length) return HOSTLINK_NO_ROOM;
-
-    // Keyed on the payload, not on the number of packets: header-only packets never fix the frame's id.
-    if (frame->size == 0) {
-        frame->frameId = packet[frameIdAt];
-        frame->type = frameTypeOf(packet);
+    if (unlikely(code != HOSTLINK_SUCCESS)) return code;
+    const uint32_t size = frame->size;
+    if (unlikely(frame->capacity < size)) return HOSTLINK_NO_ROOM;
+    const uint32_t room = frame->capacity - size;
+    const uint16_t length = load16le(packet + lengthAt);
+    if (unlikely(length == HOSTLINK_PACKET_HEADER_SIZE)) {
+        noteHeader(frame, packet, length);
+        return HOSTLINK_SUCCESS;
     }
-    frame->complete = hostLinkPacketIsLast(packet);
-    if (length != 0) memcpy(frame->data + frame->size, payload, length);
-    frame->size += length;
+    const uint32_t payloadLength = uint32_t{length} - packetOverhead;
+    if (unlikely(room < payloadLength)) return HOSTLINK_NO_ROOM;
+    noteHeader(frame, packet, length);
+    frame->size = size + payloadLength;
+    memcpy(frame->data + size, packet + payloadAt, payloadLength);
     return HOSTLINK_SUCCESS;
 }
 

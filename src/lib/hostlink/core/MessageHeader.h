@@ -6,7 +6,7 @@
 
 static inline uint32_t initMessage(HostLinkLL* buffer, uint16_t id, Body body) {
     const uint32_t code = checkId(id, body);
-    if (code != HOSTLINK_SUCCESS) return code;
+    if (unlikely(code != HOSTLINK_SUCCESS)) return code;
     if (buffer->capacity < buffer->used || buffer->capacity - buffer->used < messageHeaderSize) return HOSTLINK_NO_ROOM;
     uint8_t* header = buffer->data + buffer->used;
     store16le(header + messageIdAt, id);
@@ -16,17 +16,17 @@ static inline uint32_t initMessage(HostLinkLL* buffer, uint16_t id, Body body) {
 }
 
 static inline uint32_t verifyMessage(const HostLinkLL* buffer, Body expected, uint16_t* size, uint8_t* count) {
-    if (!isInitialized(buffer)) return HOSTLINK_NOT_INITIALIZED;
+    if (unlikely(!isInitialized(buffer))) return HOSTLINK_NOT_INITIALIZED;
     const uint16_t held = readableSize(buffer);
-    if (held < messageHeaderSize) return HOSTLINK_TOO_SHORT;
+    if (unlikely(held < messageHeaderSize)) return HOSTLINK_TOO_SHORT;
     if (size != nullptr) *size = held;
     const uint32_t code = checkId(load16le(buffer->data + messageIdAt), expected);
-    if (code != HOSTLINK_SUCCESS) return code;
+    if (unlikely(code != HOSTLINK_SUCCESS)) return code;
     const uint8_t items = buffer->data[itemCountAt];
     if (count != nullptr) *count = items;
     // Exact for a list. For variants a lower bound: the iterator checks the values.
     const uint32_t itemSize = expected == Body::List ? listItemSize : variantHeaderSize;
-    if (messageHeaderSize + itemSize * items > held) return HOSTLINK_TRUNCATED;
+    if (unlikely(messageHeaderSize + itemSize * items > held)) return HOSTLINK_TRUNCATED;
     return HOSTLINK_SUCCESS;
 }
 

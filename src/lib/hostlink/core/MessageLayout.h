@@ -11,6 +11,7 @@
 
 #include "../HostLinkLib.h"
 #include "ByteOrder.h"
+#include "Likely.h"
 #include "WireNumbers.h"
 
 constexpr uint8_t messageIdAt = 0;
@@ -33,8 +34,8 @@ static inline Body bodyOf(uint16_t id) {
 }
 
 static inline uint32_t checkId(uint16_t id, Body expected) {
-    if ((id & ~responseBit) > maxMessageNumber) return HOSTLINK_MESSAGE_ID_OUT_OF_RANGE;
-    if (bodyOf(id) != expected) return HOSTLINK_MESSAGE_ID_WRONG_KIND;
+    if (unlikely((id & ~responseBit) > maxMessageNumber)) return HOSTLINK_MESSAGE_ID_OUT_OF_RANGE;
+    if (unlikely(bodyOf(id) != expected)) return HOSTLINK_MESSAGE_ID_WRONG_KIND;
     return HOSTLINK_SUCCESS;
 }
 
@@ -53,5 +54,5 @@ static inline uint8_t* countOf(const HostLinkLL* buffer) {
 }
 
 static inline uint16_t spaceIn(const HostLinkLL* buffer) {
-    return buffer->capacity >= buffer->used ? static_cast<uint16_t>(buffer->capacity - buffer->used) : 0;
+    return !unlikely(buffer->capacity < buffer->used) ? static_cast<uint16_t>(buffer->capacity - buffer->used) : 0;
 }

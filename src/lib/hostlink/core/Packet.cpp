@@ -27,7 +27,7 @@ uint32_t hostLinkPacketGetFrameType(const uint8_t* packet) {
 }
 
 uint8_t hostLinkPacketIsLast(const uint8_t* packet) {
-    return (packet[flagsAt] & PKT_Last) != 0 ? 1 : 0;
+    return isLast(packet[flagsAt]) ? 1 : 0;
 }
 
 const uint8_t* hostLinkPacketGetData(const uint8_t* packet, uint16_t* payloadLength) {

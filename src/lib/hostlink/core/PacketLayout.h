@@ -11,28 +11,36 @@
 
 #include "../HostLinkLib.h"
 #include "ByteOrder.h"
+#include "Likely.h"
 #include "WireNumbers.h"
 
 /// Header and trailer: what a packet with a payload is longer than its payload.
 constexpr uint16_t packetOverhead = HOSTLINK_PACKET_HEADER_SIZE + HOSTLINK_PACKET_TRAILER_SIZE;
 
+static inline uint32_t frameTypeFrom(uint8_t flags, uint16_t length) {
+    const uint32_t format = flags & formatMask;
+    return format == FMT_Message && length == HOSTLINK_PACKET_HEADER_SIZE ? FRT_Response : format;
+}
+
 static inline uint32_t frameTypeOf(const uint8_t* packet) {
-    const uint32_t format = packet[flagsAt] & formatMask;
-    const bool headerOnly = load16le(packet + lengthAt) == HOSTLINK_PACKET_HEADER_SIZE;
-    return format == FMT_Message && headerOnly ? FRT_Response : format;
+    return frameTypeFrom(packet[flagsAt], load16le(packet + lengthAt));
+}
+
+static inline bool isLast(uint8_t flags) {
+    return (flags & PKT_Last) != 0;
 }
 
 /// Header-only, or at least one byte of payload: an empty payload is refused on purpose.
 static inline bool isPossibleLength(uint16_t length) {
-    return length == HOSTLINK_PACKET_HEADER_SIZE || length > packetOverhead;
+    return length > packetOverhead || length == HOSTLINK_PACKET_HEADER_SIZE;
 }
 
 static inline uint32_t verifyPacket(const uint8_t* packet, uint16_t available) {
-    if (available < HOSTLINK_PACKET_HEADER_SIZE) return HOSTLINK_HEADER_TRUNCATED;
+    if (unlikely(available < HOSTLINK_PACKET_HEADER_SIZE)) return HOSTLINK_HEADER_TRUNCATED;
     const uint16_t length = load16le(packet + lengthAt);
-    if (!isPossibleLength(length)) return HOSTLINK_TOO_SHORT;
-    if (available < length) return HOSTLINK_TRUNCATED;
-    if (load16le(packet + sopAt) != HOSTLINK_SOP) return HOSTLINK_BAD_START_OF_PACKET;
+    if (unlikely(!isPossibleLength(length))) return HOSTLINK_TOO_SHORT;
+    if (unlikely(available < length)) return HOSTLINK_TRUNCATED;
+    if (unlikely(load16le(packet + sopAt) != HOSTLINK_SOP)) return HOSTLINK_BAD_START_OF_PACKET;
     return HOSTLINK_SUCCESS;
 }
 

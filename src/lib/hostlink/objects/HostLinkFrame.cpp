@@ -6,7 +6,8 @@
 namespace {
 
 constexpr size_t initialCapacity = 10;
-constexpr int packetGrowth = 6; // grows by 2·(packet size + 6)
+constexpr size_t expectedMessage = 1024; // bytes set aside with the first growth, so that most messages ask once
+constexpr int packetGrowth = 6;          // grows by 2·(packet size + 6)
 
 } // namespace
 
@@ -57,8 +58,10 @@ ByteArray HostLinkFrame::data() const {
 }
 
 void HostLinkFrame::resize(int n) {
-    const long size = static_cast<long>(store.size()) + 2L * n;
-    store.resize(static_cast<size_t>(std::max(size, 0L)));
+    const long wanted = static_cast<long>(store.size()) + 2L * n;
+    const auto size = static_cast<size_t>(std::max(wanted, 0L));
+    if (size > store.capacity() && size < expectedMessage) store.reserve(expectedMessage);
+    store.resize(size);
     attach();
 }
 

@@ -1,44 +1,88 @@
 #include "hostlink/HostLinkValueMessage.h"
 
+#include <cstring>
+
 #include "MessageStore.h"
+#include "hostlink/core/MessageLayout.h"
 
 namespace {
 
 constexpr size_t initialCapacity = 50;
-constexpr int fixedValueGrowth = 14; // 28 bytes: room for the largest fixed item, 11 bytes
-constexpr int bin16Overhead = 6;     // grows by 2·(n + 6): room for the n + 5 bytes of the item
+constexpr size_t expectedCapacity = 256; // bytes set aside, so that a small message does not ask again as it grows
+constexpr int fixedValueGrowth = 14;     // 28 bytes: room for the largest fixed item, 11 bytes
+constexpr int bin16Overhead = 6;         // grows by 2·(n + 6): room for the n + 5 bytes of the item
 
 // Little-endian bytes of a number, the form in which the core takes values.
 template <typename T> void toWire(T value, unsigned char (&bytes)[sizeof(T)]) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(bytes, &value, sizeof value);
+#else
     for (size_t i = 0; i < sizeof(T); ++i) bytes[i] = static_cast<unsigned char>(static_cast<uint64_t>(value) >> 8 * i);
+#endif
 }
 
 template <typename T> T fromWire(const unsigned char* bytes) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    T value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+#else
     uint64_t value = 0;
     for (size_t i = 0; i < sizeof(T); ++i) value |= static_cast<uint64_t>(bytes[i]) << 8 * i;
     return static_cast<T>(value);
+#endif
+}
+
+// Where an item stands, in one word, so that threads that read one message never see half of it. No item stands at 0.
+struct Place {
+    uint8_t index;
+    uint8_t length; // 0 when it does not fit here
+    uint16_t position;
+};
+
+constexpr uint32_t noPlace = 0;
+
+constexpr uint32_t packed(uint8_t index, int position, int length) {
+    return static_cast<uint32_t>(position) << 16 | static_cast<uint32_t>(length <= UINT8_MAX ? length : 0) << 8 | index;
+}
+
+constexpr Place unpacked(uint32_t place) {
+    return {static_cast<uint8_t>(place), static_cast<uint8_t>(place >> 8), static_cast<uint16_t>(place >> 16)};
 }
 
 } // namespace
 
-HostLinkValueMessage::HostLinkValueMessage(MessageId id) : buffer{}, store(initialCapacity), valid(false) {
+HostLinkValueMessage::HostLinkValueMessage(MessageId id) : buffer{}, valid(false), lastRead(noPlace) {
+    store.reserve(expectedCapacity);
+    store.resize(initialCapacity);
     hostlink::attachStore(buffer, store);
     valid = hostLinkMessageVariantInit(&buffer, id) == HOSTLINK_SUCCESS;
 }
 
-HostLinkValueMessage::HostLinkValueMessage(const ByteArray& message)
-    : buffer{nullptr, 0, static_cast<uint32_t>(message.size())}, store(message), valid(false) {
+HostLinkValueMessage::HostLinkValueMessage(const ByteArray& message) : HostLinkValueMessage(ByteArray(message)) {}
+
+HostLinkValueMessage::HostLinkValueMessage(ByteArray&& message)
+    : buffer{nullptr, 0, static_cast<uint32_t>(message.size())},
+      store(std::move(message)),
+      valid(false),
+      lastRead(noPlace) {
     hostlink::attachStore(buffer, store);
     valid = hostLinkMessageVariantVerify(&buffer, nullptr, nullptr) == HOSTLINK_SUCCESS;
 }
 
 HostLinkValueMessage::HostLinkValueMessage(const HostLinkValueMessage& other)
-    : HostLinkMessageSerializable(other), buffer(other.buffer), store(other.store), valid(other.valid) {
+    : HostLinkMessageSerializable(other),
+      buffer(other.buffer),
+      store(other.store),
+      valid(other.valid),
+      lastRead(noPlace) {
     hostlink::attachStore(buffer, store);
 }
 
-HostLinkValueMessage::HostLinkValueMessage(HostLinkValueMessage&& other) noexcept : buffer{}, valid(other.valid) {
+HostLinkValueMessage::HostLinkValueMessage(HostLinkValueMessage&& other) noexcept
+    : buffer{}, valid(other.valid), lastRead(noPlace) {
     hostlink::takeStore(buffer, store, other.buffer, other.store);
+    other.lastRead.store(noPlace, std::memory_order_relaxed);
 }
 
 HostLinkValueMessage& HostLinkValueMessage::operator=(const HostLinkValueMessage& other) {
@@ -50,6 +94,8 @@ HostLinkValueMessage& HostLinkValueMessage::operator=(HostLinkValueMessage&& oth
     if (this == &other) return *this;
     hostlink::takeStore(buffer, store, other.buffer, other.store);
     valid = other.valid;
+    lastRead.store(noPlace, std::memory_order_relaxed);
+    other.lastRead.store(noPlace, std::memory_order_relaxed);
     return *this;
 }
 
@@ -58,6 +104,7 @@ HostLinkValueMessage::~HostLinkValueMessage() = default;
 template <typename T>
 HostLinkValueMessage& HostLinkValueMessage::addFixed(unsigned short tag, T value, Encoding encoding) {
     if (!valid) return *this;
+    lastRead.store(noPlace, std::memory_order_relaxed);
     unsigned char bytes[sizeof(T)];
     toWire(value, bytes);
     if (hostLinkMessageVariantAddValue(&buffer, tag, bytes, encoding) == HOSTLINK_NO_ROOM) {
@@ -105,6 +152,7 @@ HostLinkValueMessage& HostLinkValueMessage::addValueNil(unsigned short tag) {
 
 HostLinkValueMessage& HostLinkValueMessage::addBytes(unsigned short tag, const unsigned char* bytes, size_t count) {
     if (!valid) return *this;
+    lastRead.store(noPlace, std::memory_order_relaxed);
     const auto length = static_cast<uint16_t>(count);
     if (hostLinkMessageVariantAddBin16(&buffer, tag, bytes, length) == HOSTLINK_NO_ROOM) {
         resize(static_cast<int>(count) + bin16Overhead);
@@ -122,8 +170,28 @@ HostLinkValueMessage& HostLinkValueMessage::addValueString(unsigned short tag, s
     return addBytes(tag, reinterpret_cast<const unsigned char*>(value.data()), value.size());
 }
 
+// As hostLinkMessageVariantGetItem does it, but from the item that was read last, or the one behind it.
 bool HostLinkValueMessage::readItem(int index, HostLinkVariant* item) const {
-    return valid && hostLinkMessageVariantGetItem(&buffer, static_cast<uint8_t>(index), item) == HOSTLINK_SUCCESS;
+    const auto wanted = static_cast<uint8_t>(index);
+    // Relaxed: the word says all, and the bytes it speaks of do not change while others may read.
+    const Place last = unpacked(lastRead.load(std::memory_order_relaxed));
+    HostLinkVariantIter items;
+    if (last.position != 0 && last.index <= wanted) {
+        const bool isNext = wanted != last.index && last.length != 0;
+        const int position = isNext ? last.position + last.length : last.position;
+        items = {&buffer, readableSize(&buffer), static_cast<uint16_t>(position), store[itemCountAt],
+                 static_cast<uint8_t>(last.index + (isNext ? 1 : 0))};
+    } else if (!valid || hostLinkVariantIterator(&buffer, &items) != HOSTLINK_SUCCESS) {
+        return false;
+    }
+    if (wanted >= items.count) return false;
+    while (items.index < wanted) {
+        if (hostLinkVariantIteratorNext(&items) != HOSTLINK_SUCCESS) return false;
+    }
+    const int position = items.position;
+    if (hostLinkVariantIteratorGetNext(&items, item) != HOSTLINK_SUCCESS) return false;
+    lastRead.store(packed(wanted, position, items.position - position), std::memory_order_relaxed);
+    return true;
 }
 
 unsigned short HostLinkValueMessage::getTag(int index, bool* ok) const {
@@ -191,8 +259,11 @@ ByteArray HostLinkValueMessage::getBin16(int index, bool* ok) const {
 }
 
 std::string HostLinkValueMessage::getString(int index, bool* ok) const {
-    const ByteArray bytes = getBin16(index, ok);
-    return {bytes.begin(), bytes.end()};
+    HostLinkVariant item;
+    *ok = readItem(index, &item) && item.encoding == ENC_Bin16;
+    if (!*ok) return {};
+    const HostLinkBin16& view = item.value.bin16;
+    return {reinterpret_cast<const char*>(view.first), view.firstLength};
 }
 
 int HostLinkValueMessage::size() const {
@@ -204,6 +275,7 @@ bool HostLinkValueMessage::isValid() const {
 }
 
 void HostLinkValueMessage::resize(int n) {
+    lastRead.store(noPlace, std::memory_order_relaxed);
     hostlink::resizeStore(buffer, store, 2L * n);
 }
 
