@@ -120,11 +120,11 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
     } else if (name == "seed") {
         faults.seed = number(value);
     } else if (name == "interruptRepeatMs") {
-        setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+        setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint16_t>(value));
     } else if (name == "responseTimeoutMs") {
         setup.host.outgoing.responseTimeout = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
     } else if (name == "repeatWindowMs") {
-        setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+        setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint16_t>(value));
     } else if (name == "inputEventEveryMs") {
         const auto interval = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
         if (interval.count() == 0) throw std::invalid_argument("inputEventEveryMs must be above 0");
