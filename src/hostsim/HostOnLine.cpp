@@ -144,11 +144,12 @@ std::optional<Time> HostOnLine::nextDeadline(Time now) const {
     const auto consider = [&next](std::optional<Time> time) {
         if (time && (!next || *time < *next)) next = time;
     };
-    consider(momentAfter(now, hostlink::senderWait(host.engine(), wholeMilliseconds(now))));
     if (!writes.empty()) consider(now);
-    if (!answers.empty())
-        consider(answers.front().due);
-    else if (hostLinkHostUartHasOutput(&uart, wholeMilliseconds(now)) != 0)
+    if (!answers.empty()) consider(answers.front().due);
+    const uint32_t moment = wholeMilliseconds(now);
+    if (!hostlink::isPacketReady(host.engine(), moment))
+        consider(momentAfter(now, hostlink::senderWait(host.engine(), moment)));
+    else if (answers.empty()) // else it waits behind them
         consider(now);
     return next;
 }

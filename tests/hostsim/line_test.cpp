@@ -302,6 +302,21 @@ TEST(HostOnLine, AnswersLateOnRequestAndKeepsTheOrder) {
     EXPECT_EQ(line.at(milliseconds(30)), (Texts{ackOf11, volumeAnswer}));
 }
 
+TEST(HostOnLine, APacketWaitsBehindALateAnswerWithoutADeadlineOfItsOwn) {
+    HostOptions options;
+    options.faults.lateEvery = 1;
+    options.faults.lateBy = milliseconds(30);
+    Line line(options);
+    line.press(1);
+    line.writes(Time(0));
+    line.host.receive(bytes(nack), Time(0)); // due again at 10
+    line.host.receive(bytes("FF FE 0B 00 23 10 00 00 44 00 00"), Time(0));
+    EXPECT_EQ(line.host.nextDeadline(Time(0)), Time(milliseconds(10)));
+    EXPECT_EQ(line.at(milliseconds(10)), Texts{});
+    EXPECT_EQ(line.host.nextDeadline(milliseconds(10)), Time(milliseconds(30)));
+    EXPECT_EQ(line.at(milliseconds(30)), (Texts{"FF FE 08 00 A3 10 00 00", pressIn("00")}));
+}
+
 TEST(HostOnLine, StopsMisbehavingAtTheLimit) {
     HostOptions options;
     options.faults.silentEvery = 1;
