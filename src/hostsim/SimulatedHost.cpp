@@ -14,7 +14,8 @@ namespace hostsim {
 
 namespace {
 
-constexpr uint32_t messagesInTheEngine = 1;
+// For one message at a time.
+constexpr uint32_t queueSize = HOSTLINK_HOST_QUEUE_SIZE(1, SimulatedHost::longestMessage);
 
 // Not set to zero: pages that are never used are never there.
 std::unique_ptr<uint8_t[]> block(size_t size) {
@@ -31,9 +32,9 @@ SimulatedHost::SimulatedHost(const HostOptions& options)
     : injector(options.faults, totals),
       app(options.states),
       frames(new HostLinkHostFrame[openFrames]),
-      messages(block(HOSTLINK_HOST_MESSAGES_SIZE(size_t{openFrames}, longestMessage))),
-      engineQueue(block(HOSTLINK_HOST_QUEUE_SIZE(messagesInTheEngine, longestMessage))),
-      packet(block(static_cast<size_t>(options.outgoing.maxPacketSize))),
+      messageStorage(block(HOSTLINK_HOST_MESSAGES_SIZE(size_t{openFrames}, longestMessage))),
+      queueStorage(block(queueSize)),
+      packetStorage(block(static_cast<size_t>(options.outgoing.maxPacketSize))),
       maxQueued(options.outgoing.maxQueued) {
     setUp(options);
 }
@@ -44,11 +45,11 @@ void SimulatedHost::setUp(const HostOptions& options) {
     setup.events = {this, onMessage, onReset, onOutcome};
     setup.frames = frames.get();
     setup.openFrames = openFrames;
-    setup.messages = messages.get();
+    setup.messages = messageStorage.get();
     setup.messageSize = longestMessage;
-    setup.queue = engineQueue.get();
-    setup.queueSize = HOSTLINK_HOST_QUEUE_SIZE(messagesInTheEngine, longestMessage);
-    setup.packet = packet.get();
+    setup.queue = queueStorage.get();
+    setup.queueSize = queueSize;
+    setup.packet = packetStorage.get();
     setup.packetSize = static_cast<uint16_t>(options.outgoing.maxPacketSize);
     setup.responseTimeout = engineSpan<uint32_t>(options.outgoing.responseTimeout);
     setup.retryDelay = engineSpan<uint16_t>(options.outgoing.retryDelay);
@@ -69,8 +70,8 @@ void SimulatedHost::onOutcome(void* context, uint32_t /*ticket*/, HostLinkHostOu
     static_cast<SimulatedHost*>(context)->outcome = result;
 }
 
-void SimulatedHost::send(const std::vector<ByteArray>& messagesToSend) {
-    for (const ByteArray& message : messagesToSend) {
+void SimulatedHost::send(const std::vector<ByteArray>& messages) {
+    for (const ByteArray& message : messages) {
         if (queue.size() >= maxQueued)
             ++totals.messagesGivenUp;
         else
@@ -144,27 +145,27 @@ ByteArray SimulatedHost::readyPacket(Time now) {
     return ByteArray(bytes, bytes + length);
 }
 
-void SimulatedHost::noteReceived(const ByteArray& received) {
-    if (HostLinkPacket::frameType(received) == FRT_Response) {
-        const AcknowledgeType type = hostLinkFrameRspDeserialize(received.data());
+void SimulatedHost::noteReceived(const ByteArray& packet) {
+    if (HostLinkPacket::frameType(packet) == FRT_Response) {
+        const AcknowledgeType type = hostLinkFrameRspDeserialize(packet.data());
         if (type == AcknowledgeType::Ack) ++totals.acksReceived;
         if (type == AcknowledgeType::Nack) ++totals.nacksReceived;
     }
-    if (trace) trace(TraceEvent::PacketReceived, received);
+    if (trace) trace(TraceEvent::PacketReceived, packet);
 }
 
 void SimulatedHost::noteBadBytes(const ByteArray& bytes) {
     if (trace) trace(TraceEvent::BadBytesReceived, bytes);
 }
 
-void SimulatedHost::noteSent(const ByteArray& sent) {
+void SimulatedHost::noteSent(const ByteArray& packet) {
     ++totals.packetsSent;
-    if (HostLinkPacket::frameType(sent) == FRT_Response) {
-        const AcknowledgeType type = hostLinkFrameRspDeserialize(sent.data());
+    if (HostLinkPacket::frameType(packet) == FRT_Response) {
+        const AcknowledgeType type = hostLinkFrameRspDeserialize(packet.data());
         if (type == AcknowledgeType::Ack) ++totals.acksSent;
         if (type == AcknowledgeType::Nack) ++totals.nacksSent;
     }
-    if (trace) trace(TraceEvent::PacketSent, sent);
+    if (trace) trace(TraceEvent::PacketSent, packet);
 }
 
 } // namespace hostsim

@@ -104,9 +104,9 @@ private:
     HostLinkHost host{};
     HostLinkHostCounts countsRead{}; // of the engine, when they were added to the totals
     std::unique_ptr<HostLinkHostFrame[]> frames;
-    std::unique_ptr<uint8_t[]> messages;
-    std::unique_ptr<uint8_t[]> engineQueue;
-    std::unique_ptr<uint8_t[]> packet;
+    std::unique_ptr<uint8_t[]> messageStorage;
+    std::unique_ptr<uint8_t[]> queueStorage;
+    std::unique_ptr<uint8_t[]> packetStorage;
 
     const size_t maxQueued;
     std::deque<ByteArray> queue;                // its front is in the engine when `handedOver`

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include <hostsim/SimulatedHost.h>
-#include <hostsim/LinePacer.h>
 #include <hostsim/HostOnLine.h>
+#include <hostsim/LinePacer.h>
+#include <hostsim/SimulatedHost.h>
 
 #include "Descriptor.h"
 #include "LinePort.h"

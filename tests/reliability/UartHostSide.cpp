@@ -115,9 +115,7 @@ private:
         const uint64_t one = 1;
         if (::write(wake, &one, sizeof one) < 0 && errno != EAGAIN) std::terminate();
     }
-    bool isQuiet() const {
-        return line.isQuiet() && endpoint.isIdle() && !line.nextDeadline(now());
-    }
+    bool isQuiet() const { return line.isQuiet() && endpoint.isIdle() && !line.nextDeadline(now()); }
 
     void run() {
         while (!ended) {
