@@ -1,13 +1,14 @@
-// The model of the host: its reader of a serial line, and all of it behind a serial line and behind a bus.
+// The simulated host: its cutter of a serial line, and the engine with the faults around it, behind a serial line and
+// behind a bus.
 #include <algorithm>
 #include <iterator>
 #include <map>
 #include <optional>
 #include <vector>
 
-#include <hostsim/BusHost.h>
-#include <hostsim/StreamReader.h>
-#include <hostsim/UartHost.h>
+#include <hostsim/HostOnBus.h>
+#include <hostsim/HostOnLine.h>
+#include <hostsim/PacketCutter.h>
 
 #include "support/Input.h"
 #include "support/Replies.h"
@@ -56,9 +57,9 @@ private:
     ByteArray last;
 };
 
-// --- The reader alone ---
+// --- The cutter alone ---
 
-// Good packets as they stand, a bare start mark for each bad one.
+// Good packets as they stand, no bytes for each bad one.
 std::vector<ByteArray> packetsIn(const ByteArray& line) {
     const unsigned char mark[] = {0xFF, 0xFE};
     std::vector<ByteArray> packets;
@@ -69,31 +70,32 @@ std::vector<ByteArray> packetsIn(const ByteArray& line) {
         const unsigned code = reference::packetCode(left);
         if (code == 22 || code == 21) return packets;
         const size_t length = code == 0 ? reference::word(left, 2) : 2;
-        packets.push_back(slice(left, 0, length));
+        packets.push_back(code == 0 ? slice(left, 0, length) : ByteArray());
         at += static_cast<std::ptrdiff_t>(length);
     }
 }
 
 void readStream(Input& input) {
-    constexpr Time timeout = std::chrono::milliseconds(100);
-    StreamReader reader(timeout);
+    PacketCutter cutter(std::chrono::milliseconds(100));
     std::vector<ByteArray> found;
+    const auto take = [&found](const ByteArray& packet) { found.push_back(packet); };
     ByteArray line;
     while (!input.empty()) {
         const ByteArray chunk = input.bytes(1U + input.byte());
         line = line + chunk;
-        reader.add(chunk, Time::zero());
-        while (auto packet = reader.next()) found.push_back(*packet);
+        cutter.add(chunk, Time::zero(), take);
     }
     require(found == packetsIn(line), "the packets do not depend on how the line was cut");
 
-    while (const auto deadline = reader.nextDeadline()) {
-        require(!reader.expire(*deadline - Time(1)), "nothing is given up before its time");
-        require(reader.expire(*deadline).has_value(), "what is given up is reported");
-        while (auto packet = reader.next()) found.push_back(*packet);
-        require(found.size() <= line.size(), "giving up comes to an end");
+    const size_t whole = found.size();
+    if (const auto deadline = cutter.nextDeadline(Time::zero())) {
+        cutter.expire(*deadline - Time(1), take);
+        require(found.size() == whole, "nothing is given up before its time");
+        cutter.expire(*deadline, take);
+        require(found.size() > whole, "what is given up is reported");
+        require(!cutter.nextDeadline(*deadline), "all that is as old is given up with it");
     }
-    require(reader.skipped() <= line.size(), "no byte is skipped twice");
+    require(found.size() <= line.size() && cutter.skipped() <= line.size(), "no byte is skipped twice");
 }
 
 // --- The host behind a wire ---
@@ -136,7 +138,7 @@ public:
     // One answer to each packet but responses, and to bytes that are none; but for those that were to stay silent.
     uint64_t answersDue() const { return received - responses + bad - endpoint.counts().faultSilences; }
 
-    HostEndpoint endpoint;
+    SimulatedHost endpoint;
     uint64_t answersSent = 0;
     uint64_t ownSent = 0;
     std::vector<ByteArray> framesSent;
@@ -208,11 +210,11 @@ private:
     uint64_t messagesSent = 0;
 };
 
-void ownMessages(HostEndpoint& endpoint, unsigned choice, Time now) {
+void ownMessages(SimulatedHost& endpoint, unsigned choice) {
     if (choice % 2 == 0) {
-        endpoint.send(HostApplication::press(static_cast<uint16_t>(choice)), now);
+        endpoint.send(HostApplication::press(static_cast<uint16_t>(choice)));
     } else {
-        endpoint.send({patternBytes(choice)}, now);
+        endpoint.send({patternBytes(choice)});
     }
 }
 
@@ -233,7 +235,7 @@ public:
             wire.advance(now);
             drain();
         } else {
-            ownMessages(host.endpoint, choice, now);
+            ownMessages(host.endpoint, choice);
             drain();
         }
         host.check();
@@ -268,7 +270,7 @@ private:
     }
 
     Spectator host;
-    UartHost wire;
+    HostOnLine wire;
     ModulePackets packets;
     Time now{0};
 };
@@ -287,7 +289,7 @@ public:
             now += std::chrono::milliseconds(choice - 192);
             wire.advance(now);
         } else {
-            ownMessages(host.endpoint, choice, now);
+            ownMessages(host.endpoint, choice);
         }
         checkLine();
         host.check();
@@ -303,7 +305,7 @@ public:
             const auto deadline = wire.nextDeadline(now);
             if (!deadline) {
                 host.check();
-                return require(host.endpoint.sending().packet(now) == nullptr, "a host at rest has nothing to send");
+                return require(host.endpoint.isIdle(), "a host at rest has nothing to send");
             }
             now = std::max(*deadline, now + Time(1));
             wire.advance(now);
@@ -346,15 +348,15 @@ private:
         require(false, "a packet is handed out within a few rounds");
     }
 
-    void checkLine() const {
+    void checkLine() {
         const auto deadline = wire.nextDeadline(now);
         require(!deadline || *deadline >= now, "a deadline does not lie in the past");
-        require(!wire.interruptLow(now) || host.endpoint.sending().packet(now) != nullptr,
+        require(!wire.interruptLow(now) || !host.endpoint.readyPacket(now).empty(),
                 "the line is low only when there is a packet to send");
     }
 
     Spectator host;
-    BusHost wire;
+    HostOnBus wire;
     ModulePackets packets;
     Time now{0};
 };

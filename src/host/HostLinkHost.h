@@ -133,8 +133,8 @@ typedef struct HostLinkHostSetup {
     uint8_t* queue;
     uint32_t queueSize;       ///< bytes; a message of up to half of it, less two, can be sent
     uint8_t* packet;          ///< the packet in flight
+    uint32_t responseTimeout; ///< milliseconds that the module has to acknowledge a packet, up to 24 days; 1000
     uint16_t packetSize;      ///< longest packet that is sent, in bytes: `packet` holds one
-    uint16_t responseTimeout; ///< milliseconds that the module has to acknowledge a packet; 1000
     uint16_t retryDelay;      ///< milliseconds before a refused packet goes out again; 10
     uint16_t repeatWindow;    ///< milliseconds in which the same packet again is a repetition; 500
     uint8_t attempts;         ///< of each packet; 4

@@ -120,11 +120,11 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
     } else if (name == "seed") {
         faults.seed = number(value);
     } else if (name == "interruptRepeatMs") {
-        setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+        setup.bus.interruptRepeat = std::chrono::milliseconds(numberUpTo<uint16_t>(value));
     } else if (name == "responseTimeoutMs") {
         setup.host.outgoing.responseTimeout = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
     } else if (name == "repeatWindowMs") {
-        setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
+        setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint16_t>(value));
     } else if (name == "inputEventEveryMs") {
         const auto interval = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
         if (interval.count() == 0) throw std::invalid_argument("inputEventEveryMs must be above 0");
@@ -180,17 +180,13 @@ struct HostSlave::Host {
 
     void pressWhenDue(Time now);
     void keepJournal(bool on);
-    void setState(const std::string& argument, Time now);
+    void setState(const std::string& argument);
     std::string getState(const std::string& argument);
-    bool isIdle(Time now) const {
-        return endpoint.sending().packet(now) == nullptr && !endpoint.sending().nextDeadline(now);
-    }
 
-    hostsim::HostEndpoint endpoint;
-    hostsim::BusHost bus; // speaks for `endpoint`
+    hostsim::SimulatedHost endpoint;
+    hostsim::HostOnBus bus; // speaks for `endpoint`
     faultywire::WireJournal journal;
     faultywire::FaultyBusLine line{bus, journal}; // in front of `bus`
-    Time latest{0};                               // when the host was spoken to most recently
     const std::optional<Time> inputEventEvery;
     std::optional<Time> nextInputEvent; // none while nobody listens
 };
@@ -199,7 +195,7 @@ void HostSlave::Host::pressWhenDue(Time now) {
     if (!inputEventEvery || !endpoint.moduleAnswers()) return;
     if (!nextInputEvent) nextInputEvent = now + *inputEventEvery;
     if (now < *nextInputEvent) return;
-    endpoint.send(hostsim::HostApplication::press(1), now);
+    endpoint.send(hostsim::HostApplication::press(1));
     nextInputEvent = now + *inputEventEvery;
 }
 
@@ -214,13 +210,13 @@ void HostSlave::Host::keepJournal(bool on) {
 }
 
 // "ID VALUE"
-void HostSlave::Host::setState(const std::string& argument, Time now) {
+void HostSlave::Host::setState(const std::string& argument) {
     const size_t end = argument.find(' ');
     const uint16_t id = stateId(argument.substr(0, end));
     const std::string text = end == std::string::npos ? "" : argument.substr(end + 1);
     const auto value = hostsim::parseValue(id, text, endpoint.application().states().get(id));
     if (!value) throw std::invalid_argument("not a number that fits its type: " + text);
-    endpoint.send(endpoint.application().setState(id, *value), now);
+    endpoint.send(endpoint.application().setState(id, *value));
 }
 
 std::string HostSlave::Host::getState(const std::string& argument) {
@@ -241,7 +237,6 @@ Bytes HostSlave::read(size_t count, Time now) {
 }
 
 void HostSlave::advance(Time now) {
-    host->latest = now;
     host->bus.advance(now);
     host->pressWhenDue(now);
 }
@@ -257,17 +252,17 @@ std::optional<Time> HostSlave::nextDeadline(Time now) const {
     return bus ? std::min(*bus, event) : event;
 }
 
-std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time now) {
+std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time /*now*/) {
     if (name == "send") {
         const std::optional<Bytes> message = fromHex(argument);
         if (!message) throw std::invalid_argument("not hexadecimal bytes: " + argument);
-        host->endpoint.send({*message}, now);
+        host->endpoint.send({*message});
     } else if (name == "press") {
-        host->endpoint.send(hostsim::HostApplication::press(numberUpTo<uint16_t>(argument)), now);
+        host->endpoint.send(hostsim::HostApplication::press(numberUpTo<uint16_t>(argument)));
     } else if (name == "burst") {
-        host->endpoint.send(hostsim::HostApplication::burst(numberUpTo<uint16_t>(argument)), now);
+        host->endpoint.send(hostsim::HostApplication::burst(numberUpTo<uint16_t>(argument)));
     } else if (name == "set") {
-        host->setState(argument, now);
+        host->setState(argument);
     } else if (name == "get") {
         return host->getState(argument);
     } else if (name == "wire") {
@@ -289,7 +284,7 @@ std::map<std::string, uint64_t> HostSlave::counts() const {
     std::map<std::string, uint64_t> result;
     for (const CountName& count : countNames) result[count.name] = counts.*count.member;
     result["hostFaults"] = counts.faults();
-    result["hostIdle"] = host->isIdle(host->latest) ? 1 : 0;
+    result["hostIdle"] = host->endpoint.isIdle() ? 1 : 0;
     return result;
 }
 

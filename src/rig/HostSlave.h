@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include <hostsim/BusHost.h>
-#include <hostsim/HostEndpoint.h>
+#include <hostsim/HostOnBus.h>
+#include <hostsim/SimulatedHost.h>
 
 #include "BusSlave.h"
 

@@ -98,7 +98,7 @@ void Simulator::sendInputEvents(Time time) {
     }
     if (!nextInputEvent) nextInputEvent = time + *options.inputEventEvery;
     if (time < *nextInputEvent) return;
-    endpoint.send(hostsim::HostApplication::press(nextButton), time);
+    endpoint.send(hostsim::HostApplication::press(nextButton));
     nextButton = static_cast<uint16_t>(nextButton % buttons + 1);
     nextInputEvent = std::max(*nextInputEvent + *options.inputEventEvery, time);
 }
@@ -149,7 +149,7 @@ void Simulator::readCommands(Time time) {
     }
     commandText.append(text.data(), static_cast<size_t>(count));
     for (size_t end = 0; (end = commandText.find('\n')) != std::string::npos; commandText.erase(0, end + 1)) {
-        const CommandResult result = runCommand(commandText.substr(0, end), endpoint, time, options.json);
+        const CommandResult result = runCommand(commandText.substr(0, end), endpoint, options.json);
         out << result.text << std::flush;
         ended = ended || result.quit;
     }

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include <hostsim/HostEndpoint.h>
+#include <hostsim/HostOnLine.h>
 #include <hostsim/LinePacer.h>
-#include <hostsim/UartHost.h>
+#include <hostsim/SimulatedHost.h>
 
 #include "Descriptor.h"
 #include "LinePort.h"
@@ -50,8 +50,8 @@ private:
     LinePort& port;
     std::ostream& out;
     std::chrono::steady_clock::time_point began;
-    hostsim::HostEndpoint endpoint;
-    hostsim::UartHost host;
+    hostsim::SimulatedHost endpoint;
+    hostsim::HostOnLine host;
     hostsim::LinePacer fromModule;
     hostsim::LinePacer toModule;
     Descriptor signals;

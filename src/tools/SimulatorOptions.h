@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include <hostsim/HostEndpoint.h>
+#include <hostsim/SimulatedHost.h>
 
 namespace CLI {
 class App;

@@ -11,8 +11,7 @@
 
 #include "JsonEvents.h"
 
-using hostsim::HostEndpoint;
-using hostsim::Time;
+using hostsim::SimulatedHost;
 
 namespace {
 
@@ -57,26 +56,26 @@ uint16_t stateId(const std::string& state) {
     return *id;
 }
 
-void press(const std::string& button, HostEndpoint& host, Time now) {
+void press(const std::string& button, SimulatedHost& host) {
     const auto number = numberUpTo(maxButton, button);
     if (!number) throw Refused("press needs the number of a button, 0 to 65535");
-    host.send(hostsim::HostApplication::press(static_cast<uint16_t>(*number)), now);
+    host.send(hostsim::HostApplication::press(static_cast<uint16_t>(*number)));
 }
 
-void burst(const std::string& count, HostEndpoint& host, Time now) {
+void burst(const std::string& count, SimulatedHost& host) {
     const auto number = numberUpTo(maxBurst, count);
     if (!number) throw Refused("burst needs a number of events, 0 to 10000");
-    host.send(hostsim::HostApplication::burst(static_cast<unsigned>(*number)), now);
+    host.send(hostsim::HostApplication::burst(static_cast<unsigned>(*number)));
 }
 
-void set(const std::string& state, const std::string& text, HostEndpoint& host, Time now) {
+void set(const std::string& state, const std::string& text, SimulatedHost& host) {
     const uint16_t id = stateId(state);
     const auto value = hostsim::parseValue(id, text, host.application().states().get(id));
     if (!value) throw Refused("'" + text + "' is not a number that fits its type");
-    host.send(host.application().setState(id, *value), now);
+    host.send(host.application().setState(id, *value));
 }
 
-std::string get(const std::string& state, HostEndpoint& host, bool json) {
+std::string get(const std::string& state, SimulatedHost& host, bool json) {
     const uint16_t id = stateId(state);
     const hostsim::Value value = host.application().states().get(id);
     return json ? stateEvent(id, value) : hostsim::valueText(value) + "\n";
@@ -88,7 +87,7 @@ std::string restOf(std::istringstream& words) {
     return rest;
 }
 
-CommandResult carryOut(const std::string& line, HostEndpoint& host, Time now, bool json) {
+CommandResult carryOut(const std::string& line, SimulatedHost& host, bool json) {
     std::istringstream words(line);
     std::string command;
     std::string argument;
@@ -99,11 +98,11 @@ CommandResult carryOut(const std::string& line, HostEndpoint& host, Time now, bo
     if (command == "counts") return {json ? countsEvent(host.counts()) : countsAsText(host.counts())};
     if (command == "help") return {json ? helpEvent(commands) : helpText()};
     if (command == "press")
-        press(argument, host, now);
+        press(argument, host);
     else if (command == "burst")
-        burst(argument, host, now);
+        burst(argument, host);
     else if (command == "set")
-        set(argument, restOf(words), host, now);
+        set(argument, restOf(words), host);
     else
         throw Refused("unknown command '" + command + "'; 'help' lists them");
     return {};
@@ -111,9 +110,9 @@ CommandResult carryOut(const std::string& line, HostEndpoint& host, Time now, bo
 
 } // namespace
 
-CommandResult runCommand(const std::string& line, HostEndpoint& host, Time now, bool json) {
+CommandResult runCommand(const std::string& line, SimulatedHost& host, bool json) {
     try {
-        return carryOut(line, host, now, json);
+        return carryOut(line, host, json);
     } catch (const Refused& reason) {
         return {json ? errorEvent(reason.what()) : reason.what() + std::string("\n")};
     }

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include <hostsim/HostEndpoint.h>
+#include <hostsim/SimulatedHost.h>
 
 /// The answer to one command line.
 struct CommandResult {
@@ -14,4 +14,4 @@ struct CommandResult {
 
 /// Carries out one line: "press N", "set ID VALUE", "get ID", "burst N", "counts", "help", "quit".
 /// @param json answer in lines of `--json`
-CommandResult runCommand(const std::string& line, hostsim::HostEndpoint& host, hostsim::Time now, bool json);
+CommandResult runCommand(const std::string& line, hostsim::SimulatedHost& host, bool json);

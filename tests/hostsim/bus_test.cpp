@@ -1,13 +1,13 @@
 // The simulated host as device on a bus with an interrupt line.
-#include <hostsim/BusHost.h>
+#include <hostsim/HostOnBus.h>
 
 #include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 
-using hostsim::BusHost;
-using hostsim::HostEndpoint;
+using hostsim::HostOnBus;
 using hostsim::HostOptions;
+using hostsim::SimulatedHost;
 using hostsim::Time;
 using std::chrono::milliseconds;
 
@@ -25,8 +25,8 @@ constexpr char nack[] = "FF FE 08 00 63 12 00 00";
 constexpr char idle8[] = "FF FF FF FF FF FF FF FF";
 
 struct Bus {
-    HostEndpoint endpoint;
-    BusHost host;
+    SimulatedHost endpoint;
+    HostOnBus host;
 
     explicit Bus(const HostOptions& options = {}) : endpoint(options), host(endpoint) {}
 
@@ -36,8 +36,8 @@ struct Bus {
         write(text, now);
         return read(count, now);
     }
-    bool low(Time now = Time(0)) const { return host.interruptLow(now); }
-    void press(Time now = Time(0)) { endpoint.send({hostsim::HostApplication::press(1).front()}, now); }
+    bool low(Time now = Time(0)) { return host.interruptLow(now); }
+    void press() { endpoint.send({hostsim::HostApplication::press(1).front()}); }
 };
 
 std::string padded(const std::string& text, size_t count) {
@@ -52,13 +52,13 @@ std::string pressIn(const std::string& frame) {
 
 } // namespace
 
-TEST(BusHost, AnswersAWrittenPacketInTheSameTransaction) {
+TEST(HostOnBus, AnswersAWrittenPacketInTheSameTransaction) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(getVolume, 8), ackOf11);
     EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
 }
 
-TEST(BusHost, HearsAModuleThatStartsOverWithAnIrqFrame) {
+TEST(HostOnBus, HearsAModuleThatStartsOverWithAnIrqFrame) {
     constexpr char firstIrq[] = "FF FE 0E 00 22 00 00 00 40 00 00 00 00 00";
     constexpr char first[] = "FF FE 0F 00 23 01 00 00 02 00 01 09 00 00 00"; // getVolume in frame 1
     Bus bus;
@@ -71,13 +71,13 @@ TEST(BusHost, HearsAModuleThatStartsOverWithAnIrqFrame) {
     EXPECT_EQ(bus.endpoint.counts().messagesReceived, 2u);
 }
 
-TEST(BusHost, IsIdleWhenNothingWasWritten) {
+TEST(HostOnBus, IsIdleWhenNothingWasWritten) {
     Bus bus;
     EXPECT_EQ(bus.read(8), idle8);
     EXPECT_EQ(bus.read(0), "");
 }
 
-TEST(BusHost, PullsTheLineUntilItsPacketIsRead) {
+TEST(HostOnBus, PullsTheLineUntilItsPacketIsRead) {
     Bus bus;
     EXPECT_FALSE(bus.low());
     bus.writeRead(getVolume, 8);
@@ -91,7 +91,7 @@ TEST(BusHost, PullsTheLineUntilItsPacketIsRead) {
     EXPECT_EQ(bus.endpoint.counts().messagesSent, 1u);
 }
 
-TEST(BusHost, PullsTheLineAgainForTheNextPacket) {
+TEST(HostOnBus, PullsTheLineAgainForTheNextPacket) {
     Bus bus;
     bus.press();
     bus.press();
@@ -102,7 +102,7 @@ TEST(BusHost, PullsTheLineAgainForTheNextPacket) {
     EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("01"), 64));
 }
 
-TEST(BusHost, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
+TEST(HostOnBus, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
     Bus bus;
     bus.writeRead(getVolume, 8);
     EXPECT_EQ(bus.writeRead(irq16, 16), padded("FF FE 0E 00 22 07 00 00 11 00 00 00 00 00", 16));
@@ -110,7 +110,7 @@ TEST(BusHost, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
     EXPECT_EQ(bus.writeRead(irq17, 17), volumeAnswer);
 }
 
-TEST(BusHost, OffersARefusedPacketAgain) {
+TEST(HostOnBus, OffersARefusedPacketAgain) {
     Bus bus;
     bus.press();
     bus.writeRead(irq64, 64);
@@ -121,7 +121,7 @@ TEST(BusHost, OffersARefusedPacketAgain) {
     EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(11)), padded(pressIn("00"), 64));
 }
 
-TEST(BusHost, GivesUpAPacketThatIsReadAndNotAcknowledged) {
+TEST(HostOnBus, GivesUpAPacketThatIsReadAndNotAcknowledged) {
     Bus bus;
     bus.press();
     bus.press();
@@ -134,12 +134,12 @@ TEST(BusHost, GivesUpAPacketThatIsReadAndNotAcknowledged) {
     EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(1000)), padded(pressIn("01"), 64));
 }
 
-TEST(BusHost, AnswersAnIrqFrameWithNeitherBitWhenItHasNothing) {
+TEST(HostOnBus, AnswersAnIrqFrameWithNeitherBitWhenItHasNothing) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(irq64, 14), padded("FF FE 08 00 23 07 00 00", 14));
 }
 
-TEST(BusHost, GivesTheAnswerFromItsBeginningToEachRead) {
+TEST(HostOnBus, GivesTheAnswerFromItsBeginningToEachRead) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(getVolume, 3), "FF FE 08");
     EXPECT_EQ(bus.read(8), ackOf11);
@@ -147,26 +147,42 @@ TEST(BusHost, GivesTheAnswerFromItsBeginningToEachRead) {
     EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
 }
 
-TEST(BusHost, RefusesBytesThatAreNoPacket) {
+TEST(HostOnBus, RefusesBytesThatAreNoPacket) {
     Bus bus;
     EXPECT_EQ(bus.writeRead("41 42 43", 8), "FF FE 08 00 63 00 00 00");
-    EXPECT_EQ(bus.writeRead("", 8), "FF FE 08 00 63 00 00 00");
-    EXPECT_EQ(bus.endpoint.counts().badPackets, 2u);
+    EXPECT_EQ(bus.endpoint.counts().badPackets, 1u);
 }
 
-TEST(BusHost, IgnoresBytesBehindAPacket) {
+TEST(HostOnBus, AnEmptyWriteIsAScanAndChangesNothing) {
+    Bus bus;
+    EXPECT_EQ(bus.writeRead("", 8), idle8);
+    bus.write(getVolume);
+    EXPECT_EQ(bus.writeRead("", 8), ackOf11);
+    EXPECT_EQ(bus.endpoint.counts().badPackets, 0u);
+}
+
+TEST(HostOnBus, AWriteOfWhichNoByteArrivesIsNone) {
+    HostOptions options;
+    options.faults.toHost.dropRate = 1;
+    Bus bus(options);
+    EXPECT_EQ(bus.writeRead(getVolume, 8), idle8);
+    EXPECT_EQ(bus.endpoint.counts().bytesReceived, 15u);
+    EXPECT_EQ(bus.endpoint.counts().badPackets, 0u);
+}
+
+TEST(HostOnBus, IgnoresBytesBehindAPacket) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(std::string(getVolume) + " 41 42", 8), ackOf11);
 }
 
-TEST(BusHost, DoesNotAnswerAResponseFrame) {
+TEST(HostOnBus, DoesNotAnswerAResponseFrame) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(ack, 8), idle8);
 }
 
-TEST(BusHost, LiftsALineThatNobodyServesForAMoment) {
+TEST(HostOnBus, LiftsALineThatNobodyServesForAMoment) {
     Bus bus;
-    bus.press(milliseconds(10));
+    bus.press();
     EXPECT_TRUE(bus.low(milliseconds(10)));
     EXPECT_EQ(bus.host.nextDeadline(milliseconds(10)), Time(milliseconds(260)));
     EXPECT_TRUE(bus.low(milliseconds(259)));
@@ -176,9 +192,10 @@ TEST(BusHost, LiftsALineThatNobodyServesForAMoment) {
     EXPECT_FALSE(bus.low(milliseconds(511)));
 }
 
-TEST(BusHost, AnIrqFrameKeepsTheLineLow) {
+TEST(HostOnBus, AnIrqFrameKeepsTheLineLow) {
     Bus bus;
     bus.press();
+    EXPECT_TRUE(bus.low());
     bus.write(irq64, milliseconds(200));
     EXPECT_TRUE(bus.low(milliseconds(250)));
     EXPECT_EQ(bus.host.nextDeadline(milliseconds(250)), Time(milliseconds(450)));
@@ -186,7 +203,7 @@ TEST(BusHost, AnIrqFrameKeepsTheLineLow) {
 
 // ---- faults
 
-TEST(BusHost, StartsLateOnRequest) {
+TEST(HostOnBus, StartsLateOnRequest) {
     HostOptions options;
     options.faults.lateTransfers = 2;
     Bus bus(options);
@@ -202,7 +219,7 @@ TEST(BusHost, StartsLateOnRequest) {
     EXPECT_EQ(bus.endpoint.counts().faultLateTransfers, 2u);
 }
 
-TEST(BusHost, IsIdleUntilALateAnswerIsDue) {
+TEST(HostOnBus, IsIdleUntilALateAnswerIsDue) {
     HostOptions options;
     options.faults.lateEvery = 1;
     options.faults.lateBy = milliseconds(3);
@@ -212,7 +229,7 @@ TEST(BusHost, IsIdleUntilALateAnswerIsDue) {
     EXPECT_EQ(bus.read(8, milliseconds(3)), ackOf11);
 }
 
-TEST(BusHost, RefusesIrqFramesOnRequest) {
+TEST(HostOnBus, RefusesIrqFramesOnRequest) {
     HostOptions options;
     options.faults.irqNackFirst = 1;
     Bus bus(options);
@@ -226,7 +243,7 @@ TEST(BusHost, RefusesIrqFramesOnRequest) {
     EXPECT_EQ(bus.endpoint.counts().faultIrqNacks, 2u);
 }
 
-TEST(BusHost, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
+TEST(HostOnBus, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
     HostOptions options;
     options.faults.irqAnnounceFirst = 2;
     Bus bus(options);
@@ -236,17 +253,57 @@ TEST(BusHost, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
     EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
 }
 
-TEST(BusHost, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
+TEST(HostOnBus, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
     HostOptions options;
     options.faults.irqAnnounceFirst = 2;
     Bus bus(options);
-    bus.endpoint.send({bytes("2A")}, Time::zero());
+    bus.endpoint.send({bytes("2A")});
     EXPECT_EQ(bus.writeRead(irq64, 64), padded("FF FE 0E 00 22 07 00 00 0B 00 00 00 00 00", 64));
     EXPECT_EQ(bus.writeRead(irq11, 11), "FF FE 0B 00 23 00 00 00 2A 00 00");
     EXPECT_EQ(bus.endpoint.counts().faultIrqAnnouncements, 1u);
 }
 
-TEST(BusHost, StaysSilentOnRequest) {
+TEST(HostOnBus, AnIrqFrameThatIsRefusedKeepsTheLineLowToo) {
+    HostOptions options;
+    options.faults.irqNackFirst = 1;
+    Bus bus(options);
+    bus.press();
+    EXPECT_TRUE(bus.low());
+    bus.writeRead(irq64, 14, milliseconds(200));
+    EXPECT_TRUE(bus.low(milliseconds(449)));
+    EXPECT_FALSE(bus.low(milliseconds(450)));
+}
+
+TEST(HostOnBus, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
+    HostOptions options;
+    options.faults.repeatEvery = 1;
+    Bus bus(options);
+    bus.press();
+    EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
+    bus.write(ack);
+    EXPECT_FALSE(bus.low());
+    EXPECT_TRUE(bus.low(milliseconds(10)));
+    EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(10)), padded(pressIn("00"), 64));
+    EXPECT_EQ(bus.endpoint.counts().messagesSent, 0u);
+    bus.write(ack, milliseconds(10));
+    EXPECT_EQ(bus.endpoint.counts().messagesSent, 1u);
+    EXPECT_EQ(bus.endpoint.counts().faultRepeatedPackets, 1u);
+    EXPECT_FALSE(bus.low(milliseconds(30)));
+}
+
+TEST(HostOnBus, AFaultyAnswerStandsInPlaceOfTheEngines) {
+    HostOptions options;
+    options.faults.neitherEvery = 2;
+    Bus bus(options);
+    EXPECT_EQ(bus.writeRead(getVolume, 8), ackOf11);
+    EXPECT_EQ(bus.writeRead("FF FE 0F 00 23 12 00 00 02 00 01 09 00 00 00", 8), "FF FE 08 00 23 12 00 00");
+    EXPECT_EQ(bus.read(3), "FF FE 08");
+    EXPECT_EQ(bus.read(9), "FF FE 08 00 23 12 00 00 FF");
+    EXPECT_EQ(bus.writeRead("FF FE 0F 00 23 12 00 00 02 00 01 09 00 00 00", 8), "FF FE 08 00 A3 12 00 00");
+    EXPECT_EQ(bus.endpoint.counts().messagesReceived, 2u);
+}
+
+TEST(HostOnBus, StaysSilentOnRequest) {
     HostOptions options;
     options.faults.silentEvery = 1;
     Bus bus(options);
@@ -254,7 +311,7 @@ TEST(BusHost, StaysSilentOnRequest) {
     EXPECT_EQ(bus.read(8), idle8);
 }
 
-TEST(BusHost, GivesGarbageOnceAndThenThePacketOnRequest) {
+TEST(HostOnBus, GivesGarbageOnceAndThenThePacketOnRequest) {
     HostOptions options;
     options.faults.garbageEvery = 1;
     Bus bus(options);
@@ -265,7 +322,7 @@ TEST(BusHost, GivesGarbageOnceAndThenThePacketOnRequest) {
     EXPECT_EQ(bus.read(64), padded(pressIn("00"), 64));
 }
 
-TEST(BusHost, AReadIsAlwaysAsLongAsTheMasterClocks) {
+TEST(HostOnBus, AReadIsAlwaysAsLongAsTheMasterClocks) {
     HostOptions options;
     options.faults.toModule.dropRate = 0.5;
     options.faults.toModule.insertRate = 0.5;

@@ -1,6 +1,6 @@
 // The examples of docs/wire-format.md that say what a host does, as they stand there.
 #include <hostsim/HostApplication.h>
-#include <hostsim/UartHost.h>
+#include <hostsim/HostOnLine.h>
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,8 @@ using Texts = std::vector<std::string>;
 
 /// A host on a serial line; every packet that the module has for it, and what the host writes then.
 struct Line {
-    hostsim::HostEndpoint endpoint;
-    hostsim::UartHost host{endpoint};
+    hostsim::SimulatedHost endpoint;
+    hostsim::HostOnLine host{endpoint};
 
     Texts after(const std::string& packet, milliseconds now) {
         host.receive(bytes(packet), now);

@@ -51,7 +51,7 @@ public:
     explicit UartHostSide(const Timing& hostTiming)
         : timing(hostTiming),
           endpoint(hostOptions(hostTiming)),
-          line(endpoint, hostsim::UartOptions{hostTiming.packetPause}, journal),
+          line(endpoint, hostsim::LineOptions{hostTiming.packetPause}, journal),
           slave(::open(pty.slavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)),
           wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
         if (slave < 0 || wake < 0) throw std::runtime_error("no pseudo terminal for the host");
@@ -84,7 +84,7 @@ public:
     void send(const ByteArray& message) override {
         {
             const std::lock_guard lock(mutex);
-            endpoint.send({message}, now());
+            endpoint.send({message});
         }
         wakeUp();
     }
@@ -115,9 +115,7 @@ private:
         const uint64_t one = 1;
         if (::write(wake, &one, sizeof one) < 0 && errno != EAGAIN) std::terminate();
     }
-    bool isQuiet() const {
-        return line.isQuiet() && endpoint.sending().packet(now()) == nullptr && !line.nextDeadline(now());
-    }
+    bool isQuiet() const { return line.isQuiet() && endpoint.isIdle() && !line.nextDeadline(now()); }
 
     void run() {
         while (!ended) {
@@ -150,7 +148,7 @@ private:
     std::mutex mutex;
     std::condition_variable stepped;
     faultywire::WireJournal journal;
-    hostsim::HostEndpoint endpoint;
+    hostsim::SimulatedHost endpoint;
     faultywire::FaultySerialLine line;
     const int slave; // held open, so that the line stays up while the module makes its link anew
     const int wake;

@@ -8,7 +8,7 @@
 
 namespace faultywire {
 
-using hostsim::BusHost;
+using hostsim::HostOnBus;
 using hostsim::Time;
 
 namespace {
@@ -52,17 +52,17 @@ ByteArray FaultyBusLine::read(size_t count, Time now) {
     const bool isLate = answerFault == WireFault::LateAnswer && now < due;
     const bool isLost = answerFault == WireFault::LostAnswer || answerFault == WireFault::Silence;
     ByteArray whole =
-        isLate || answerFault == WireFault::Silence ? ByteArray(count, BusHost::idleByte) : answer(count, now);
+        isLate || answerFault == WireFault::Silence ? ByteArray(count, HostOnBus::idleByte) : answer(count, now);
     const ByteArray packet = packetIn(whole);
     if (isLate || isLost) {
         Entry entry{EntryKind::ToModule, {}, answerFault, 0, packet, {}};
         journal.add(std::move(entry));
-        return ByteArray(count, BusHost::idleByte);
+        return ByteArray(count, HostOnBus::idleByte);
     }
     if (packet.empty()) return whole;
     Entry entry = chance.damage(EntryKind::ToModule, packet, chance.drawByteFault());
     ByteArray seen = entry.arrived;
-    seen.resize(count, BusHost::idleByte);
+    seen.resize(count, HostOnBus::idleByte);
     entry.arrived = seen;
     journal.add(std::move(entry));
     return seen;
@@ -71,7 +71,7 @@ ByteArray FaultyBusLine::read(size_t count, Time now) {
 ByteArray FaultyBusLine::answer(size_t count, Time now) {
     if (refusal.empty()) return host.read(count, now);
     ByteArray bytes = refusal;
-    bytes.resize(count, BusHost::idleByte);
+    bytes.resize(count, HostOnBus::idleByte);
     return bytes;
 }
 

@@ -2,18 +2,18 @@
 /// A bus with faults, and the host on it.
 #pragma once
 
-#include <hostsim/BusHost.h>
-#include <hostsim/HostEndpoint.h>
+#include <hostsim/HostOnBus.h>
+#include <hostsim/SimulatedHost.h>
 
 #include "FaultDice.h"
 
 namespace faultywire {
 
-/// Stands between the bus and a `BusHost` and does to each packet, in either direction, what the dice say. What is done
-/// to the answer of a message packet holds for all reads of it, a damaged byte for one read. Not locked.
+/// Stands between the bus and a `HostOnBus` and does to each packet, in either direction, what the dice say. What is
+/// done to the answer of a message packet holds for all reads of it, a damaged byte for one read. Not locked.
 class FaultyBusLine {
 public:
-    FaultyBusLine(hostsim::BusHost& busHost, WireJournal& wireJournal) : host(busHost), journal(wireJournal) {}
+    FaultyBusLine(hostsim::HostOnBus& busHost, WireJournal& wireJournal) : host(busHost), journal(wireJournal) {}
 
     FaultDice& dice() { return chance; }
 
@@ -23,7 +23,7 @@ public:
 private:
     ByteArray answer(size_t count, hostsim::Time now);
 
-    hostsim::BusHost& host;
+    hostsim::HostOnBus& host;
     WireJournal& journal;
     FaultDice chance;
     ByteArray refusal;                       // in place of the host's answer; empty: none

@@ -19,9 +19,9 @@ bool isOfType(const ByteArray& packet, int type) {
 
 } // namespace
 
-FaultySerialLine::FaultySerialLine(hostsim::HostEndpoint& hostEndpoint, const hostsim::UartOptions& options,
+FaultySerialLine::FaultySerialLine(hostsim::SimulatedHost& simulatedHost, const hostsim::LineOptions& options,
                                    WireJournal& wireJournal)
-    : host(hostEndpoint, options), journal(wireJournal) {}
+    : host(simulatedHost, options), journal(wireJournal) {}
 
 void FaultySerialLine::fromModule(const ByteArray& bytes, Time now) {
     uncut.insert(uncut.end(), bytes.begin(), bytes.end());

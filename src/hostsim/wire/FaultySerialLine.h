@@ -5,18 +5,18 @@
 #include <deque>
 #include <optional>
 
-#include <hostsim/HostEndpoint.h>
-#include <hostsim/UartHost.h>
+#include <hostsim/HostOnLine.h>
+#include <hostsim/SimulatedHost.h>
 
 #include "FaultDice.h"
 
 namespace faultywire {
 
-/// Drives a `UartHost` and does to each packet on the way, in either direction, what the dice say. Knows no device and
-/// no thread. Not locked.
+/// Drives a `HostOnLine` and does to each packet on the way, in either direction, what the dice say. Knows no device
+/// and no thread. Not locked.
 class FaultySerialLine {
 public:
-    FaultySerialLine(hostsim::HostEndpoint& hostEndpoint, const hostsim::UartOptions& options,
+    FaultySerialLine(hostsim::SimulatedHost& simulatedHost, const hostsim::LineOptions& options,
                      WireJournal& wireJournal);
 
     FaultDice& dice() { return chance; }
@@ -42,7 +42,7 @@ private:
     bool takeFromHost(hostsim::Time now);
     void put(const ByteArray& packet, WireFault fault);
 
-    hostsim::UartHost host;
+    hostsim::HostOnLine host;
     WireJournal& journal;
     FaultDice chance;
     ByteArray uncut;         // of the module's bytes

@@ -1,14 +1,14 @@
 // The simulated host at the other end of a serial line: bytes in, bytes out, time handed in.
-#include <hostsim/UartHost.h>
+#include <hostsim/HostOnLine.h>
 
 #include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 
-using hostsim::HostEndpoint;
+using hostsim::HostOnLine;
 using hostsim::HostOptions;
+using hostsim::SimulatedHost;
 using hostsim::Time;
-using hostsim::UartHost;
 using std::chrono::milliseconds;
 
 namespace {
@@ -27,8 +27,8 @@ constexpr char nack[] = "FF FE 08 00 63 12 00 00";
 constexpr char both[] = "FF FE 08 00 E3 12 00 00";
 
 struct Line {
-    HostEndpoint endpoint;
-    UartHost host;
+    SimulatedHost endpoint;
+    HostOnLine host;
 
     explicit Line(const HostOptions& options = {}) : endpoint(options), host(endpoint) {}
 
@@ -47,9 +47,7 @@ struct Line {
         host.advance(now);
         return writes(now);
     }
-    void press(uint16_t button, Time now = Time(0)) {
-        endpoint.send({hostsim::HostApplication::press(button).front()}, now);
-    }
+    void press(uint16_t button) { endpoint.send({hostsim::HostApplication::press(button).front()}); }
     const hostsim::HostCounts& counts() const { return endpoint.counts(); }
 };
 
@@ -60,7 +58,7 @@ std::string pressIn(const std::string& frame) {
 
 } // namespace
 
-TEST(UartHost, AcknowledgesBeforeItAnswers) {
+TEST(HostOnLine, AcknowledgesBeforeItAnswers) {
     Line line;
     EXPECT_EQ(line.after(getVolume), (Texts{ackOf11, volumeAnswer}));
     EXPECT_EQ(line.counts().packetsReceived, 1u);
@@ -70,7 +68,7 @@ TEST(UartHost, AcknowledgesBeforeItAnswers) {
     EXPECT_EQ(line.counts().acksSent, 1u);
 }
 
-TEST(UartHost, WaitsWithTheNextPacketForTheAnswerToTheLast) {
+TEST(HostOnLine, WaitsWithTheNextPacketForTheAnswerToTheLast) {
     Line line;
     line.press(1);
     line.press(1);
@@ -82,7 +80,7 @@ TEST(UartHost, WaitsWithTheNextPacketForTheAnswerToTheLast) {
     EXPECT_EQ(line.counts().acksReceived, 2u);
 }
 
-TEST(UartHost, AcknowledgesWhileItWaits) {
+TEST(HostOnLine, AcknowledgesWhileItWaits) {
     Line line;
     line.press(1);
     line.writes(Time(0));
@@ -90,7 +88,7 @@ TEST(UartHost, AcknowledgesWhileItWaits) {
     EXPECT_EQ(line.after(ack), Texts{"FF FE 11 00 23 01 00 00 02 80 01 09 00 CC 1E 00 00"});
 }
 
-TEST(UartHost, CutsAMessageByTheLongestPacket) {
+TEST(HostOnLine, CutsAMessageByTheLongestPacket) {
     HostOptions options;
     options.outgoing.maxPacketSize = 15; // five bytes of the message in each packet
     Line line(options);
@@ -102,7 +100,7 @@ TEST(UartHost, CutsAMessageByTheLongestPacket) {
     EXPECT_EQ(line.counts().messagesSent, 1u);
 }
 
-TEST(UartHost, SendsARefusedPacketAgainAfterTenMilliseconds) {
+TEST(HostOnLine, SendsARefusedPacketAgainAfterTenMilliseconds) {
     Line line;
     line.press(1);
     line.writes(Time(0));
@@ -112,7 +110,7 @@ TEST(UartHost, SendsARefusedPacketAgainAfterTenMilliseconds) {
     EXPECT_EQ(line.at(milliseconds(13)), Texts{pressIn("00")});
 }
 
-TEST(UartHost, GivesUpAMessageThatIsRefusedFourTimes) {
+TEST(HostOnLine, GivesUpAMessageThatIsRefusedFourTimes) {
     Line line;
     line.press(1);
     line.press(1);
@@ -124,7 +122,7 @@ TEST(UartHost, GivesUpAMessageThatIsRefusedFourTimes) {
     EXPECT_EQ(line.at(milliseconds(400)), Texts{pressIn("01")});
 }
 
-TEST(UartHost, GivesUpAMessageThatIsNotAcknowledgedInTime) {
+TEST(HostOnLine, GivesUpAMessageThatIsNotAcknowledgedInTime) {
     Line line;
     line.press(1);
     line.press(1);
@@ -137,7 +135,7 @@ TEST(UartHost, GivesUpAMessageThatIsNotAcknowledgedInTime) {
     EXPECT_FALSE(line.endpoint.moduleAnswers());
 }
 
-TEST(UartHost, GivesUpAMessageThatTheModuleCallsAnError) {
+TEST(HostOnLine, GivesUpAMessageThatTheModuleCallsAnError) {
     Line line;
     line.press(1);
     line.press(1);
@@ -146,7 +144,7 @@ TEST(UartHost, GivesUpAMessageThatTheModuleCallsAnError) {
     EXPECT_EQ(line.counts().messagesGivenUp, 1u);
 }
 
-TEST(UartHost, DoesNotUseTheIdOfAFrameAgainThatTheModuleHoldsHalf) {
+TEST(HostOnLine, DoesNotUseTheIdOfAFrameAgainThatTheModuleHoldsHalf) {
     HostOptions options;
     options.outgoing.maxPacketSize = 15;
     Line line(options);
@@ -155,22 +153,22 @@ TEST(UartHost, DoesNotUseTheIdOfAFrameAgainThatTheModuleHoldsHalf) {
     line.after(ack);                // the first of two packets
     line.at(milliseconds(1000));    // the second is not acknowledged
     for (int i = 1; i < 256; ++i) { // frames 1 to 255
-        line.press(1, milliseconds(2000));
+        line.press(1);
         line.writes(milliseconds(2000));
         line.after(ack, milliseconds(2000));
         line.after(ack, milliseconds(2000));
     }
-    line.press(1, milliseconds(2000));
+    line.press(1);
     EXPECT_EQ(line.writes(milliseconds(2000)), Texts{"FF FE 0F 00 03 01 00 00 06 00 01 01 00 00 00"}); // not 0
 }
 
-TEST(UartHost, CountsAnAcknowledgementThatNobodyWaitsFor) {
+TEST(HostOnLine, CountsAnAcknowledgementThatNobodyWaitsFor) {
     Line line;
     EXPECT_EQ(line.after(ack), Texts{});
     EXPECT_EQ(line.counts().strayResponses, 1u);
 }
 
-TEST(UartHost, RefusesABadPacketAndTakesTheNext) {
+TEST(HostOnLine, RefusesABadPacketAndTakesTheNext) {
     Line line;
     EXPECT_EQ(line.after(std::string("FF FE 09 00 23 11 00 00 ") + getVolume),
               (Texts{badPacketNack, ackOf11, volumeAnswer}));
@@ -179,7 +177,7 @@ TEST(UartHost, RefusesABadPacketAndTakesTheNext) {
     EXPECT_EQ(line.counts().bytesSkipped, 8u);
 }
 
-TEST(UartHost, RefusesAPacketThatStopsInTheMiddle) {
+TEST(HostOnLine, RefusesAPacketThatStopsInTheMiddle) {
     Line line;
     EXPECT_EQ(line.after("FF FE 0F 00 23 11 00 00 02 00"), Texts{});
     EXPECT_EQ(line.host.nextDeadline(Time(0)), Time(milliseconds(100)));
@@ -187,13 +185,13 @@ TEST(UartHost, RefusesAPacketThatStopsInTheMiddle) {
     EXPECT_EQ(line.after(getVolume, milliseconds(110)), (Texts{ackOf11, volumeAnswer}));
 }
 
-TEST(UartHost, RefusesIrqFramesAndUnknownFormats) {
+TEST(HostOnLine, RefusesIrqFramesAndUnknownFormats) {
     Line line;
     EXPECT_EQ(line.after("FF FE 0E 00 22 07 00 00 40 00 00 00 00 00"), Texts{"FF FE 08 00 63 07 00 00"});
     EXPECT_EQ(line.after("FF FE 0B 00 24 08 00 00 40 00 00"), Texts{"FF FE 08 00 63 08 00 00"});
 }
 
-TEST(UartHost, AResetDropsSubscriptionsAndQueuedMessages) {
+TEST(HostOnLine, AResetDropsSubscriptionsAndQueuedMessages) {
     Line line;
     line.after("FF FE 0F 00 23 11 00 00 03 00 01 09 00 00 00"); // subscribe to state 9
     line.after(ack);
@@ -205,7 +203,7 @@ TEST(UartHost, AResetDropsSubscriptionsAndQueuedMessages) {
     EXPECT_TRUE(line.endpoint.application().setState(9, {ENC_Uint8, {1}}).empty());
 }
 
-TEST(UartHost, TakesARepeatedPacketOnce) {
+TEST(HostOnLine, TakesARepeatedPacketOnce) {
     Line line;
     line.after(getVolume);
     line.after(ack);
@@ -214,7 +212,7 @@ TEST(UartHost, TakesARepeatedPacketOnce) {
     EXPECT_EQ(line.counts().duplicatePackets, 1u);
 }
 
-TEST(UartHost, HearsAModuleThatStartsOverWithTheSameMessage) {
+TEST(HostOnLine, HearsAModuleThatStartsOverWithTheSameMessage) {
     constexpr char first[] = "FF FE 0F 00 23 00 00 00 02 00 01 09 00 00 00"; // getVolume in frame 0
     constexpr char itsAck[] = "FF FE 08 00 A3 01 00 00";
     Line line;
@@ -226,7 +224,7 @@ TEST(UartHost, HearsAModuleThatStartsOverWithTheSameMessage) {
     EXPECT_EQ(line.counts().duplicatePackets, 0u);
 }
 
-TEST(UartHost, HearsAModuleThatStartsOverWithAResponse) {
+TEST(HostOnLine, HearsAModuleThatStartsOverWithAResponse) {
     constexpr char firstAck[] = "FF FE 08 00 A3 00 00 00";
     constexpr char first[] = "FF FE 0F 00 23 01 00 00 02 00 01 09 00 00 00"; // getVolume in frame 1
     Line line;
@@ -240,7 +238,7 @@ TEST(UartHost, HearsAModuleThatStartsOverWithAResponse) {
     EXPECT_EQ(line.counts().messagesReceived, 2u);
 }
 
-TEST(UartHost, TheModuleAnswersOnceItHasBeenHeard) {
+TEST(HostOnLine, TheModuleAnswersOnceItHasBeenHeard) {
     Line line;
     EXPECT_FALSE(line.endpoint.moduleAnswers());
     line.host.receive(bytes("41 42 43"), Time(0));
@@ -249,18 +247,18 @@ TEST(UartHost, TheModuleAnswersOnceItHasBeenHeard) {
     EXPECT_TRUE(line.endpoint.moduleAnswers());
 }
 
-TEST(UartHost, AnEmptyMessageAndOneOfTooManyPacketsAreNotSent) {
+TEST(HostOnLine, AnEmptyMessageAndOneOfTooManyPacketsAreNotSent) {
     HostOptions options;
     options.outgoing.maxPacketSize = 11; // one byte in each packet
     Line line(options);
-    line.endpoint.send({ByteArray(), ByteArray(257, 1), ByteArray(1, 2)}, Time(0));
+    line.endpoint.send({ByteArray(), ByteArray(257, 1), ByteArray(1, 2)});
     EXPECT_EQ(line.counts().messagesGivenUp, 2u);
-    EXPECT_EQ(line.writes(Time(0)), Texts{"FF FE 0B 00 23 02 00 00 02 00 00"});
+    EXPECT_EQ(line.writes(Time(0)), Texts{"FF FE 0B 00 23 00 00 00 02 00 00"});
 }
 
 // ---- faults
 
-TEST(UartHost, RefusesTheFirstAttemptsOfEachPacketOnRequest) {
+TEST(HostOnLine, RefusesTheFirstAttemptsOfEachPacketOnRequest) {
     HostOptions options;
     options.faults.nackFirst = 2;
     Line line(options);
@@ -271,7 +269,7 @@ TEST(UartHost, RefusesTheFirstAttemptsOfEachPacketOnRequest) {
     EXPECT_EQ(line.counts().faultNacks, 3u);
 }
 
-TEST(UartHost, AnswersOtherThanAckOnRequestAndDoesNotTakeThePacket) {
+TEST(HostOnLine, AnswersOtherThanAckOnRequestAndDoesNotTakeThePacket) {
     struct Case {
         unsigned hostsim::FaultOptions::*fault;
         Texts answer;
@@ -293,7 +291,7 @@ TEST(UartHost, AnswersOtherThanAckOnRequestAndDoesNotTakeThePacket) {
     }
 }
 
-TEST(UartHost, AnswersLateOnRequestAndKeepsTheOrder) {
+TEST(HostOnLine, AnswersLateOnRequestAndKeepsTheOrder) {
     HostOptions options;
     options.faults.lateEvery = 1;
     options.faults.lateBy = milliseconds(30);
@@ -304,7 +302,22 @@ TEST(UartHost, AnswersLateOnRequestAndKeepsTheOrder) {
     EXPECT_EQ(line.at(milliseconds(30)), (Texts{ackOf11, volumeAnswer}));
 }
 
-TEST(UartHost, StopsMisbehavingAtTheLimit) {
+TEST(HostOnLine, APacketWaitsBehindALateAnswerWithoutADeadlineOfItsOwn) {
+    HostOptions options;
+    options.faults.lateEvery = 1;
+    options.faults.lateBy = milliseconds(30);
+    Line line(options);
+    line.press(1);
+    line.writes(Time(0));
+    line.host.receive(bytes(nack), Time(0)); // due again at 10
+    line.host.receive(bytes("FF FE 0B 00 23 10 00 00 44 00 00"), Time(0));
+    EXPECT_EQ(line.host.nextDeadline(Time(0)), Time(milliseconds(10)));
+    EXPECT_EQ(line.at(milliseconds(10)), Texts{});
+    EXPECT_EQ(line.host.nextDeadline(milliseconds(10)), Time(milliseconds(30)));
+    EXPECT_EQ(line.at(milliseconds(30)), (Texts{"FF FE 08 00 A3 10 00 00", pressIn("00")}));
+}
+
+TEST(HostOnLine, StopsMisbehavingAtTheLimit) {
     HostOptions options;
     options.faults.silentEvery = 1;
     options.faults.limit = 2;
@@ -314,7 +327,7 @@ TEST(UartHost, StopsMisbehavingAtTheLimit) {
     EXPECT_EQ(line.after(getVolume), (Texts{ackOf11, volumeAnswer}));
 }
 
-TEST(UartHost, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
+TEST(HostOnLine, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
     HostOptions options;
     options.faults.repeatEvery = 2;
     Line line(options);
@@ -323,11 +336,65 @@ TEST(UartHost, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
     line.press(1);
     EXPECT_EQ(line.writes(Time(0)), Texts{pressIn("00")});
     EXPECT_EQ(line.after(ack), Texts{pressIn("01")});
-    EXPECT_EQ(line.after(ack), Texts{pressIn("01")});
-    EXPECT_EQ(line.after(ack), Texts{pressIn("02")});
+    EXPECT_EQ(line.after(ack), Texts{}); // to the engine it was refused
+    EXPECT_EQ(line.host.nextDeadline(Time(0)), Time(milliseconds(10)));
+    EXPECT_EQ(line.at(milliseconds(10)), Texts{pressIn("01")});
+    EXPECT_EQ(line.after(ack, milliseconds(10)), Texts{pressIn("02")});
+    EXPECT_EQ(line.counts().messagesSent, 2u);
+    EXPECT_EQ(line.counts().acksReceived, 3u);
+    EXPECT_EQ(line.counts().nacksReceived, 0u);
+    EXPECT_EQ(line.counts().faultRepeatedPackets, 1u);
 }
 
-TEST(UartHost, SendsABurstBeforeTheAnswerOnRequest) {
+TEST(HostOnLine, RepeatsAPacketOnlyWhereThatDoesNotEndIt) {
+    HostOptions options;
+    options.faults.repeatEvery = 1;
+    Line line(options);
+    line.press(1);
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        EXPECT_EQ(line.at(milliseconds(100 * attempt)), Texts{pressIn("00")});
+        line.host.receive(bytes(attempt < 3 ? nack : ack), milliseconds(100 * attempt));
+    }
+    EXPECT_EQ(line.counts().messagesSent, 1u);
+    EXPECT_EQ(line.counts().faultRepeatedPackets, 0u);
+}
+
+TEST(HostOnLine, AnAcknowledgementThatComesTooLateRepeatsNothing) {
+    HostOptions options;
+    options.faults.repeatEvery = 1;
+    Line line(options);
+    line.press(1);
+    line.writes(Time(0));
+    line.at(milliseconds(1000));
+    EXPECT_EQ(line.after(ack, milliseconds(1001)), Texts{});
+    EXPECT_EQ(line.counts().strayResponses, 1u);
+    EXPECT_EQ(line.counts().faultRepeatedPackets, 0u);
+}
+
+TEST(HostOnLine, GivesUpAMessageThatFindsTheQueueFull) {
+    HostOptions options;
+    options.outgoing.maxQueued = 2;
+    Line line(options);
+    for (int i = 0; i < 3; ++i) line.press(1);
+    EXPECT_EQ(line.counts().messagesGivenUp, 1u);
+    EXPECT_EQ(line.writes(Time(0)), Texts{pressIn("00")});
+    EXPECT_EQ(line.after(ack), Texts{pressIn("01")});
+    EXPECT_EQ(line.after(ack), Texts{});
+    EXPECT_TRUE(line.endpoint.isIdle());
+}
+
+TEST(HostOnLine, KeepsToWholeMillisecondsOfItsClock) {
+    Line line;
+    line.press(1);
+    line.writes(Time(999)); // in millisecond 0
+    EXPECT_EQ(line.host.nextDeadline(Time(999)), Time(milliseconds(1000)));
+    line.at(Time(999999));
+    EXPECT_EQ(line.counts().missingResponses, 0u);
+    line.at(Time(1000000));
+    EXPECT_EQ(line.counts().missingResponses, 1u);
+}
+
+TEST(HostOnLine, SendsABurstBeforeTheAnswerOnRequest) {
     HostOptions options;
     options.faults.burst = 2;
     options.faults.limit = 1;
@@ -337,7 +404,7 @@ TEST(UartHost, SendsABurstBeforeTheAnswerOnRequest) {
     EXPECT_EQ(line.after(ack), Texts{"FF FE 11 00 23 02 00 00 02 80 01 09 00 CC 1E 00 00"});
 }
 
-TEST(UartHost, SplitsWritesOnRequest) {
+TEST(HostOnLine, SplitsWritesOnRequest) {
     HostOptions options;
     options.faults.splitWrites = true;
     Line line(options);
@@ -345,7 +412,7 @@ TEST(UartHost, SplitsWritesOnRequest) {
     EXPECT_EQ(writes, (Texts{"FF", "FE", "08", "00", "63", "11", "00", "00"}));
 }
 
-TEST(UartHost, PutsGarbageBeforeItsPacketsOnRequest) {
+TEST(HostOnLine, PutsGarbageBeforeItsPacketsOnRequest) {
     HostOptions options;
     options.faults.garbageEvery = 1;
     options.faults.garbageBytes = 5;
@@ -358,7 +425,7 @@ TEST(UartHost, PutsGarbageBeforeItsPacketsOnRequest) {
     EXPECT_EQ(hex(slice(sent, 5, sent.size())), pressIn("00"));
 }
 
-TEST(UartHost, ALineThatLosesEverythingSendsNothingAndDoesNotHang) {
+TEST(HostOnLine, ALineThatLosesEverythingSendsNothingAndDoesNotHang) {
     HostOptions options;
     options.faults.toModule.dropRate = 1;
     Line line(options);
@@ -367,7 +434,7 @@ TEST(UartHost, ALineThatLosesEverythingSendsNothingAndDoesNotHang) {
     EXPECT_EQ(line.counts().bytesSent, 0u);
 }
 
-TEST(UartHost, ALineThatLosesEverythingOnTheWayInTakesNothing) {
+TEST(HostOnLine, ALineThatLosesEverythingOnTheWayInTakesNothing) {
     HostOptions options;
     options.faults.toHost.dropRate = 1;
     Line line(options);

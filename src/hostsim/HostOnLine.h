@@ -3,31 +3,39 @@
 #pragma once
 
 #include <deque>
+#include <memory>
 #include <optional>
 
+#include <host/HostLinkHostUart.h>
 #include <hostlink/ByteArray.h>
 
-#include "HostEndpoint.h"
 #include "HostTime.h"
-#include "StreamReader.h"
+#include "PacketCutter.h"
+#include "PacketFaults.h"
+#include "SimulatedHost.h"
 
 namespace hostsim {
 
-struct UartOptions {
-    Time packetTimeout = std::chrono::milliseconds(100); ///< longest pause inside a packet
+struct LineOptions {
+    Time packetTimeout = std::chrono::milliseconds(100); ///< longest pause inside a packet, up to 65 s
 };
 
-/// Drives a host over a byte stream. Knows no device, no thread and no clock. Not locked: one thread at a time.
+/// Puts a host behind a byte stream, and the faults of `FaultOptions` around it:
+///
+///     bytes in   noise -> cut -> PacketFaults -> engine
+///     bytes out  noise, split <- late, garbage <- engine, PacketFaults
+///
+/// Knows no device, no thread and no clock. Not locked: one thread at a time.
 ///
 /// An answer to a packet goes out before any packet of the host's own. One packet of the host's own is on its way at a
 /// time; the next follows when the module has answered it.
 ///
 /// Use: hand in the bytes that have come with `receive()`; then, and when `nextDeadline()` has come (with `advance()`
 /// first), write what `nextWrite()` gives until it gives nothing.
-class UartHost {
+class HostOnLine {
 public:
-    /// @param host the host behind the wire; not owned, must live longer
-    explicit UartHost(HostEndpoint& host, const UartOptions& options = {});
+    /// @param simulatedHost the host behind the wire; not owned, must live longer
+    explicit HostOnLine(SimulatedHost& simulatedHost, const LineOptions& options = {});
 
     void receive(const ByteArray& bytes, Time now);
 
@@ -48,11 +56,23 @@ private:
     };
 
     void take(const ByteArray& packet, Time now);
+    void takePacket(const ByteArray& packet, Time now);
+    void takeBadBytes(Time now);
+    void give(const ByteArray& bytes, Time now);
+    ByteArray fetch(size_t room, Time now);
+    void queueAnswer(ByteArray frame, Time due);
     bool makeWrites(Time now);
+    bool writeAnswer(Time now);
+    bool writePacket(Time now);
     void putOnLine(const ByteArray& packet, const ByteArray& before);
+    void countSkipped();
 
-    HostEndpoint& endpoint;
-    StreamReader reader;
+    SimulatedHost& host;
+    PacketFaults packetFaults;
+    PacketCutter cutter;
+    uint32_t skippedRead = 0; // of the cutter, when it was added to the counts
+    std::unique_ptr<uint8_t[]> received;
+    HostLinkHostUart uart{};           // sees whole packets, and bytes that are none
     std::deque<DelayedAnswer> answers; // in the order of their packets: a late answer holds up those behind it
     std::deque<ByteArray> writes;      // made, noise included, and not yet handed out
 };
