@@ -115,8 +115,7 @@ bool HostLinkTransportLayer::addToFrame(int frameId, const ByteArray& packet,
     const auto [entry, isNew] = incomingFrames.try_emplace(frameId);
     std::unique_ptr<HostLinkFrame>& frame = entry->second;
     if (!frame) frame = std::make_unique<HostLinkFrame>();
-    const uint32_t code = frame->addPacket(packet);
-    if (code != HOSTLINK_SUCCESS && code != HOSTLINK_NO_ROOM) {
+    if (frame->addPacket(packet) != HOSTLINK_SUCCESS) {
         if (isNew) incomingFrames.erase(entry);
         return false;
     }
