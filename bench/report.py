@@ -220,8 +220,8 @@ def items(m):
 
 def checksum(m):
     yield from ["## Checksum", "",
-                "Time against Boost.CRC over as many bytes. The *bare chain* is the limit of one table: look-up, shift, "
-                "XOR, each waiting for the one before. zlib has several tables and the other order of bits; it is given "
+                "Time against Boost.CRC over as many bytes. The *bare chain* is the limit of one table: look-ups, "
+                "each waiting for the top byte of the one before and an XOR. zlib has several tables and the other order of bits; it is given "
                 "its bytes reversed beforehand.", ""]
     yield from ratio_table(m, "checksum", "Boost.CRC", "bytes")
     yield from drawing("checksum", "Time of a checksum", ratio_curves(m, "checksum", "Boost.CRC", "bytes"))

@@ -52,7 +52,8 @@ std::function<uint32_t()> library(const std::vector<uint8_t>& data) {
     };
 }
 
-// Every step needs the one before it: its look-up, a shift and an XOR. The data comes as words that are right already.
+// Every look-up needs the one before it, and of that nothing but the top byte of its entry: a load of that byte and an
+// XOR. All the rest comes beside them, and the data as words that are right already. For little-endian machines.
 std::function<uint32_t()> chain(const std::vector<uint8_t>& data) {
     std::vector<uint32_t> words;
     for (size_t at = 0; at < data.size(); at += 4) {
@@ -61,10 +62,20 @@ std::function<uint32_t()> chain(const std::vector<uint8_t>& data) {
     }
     return [words, entries = table()] {
         const uint32_t* const entry = entries.data();
-        uint32_t c = 0xFFFFFFFF;
-        for (const uint32_t word : words) {
-            c ^= word;
-            for (int i = 0; i < 4; ++i) c = entry[c >> 24] ^ c << 8;
+        const auto top = [bytes = reinterpret_cast<const uint8_t*>(entry)](size_t i) {
+            return size_t{bytes[4 * i + 3]};
+        };
+        uint32_t c = 0xFFFFFFFF ^ words.front();
+        size_t i = c >> 24; // the top byte of c, found without waiting for c
+        const auto step = [&](uint32_t next) {
+            size_t beside = (c >> 16 & 0xFF) ^ next >> 24;
+            asm("" : "+r"(beside)); // or the compiler makes one number of it and the load, and widens that each time
+            c = entry[i] ^ c << 8 ^ next;
+            i = top(i) ^ beside;
+        };
+        for (size_t word = 1; word <= words.size(); ++word) {
+            for (int byte = 0; byte < 3; ++byte) step(0);
+            step(word < words.size() ? words[word] : 0);
         }
         return c;
     };
