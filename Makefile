@@ -12,7 +12,8 @@
 #   make docs            the reference as HTML in build/docs
 #   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
 #   make fuzz-merge      keep what the runs have found
-#   make bench           instruction counts of a message's whole path
+#   make bench           times, instructions and allocations beside those of others, into docs/performance.md
+#   make bench-counts    instructions and allocations as stored in bench/counts.txt, or it fails    RENEW=1 stores them
 #   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= SCHEDULE_SEEDS= REPORT=
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
@@ -31,7 +32,7 @@ SECONDS ?= 20
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 coverage lint format protocol docs fuzz fuzz-merge bench soak install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak install clean
 
 # What stands at the top.
 help:
@@ -103,6 +104,10 @@ fuzz-merge:
 bench:
 	scripts/install-packages.sh build bench
 	scripts/bench.sh
+
+bench-counts:
+	scripts/install-packages.sh build counts
+	scripts/bench-counts.sh $(if $(RENEW),--renew)
 
 soak:
 	scripts/install-packages.sh build test

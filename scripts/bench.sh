@@ -1,19 +1,20 @@
 #!/bin/sh
-# bench.sh: instructions of one message from its values to the wire and back, counted by valgrind through the shared
-# library. Counts do not depend on how busy the machine is.
+# bench.sh: measures the library beside its competitors and its floors, and writes docs/performance.md and its drawings.
+# REPETITIONS=15 of each measurement, in random order.
 set -eu
 cd "$(dirname "$0")/.."
-scripts/build.sh release bench_count
-out=$(mktemp)
-trap 'rm -f "$out"' EXIT
+scripts/build.sh bench bench_count bench_counts bench_allocations bench_time
 
-printf '%-8s %-8s %12s %14s\n' path message 'packet size' instructions
-for path in core classes; do
-    for message in typical item900; do
-        for size in 64 256; do
-            valgrind --quiet --tool=callgrind --callgrind-out-file="$out" --collect-atstart=no \
-                --toggle-collect=countedRun build/release/bin/bench_count $path $message $size
-            printf '%-8s %-8s %12s %14s\n' $path $message $size "$(awk '/^summary:/ { print $2 }' "$out")"
-        done
-    done
-done
+# On one processor, so that what is handed from thread to thread costs the same each time.
+processor=$(taskset -cp $$ | sed 's/.*[ ,-]//')
+echo "Measuring, which takes about three minutes"
+read -r load _ </proc/loadavg
+[ "${load%.*}" -lt 2 ] ||
+    echo "The machine is busy (load $load): what is said about the serial link will be worth little" >&2
+taskset -c "$processor" build/bench/bin/bench_time --benchmark_enable_random_interleaving=true \
+    --benchmark_repetitions="${REPETITIONS:-15}" --benchmark_min_time=0.02 --benchmark_out_format=json \
+    --benchmark_out=build/bench/times.json >build/bench/times.txt 2>&1 || {
+    cat build/bench/times.txt >&2
+    exit 1
+}
+python3 bench/report.py build/bench build/bench/times.json

@@ -19,7 +19,13 @@ for group in "$@"; do
         packages="$packages g++-aarch64-linux-gnu qemu-user-static libc6:arm64 libstdc++6:arm64 liblog4cplus-dev:arm64"
         packages="$packages libgtest-dev:arm64 libgmock-dev:arm64 librapidcheck-dev:arm64 libfuse3-dev:arm64"
         ;;
-    bench) packages="$packages valgrind" ;;
+    counts) packages="$packages valgrind python3" ;;
+    bench)
+        packages="$packages valgrind python3 util-linux libbenchmark-dev"
+        # What is compared with.
+        packages="$packages libmsgpack-cxx-dev nanopb libnanopb-dev libflatbuffers-dev flatbuffers-compiler"
+        packages="$packages libboost-dev zlib1g-dev libfmt-dev"
+        ;;
     coverage) packages="$packages gcovr" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;

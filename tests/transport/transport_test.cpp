@@ -547,6 +547,20 @@ TEST_F(TransportLayer, BytesThatAreNoPacketAreIgnored) {
     EXPECT_FALSE(log.contains("Incoming frame id"));
 }
 
+TEST_F(TransportLayer, BytesThatAreNoPacketLeaveTheOpenFrameOfTheirIdAlone) {
+    link->deliver(messagePart(5, 0, bytes("01")));
+    LogCapture log(transportLogger);
+    // All that a message packet needs but what the check asks for: "last", of the open frame, with payload.
+    link->deliver(bytes("FF FE 0D 00 23 05 01 00 EE EE 00 00")); // a byte short
+    link->deliver(bytes("FF FE 09 00 23 05 01 00 EE EE 00 00")); // a length that no packet has
+    link->deliver(bytes("FE FF 0C 00 23 05 01 00 EE EE 00 00")); // no start mark
+    EXPECT_FALSE(log.contains("frame id: 5"));
+    EXPECT_THAT(messages, IsEmpty());
+
+    link->deliver(messageEnd(5, 1, bytes("02")));
+    EXPECT_THAT(messages, ElementsAre(bytes("01 02")));
+}
+
 TEST_F(TransportLayer, FrameIdIsFreeAgainOnceComplete) {
     link->deliver(messageEnd(5, 0, bytes("01")));
     link->deliver(messagePart(5, 0, bytes("02")));

@@ -55,7 +55,7 @@ public:
     void addMessageReceivedObserver(MessageReceivedObserver observer);
 
 private:
-    std::unique_ptr<HostLinkFrame> addToFrame(int frameId, const ByteArray& packet);
+    bool addToFrame(int frameId, const ByteArray& packet, std::unique_ptr<HostLinkFrame>* completed);
 
     HostLinkPhysicalLayer* physicalLayer;                          // not owned; constant
     std::map<int, std::unique_ptr<HostLinkFrame>> incomingFrames;  // guarded by incomingFramesMutex, frames included

@@ -20,6 +20,7 @@ bool CallGate::enter() {
 
 void CallGate::leave() {
     const std::lock_guard lock(mutex);
-    // Notified under the lock: the waiter may destroy the gate as soon as it holds it.
+    // Notified under the lock: the waiter may destroy the gate as soon as it holds it. Nobody waits as long as the gate
+    // is open, and a notification costs nothing then.
     if (--inside == 0) allLeft.notify_all();
 }

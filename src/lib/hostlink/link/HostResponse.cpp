@@ -1,8 +1,8 @@
 #include "HostResponse.h"
 
 #include "LinkLog.h"
+#include "hostlink/HostLinkLib.h"
 #include "hostlink/HostLinkPacket.h"
-#include "hostlink/HostLinkRspFrame.h"
 
 namespace {
 
@@ -25,14 +25,13 @@ WriteDataResponse resultOfResponse(const ByteArray& answer, const char* noAnswer
         LOG4CPLUS_ERROR(logger, noAnswer);
         return NoResponse;
     }
-    bool ok = false;
-    const int type = HostLinkPacket::frameType(answer, &ok);
-    if (type != FRT_Response || !ok) {
-        LOG4CPLUS_ERROR(logger,
-                        "Expected ack, got something else: " << type << " valid: " << HostLinkPacket::verify(answer));
+    bool valid = false;
+    const int type = HostLinkPacket::frameType(answer, &valid);
+    if (type != FRT_Response || !valid) {
+        LOG4CPLUS_ERROR(logger, "Expected ack, got something else: " << type << " valid: " << valid);
         return NoResponse;
     }
-    const AcknowledgeType ack = HostLinkRspFrame::parse(answer, &ok);
+    const AcknowledgeType ack = hostLinkFrameRspDeserialize(answer.data()); // verified above
     LOG4CPLUS_TRACE(logger, "Received: " << static_cast<int>(ack));
     return toWriteDataResponse(ack);
 }

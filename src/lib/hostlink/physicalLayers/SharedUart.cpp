@@ -28,15 +28,18 @@ SharedUart::End endOfThisLibrary() {
 SharedUart::Use::Use(SharedUart& of, Purpose purpose) : shared(of), uart(nullptr) {
     const std::lock_guard lock(shared.mutex);
     if (!shared.current) return;
-    shared.users.push_back({currentThreadId(), purpose});
+    // Only who has to look at sleeping threads needs their ids, each of which is a system call.
+    shared.users.push_back({this, shared.end ? 0 : currentThreadId(), purpose});
     uart = shared.current.get();
 }
 
 SharedUart::Use::~Use() {
     if (uart == nullptr) return;
+    // Notified under the lock: the waiter may destroy this object as soon as it holds it. Without a waiter, which is
+    // nearly always, a notification costs nothing.
     const std::lock_guard lock(shared.mutex);
-    shared.users.erase(std::find_if(shared.users.begin(), shared.users.end(),
-                                    [own = currentThreadId()](const User& user) { return user.thread == own; }));
+    shared.users.erase(
+        std::find_if(shared.users.begin(), shared.users.end(), [this](const User& user) { return user.use == this; }));
     shared.userLeft.notify_all();
 }
 

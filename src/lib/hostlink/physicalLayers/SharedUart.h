@@ -67,7 +67,8 @@ public:
 
 private:
     struct User {
-        pid_t thread;
+        const Use* use;
+        pid_t thread; // known only where there is no `End`
         Purpose purpose;
     };
 

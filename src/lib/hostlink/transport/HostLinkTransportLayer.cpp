@@ -6,6 +6,7 @@
 
 #include "FrameIds.h"
 #include "hostlink/HostLinkFrame.h"
+#include "hostlink/HostLinkLib.h"
 #include "hostlink/HostLinkMsgFrame.h"
 #include "hostlink/HostLinkPacket.h"
 #include "hostlink/HostLinkPhysicalLayer.h"
@@ -91,12 +92,12 @@ bool HostLinkTransportLayer::writeMessage(const ByteArray& message) {
 void HostLinkTransportLayer::on_data_received(const ByteArray& packet) {
     HOSTLINK_TRACE_ENTER(logger, scope, "Data size: " << packet.size());
     LOG4CPLUS_DEBUG(logger, "Packet received: \n" << HostLinkPrinter::printHostLinkPacket(packet));
-    bool ok = false; // not examined: the link has verified the packet, and one that fails reads as type 0
-    if (HostLinkPacket::frameType(packet, &ok) != FRT_Message) return;
-    const int frameId = HostLinkPacket::frameId(packet, &ok);
+    // Read without a check: the link has verified the packet, and a frame verifies what it adds.
+    if (HostLinkPacket::frameType(packet, nullptr) != FRT_Message) return;
+    const int frameId = HostLinkPacket::frameId(packet, nullptr);
+    std::unique_ptr<HostLinkFrame> frame;
+    if (!addToFrame(frameId, packet, &frame)) return; // not a packet: a link that verifies delivers none
     LOG4CPLUS_TRACE(logger, "Incoming frame id: " << frameId);
-
-    const std::unique_ptr<HostLinkFrame> frame = addToFrame(frameId, packet);
     if (!frame) {
         LOG4CPLUS_TRACE(logger, "Frame id: " << frameId << " is not complete");
         return;
@@ -106,16 +107,23 @@ void HostLinkTransportLayer::on_data_received(const ByteArray& packet) {
     for (const MessageReceivedObserver& observer : messageReceivedObservers) observer(frame->data());
 }
 
-// Adds the packet to the frame of its id; hands the frame out when that completes it, else null.
-std::unique_ptr<HostLinkFrame> HostLinkTransportLayer::addToFrame(int frameId, const ByteArray& packet) {
+// Adds the packet to the frame of its id, and hands the frame out when that completes it. False when the bytes are no
+// packet: nothing has changed then.
+bool HostLinkTransportLayer::addToFrame(int frameId, const ByteArray& packet,
+                                        std::unique_ptr<HostLinkFrame>* completed) {
     const std::lock_guard lock(incomingFramesMutex);
-    std::unique_ptr<HostLinkFrame>& entry = incomingFrames[frameId];
-    if (!entry) entry = std::make_unique<HostLinkFrame>();
-    entry->addPacket(packet);
-    if (!entry->complete()) return nullptr;
-    std::unique_ptr<HostLinkFrame> frame = std::move(entry);
-    incomingFrames.erase(frameId);
-    return frame;
+    const auto [entry, isNew] = incomingFrames.try_emplace(frameId);
+    std::unique_ptr<HostLinkFrame>& frame = entry->second;
+    if (!frame) frame = std::make_unique<HostLinkFrame>();
+    if (frame->addPacket(packet) != HOSTLINK_SUCCESS) {
+        if (isNew) incomingFrames.erase(entry);
+        return false;
+    }
+    if (frame->complete()) {
+        *completed = std::move(frame);
+        incomingFrames.erase(entry);
+    }
+    return true;
 }
 
 void HostLinkTransportLayer::addMessageReceivedObserver(MessageReceivedObserver observer) {
