@@ -1,8 +1,10 @@
 /// @file
-/// Properties over random input. The seed is printed; HOSTLINK_TEST_SEED takes it back.
+/// Properties over random input: the same input in every run, unless HOSTLINK_TEST_SEED or RC_PARAMS gives another
+/// seed.
 #pragma once
 
 #include <cstdlib>
+#include <iostream>
 #include <string>
 #include <utility>
 
@@ -11,18 +13,34 @@
 
 #include <hostlink/ByteArray.h>
 
-/// Hands HOSTLINK_TEST_SEED to rapidcheck, which reads its configuration when the first property is checked.
-inline const bool propertySeedTaken = [] {
-    const char* seed = std::getenv("HOSTLINK_TEST_SEED");
-    const char* params = std::getenv("RC_PARAMS");
-    if (seed == nullptr) return false;
-    const std::string taken = std::string(params != nullptr ? params : "") + " seed=" + seed;
-    return setenv("RC_PARAMS", taken.c_str(), 1) == 0;
-}();
+#include "TestSeed.h"
 
-/// Checks a property on random input; rapidcheck prints its configuration, the seed in it, and a failing example.
+/// What RC_PARAMS says; where that names no seed, the running test's.
+inline rc::detail::TestParams propertyParameters() {
+    static const std::string given = [] {
+        const char* text = std::getenv("RC_PARAMS");
+        return std::string(text == nullptr ? "" : text);
+    }();
+    if (given.find("seed=") != std::string::npos) return rc::detail::configuration().testParams;
+    const uint32_t seed = testSeed();
+    // rapidcheck reads this once and prints it: without a seed there it would draw, and print, one that nobody uses.
+    setenv("RC_PARAMS", (given + " seed=" + std::to_string(seed)).c_str(), 1);
+    rc::detail::TestParams parameters = rc::detail::configuration().testParams;
+    parameters.seed = seed;
+    return parameters;
+}
+
+/// Checks a property on random input; tells a failing example and how to bring it back.
 template <typename Property> void holds(const std::string& description, Property&& property) {
-    EXPECT_TRUE(rc::check(description, std::forward<Property>(property)));
+    const rc::detail::TestParams parameters = propertyParameters();
+    std::cerr << "- " << description << std::endl;
+    rc::detail::TestMetadata metadata;
+    metadata.id = nameOfRunningTest() + ": " + description;
+    metadata.description = description;
+    const auto result = rc::detail::checkTestable(std::forward<Property>(property), metadata, parameters);
+    rc::detail::printResultMessage(result, std::cerr);
+    std::cerr << std::endl;
+    EXPECT_TRUE(result.template is<rc::detail::SuccessResult>());
 }
 
 inline rc::Gen<ByteArray> bytesUpTo(size_t longest) {
