@@ -10,7 +10,7 @@
 #   make lint            formatting, written files, rooms, static analysis
 #   make protocol        write what follows from protocol/hostlink.toml
 #   make docs            the reference as HTML in build/docs
-#   make fuzz            every fuzz target for SECONDS=20, from the stored corpus
+#   make fuzz            every fuzz target for SECONDS=20, from the stored corpus    SEED=
 #   make fuzz-merge      keep what the runs have found
 #   make bench           times, instructions and allocations beside those of others, into docs/performance.md
 #   make bench-counts    instructions and allocations as stored in bench/counts.txt, or it fails    RENEW=1 stores them
@@ -52,17 +52,17 @@ test:
 test-asan:
 	scripts/install-packages.sh build test
 	scripts/build.sh dev
-	scripts/test.sh dev
+	scripts/test.sh dev --whole
 
 test-tsan:
 	scripts/install-packages.sh build test
 	scripts/build.sh tsan
-	scripts/test.sh tsan
+	scripts/test.sh tsan --whole
 
 test-clang:
 	scripts/install-packages.sh build test clang
 	scripts/build.sh clang
-	scripts/test.sh clang
+	scripts/test.sh clang --whole
 
 test-aarch64:
 	scripts/install-packages.sh build test aarch64

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 build=build/coverage
 
 find "$build" -name '*.gcda' -delete
-ctest --preset coverage --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --quiet --output-log "$build/tests.log" || {
+ctest --preset coverage -C whole -LE 'single|tree' --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --quiet --output-log "$build/tests.log" || {
     sed -n '/tests failed out of/,$p' "$build/tests.log" >&2
     echo "coverage: tests failed; see $build/tests.log" >&2
     exit 1

@@ -1,6 +1,7 @@
 #!/bin/sh
 # fuzz.sh [SECONDS [TARGET...]]: runs each fuzz target for so long, as many at a time as there are processors, and ends
-#   with a table. New inputs go to build/fuzz/corpus/TARGET; an input that fails to build/fuzz/artifacts.
+#   with a table. New inputs go to build/fuzz/corpus/TARGET; an input that fails to build/fuzz/artifacts. SEED in the
+#   environment is what they draw from; a new one each time unless given.
 # fuzz.sh --merge [TARGET...]: adds to fuzz/corpus those of the new inputs that reach code which the stored ones do not.
 # Both expect `scripts/build.sh fuzz fuzzers` to have been run, as `make fuzz` does.
 set -eu
@@ -23,8 +24,8 @@ run_one() {
     mkdir -p "$build/corpus/$target" "$build/artifacts"
     verdict=
     # shellcheck disable=SC2086 # the limits are several words
-    "$build/bin/fuzz_$target" $limits -max_total_time="$seconds" -print_final_stats=1 -dict=fuzz/hostlink.dict \
-        -artifact_prefix="$build/artifacts/$target-" "$build/corpus/$target" "fuzz/corpus/$target" \
+    "$build/bin/fuzz_$target" $limits -seed="${SEED:-0}" -max_total_time="$seconds" -print_final_stats=1 \
+        -dict=fuzz/hostlink.dict -artifact_prefix="$build/artifacts/$target-" "$build/corpus/$target" "fuzz/corpus/$target" \
         >"$log" 2>&1 || verdict=FAILED
     awk -v target="$target" -v verdict="$verdict" '
         /^stat::number_of_executed_units:/ { runs = $2 }

@@ -5,10 +5,11 @@
 #   half of MINUTES    every link with traffic: nothing grows, no message is lost
 #   TRUTH_MINUTES      the truth run: every kind of fault at every rate; a quarter of MINUTES unless given
 #   a quarter of MINUTES   links under a scheduler that is against them, or SCHEDULE_SEEDS seeds of it when given
+#   a twentieth of MINUTES   random tests with seeds from SEED on, each of them told
 #
-# SEED repeats a truth run. The figures go to build/soak/reliability.csv. With REPORT=yes, or without REPORT when the
-# truth run takes 20 minutes or more, docs/reliability.md and docs/reliability.svg are written anew from them;
-# REPORT=no keeps them. The exit code is 0 when all is well.
+# SEED repeats a truth run; it is drawn unless given. The figures go to build/soak/reliability.csv. With REPORT=yes, or
+# without REPORT when the truth run takes 20 minutes or more, docs/reliability.md and docs/reliability.svg are written
+# anew from them; REPORT=no keeps them. The exit code is 0 when all is well.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -31,7 +32,7 @@ seed=${SEED:-$(od -An -N4 -tu4 /dev/urandom | tr -d ' ')}
 
 build=build/release
 out=build/soak
-scripts/build.sh release zent-soak zent-busrig zent-busrig-run hunted
+scripts/build.sh release zent-soak zent-busrig zent-busrig-run hunted random_tests
 mkdir -p "$out"
 
 in_rig() {
@@ -48,6 +49,7 @@ if [ -n "${SCHEDULE_SEEDS:-}" ]; then
 else
     scripts/hunt.sh --time $((minutes * 15)) || code=$?
 fi
+scripts/properties.sh --seed "$seed" --time $((minutes * 3)) || code=$?
 if [ "$report" = yes ] && [ "$code" -eq 0 ]; then
     scripts/reliability-report.py "$out/reliability.csv" "make soak MINUTES=$minutes TRUTH_MINUTES=$((truth / 60)) SEED=$seed"
 fi

@@ -1,11 +1,18 @@
 #!/bin/sh
-# test.sh PRESET [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the last line says how many,
-# and why.
+# test.sh PRESET [--whole] [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the last line says
+# how many, and why. With --whole test programs run as they are, not one process for each test: the same tests, sooner;
+# and those that look at the source tree alone (label: tree), which no build changes, only with the release build.
 set -eu
 cd "$(dirname "$0")/.."
 preset=$1
 shift
 report=$(pwd)/build/$preset/tests.xml
+if [ "${1:-}" = --whole ]; then
+    shift
+    besides='single'
+    [ "$preset" = release ] || besides='single|tree'
+    set -- -C whole -LE "$besides" "$@"
+fi
 
 code=0
 ctest --preset "$preset" --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --output-junit "$report" "$@" || code=$?

@@ -14,8 +14,8 @@
 
 namespace {
 
-Descriptor openMaster() {
-    Descriptor master(
+descriptor::Descriptor openMaster() {
+    descriptor::Descriptor master(
         checked(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), "cannot get a pseudo terminal"));
     checked(::grantpt(master.get()), "cannot grant access to the pseudo terminal");
     checked(::unlockpt(master.get()), "cannot unlock the pseudo terminal");
@@ -29,8 +29,8 @@ std::string slavePathOf(int master) {
 }
 
 // Raw before anybody opens it: the default terminal would echo what comes in and change line ends.
-Descriptor openSlave(const std::string& path) {
-    Descriptor slave(checked(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + path));
+descriptor::Descriptor openSlave(const std::string& path) {
+    descriptor::Descriptor slave(checked(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "cannot open " + path));
     termios settings{};
     checked(::tcgetattr(slave.get(), &settings), "cannot read the settings of " + path);
     ::cfmakeraw(&settings);
@@ -38,8 +38,8 @@ Descriptor openSlave(const std::string& path) {
     return slave;
 }
 
-Descriptor watchClosing(const std::string& path) {
-    Descriptor watch(checked(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "cannot watch " + path));
+descriptor::Descriptor watchClosing(const std::string& path) {
+    descriptor::Descriptor watch(checked(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "cannot watch " + path));
     checked(::inotify_add_watch(watch.get(), path.c_str(), IN_CLOSE), "cannot watch " + path);
     return watch;
 }

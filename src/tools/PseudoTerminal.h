@@ -4,7 +4,8 @@
 
 #include <string>
 
-#include "Descriptor.h"
+#include <descriptor/Descriptor.h>
+
 #include "LinePort.h"
 
 /// A symbolic link that exists as long as the object.
@@ -37,9 +38,9 @@ public:
     void handleNotice() override;
 
 private:
-    Descriptor master;
+    descriptor::Descriptor master;
     std::string slavePath;
-    Descriptor slave; // held open, or the master would read EIO while no program has the slave open
-    Descriptor watch; // inotify: programs that close the slave
+    descriptor::Descriptor slave; // held open, or the master would read EIO while no program has the slave open
+    descriptor::Descriptor watch; // inotify: programs that close the slave
     TemporaryLink temporaryLink;
 };

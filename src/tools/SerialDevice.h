@@ -4,7 +4,8 @@
 
 #include <string>
 
-#include "Descriptor.h"
+#include <descriptor/Descriptor.h>
+
 #include "LinePort.h"
 
 /// A serial device in raw mode: 8 data bits, no parity, one stop bit, no flow control. Locked as long as the object
@@ -23,5 +24,5 @@ private:
     void lock();
 
     std::string devicePath;
-    Descriptor device;
+    descriptor::Descriptor device;
 };

@@ -41,16 +41,17 @@ unsigned long pace(const SimulatorOptions& options) {
 
 } // namespace
 
-Descriptor Simulator::takeSignals() {
+descriptor::Descriptor Simulator::takeSignals() {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
     checked(::sigprocmask(SIG_BLOCK, &set, nullptr), "cannot take over signals");
-    return Descriptor(checked(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC), "cannot take over signals"));
+    return descriptor::Descriptor(
+        checked(::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC), "cannot take over signals"));
 }
 
-Simulator::Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePort, Descriptor signalDescriptor,
-                     std::ostream& output, std::ostream& log)
+Simulator::Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePort,
+                     descriptor::Descriptor signalDescriptor, std::ostream& output, std::ostream& log)
     : options(simulatorOptions),
       port(linePort),
       out(output),

@@ -7,11 +7,11 @@
 #include <optional>
 #include <string>
 
+#include <descriptor/Descriptor.h>
 #include <hostsim/HostOnLine.h>
 #include <hostsim/LinePacer.h>
 #include <hostsim/SimulatedHost.h>
 
-#include "Descriptor.h"
 #include "LinePort.h"
 #include "SimulatorOptions.h"
 
@@ -20,12 +20,12 @@ class Simulator {
 public:
     /// Blocks SIGINT, SIGTERM and SIGHUP for the process; the descriptor becomes readable when one has come.
     /// @throw std::system_error the signals cannot be taken over
-    static Descriptor takeSignals();
+    static descriptor::Descriptor takeSignals();
 
     /// @param signalDescriptor what `takeSignals()` gave: it ends `run()`
     /// @param output           what people and programs are told
     /// @param log              what `--verbose` prints
-    Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePort, Descriptor signalDescriptor,
+    Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePort, descriptor::Descriptor signalDescriptor,
               std::ostream& output, std::ostream& log);
 
     /// Runs until a signal, "quit", or the idle time asked for.
@@ -54,7 +54,7 @@ private:
     hostsim::HostOnLine host;
     hostsim::LinePacer fromModule;
     hostsim::LinePacer toModule;
-    Descriptor signals;
+    descriptor::Descriptor signals;
 
     ByteArray unwritten;     // arrived at the end of the line, not yet taken by the system
     std::string commandText; // of a line that has not ended yet

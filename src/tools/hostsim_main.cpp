@@ -1,11 +1,10 @@
 // zent-hostsim: plays the host at the other end of a serial line.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <utility>
-
-#include <csignal>
 
 #include <CLI/CLI.hpp>
 
@@ -45,7 +44,8 @@ void tellCounts(const SimulatorOptions& options, const hostsim::HostCounts& coun
 }
 
 int simulate(const SimulatorOptions& options) {
-    Descriptor signals = Simulator::takeSignals(); // first: from here on the link to the port is always removed
+    descriptor::Descriptor signals =
+        Simulator::takeSignals(); // first: from here on the link to the port is always removed
     const std::unique_ptr<LinePort> port = openPort(options);
     Simulator simulator(options, *port, std::move(signals), std::cout, std::cerr);
     tellReady(options, *port);

@@ -27,5 +27,6 @@ inline std::vector<ExitCase> everyWayOf(const std::string& link) {
     return cases;
 }
 
-/// Runs the program so often, each time ending it after a random delay: it must end on its own, in time and well.
+/// Runs the program so often, each time ending it after a random delay: it must end on its own, in time and well. In a
+/// hunt once, under a scheduler that is against it; delay and scheduler follow from the hunt's seed.
 void expectGoodExits(const ExitCase& exitCase, int times);

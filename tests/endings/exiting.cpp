@@ -7,7 +7,7 @@
 //   appender   exit() is called within a log line of the link's own thread
 //   observer   exit() is called by an observer, on the link's own thread
 //
-// Exit code 7 when all is well.
+// Exit code 7 when all is well. With HOSTLINK_SCHEDULE_SEED in the environment its threads are held up by that seed.
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -33,6 +33,8 @@
 #include "support/Bytes.h"
 #include "support/Packets.h"
 #include "support/Pty.h"
+#include "support/schedule/HostileScheduler.h"
+#include "support/schedule/Hunt.h"
 
 namespace {
 
@@ -45,8 +47,9 @@ struct Shared {
     std::atomic<bool> exiting{false};
     std::atomic<bool> writerStops{false};
     std::atomic<int> delivered{0};
-    Pty* pty = nullptr; // these two reachable to the end
+    Pty* pty = nullptr; // these three reachable to the end
     void* stack = nullptr;
+    schedule::HostileScheduler* scheduler = nullptr;
 };
 Shared& shared = *new Shared;
 
@@ -157,6 +160,7 @@ int main(int argc, char** argv) {
     const std::string way = argv[2];
     const std::chrono::microseconds delay(std::atol(argv[3]));
     if (way == "observer") ::setenv("EXIT_IN_OBSERVER", "1", 1);
+    if (const auto seed = schedule::firstSeed()) shared.scheduler = new schedule::HostileScheduler(*seed);
 
     if (way == "return") {
         const log4cplus::Initializer initializer;
