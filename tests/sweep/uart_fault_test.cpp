@@ -118,7 +118,7 @@ TEST_F(UartFault, OldInputThatCannotBeFlushedFailsInit) {
 }
 
 TEST_F(UartFault, ExclusiveUseThatIsRefusedFailsInit) {
-    failNext("ioctl", EPERM, 3); // behind the two of the line settings
+    failNext("ioctl", EPERM, 4); // behind the three of the line settings
     expectRefusal("cannot take exclusive use: Operation not permitted");
 }
 
