@@ -109,6 +109,21 @@ int SpiMessage::deliver(size_t phasesDone) const {
 
 } // namespace
 
+template <typename Work> int SpiDevice::change(Work&& work) {
+    return rig.access([&](RigState& state, Wakeups&) {
+        work(state.spiSettings.at(board));
+        return 0;
+    });
+}
+
+SpiDevice::SpiDevice(Rig& sharedRig, size_t boardNumber) : rig(sharedRig), board(boardNumber) {
+    change([](SpiSettings& settings) { settings.open(); });
+}
+
+SpiDevice::~SpiDevice() {
+    change([](SpiSettings& settings) { settings.close(); });
+}
+
 int SpiDevice::read(char* buffer, size_t size, size_t) {
     if (size > bufferBytes) return -EMSGSIZE;
     std::vector<BusPhase> phases{BusPhase::read(size)};
@@ -148,34 +163,27 @@ unsigned SpiDevice::poll(std::unique_ptr<PollWaiter>) {
 
 int SpiDevice::setMode(uint32_t mode) {
     if ((mode & ~modeBits) != 0) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.mode = mode;
-    return 0;
+    return change([mode](SpiSettings& settings) { settings.mode = mode; });
 }
 
 int SpiDevice::setLsbFirst(bool on) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.mode = on ? settings.mode | SPI_LSB_FIRST : settings.mode & ~static_cast<uint32_t>(SPI_LSB_FIRST);
-    return 0;
+    constexpr uint32_t bit = SPI_LSB_FIRST;
+    return change([on](SpiSettings& settings) { settings.mode = on ? settings.mode | bit : settings.mode & ~bit; });
 }
 
 int SpiDevice::setBitsPerWord(uint8_t bits) {
     if (bits > maxBitsPerWord) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.bitsPerWord = bits == 0 ? uint8_t{8} : bits; // 0 asks for the default
-    return 0;
+    return change(
+        [bits](SpiSettings& settings) { settings.bitsPerWord = bits == 0 ? uint8_t{8} : bits; }); // 0: default
 }
 
 int SpiDevice::setSpeed(uint32_t speedHz) {
     if (speedHz == 0) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.speedHz = speedHz;
-    return 0;
+    return change([speedHz](SpiSettings& settings) { settings.speedHz = speedHz; });
 }
 
-SpiDevice::Settings SpiDevice::current() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return settings;
+SpiSettings SpiDevice::current() {
+    return rig.access([this](RigState& state, Wakeups&) { return state.spiSettings.at(board); });
 }
 
 /// SPI_IOC_MESSAGE(n): the chip is selected from the first transfer to the last.

@@ -77,6 +77,35 @@ TEST_F(SpiDevice, StartsInModeZeroWithEightBits) {
     EXPECT_EQ(bits, 8);
 }
 
+TEST_F(SpiDevice, SettingsBelongToTheDeviceAndStayButForTheSpeed) {
+    uint32_t ownSpeed = 0;
+    {
+        const raw::File other("/dev/spidev0.1", O_RDWR);
+        ASSERT_EQ(other.error, 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &ownSpeed)), 0);
+        const uint8_t mode = SPI_MODE_3;
+        const uint8_t bits = 16;
+        const uint32_t speed = 1234567;
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_MODE, &mode)), 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_BITS_PER_WORD, &bits)), 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_MAX_SPEED_HZ, &speed)), 0);
+        const raw::File second("/dev/spidev0.1", O_RDWR);
+        uint32_t seen = 0;
+        EXPECT_EQ(resultOf(ioctl(second.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &seen)), 0);
+        EXPECT_EQ(seen, speed);
+    }
+    const raw::File again("/dev/spidev0.1", O_RDWR);
+    uint8_t mode = 0xEE;
+    uint8_t bits = 0xEE;
+    uint32_t speed = 0;
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_MODE, &mode)), 0);
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_BITS_PER_WORD, &bits)), 0);
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &speed)), 0);
+    EXPECT_EQ(mode, SPI_MODE_3);
+    EXPECT_EQ(bits, 16);
+    EXPECT_EQ(speed, ownSpeed);
+}
+
 TEST_F(SpiDevice, RefusesSettingsItDoesNotHave) {
     EXPECT_EQ(set<uint32_t>(SPI_IOC_WR_MODE32, 0x80000000), -EINVAL);
     EXPECT_EQ(set<uint8_t>(SPI_IOC_WR_BITS_PER_WORD, 33), -EINVAL);
