@@ -102,6 +102,7 @@ PlayedKernel::Answer PlayedChip::tellLine(const Chip& chip, void* argument) cons
     if (!knowsLines || info.offset >= chip.lines.size()) return -EINVAL;
     put(info.name, chip.lines[info.offset]);
     put(info.consumer, holder);
+    info.flags = isUsed ? GPIO_V2_LINE_FLAG_USED : 0;
     return 0;
 }
 

@@ -60,7 +60,8 @@ public:
     int timeout() const;
 
     int requestError = 0;   // what a request answers; errno value
-    std::string holder;     // the consumer of every line
+    bool isUsed = true;     // every line is, as the kernel tells
+    std::string holder;     // ... by this consumer
     bool knowsLines = true; // else the kernel has no second interface
 
 private:

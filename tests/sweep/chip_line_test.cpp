@@ -310,6 +310,11 @@ TEST_F(ChipLine, ControllerThatCannotInterruptIsTold) {
     kernel.requestError = ENXIO;
     expectRefusal(lineText + std::string("its controller cannot interrupt; choose another line: No such device or "
                                          "address"));
+    kernel.requestError = EBUSY; // although nobody has the line
+    kernel.isUsed = false;
+    log.clear();
+    expectRefusal(lineText + std::string("its controller cannot interrupt; choose another line: Device or resource "
+                                         "busy"));
 }
 
 TEST_F(ChipLine, RequestThatFailsIsToldWithItsReason) {

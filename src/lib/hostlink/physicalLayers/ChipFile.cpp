@@ -169,6 +169,8 @@ bool ChipFile::hasLine(int offset) const {
 
 std::string ChipFile::holderOf(int offset) const {
     gpio_v2_line_info info{};
-    if (!askLine(fd, static_cast<std::uint32_t>(offset), &info) || info.consumer[0] == 0) return "somebody";
+    if (!askLine(fd, static_cast<std::uint32_t>(offset), &info)) return "somebody";
+    if ((info.flags & GPIO_V2_LINE_FLAG_USED) == 0) return {};
+    if (info.consumer[0] == 0) return "somebody";
     return "\"" + textOf(info.consumer) + "\"";
 }

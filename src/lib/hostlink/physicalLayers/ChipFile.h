@@ -23,7 +23,7 @@ public:
     int findLine(const std::string& name) const;
     /// Whether the chip has a line of that offset.
     bool hasLine(int offset) const;
-    /// Who holds the line, in quotes; "somebody" when the kernel does not tell.
+    /// Who holds the line, in quotes; "somebody" when the kernel does not tell, empty when it says that nobody does.
     std::string holderOf(int offset) const;
 
 private:

@@ -121,10 +121,11 @@ bool ChipLine::request(std::uint64_t flags) {
         return true;
     }
     const int error = errno;
-    if (error == EBUSY) {
-        LOG4CPLUS_ERROR(logger, line << ": is held by " << chip.holderOf(offset)
+    const std::string holder = error == EBUSY ? chip.holderOf(offset) : std::string();
+    if (!holder.empty()) {
+        LOG4CPLUS_ERROR(logger, line << ": is held by " << holder
                                      << "; \"sysfs\" gives it back when its number goes to /sys/class/gpio/unexport");
-    } else if (error == ENXIO || error == EOPNOTSUPP) {
+    } else if (error == ENXIO || error == EOPNOTSUPP || error == EBUSY) { // EBUSY: so gpiolib says it, too
         LOG4CPLUS_ERROR(logger, line << ": its controller cannot interrupt; choose another line: " << reasonOf(error));
     } else {
         LOG4CPLUS_ERROR(logger, line << ": cannot be watched for falling edges"
