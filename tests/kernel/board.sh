@@ -1,5 +1,5 @@
 #!/bin/sh
-# In the guest: what an ordinary user may, by the files' groups. docs/boards.md tells these steps.
+# In the guest: what docs/boards.md says about nodes, lines and permissions, step by step.
 failures=0
 
 # expect CODE TEXT COMMAND...: the command's exit code is CODE (0, or not 0), and it says TEXT.
@@ -20,6 +20,16 @@ as() {
     su "$name" -s /bin/sh -c "$*"
 }
 gpio=/sys/class/gpio
+
+echo "== what is there"
+expect 0 "uart:16550A" cat /proc/tty/driver/serial
+expect 0 "" ls /dev/i2c-1 /dev/spidev0.0
+expect 0 "riggpio" cat $gpio/gpiochip0/label
+expect 0 "0" cat $gpio/gpiochip0/base
+echo 64 >$gpio/export # of the controller without interrupts and outputs
+expect 0 "1" cat $gpio/gpio64/value
+expect 1 "No such file" ls $gpio/gpio64/edge
+expect 1 "No such file" ls $gpio/gpio64/direction
 
 echo "== the serial port"
 ask hostsim first --input-event-every 500 >/dev/null
