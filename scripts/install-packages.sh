@@ -19,7 +19,7 @@ for group in "$@"; do
         packages="$packages g++-aarch64-linux-gnu qemu-user-static libc6:arm64 libstdc++6:arm64 liblog4cplus-dev:arm64"
         packages="$packages libgtest-dev:arm64 libgmock-dev:arm64 librapidcheck-dev:arm64 libfuse3-dev:arm64"
         ;;
-    kernel) packages="$packages qemu-system-x86 busybox-static cpio kmod binutils make libelf1 python3 device-tree-compiler" ;;
+    kernel) packages="$packages qemu-system-x86 cpio kmod binutils make libelf1 python3 device-tree-compiler" ;;
     kernel-arm64) packages="$packages qemu-system-arm" ;;
     bench) packages="$packages valgrind" ;;
     coverage) packages="$packages gcovr" ;;

@@ -108,6 +108,7 @@ std::map<std::string, uint64_t> RigState::counts(size_t board) const {
     result["edges"] = lines.fallingEdges(line);
     result["valueFilesOpen"] = lines.openFiles(line);
     result["valueFilesClosed"] = lines.closedFiles(line);
+    result["spiFilesOpen"] = spiSettings.at(board).opened;
     result["waiting"] = waiting.at(board);
     result["sysfsRefused"] = sysfs.refused();
     return result;

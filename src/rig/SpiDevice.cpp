@@ -39,9 +39,7 @@ public:
     int add(const spi_ioc_transfer& transfer);
     std::vector<BusPhase>& busPhases() { return phases; }
     size_t totalBytes() const { return total; }
-    /// Of a transaction that ended early.
-    size_t bytesDone(size_t phasesDone) const;
-    /// Hands what was read to the caller; 0 or -EFAULT.
+    /// Hands what was read to the caller, and idle bytes for what was not; 0 or -EFAULT.
     int deliver(size_t phasesDone) const;
 
 private:
@@ -90,19 +88,11 @@ void SpiMessage::addWrite(const Bytes& bytes) {
     all.insert(all.end(), bytes.begin(), bytes.end());
 }
 
-size_t SpiMessage::bytesDone(size_t phasesDone) const {
-    size_t done = 0;
-    for (size_t i = 0; i < phasesDone; ++i) done += phases[i].bytes.size();
-    return done;
-}
-
 int SpiMessage::deliver(size_t phasesDone) const {
     for (const Target& target : targets) {
-        if (target.phase >= phasesDone) break;
-        const Bytes& bytes = phases[target.phase].bytes;
-        if (target.offset >= bytes.size()) break;
-        const size_t count = std::min(target.count, bytes.size() - target.offset);
-        if (!memory.write(target.address, bytes.data() + target.offset, count)) return -EFAULT;
+        Bytes bytes = target.phase < phasesDone ? phases[target.phase].bytes : Bytes();
+        bytes.resize(std::max(bytes.size(), target.offset + target.count), idleByte);
+        if (!memory.write(target.address, bytes.data() + target.offset, target.count)) return -EFAULT;
     }
     return 0;
 }
@@ -204,8 +194,7 @@ int SpiDevice::transferMessage(const IoctlCall& call) {
     const BusResult result = rig.transact(board, "spi", message.busPhases());
     if (result.error != 0) return -result.error;
     const int error = message.deliver(result.phasesDone);
-    if (error != 0) return error;
-    return static_cast<int>(result.isShort ? message.bytesDone(result.phasesDone) : message.totalBytes());
+    return error != 0 ? error : static_cast<int>(message.totalBytes()); // of a short one too: spidev does not tell
 }
 
 } // namespace busrig

@@ -8,7 +8,8 @@ A test writes one line to /dev/outside and reads one line back, "ok TEXT" or "er
   detach PORT              nobody is there any more
   send PORT HEX            those bytes come into the guest
   line-settings            what a 16550 was last set to: rate, parity, data bits, stop bits
-  monitor COMMAND          a command of the emulator: device_del usb0 unplugs
+  unplug PORT, plug PORT   the USB adapter
+  monitor COMMAND          a command of the emulator
 """
 
 import os
@@ -149,6 +150,10 @@ class Outside:
             return ""
         if name == "line-settings":
             return self.emulator.latest_line_settings()
+        if name == "unplug":
+            return self.emulator.unplug(arguments[0])
+        if name == "plug":
+            return self.emulator.plug(arguments[0])
         if name == "monitor":
             return self.emulator.monitor(" ".join(arguments))
         raise ValueError("there is no request " + name)

@@ -88,6 +88,16 @@ static const struct irq_chip interrupts = {
     GPIOCHIP_IRQ_RESOURCE_HELPERS,
 };
 
+// A kernel that lost a controller while a program held a line of it through the character device keeps its numbers for good.
+static int add_chip(struct gpio_chip* chip)
+{
+    const int result = devm_gpiochip_add_data(chip->parent, chip, NULL);
+
+    if (result != -EBUSY) return result;
+    chip->base = -1; // anywhere
+    return devm_gpiochip_add_data(chip->parent, chip, NULL);
+}
+
 static int add_lines(struct device* parent) {
     struct gpio_chip* chip = devm_kzalloc(parent, sizeof(*chip), GFP_KERNEL);
     int result;
@@ -106,7 +116,7 @@ static int add_lines(struct device* parent) {
     gpio_irq_chip_set_chip(&chip->irq, &interrupts);
     chip->irq.handler = handle_simple_irq;
     chip->irq.default_type = IRQ_TYPE_NONE;
-    result = devm_gpiochip_add_data(parent, chip, NULL);
+    result = add_chip(chip);
     if (result == 0) domain = chip->irq.domain;
     return result;
 }
@@ -123,7 +133,7 @@ static int add_plain_lines(struct device* parent) {
                                .get = plain_level,
                                .direction_input = plain_input,
                                .get_direction = plain_direction};
-    return devm_gpiochip_add_data(parent, chip, NULL);
+    return add_chip(chip);
 }
 
 static int bind(struct platform_device* device) {

@@ -95,7 +95,7 @@ Bytes Transaction::outcome(const BusResult& result) const {
     Bytes message;
     append(message, summary(result));
     for (const Target& target : targets) {
-        Bytes received = busPhases[target.phase].bytes;
+        Bytes received = target.phase < result.phasesDone ? busPhases[target.phase].bytes : Bytes();
         received.resize(std::max(received.size(), target.offset + target.length), busrig::idleByte);
         const auto start = received.begin() + static_cast<std::ptrdiff_t>(target.offset);
         message.insert(message.end(), start, start + static_cast<std::ptrdiff_t>(target.length));
