@@ -6,6 +6,7 @@
 #   make test-tsan       the same under ThreadSanitizer
 #   make test-clang      the same with clang++
 #   make test-aarch64    the same cross-built for AArch64 Linux, under user emulation
+#   make test-kernel     links and rig on a real kernel in an emulated machine   ARCH=amd64|arm64
 #   make coverage        how much of src/lib the tests run; fails below the gate
 #   make lint            formatting, written files, rooms, static analysis
 #   make protocol        write what follows from protocol/hostlink.toml
@@ -22,6 +23,7 @@ LINK ?= uart
 PREFIX ?= /usr/local
 DESTDIR ?=
 export PREFIX DESTDIR
+ARCH ?= amd64
 MINUTES ?= 120
 JOBS ?= $(shell nproc)
 # Tests wait more than they compute.
@@ -32,7 +34,7 @@ SECONDS ?= 20
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
 
-.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 test-kernel coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak install clean
 
 # What stands at the top.
 help:
@@ -69,6 +71,9 @@ test-aarch64:
 	scripts/build.sh release
 	scripts/build.sh aarch64
 	scripts/test-aarch64.sh
+
+test-kernel:
+	scripts/test-kernel.sh $(ARCH)
 
 coverage:
 	scripts/install-packages.sh build test coverage

@@ -26,6 +26,8 @@ for group in "$@"; do
         packages="$packages libmsgpack-cxx-dev nanopb libnanopb-dev libflatbuffers-dev flatbuffers-compiler"
         packages="$packages libboost-dev zlib1g-dev libfmt-dev"
         ;;
+    kernel) packages="$packages qemu-system-x86 cpio kmod binutils make libelf1 python3 device-tree-compiler" ;;
+    kernel-arm64) packages="$packages qemu-system-arm" ;;
     coverage) packages="$packages gcovr" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;

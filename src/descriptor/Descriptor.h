@@ -27,6 +27,8 @@ public:
     Descriptor& operator=(const Descriptor&) = delete;
 
     int get() const { return fd; }
+    /// Hands the descriptor over: it is closed elsewhere.
+    int release() { return std::exchange(fd, -1); }
     explicit operator bool() const { return fd >= 0; }
 
     /// Whatever `close` answers, Linux has released the number: a second attempt could hit another thread's descriptor.

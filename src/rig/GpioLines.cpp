@@ -27,28 +27,68 @@ int GpioLines::exportLine(int line) {
     if (exported.exported) return -EBUSY;
     exported.exported = true;
     ++exported.exportSerial;
-    exported.output = false;
     exported.edge = "none";
     exported.fallingEdges = 0;
     return 0;
 }
 
-int GpioLines::unexportLine(int line, Wakeups& wakeups) {
+int GpioLines::unexportLine(int line) {
     if (!isExported(line)) return -EINVAL;
-    at(line).exported = false;
-    notify(at(line), wakeups);
+    if (kernel != nullptr) {
+        kernel->unexport(line);
+    } else {
+        at(line).giveBack();
+    }
     return 0;
+}
+
+int GpioLines::unexportAtAnEdge(int line, Wakeups& wakeups) {
+    if (isExported(line)) notify(at(line), wakeups);
+    return unexportLine(line);
 }
 
 bool GpioLines::isExported(int line) const {
     return exists(line) && at(line).exported;
 }
 
+void GpioLines::setController(bool there) {
+    if (there == controller) return;
+    controller = there;
+    for (Line& line : lines) line.giveBack();
+    if (kernel == nullptr) return;
+    kernel->setController(there);
+    if (there) countEdges();
+}
+
+void GpioLines::reset() {
+    setController(true);
+    for (int line = 0; line < lineCount; ++line) {
+        if (isExported(line)) unexportLine(line);
+        at(line).output = false;
+        if (kernel != nullptr) at(line).fallingEdges = 0;
+    }
+}
+
+void GpioLines::lead(KernelSide& kernelSide) {
+    kernel = &kernelSide;
+    for (int line = 0; line < lineCount; ++line) kernel->setLevel(line, levelOf(at(line)));
+    countEdges();
+}
+
+void GpioLines::countEdges() {
+    for (Line& line : lines) {
+        line.exported = true;
+        line.edge = "falling";
+    }
+}
+
 void GpioLines::drive(int line, bool high, Wakeups& wakeups) {
     Line& driven = at(line);
     const bool wasHigh = levelOf(driven);
+    const bool moves = driven.drivenHigh != high;
     driven.drivenHigh = high;
     levelChanged(driven, wasHigh, wakeups);
+    if (moves && kernel != nullptr) kernel->setLevel(line, high);
 }
 
 void GpioLines::levelChanged(Line& line, bool wasHigh, Wakeups& wakeups) {
@@ -72,9 +112,9 @@ void GpioLines::close(GpioFile& file) {
 
 int GpioLines::read(GpioFile& file, char* buffer, size_t size, size_t offset) {
     if (isGone(file)) return -ENODEV;
+    file.seenEvents = at(file.line).events; // even by a read behind the end, which shows nothing
     const std::string content = text(file);
-    if (offset >= content.size()) return 0; // only a read that shows the value covers the events
-    file.seenEvents = at(file.line).events;
+    if (offset >= content.size()) return 0;
     return static_cast<int>(content.copy(buffer, size, offset));
 }
 
@@ -127,8 +167,7 @@ int GpioLines::writeDirection(Line& line, const std::string& text) {
         return 0;
     }
     if (text != "out" && text != "low" && text != "high") return -EINVAL;
-    if (line.edge != "none") return -EIO; // the kernel keeps a line that serves as an interrupt an input
-    line.output = true;
+    line.output = true; // although it may serve as an interrupt: what comes of that is the controller's
     line.outputHigh = text == "high";
     return 0;
 }

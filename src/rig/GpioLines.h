@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "KernelSide.h"
+
 namespace busrig {
 
 /// Somebody who is blocked in `poll` on a value file. Destroying it without `wake()` forgets the wait.
@@ -34,7 +36,7 @@ struct GpioFile {
     /// Which export of the line the file belongs to: the file is dead once the line is unexported, even if the line is
     /// exported again.
     uint64_t exportSerial = 0;
-    /// Events of the line that the last read from the start of the file has covered.
+    /// Events of the line that the last read has covered.
     uint64_t seenEvents = 0;
     std::unique_ptr<PollWaiter> waiter;
 };
@@ -44,12 +46,26 @@ public:
     static constexpr int lineCount = 64;
 
     /// What the write to `export` gives: 0, EINVAL (no such line) or EBUSY (exported already), as a negative number.
+    /// The line has the direction that it was left with; nobody is interested in its edges.
     int exportLine(int line);
     /// What the write to `unexport` gives: 0, or -EINVAL when the line is not exported. Files that are still open
-    /// report an event and ENODEV from now on.
-    int unexportLine(int line, Wakeups& wakeups);
+    /// report an event and ENODEV to whoever asks from now on; who sleeps in `poll` is not woken, as in the kernel.
+    int unexportLine(int line);
+    /// An edge comes, and the line has been unexported before anybody can look: who sleeps wakes up, and finds it gone.
+    int unexportAtAnEdge(int line, Wakeups& wakeups);
     bool isExported(int line) const;
-    static bool exists(int line) { return line >= 0 && line < lineCount; }
+    static bool isNumber(int line) { return line >= 0 && line < lineCount; }
+
+    /// Without its controller a line cannot be exported; what was exported is, for its files, as after an unexport.
+    void setController(bool there);
+    bool hasController() const { return controller; }
+
+    /// All lines inputs, none exported, the controller there.
+    void reset();
+
+    /// From now on levels go to the kernel as well, and so does what else is done to lines from outside. The kernel has
+    /// the files then; the lines here are exported for good and count the edges. Not owned, lives longer.
+    void lead(KernelSide& kernelSide);
 
     /// The outside world drives an input.
     void drive(int line, bool high, Wakeups& wakeups);
@@ -83,20 +99,31 @@ private:
         uint64_t fallingEdges = 0;
         uint64_t closedFiles = 0;
         std::set<GpioFile*> open; // value files only: they alone are polled
+
+        /// Nobody is told of its edges any more.
+        void giveBack() {
+            exported = false;
+            edge = "none";
+        }
     };
 
+    bool exists(int line) const { return controller && isNumber(line); }
     Line& at(int line) { return lines.at(static_cast<size_t>(line)); }
     const Line& at(int line) const { return lines.at(static_cast<size_t>(line)); }
     static bool levelOf(const Line& line) { return line.output ? line.outputHigh : line.drivenHigh; }
     /// Announces the edge, if there is one, from a level that the line had before it was changed.
     static void levelChanged(Line& line, bool wasHigh, Wakeups& wakeups);
+    /// What stands in for the program's files while a kernel has them.
+    void countEdges();
     bool isGone(const GpioFile& file) const;
     std::string text(const GpioFile& file) const;
-    int writeDirection(Line& line, const std::string& text);
+    static int writeDirection(Line& line, const std::string& text);
     static int writeEdge(Line& line, const std::string& text);
     static void notify(Line& line, Wakeups& wakeups);
 
     std::array<Line, lineCount> lines;
+    bool controller = true;
+    KernelSide* kernel = nullptr; ///< or none
 };
 
 } // namespace busrig

@@ -25,6 +25,7 @@ int I2cDevice::read(char* buffer, size_t size, size_t) {
     std::vector<BusPhase> phases{BusPhase::read(std::min(size, maxMessageBytes))};
     const BusResult result = transact(address, phases);
     if (result.error != 0) return -result.error;
+    if (result.isShort) return 0; // a message that was carried out in part does not count
     const Bytes& bytes = phases[0].bytes;
     if (!bytes.empty()) memcpy(buffer, bytes.data(), bytes.size());
     return static_cast<int>(bytes.size());
@@ -34,7 +35,8 @@ int I2cDevice::write(const char* buffer, size_t size) {
     const size_t count = std::min(size, maxMessageBytes);
     std::vector<BusPhase> phases{BusPhase::write(Bytes(buffer, buffer + count))};
     const BusResult result = transact(address, phases);
-    return result.error != 0 ? -result.error : static_cast<int>(phases[0].bytes.size());
+    if (result.error != 0) return -result.error;
+    return result.isShort ? 0 : static_cast<int>(phases[0].bytes.size());
 }
 
 int I2cDevice::ioctl(const IoctlCall& call) {

@@ -130,7 +130,7 @@ bool setFault(RigState& state, size_t board, const std::vector<std::string>& wor
     } else if (name == "no-value-file") {
         state.valueFileMissing = true;
     } else if (name == "value-vanishes") {
-        if (state.lines.unexportLine(line, wakeups) != 0) refuse("the line is not exported");
+        if (state.lines.unexportAtAnEdge(line, wakeups) != 0) refuse("the line is not exported");
     } else {
         return false;
     }
@@ -145,6 +145,10 @@ std::optional<std::string> onState(RigState& state, size_t board, const std::vec
         state.wiring.pullByHand(lineNumber(word(words, 1, "line")), !level(word(words, 2, "level")), wakeups);
     } else if (name == "level") {
         return state.lines.level(lineNumber(word(words, 1, "line"))) ? "ok 1" : "ok 0";
+    } else if (name == "unexport") {
+        if (state.lines.unexportLine(lineNumber(word(words, 1, "line"))) != 0) refuse("the line is not exported");
+    } else if (name == "controller") {
+        state.lines.setController(level(word(words, 1, "0 or 1")));
     } else if (name == "slave") {
         const std::string& mode = word(words, 1, "auto or manual");
         if (mode != "auto" && mode != "manual") refuse("neither auto nor manual: " + mode);

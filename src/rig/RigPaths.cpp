@@ -13,7 +13,7 @@ using Kind = RigNode::Kind;
 int lineNumber(const std::string& digits) {
     if (digits.empty() || digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos) return -1;
     const int number = std::stoi(digits);
-    return std::to_string(number) == digits && GpioLines::exists(number) ? number : -1;
+    return std::to_string(number) == digits && GpioLines::isNumber(number) ? number : -1;
 }
 
 Kind lineFile(const std::string& name) {

@@ -33,6 +33,12 @@ RigState::RigState(const SlaveFactory& slaveFactory) : makeSlave(slaveFactory) {
     connectSlaves();
 }
 
+void RigState::lead(KernelSide& kernelSide) {
+    kernel = &kernelSide;
+    lines.lead(kernelSide);
+    kernel->restore();
+}
+
 void RigState::connectSlaves() {
     for (size_t i = 0; i < boards.size(); ++i) {
         ports[i] = std::make_unique<SlavePort>(boards[i].interruptLine, makeSlave());
@@ -49,9 +55,9 @@ int RigState::writeExport(const std::string& text) {
     return result;
 }
 
-int RigState::writeUnexport(const std::string& text, Wakeups& wakeups) {
+int RigState::writeUnexport(const std::string& text) {
     const std::optional<int> line = lineNumber(text);
-    const int error = line ? lines.unexportLine(*line, wakeups) : -EINVAL;
+    const int error = line ? lines.unexportLine(*line) : -EINVAL;
     const int result = error != 0 ? error : static_cast<int>(text.size());
     sysfs.wrote("unexport", text, result);
     return result;
@@ -102,6 +108,7 @@ std::map<std::string, uint64_t> RigState::counts(size_t board) const {
     result["edges"] = lines.fallingEdges(line);
     result["valueFilesOpen"] = lines.openFiles(line);
     result["valueFilesClosed"] = lines.closedFiles(line);
+    result["spiFilesOpen"] = spiSettings.at(board).opened;
     result["waiting"] = waiting.at(board);
     result["sysfsRefused"] = sysfs.refused();
     return result;
@@ -118,10 +125,10 @@ void RigState::clearFaults(Wakeups& wakeups) {
 }
 
 void RigState::reset(Wakeups& wakeups) {
-    for (int line = 0; line < GpioLines::lineCount; ++line) {
-        lines.unexportLine(line, wakeups);
-        wiring.release(line, wakeups);
-    }
+    lines.reset();
+    for (int line = 0; line < GpioLines::lineCount; ++line) wiring.release(line, wakeups);
+    for (SpiSettings& settings : spiSettings) settings.restore();
+    if (kernel != nullptr) kernel->restore();
     sysfs = SysfsSetup();
     valueFileMissing = false;
     isLowUntilServed.fill(false);

@@ -16,6 +16,7 @@
 #include "GpioLines.h"
 #include "LineWiring.h"
 #include "SlavePort.h"
+#include "SpiSettings.h"
 #include "SysfsSetup.h"
 
 namespace busrig {
@@ -37,9 +38,12 @@ class RigState {
 public:
     explicit RigState(const SlaveFactory& slaveFactory);
 
+    /// A real kernel stands in front, from now on. Not owned, lives longer.
+    void lead(KernelSide& kernelSide);
+
     /// Writes of a program to the files of /sys/class/gpio: bytes taken, or a negative errno.
     int writeExport(const std::string& text);
-    int writeUnexport(const std::string& text, Wakeups& wakeups);
+    int writeUnexport(const std::string& text);
     int writeAttribute(GpioFile& file, const std::string& text);
     /// 0 or a negative errno.
     int openAttribute(GpioFile& file, int line, GpioAttribute attribute);
@@ -67,6 +71,8 @@ public:
 
     GpioLines lines;
     LineWiring wiring{lines};
+    /// By board. They outlive the programs that made them.
+    std::array<SpiSettings, boards.size()> spiSettings;
     SysfsSetup sysfs;
     bool valueFileMissing = false;
     /// By board: whether transactions wait before they begin, and how many do.
@@ -77,6 +83,7 @@ private:
     void connectSlaves();
 
     const SlaveFactory makeSlave;
+    KernelSide* kernel = nullptr; ///< or none
     std::array<std::unique_ptr<SlavePort>, boards.size()> ports;
     std::array<bool, boards.size()> isLowUntilServed{};
 };

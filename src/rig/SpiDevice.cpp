@@ -39,9 +39,7 @@ public:
     int add(const spi_ioc_transfer& transfer);
     std::vector<BusPhase>& busPhases() { return phases; }
     size_t totalBytes() const { return total; }
-    /// Of a transaction that ended early.
-    size_t bytesDone(size_t phasesDone) const;
-    /// Hands what was read to the caller; 0 or -EFAULT.
+    /// Hands what was read to the caller, and idle bytes for what was not; 0 or -EFAULT.
     int deliver(size_t phasesDone) const;
 
 private:
@@ -90,24 +88,31 @@ void SpiMessage::addWrite(const Bytes& bytes) {
     all.insert(all.end(), bytes.begin(), bytes.end());
 }
 
-size_t SpiMessage::bytesDone(size_t phasesDone) const {
-    size_t done = 0;
-    for (size_t i = 0; i < phasesDone; ++i) done += phases[i].bytes.size();
-    return done;
-}
-
 int SpiMessage::deliver(size_t phasesDone) const {
     for (const Target& target : targets) {
-        if (target.phase >= phasesDone) break;
-        const Bytes& bytes = phases[target.phase].bytes;
-        if (target.offset >= bytes.size()) break;
-        const size_t count = std::min(target.count, bytes.size() - target.offset);
-        if (!memory.write(target.address, bytes.data() + target.offset, count)) return -EFAULT;
+        Bytes bytes = target.phase < phasesDone ? phases[target.phase].bytes : Bytes();
+        bytes.resize(std::max(bytes.size(), target.offset + target.count), idleByte);
+        if (!memory.write(target.address, bytes.data() + target.offset, target.count)) return -EFAULT;
     }
     return 0;
 }
 
 } // namespace
+
+template <typename Work> int SpiDevice::change(Work&& work) {
+    return rig.access([&](RigState& state, Wakeups&) {
+        work(state.spiSettings.at(board));
+        return 0;
+    });
+}
+
+SpiDevice::SpiDevice(Rig& sharedRig, size_t boardNumber) : rig(sharedRig), board(boardNumber) {
+    change([](SpiSettings& settings) { settings.open(); });
+}
+
+SpiDevice::~SpiDevice() {
+    change([](SpiSettings& settings) { settings.close(); });
+}
 
 int SpiDevice::read(char* buffer, size_t size, size_t) {
     if (size > bufferBytes) return -EMSGSIZE;
@@ -148,34 +153,27 @@ unsigned SpiDevice::poll(std::unique_ptr<PollWaiter>) {
 
 int SpiDevice::setMode(uint32_t mode) {
     if ((mode & ~modeBits) != 0) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.mode = mode;
-    return 0;
+    return change([mode](SpiSettings& settings) { settings.mode = mode; });
 }
 
 int SpiDevice::setLsbFirst(bool on) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.mode = on ? settings.mode | SPI_LSB_FIRST : settings.mode & ~static_cast<uint32_t>(SPI_LSB_FIRST);
-    return 0;
+    constexpr uint32_t bit = SPI_LSB_FIRST;
+    return change([on](SpiSettings& settings) { settings.mode = on ? settings.mode | bit : settings.mode & ~bit; });
 }
 
 int SpiDevice::setBitsPerWord(uint8_t bits) {
     if (bits > maxBitsPerWord) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.bitsPerWord = bits == 0 ? uint8_t{8} : bits; // 0 asks for the default
-    return 0;
+    return change(
+        [bits](SpiSettings& settings) { settings.bitsPerWord = bits == 0 ? uint8_t{8} : bits; }); // 0: default
 }
 
 int SpiDevice::setSpeed(uint32_t speedHz) {
     if (speedHz == 0) return -EINVAL;
-    const std::lock_guard<std::mutex> lock(mutex);
-    settings.speedHz = speedHz;
-    return 0;
+    return change([speedHz](SpiSettings& settings) { settings.speedHz = speedHz; });
 }
 
-SpiDevice::Settings SpiDevice::current() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return settings;
+SpiSettings SpiDevice::current() {
+    return rig.access([this](RigState& state, Wakeups&) { return state.spiSettings.at(board); });
 }
 
 /// SPI_IOC_MESSAGE(n): the chip is selected from the first transfer to the last.
@@ -196,8 +194,7 @@ int SpiDevice::transferMessage(const IoctlCall& call) {
     const BusResult result = rig.transact(board, "spi", message.busPhases());
     if (result.error != 0) return -result.error;
     const int error = message.deliver(result.phasesDone);
-    if (error != 0) return error;
-    return static_cast<int>(result.isShort ? message.bytesDone(result.phasesDone) : message.totalBytes());
+    return error != 0 ? error : static_cast<int>(message.totalBytes()); // of a short one too: spidev does not tell
 }
 
 } // namespace busrig

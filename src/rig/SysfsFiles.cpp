@@ -11,9 +11,8 @@ int ExportFile::read(char*, size_t, size_t) {
 
 int ExportFile::write(const char* buffer, size_t size) {
     const std::string text(buffer, size);
-    return rig.access([&](RigState& state, Wakeups& wakeups) {
-        return unexports ? state.writeUnexport(text, wakeups) : state.writeExport(text);
-    });
+    return rig.access(
+        [&](RigState& state, Wakeups&) { return unexports ? state.writeUnexport(text) : state.writeExport(text); });
 }
 
 unsigned ExportFile::poll(std::unique_ptr<PollWaiter>) {

@@ -1,6 +1,6 @@
 // The GPIO class of the rig, through the system calls that a program makes. The expected values are those of Linux'
-// gpiolib-sysfs.c and kernfs (a value file counts events, an open file remembers the count at its last read); a 6.1
-// kernel with gpio-sim gave the same.
+// gpiolib-sysfs.c and kernfs (a value file counts events, an open file remembers the count at its last read). The same
+// tests run on a real kernel: `make test-kernel`.
 
 #include <algorithm>
 #include <atomic>
@@ -112,7 +112,36 @@ TEST_F(GpioLine, TakesEdgesAndRefusesOthers) {
         EXPECT_EQ(readFile(gpio17 + "edge"), edge + std::string("\n"));
     }
     EXPECT_EQ(writeFile(gpio17 + "edge", "falls"), EINVAL);
-    EXPECT_EQ(writeFile(gpio17 + "direction", "out"), EIO); // a line with an interrupt stays an input
+}
+
+// The kernel does not keep a line with an interrupt an input here, and does not take the interrupt away either.
+TEST_F(GpioLine, BecomesAnOutputAlthoughItHasAnEdge) {
+    ASSERT_EQ(writeFile(gpio17 + "edge", "falling"), 0);
+    EXPECT_EQ(writeFile(gpio17 + "direction", "out"), 0);
+    EXPECT_EQ(readFile(gpio17 + "direction"), "out\n");
+    EXPECT_EQ(readFile(gpio17 + "edge"), "falling\n");
+    EXPECT_EQ(readFile(gpio17 + "value"), "0\n");
+}
+
+TEST_F(GpioLine, KeepsItsDirectionAndForgetsItsEdgeWhenItIsGivenBack) {
+    ASSERT_EQ(writeFile(gpio17 + "edge", "rising"), 0);
+    ASSERT_EQ(writeFile(gpio17 + "direction", "high"), 0);
+    ASSERT_EQ(writeFile(gpioClass + "unexport", "17"), 0);
+    ASSERT_EQ(writeFile(gpioClass + "export", "17"), 0);
+    EXPECT_EQ(readFile(gpio17 + "direction"), "out\n");
+    EXPECT_EQ(readFile(gpio17 + "value"), "1\n");
+    EXPECT_EQ(readFile(gpio17 + "edge"), "none\n");
+}
+
+TEST_F(GpioLine, CannotBeExportedWithoutItsController) {
+    rig.command("controller 0");
+    EXPECT_EQ(readFile(gpio17 + "value"), "ENOENT");
+    EXPECT_EQ(writeFile(gpioClass + "export", "17"), EINVAL);
+    EXPECT_EQ(writeFile(gpioClass + "unexport", "17"), EINVAL);
+    rig.command("controller 1");
+    EXPECT_EQ(readFile(gpio17 + "value"), "ENOENT");
+    EXPECT_EQ(writeFile(gpioClass + "export", "17"), 0);
+    EXPECT_EQ(readFile(gpio17 + "value"), "1\n");
 }
 
 TEST_F(GpioLine, CannotBeWrittenAsInput) {
@@ -144,17 +173,16 @@ TEST_F(GpioEdge, FirstPollAfterOpeningReportsWithoutAnEdge) {
     EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), 0);
 }
 
-TEST_F(GpioEdge, EventStaysUntilTheValueIsReadFromTheStart) {
+TEST_F(GpioEdge, EventStaysUntilTheNextReadWhereverThatIs) {
     const File value(gpio17 + "value", O_RDONLY);
     readFromStart(value.descriptor);
     low();
     EXPECT_EQ(waitForEvent(value.descriptor, POLLPRI), edgeEvent);
     EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), edgeEvent);
     char buffer[4];
-    EXPECT_EQ(pread(value.descriptor, buffer, sizeof buffer, 2), 0); // at the end: shows nothing, covers nothing
-    EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), edgeEvent);
-    EXPECT_EQ(readFromStart(value.descriptor), "0\n");
+    EXPECT_EQ(pread(value.descriptor, buffer, sizeof buffer, 2), 0); // behind the end: shows nothing, covers the event
     EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), 0);
+    EXPECT_EQ(readFromStart(value.descriptor), "0\n");
 }
 
 TEST_F(GpioEdge, ErrorIsReportedWithoutBeingAskedFor) {
@@ -267,18 +295,77 @@ TEST_F(GpioEdge, ThousandEdgesWithAHandshakeAreAllSeen) {
     EXPECT_EQ(rig.count("edges"), 1000U);
 }
 
-TEST_F(GpioEdge, UnexportWakesABlockedPollAndEndsTheFile) {
+/// Somebody who has gone to sleep waiting for an event of the file, as far as the kernel is concerned.
+class Sleeper {
+public:
+    explicit Sleeper(int descriptor) {
+        epoll_event wanted{};
+        wanted.events = EPOLLPRI;
+        EXPECT_EQ(epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &wanted), 0);
+        EXPECT_FALSE(isWoken());
+    }
+    ~Sleeper() { close(epoll); }
+    Sleeper(const Sleeper&) = delete;
+    Sleeper& operator=(const Sleeper&) = delete;
+
+    bool isWoken(int withinMs = 0) const {
+        epoll_event event{};
+        return epoll_wait(epoll, &event, 1, withinMs) == 1;
+    }
+
+private:
+    const int epoll = epoll_create1(EPOLL_CLOEXEC);
+};
+
+/// How the file of a line that has gone answers, again and again.
+void expectGone(const File& value) {
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), edgeEvent);
+        EXPECT_EQ(readFromStart(value.descriptor), "ENODEV");
+    }
+}
+
+TEST_F(GpioEdge, WakesASleeper) {
     const File value(gpio17 + "value", O_RDONLY);
     readFromStart(value.descriptor);
-    std::atomic<int> seen{-1};
-    std::thread watcher([&] { seen = waitForEvent(value.descriptor, POLLPRI); });
+    const Sleeper sleeper(value.descriptor);
+    low();
+    EXPECT_TRUE(sleeper.isWoken(20000));
+}
+
+TEST_F(GpioEdge, UnexportEndsTheFileAndWakesNobody) {
+    const File value(gpio17 + "value", O_RDONLY);
+    readFromStart(value.descriptor);
+    const Sleeper sleeper(value.descriptor);
     EXPECT_EQ(writeFile(gpioClass + "unexport", "17"), 0);
-    watcher.join();
-    EXPECT_EQ(seen, edgeEvent);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(readFromStart(value.descriptor), "ENODEV");
-        EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), edgeEvent);
-    }
+    low();
+    EXPECT_FALSE(sleeper.isWoken());
+    expectGone(value);
+}
+
+TEST_F(GpioEdge, RemovalOfTheControllerEndsTheFileAndWakesNobody) {
+    const File value(gpio17 + "value", O_RDONLY);
+    readFromStart(value.descriptor);
+    const Sleeper sleeper(value.descriptor);
+    rig.command("controller 0");
+    EXPECT_FALSE(sleeper.isWoken());
+    expectGone(value);
+    rig.command("controller 1");
+    EXPECT_FALSE(sleeper.isWoken());
+    expectGone(value);
+}
+
+// A sleeper whose time is up looks once more, and finds it then.
+TEST_F(GpioEdge, PollThatEndsByItselfTellsOfAnUnexportMeanwhile) {
+    const File value(gpio17 + "value", O_RDONLY);
+    readFromStart(value.descriptor);
+    std::thread other([] { EXPECT_EQ(writeFile(gpioClass + "unexport", "17"), 0); });
+    pollfd waits{value.descriptor, POLLPRI, 0};
+    int polled = 0;
+    for (int i = 0; i < 200 && polled == 0; ++i) polled = poll(&waits, 1, 100);
+    other.join();
+    EXPECT_EQ(polled, 1);
+    EXPECT_EQ(waits.revents, edgeEvent);
 }
 
 TEST_F(GpioEdge, FileOfAnEarlierExportStaysDead) {

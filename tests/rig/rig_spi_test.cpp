@@ -44,6 +44,13 @@ protected:
         return resultOf(ioctl(device.descriptor, SPI_IOC_MESSAGE(2), transfers));
     }
 
+    /// A file of the rig is closed a little after close() has returned.
+    static void waitUntilNobodyHas(const busrig::RigBoard& board) {
+        busrig::RigControl control(board);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (control.count("spiFilesOpen") != 0) ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    }
+
     const raw::File device{"/dev/spidev0.0", O_RDWR};
 };
 
@@ -75,6 +82,36 @@ TEST_F(SpiDevice, StartsInModeZeroWithEightBits) {
     EXPECT_EQ(get(SPI_IOC_RD_BITS_PER_WORD, bits), 0);
     EXPECT_EQ(mode, SPI_MODE_0);
     EXPECT_EQ(bits, 8);
+}
+
+TEST_F(SpiDevice, SettingsBelongToTheDeviceAndStayButForTheSpeed) {
+    uint32_t ownSpeed = 0;
+    {
+        const raw::File other("/dev/spidev0.1", O_RDWR);
+        ASSERT_EQ(other.error, 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &ownSpeed)), 0);
+        const uint8_t mode = SPI_MODE_3;
+        const uint8_t bits = 16;
+        const uint32_t speed = 1234567;
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_MODE, &mode)), 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_BITS_PER_WORD, &bits)), 0);
+        EXPECT_EQ(resultOf(ioctl(other.descriptor, SPI_IOC_WR_MAX_SPEED_HZ, &speed)), 0);
+        const raw::File second("/dev/spidev0.1", O_RDWR);
+        uint32_t seen = 0;
+        EXPECT_EQ(resultOf(ioctl(second.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &seen)), 0);
+        EXPECT_EQ(seen, speed);
+    }
+    waitUntilNobodyHas(busrig::secondBoard);
+    const raw::File again("/dev/spidev0.1", O_RDWR);
+    uint8_t mode = 0xEE;
+    uint8_t bits = 0xEE;
+    uint32_t speed = 0;
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_MODE, &mode)), 0);
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_BITS_PER_WORD, &bits)), 0);
+    EXPECT_EQ(resultOf(ioctl(again.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &speed)), 0);
+    EXPECT_EQ(mode, SPI_MODE_3);
+    EXPECT_EQ(bits, 16);
+    EXPECT_EQ(speed, ownSpeed);
 }
 
 TEST_F(SpiDevice, RefusesSettingsItDoesNotHave) {

@@ -79,6 +79,19 @@ TEST_F(SerialBusTest, I2cTellsAMissingBus) {
     EXPECT_EQ(failToOpen(bus), error("I2c /dev/i2c-none address 0x42: cannot open: No such file or directory"));
 }
 
+// A number stands for a device file of the kernel, which comes with its driver.
+TEST_F(SerialBusTest, TellsWhatMakesAMissingDeviceFile) {
+    I2c i2c("/dev/i2c-4711", address);
+    EXPECT_EQ(
+        failToOpen(i2c),
+        error("I2c /dev/i2c-4711 address 0x42: cannot open: No such file or directory; the module i2c-dev makes this "
+              "file, for a bus that the device tree or an overlay enables"));
+    log.clear();
+    Spi spi("/dev/spidev47.11", hertz, 0);
+    EXPECT_EQ(failToOpen(spi), error("Spi /dev/spidev47.11: cannot open: No such file or directory; the module spidev "
+                                     "makes this file, for a device that the device tree or an overlay names"));
+}
+
 TEST_F(SerialBusTest, I2cTellsWhatIsNotABus) {
     I2c bus("/dev/null", address);
     EXPECT_EQ(failToOpen(bus),

@@ -20,6 +20,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -170,7 +171,7 @@ TEST_F(UartTest, MakesTheLineRaw) {
     const auto uart = make();
     ASSERT_TRUE(uart->init());
     const termios line = settings();
-    EXPECT_EQ(line.c_iflag, 0U);
+    EXPECT_EQ(line.c_iflag, tcflag_t{IGNBRK}) << "a break is no byte";
     EXPECT_EQ(line.c_oflag, 0U);
     EXPECT_EQ(line.c_lflag, 0U);
     EXPECT_EQ(line.c_cflag & CSIZE, static_cast<tcflag_t>(CS8));
@@ -191,7 +192,7 @@ TEST_F(UartTest, UndoesSettingsThatAnEarlierProgramLeft) {
     const auto uart = make();
     ASSERT_TRUE(uart->init());
     const termios after = settings();
-    EXPECT_EQ(after.c_iflag, 0U);
+    EXPECT_EQ(after.c_iflag, tcflag_t{IGNBRK});
     EXPECT_EQ(after.c_oflag, 0U);
     EXPECT_EQ(after.c_lflag, 0U);
     EXPECT_EQ(after.c_cflag & (CSTOPB | CRTSCTS), 0U);
@@ -217,7 +218,7 @@ TEST_F(UartTest, ChecksTheInputForParityOnlyWithParity) {
         tcflag_t input;
     };
     for (const int rate : {baudRate, 12345}) {
-        for (const Case& c : {Case{"even", INPCK}, Case{"odd", INPCK}, Case{"none", 0}}) {
+        for (const Case& c : {Case{"even", IGNBRK | INPCK}, Case{"odd", IGNBRK | INPCK}, Case{"none", IGNBRK}}) {
             termios line = settings();
             line.c_iflag |= IGNPAR | PARMRK; // a byte that is left out or marked changes a packet's length
             ASSERT_EQ(::tcsetattr(pty.master(), TCSANOW, &line), 0);
@@ -460,27 +461,79 @@ TEST_F(UartTest, TellsHowToClearTheMarkOfAKilledProgram) {
     static_assert(TIOCNXCL == 0x540D, "the request of the line");
 }
 
-TEST_F(UartTest, EndsWithoutFlowControlAndLeavesAllOtherSettings) {
-    for (const int rate : {baudRate, 12345}) {
-        termios hangUp = settings();
-        hangUp.c_cflag |= HUPCL;
-        ASSERT_EQ(::tcsetattr(pty.master(), TCSANOW, &hangUp), 0);
-        const OpenFile holder(pty.slavePath(), O_RDWR | O_NOCTTY);
-        auto uart = make(rtsCts | twoStopBits, "even", rate);
-        ASSERT_TRUE(uart->init());
-        const termios open = settings();
-        ASSERT_NE(open.c_cflag & CRTSCTS, 0U);
-        uart.reset();
+void expectSame(const termios& left, const termios& right) {
+    EXPECT_EQ(left.c_cflag, right.c_cflag);
+    EXPECT_EQ(left.c_iflag, right.c_iflag);
+    EXPECT_EQ(left.c_oflag, right.c_oflag);
+    EXPECT_EQ(left.c_lflag, right.c_lflag);
+    EXPECT_TRUE(std::equal(std::begin(left.c_cc), std::end(left.c_cc), std::begin(right.c_cc)));
+}
 
-        const termios closed = settings();
-        EXPECT_EQ(closed.c_cflag, open.c_cflag & ~tcflag_t{CRTSCTS}) << rate;
-        EXPECT_EQ(closed.c_iflag, open.c_iflag);
-        EXPECT_EQ(closed.c_oflag, open.c_oflag);
-        EXPECT_EQ(closed.c_lflag, open.c_lflag);
-        EXPECT_TRUE(std::equal(std::begin(open.c_cc), std::end(open.c_cc), std::begin(closed.c_cc)));
-        EXPECT_EQ(lineSpeed(pty.master()).output, static_cast<unsigned>(rate));
-        EXPECT_EQ(lineSpeed(pty.master()).input, static_cast<unsigned>(rate));
+// As another program left it: a shell's terminal with characters of its own, at some speed.
+class UartFound : public UartTest {
+protected:
+    void find(unsigned speed) {
+        setLineSpeed(pty.master(), speed);
+        termios line = settings();
+        line.c_iflag = ICRNL | IXON;
+        line.c_oflag = OPOST | ONLCR;
+        line.c_lflag = ICANON | ISIG | IEXTEN;
+        line.c_cflag |= HUPCL | CSTOPB;
+        line.c_cc[VERASE] = 0x08;
+        ASSERT_EQ(::tcsetattr(pty.master(), TCSANOW, &line), 0);
+        found = settings();
     }
+    void expectLeftAsFound(unsigned speed) const {
+        expectSame(settings(), found);
+        EXPECT_EQ(lineSpeed(pty.master()).output, speed);
+        EXPECT_EQ(lineSpeed(pty.master()).input, speed);
+    }
+
+    termios found{};
+};
+
+TEST_F(UartFound, IsLeftAsItWasFound) {
+    for (const unsigned speed : {38400U, 31250U}) {
+        for (const int rate : {baudRate, 12345}) {
+            find(speed);
+            auto uart = make(twoStopBits, "even", rate);
+            ASSERT_TRUE(uart->init());
+            EXPECT_EQ(lineSpeed(pty.master()).output, static_cast<unsigned>(rate));
+            uart.reset();
+            expectLeftAsFound(speed);
+        }
+    }
+}
+
+TEST_F(UartFound, IsLeftAsItWasFoundWhenInitFails) {
+    find(38400);
+    const OpenFile other(pty.slavePath(), O_RDWR | O_NOCTTY);
+    ASSERT_EQ(::flock(other.get(), LOCK_SH), 0);
+    EXPECT_FALSE(make()->init());
+    expectLeftAsFound(38400);
+}
+
+TEST_F(UartFound, FlowControlIsLeftOffWhereItWasUsedAndOnWhereItWasNot) {
+    for (const bool used : {true, false}) {
+        find(38400);
+        found.c_cflag |= CRTSCTS;
+        ASSERT_EQ(::tcsetattr(pty.master(), TCSANOW, &found), 0);
+        auto uart = make(used ? rtsCts : 0);
+        ASSERT_TRUE(uart->init());
+        uart.reset();
+        if (used) found.c_cflag &= ~tcflag_t{CRTSCTS};
+        expectLeftAsFound(38400);
+    }
+}
+
+TEST_F(UartFound, IsLeftToTheLastWhoSharesIt) {
+    auto first = make(0, "none", baudRate, false);
+    auto second = make(0, "none", baudRate, false);
+    ASSERT_TRUE(first->init());
+    ASSERT_TRUE(second->init());
+    const termios open = settings();
+    first.reset();
+    expectSame(settings(), open);
 }
 
 TEST_F(UartTest, LeavesFlowControlToWhoSharesThePort) {

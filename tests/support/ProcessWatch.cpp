@@ -1,8 +1,6 @@
 #include "ProcessWatch.h"
 
-#include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -25,17 +23,28 @@ long systemCallOf(pid_t thread) {
     return file >> number ? number : -1;
 }
 
-// The kernel's own numbers: under an emulator those of the machine below.
-#ifdef ZENT_EMULATED_ON_X86_64
-constexpr long pollCalls[] = {7, 271};
-constexpr long futexCall = 202;
-#else
+// The kernel's numbers.
+struct SystemCalls {
+    long poll, ppoll, futex;
+};
 #ifdef SYS_poll
-constexpr long pollCalls[] = {SYS_poll, SYS_ppoll};
+constexpr SystemCalls ownCalls{SYS_poll, SYS_ppoll, SYS_futex};
 #else
-constexpr long pollCalls[] = {SYS_ppoll};
+constexpr SystemCalls ownCalls{SYS_ppoll, SYS_ppoll, SYS_futex};
 #endif
-constexpr long futexCall = SYS_futex;
+
+#ifdef ZENT_EMULATED_ON_X86_64
+// Under an emulator of programs the kernel is the machine's below, whose processors have a vendor; a real one of this
+// architecture names none.
+bool isEmulated() {
+    std::ifstream processors("/proc/cpuinfo");
+    for (std::string word; processors >> word;)
+        if (word == "vendor_id") return true;
+    return false;
+}
+const SystemCalls calls = isEmulated() ? SystemCalls{7, 271, 202} : ownCalls;
+#else
+constexpr SystemCalls calls = ownCalls;
 #endif
 
 bool waitUntil(bool (*condition)(pid_t), pid_t thread, std::chrono::milliseconds limit) {
@@ -65,11 +74,11 @@ pid_t currentThread() {
 
 bool sleepsInPoll(pid_t thread) {
     const long call = systemCallOf(thread);
-    return std::find(std::begin(pollCalls), std::end(pollCalls), call) != std::end(pollCalls);
+    return call == calls.poll || call == calls.ppoll;
 }
 
 bool sleepsOnFutex(pid_t thread) {
-    return systemCallOf(thread) == futexCall;
+    return systemCallOf(thread) == calls.futex;
 }
 
 bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit) {

@@ -48,7 +48,7 @@ long resultOf(long result) {
 } // namespace
 
 PlayedBoard::PlayedBoard()
-    : folder(newFolder()),
+    : lineFolder(newFolder()),
       start(std::chrono::steady_clock::now().time_since_epoch()),
       lineEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     for (const char* file : {"export", "direction", "edge"}) writeFile(file, "");
@@ -58,23 +58,23 @@ PlayedBoard::PlayedBoard()
 PlayedBoard::~PlayedBoard() {
     ::close(lineEvent);
     std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    std::filesystem::remove_all(lineFolder, ignored);
 }
 
 // --- Files ---
 
 PlayedKernel::Answer PlayedBoard::open(const char* name, int flags) {
     const std::string path = name;
-    const std::string lineFolder = gpioFolder + "gpio" + std::to_string(gpio) + "/";
+    const std::string line = gpioFolder + "gpio" + std::to_string(gpio) + "/";
     const std::lock_guard lock(mutex);
     if (isBus(path)) return openBus(flags);
     if (path == spiParameter) {
         if (spiBufferSize.empty()) return -ENOENT;
         writeFile("bufsiz", spiBufferSize);
-        return openFile(folder / "bufsiz", flags);
+        return openFile(lineFolder / "bufsiz", flags);
     }
-    if (startsWith(path, lineFolder)) return openLineFile(path.substr(lineFolder.size()), flags);
-    if (startsWith(path, gpioFolder)) return openFile(folder / path.substr(gpioFolder.size()), flags);
+    if (startsWith(path, line)) return openLineFile(path.substr(line.size()), flags);
+    if (startsWith(path, gpioFolder)) return openFile(lineFolder / path.substr(gpioFolder.size()), flags);
     return {};
 }
 
@@ -91,7 +91,7 @@ long PlayedBoard::openBus(int flags) {
 long PlayedBoard::openLineFile(const std::string& file, int flags) {
     const auto access = accessAfter.find(file);
     if (access != accessAfter.end() && passed < access->second) return -EACCES;
-    const long fd = openFile(folder / file, flags);
+    const long fd = openFile(lineFolder / file, flags);
     if (file == "value") valueFd = static_cast<int>(fd);
     return fd;
 }
@@ -128,11 +128,11 @@ void PlayedBoard::closing(int fd) {
 }
 
 void PlayedBoard::writeFile(const std::string& file, const std::string& text) const {
-    std::ofstream(folder / file) << text;
+    std::ofstream(lineFolder / file) << text;
 }
 
 std::string PlayedBoard::content(const std::string& file) const {
-    std::ifstream stream(folder / file);
+    std::ifstream stream(lineFolder / file);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 

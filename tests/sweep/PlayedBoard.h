@@ -64,6 +64,8 @@ public:
     /// How many descriptors of the buses are open.
     std::size_t busDescriptors() const;
 
+    /// Where the files of the line stand.
+    const std::filesystem::path& lineFiles() const { return lineFolder; }
     /// Content of a file of the line.
     std::string content(const std::string& file) const;
     /// What was written to the bus, acknowledgements included.
@@ -87,7 +89,7 @@ private:
     void answer(unsigned char* buffer, std::size_t size) const;
     void writeFile(const std::string& file, const std::string& text) const;
 
-    const std::filesystem::path folder;
+    const std::filesystem::path lineFolder;
     const std::chrono::nanoseconds start; // of the played time
     const int lineEvent;                  // readable while the line has something to report
 

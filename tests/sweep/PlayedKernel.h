@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <string>
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -28,6 +29,9 @@ public:
     virtual Answer read(int /*fd*/, void* /*buffer*/, std::size_t /*size*/) { return {}; }
     virtual Answer write(int /*fd*/, const void* /*data*/, std::size_t /*size*/) { return {}; }
     virtual Answer stat(const char* /*path*/, struct stat* /*status*/) { return {}; }
+    virtual Answer fstat(int /*fd*/, struct stat* /*status*/) { return {}; }
+    /// The folder to open in place of this one; empty: the folder itself.
+    virtual std::string folder(const char* /*path*/) { return {}; }
     /// The monotonic clock; no answer: the real one.
     virtual std::optional<std::chrono::nanoseconds> now() { return {}; }
     virtual Answer sleep(std::chrono::nanoseconds /*time*/) { return {}; }

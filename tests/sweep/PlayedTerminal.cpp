@@ -1,11 +1,13 @@
 #include "PlayedTerminal.h"
 
 #include <cerrno>
+#include <cstring>
 
 // The kernel's own header: <termios.h> has no termios2, and the two cannot stand in one file.
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
 #include <linux/serial.h>
+#include <sys/ioctl.h>
 
 namespace sweep {
 
@@ -36,15 +38,45 @@ bool isOtherwiseKept(const serial_struct& told, int flags) {
            told.closing_wait == found.closing_wait;
 }
 
+// Of the speeds that have a name, those that tests use.
+unsigned standardSpeed(unsigned controlFlags) {
+    switch (controlFlags & CBAUD) {
+    case B9600: return 9600;
+    case B115200: return 115200;
+    case B921600: return 921600;
+    default: return 0;
+    }
+}
+
+// What the rest of the settings is, of a pseudo terminal: the older request, which emulators know too.
+struct termios2 settingsOf(int fd) {
+    struct termios2 all {};
+    struct termios line {};
+    ::ioctl(fd, TCGETS, &line);
+    std::memcpy(&all, &line, sizeof line); // the same fields, and then the speeds
+    return all;
+}
+
 } // namespace
 
-PlayedKernel::Answer PlayedTerminal::ioctl(int /*fd*/, unsigned long request, void* argument) {
+PlayedKernel::Answer PlayedTerminal::ioctl(int fd, unsigned long request, void* argument) {
     switch (request) {
-    case TCSETS: controlFlags = static_cast<struct termios*>(argument)->c_cflag; return {};
-    case TCGETS2: *static_cast<struct termios2*>(argument) = {}; return 0;
+    case TCSETS:
+        controlFlags = static_cast<struct termios*>(argument)->c_cflag;
+        inputFlags = static_cast<struct termios*>(argument)->c_iflag;
+        speed = standardSpeed(controlFlags);
+        return {};
+    case TCGETS2: {
+        struct termios2 line = settingsOf(fd);
+        line.c_ispeed = line.c_ospeed = speedInstead != 0 ? speedInstead : speed;
+        *static_cast<struct termios2*>(argument) = line;
+        return 0;
+    }
     case TCSETS2:
         arbitraryBaudRate = static_cast<struct termios2*>(argument)->c_ospeed;
+        speed = arbitraryBaudRate.load();
         controlFlags = static_cast<struct termios2*>(argument)->c_cflag;
+        inputFlags = static_cast<struct termios2*>(argument)->c_iflag;
         return 0;
     case TIOCGSERIAL: *static_cast<serial_struct*>(argument) = driverWith(driverFlags); return 0;
     case TIOCSSERIAL: {
@@ -52,6 +84,7 @@ PlayedKernel::Answer PlayedTerminal::ioctl(int /*fd*/, unsigned long request, vo
         const serial_struct& told = *static_cast<serial_struct*>(argument);
         lowLatency = (told.flags & static_cast<int>(ASYNC_LOW_LATENCY)) != 0;
         driverOtherwiseKept = isOtherwiseKept(told, driverFlags);
+        driverFlags = told.flags;
         return 0;
     }
     case TIOCOUTQ:

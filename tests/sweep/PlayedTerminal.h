@@ -18,10 +18,13 @@ public:
     // What the line was told.
     std::atomic<unsigned> arbitraryBaudRate{0};
     std::atomic<unsigned> controlFlags{0};
+    std::atomic<unsigned> inputFlags{0};
+    std::atomic<unsigned> speed{9600}; // of the line; as it is found
     std::atomic<bool> lowLatency{false};
     std::atomic<bool> driverOtherwiseKept{false}; // all but low latency was set as it was found
 
     // What it shall do.
+    std::atomic<unsigned> speedInstead{0}; // whatever it is told, it does this speed; 0: what it is told
     std::atomic<bool> takesLowLatency{true};
     std::atomic<int> driverFlags{0};    // what it answers of them
     std::atomic<int> queueQuestions{1}; // how often it answers that bytes are queued; negative: for ever

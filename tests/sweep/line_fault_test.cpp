@@ -1,6 +1,7 @@
 // What a bus link does and says when the files of its interrupt line refuse.
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -88,7 +89,11 @@ TEST_F(BusLinkLine, NothingIsWaitedForWhenNothingIsRefused) {
 TEST_F(BusLinkLine, DirectionThatStaysClosedIsReportedAfterASecond) {
     kernel.giveAccessAfter("direction", never);
     EXPECT_TRUE(init());
-    EXPECT_THAT(complaints(), ElementsAre("Gpio direction failed: 17"));
+    EXPECT_THAT(complaints(),
+                ElementsAre("Gpio direction failed: 17", "Gpio 17: direction could not be set to in: "
+                                                         "Permission denied; harmless where the line is an "
+                                                         "input already, or its controller has inputs "
+                                                         "only"));
     EXPECT_EQ(kernel.content("edge"), "falling");
     EXPECT_EQ(kernel.timePassed(), seconds(1));
 }
@@ -172,6 +177,44 @@ TEST_F(BusLinkLine, EdgeThatIsRefusedIsToldWithWhatItMeans) {
     EXPECT_TRUE(init());
     EXPECT_THAT(errors(), IsEmpty());
     EXPECT_THAT(complaints(), ElementsAre(noEdge("Device or resource busy")));
+}
+
+// --- Lines that are not there ---
+
+TEST_F(BusLinkLine, LineThatAnotherHoldsIsToldToBeHeld) {
+    for (const char* file : {"direction", "edge", "value"}) std::filesystem::remove(kernel.lineFiles() / file);
+    failNext("write", EBUSY, Export);
+    EXPECT_FALSE(init());
+    EXPECT_EQ(complaints().back(), "Open failed: 17");
+    EXPECT_TRUE(log.contains(log4cplus::WARN_LOG_LEVEL,
+                             "Gpio 17: a driver or another program holds the line (gpioinfo names it): it cannot be "
+                             "exported, and the link cannot start until it is free"));
+}
+
+TEST_F(BusLinkLine, LineThatIsMissingAfterItsExportIsNotSaidToBeHeld) {
+    std::filesystem::remove(kernel.lineFiles() / "value");
+    EXPECT_FALSE(init());
+    EXPECT_THAT(complaints(), ElementsAre("Open failed: 17"));
+}
+
+TEST_F(BusLinkLine, LineWithoutAnEdgeIsToldToBeDeaf) {
+    std::filesystem::remove(kernel.lineFiles() / "edge");
+    EXPECT_TRUE(init());
+    EXPECT_THAT(complaints(),
+                ElementsAre("Gpio edge failed: 17",
+                            "Gpio 17: edge could not be set to falling: No such file or directory; the line "
+                            "is not exported, or its controller cannot interrupt: the link is deaf, the "
+                            "host's packets are not read"));
+}
+
+TEST_F(BusLinkLine, LineWithoutADirectionMayHaveOneAlready) {
+    std::filesystem::remove(kernel.lineFiles() / "direction");
+    EXPECT_TRUE(init());
+    EXPECT_THAT(complaints(),
+                ElementsAre("Gpio direction failed: 17",
+                            "Gpio 17: direction could not be set to in: No such file or directory; harmless "
+                            "where the line is an input already, or its controller has inputs only"));
+    EXPECT_EQ(kernel.content("edge"), "falling");
 }
 
 // A file of the line takes its value whole.

@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 #include <linux/serial.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 
 #include "FaultTest.h"
@@ -117,8 +118,110 @@ TEST_F(UartFault, OldInputThatCannotBeFlushedFailsInit) {
     expectRefusal("cannot flush old input: Input/output error");
 }
 
+// --- The speed that the driver does ---
+
+TEST_F(UartFault, SpeedThatTheDriverDoesNotDoFailsInit) {
+    for (const int rate : {921600, 900000}) { // with a name and without
+        make(rate, 0, true);
+        log.clear();
+        kernel.speed = 9600;
+        kernel.speedInstead = 100000;
+        EXPECT_FALSE(init());
+        EXPECT_THAT(errors(), ElementsAre(line("cannot set the line to " + std::to_string(rate) +
+                                               " baud: the driver does 100000 instead")));
+        kernel.speedInstead = 0;
+        EXPECT_TRUE(init());
+    }
+}
+
+// 2 % of 115200 are 2304.
+TEST_F(UartFault, SpeedMayBeTwoPercentOff) {
+    for (const unsigned near : {112896U, 117504U}) {
+        make(115200, 0, true);
+        kernel.speedInstead = near;
+        EXPECT_TRUE(init()) << near;
+    }
+    for (const unsigned far : {112895U, 117505U}) {
+        make(115200, 0, true);
+        kernel.speedInstead = far;
+        EXPECT_FALSE(init()) << far;
+    }
+    kernel.speedInstead = 0;
+}
+
+TEST_F(UartFault, SpeedThatCannotBeReadBackFailsInit) {
+    failNext("ioctl", EIO, 3);
+    expectRefusal("cannot read the line settings: Input/output error");
+}
+
+// Emulators of other processors do not know the newer requests.
+TEST_F(UartFault, SystemWithoutTheNewerRequestsIsTakenAtItsWord) {
+    class OlderTerminal : public PlayedTerminal {
+    public:
+        Answer ioctl(int fd, unsigned long request, void* argument) override {
+            constexpr unsigned long tcgets2 = 0x802C542A; // <termios.h> has no names for them
+            constexpr unsigned long tcsets2 = 0x402C542B;
+            if (request == tcgets2 || request == tcsets2) return -ENOTTY;
+            if (request == TCSETS) ++settings;
+            return PlayedTerminal::ioctl(fd, request, argument);
+        }
+        int settings = 0;
+    } older;
+    playKernel(&older);
+    older.queueQuestions = 0;
+    EXPECT_TRUE(init());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    end();
+    EXPECT_EQ(older.settings, 2) << "made, and set back";
+}
+
+// --- What the port is left like ---
+
+TEST_F(UartFault, PortIsSetBackWhenInitFailsBehindTheSettings) {
+    failNext("tcflush", EIO);
+    EXPECT_FALSE(init());
+    EXPECT_EQ(kernel.speed, 9600U);
+    failNext("ioctl", EPERM, 4);
+    EXPECT_FALSE(init());
+    EXPECT_EQ(kernel.speed, 9600U);
+    EXPECT_TRUE(init());
+    EXPECT_EQ(kernel.speed, 115200U);
+    end();
+    EXPECT_EQ(kernel.speed, 9600U);
+}
+
+TEST_F(UartFault, LowLatencyIsTakenBackWhereItWasNotFound) {
+    for (const bool found : {false, true}) {
+        kernel.driverFlags = static_cast<int>(ASYNC_SKIP_TEST | (found ? ASYNC_LOW_LATENCY : 0));
+        make(115200, lowLatency, true);
+        EXPECT_TRUE(init());
+        EXPECT_TRUE(kernel.lowLatency);
+        end();
+        EXPECT_EQ(kernel.lowLatency, found);
+        EXPECT_EQ(kernel.driverFlags, static_cast<int>(ASYNC_SKIP_TEST | (found ? ASYNC_LOW_LATENCY : 0)));
+    }
+}
+
+TEST_F(UartFault, LowLatencyThatCannotBeTakenBackIsLeft) {
+    make(115200, lowLatency, true);
+    EXPECT_TRUE(init());
+    kernel.queueQuestions = 0;
+    failNext("ioctl", EIO, 3); // behind the question for the queue and the settings
+    end();
+    EXPECT_TRUE(kernel.lowLatency);
+}
+
+TEST_F(UartFault, BreakIsNoByte) {
+    for (const int rate : {115200, 12345}) {
+        make(rate, 0, true);
+        EXPECT_TRUE(init());
+        EXPECT_EQ(kernel.inputFlags & IGNBRK, unsigned{IGNBRK}) << rate;
+        EXPECT_EQ(kernel.inputFlags & (BRKINT | PARMRK), 0U);
+    }
+}
+
 TEST_F(UartFault, ExclusiveUseThatIsRefusedFailsInit) {
-    failNext("ioctl", EPERM, 3); // behind the two of the line settings
+    failNext("ioctl", EPERM, 4); // behind the three of the line settings
     expectRefusal("cannot take exclusive use: Operation not permitted");
 }
 

@@ -16,6 +16,8 @@ sed -n 's/^\([a-z][^ ]*\) .*/\1/p' "$source/src/public-headers.txt" | sort >"$pr
 (cd "$prefix/usr/include" && find . -type f | sed 's,^\./,,' | sort) >"$prefix/installed"
 diff "$prefix/public" "$prefix/installed" >&2 || { echo "other headers are installed (>) than are public (<)" >&2; exit 1; }
 
+cmp "$source/packaging/udev/70-zent-hostlink.rules" "$prefix/usr/share/zent-hostlink/udev/70-zent-hostlink.rules"
+
 flags=$(PKG_CONFIG_PATH="$prefix/usr/lib/pkgconfig:$(ls -d "$prefix"/usr/lib/*/pkgconfig 2>/dev/null || true)" \
     pkg-config --cflags --libs zent-hostlink)
 libdir=$(dirname "$(find "$prefix/usr" -name libzent_hostLinkLib.so)")

@@ -19,6 +19,11 @@ enum WriteDataResponse {
 };
 
 /// Keys of a link's configuration.
+///
+/// With `GpioChip` the interrupt line is watched through the chip's character device: `GpioNumber` is then the line's
+/// offset on that chip and not needed beside `GpioLine`. No edge is merged or lost that way.
+///
+/// With `GpioSecondLook` an exchange that brought no packet is made once more when the line is still low so long after.
 enum DeviceProperties {
     DevicePath = 0,          ///< string: device file; UART, I2C, SPI, required
     GpioNumber = 1,          ///< int: line on which the host raises its interrupt request; I2C, SPI, required
@@ -28,7 +33,13 @@ enum DeviceProperties {
     UartBaudRate = 5,        ///< int: bits per second, handed to `Uart`; UART, required
     UartParity = 6,          ///< string: "none", "even" or "odd" in any case; UART, "none" when absent
     UartOptions = 7,         ///< int: bit field handed to `Uart`; UART, 0 when absent
-    MaxPacketSize = 8        ///< int, bytes: size by which messages are cut into packets; 64 when absent
+    MaxPacketSize = 8,       ///< int, bytes: size by which messages are cut into packets; 64 when absent
+    GpioChip = 9,            ///< string: "/dev/gpiochip0" or a chip's label; I2C, SPI; sysfs when absent, see below
+    GpioLine = 10,           ///< string: the line's name on `GpioChip`, in place of `GpioNumber`; I2C, SPI
+    GpioBias = 11,       ///< string: "pull-up", "pull-down" or "disabled", on `GpioChip`; I2C, SPI, left when absent
+    GpioDebounce = 12,   ///< int, microseconds that a level must last, on `GpioChip`; I2C, SPI, 0 when absent
+    GpioSecondLook = 13, ///< int, milliseconds up to 100: see below; I2C, SPI, 0 (none) when absent
+    I2cOptions = 14      ///< int: bit field, 1 a stop between write and read; I2C, 0 when absent
 };
 
 /// One physical link to the host.

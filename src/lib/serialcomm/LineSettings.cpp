@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <iterator>
 
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
@@ -51,12 +53,12 @@ tcflag_t controlFlags(const LineSettings& settings) {
     return flags;
 }
 
-// Every byte value passes as it is, in both directions. With parity, INPCK without IGNPAR makes a damaged byte arrive
-// as 0: the packet keeps its length, so its check fails at once instead of the reader waiting for a byte that never
-// comes.
+// Every byte value passes as it is, in both directions, and a break is none. With parity, INPCK without IGNPAR makes a
+// damaged byte arrive as 0: the packet keeps its length, so its check fails at once instead of the reader waiting for a
+// byte that never comes.
 template <typename Line> void makeRaw(Line* line, const LineSettings& settings) {
     constexpr tcflag_t keep = HUPCL; // what happens to the modem lines at the end is the system administrator's choice
-    line->c_iflag = settings.parity == "none" ? 0 : INPCK;
+    line->c_iflag = IGNBRK | (settings.parity == "none" ? 0U : INPCK);
     line->c_oflag = 0;
     line->c_lflag = 0;
     line->c_cflag = (line->c_cflag & keep) | controlFlags(settings);
@@ -71,9 +73,12 @@ bool set(int fd, unsigned long request, const void* line, const LineSettings& se
     return false;
 }
 
-bool get(int fd, unsigned long request, void* line, const std::string& device) {
-    if (repeatInterrupted([&] { return ::ioctl(fd, request, line); }) == 0) return true;
-    const int error = errno;
+// 0 or an errno value.
+int get(int fd, unsigned long request, void* line) {
+    return repeatInterrupted([&] { return ::ioctl(fd, request, line); }) == 0 ? 0 : errno;
+}
+
+bool reportUnreadable(int error, const std::string& device) {
     if (error == ENOTTY)
         logError(device, "not a serial port; give the path of a terminal device such as /dev/ttyS0");
     else
@@ -81,18 +86,38 @@ bool get(int fd, unsigned long request, void* line, const std::string& device) {
     return false;
 }
 
-// The older requests, which emulators of other processors know too.
-bool setStandardLine(int fd, const BaudRate& rate, const LineSettings& settings, const std::string& device) {
-    struct termios line {};
-    if (!get(fd, TCGETS, &line, device)) return false;
+template <typename Line> void store(const Line& line, FoundLine* found) {
+    found->inputFlags = line.c_iflag;
+    found->outputFlags = line.c_oflag;
+    found->controlFlags = line.c_cflag;
+    found->localFlags = line.c_lflag;
+    found->discipline = line.c_line;
+    std::copy(std::begin(line.c_cc), std::end(line.c_cc), found->characters.begin());
+}
+
+template <typename Line> Line load(const FoundLine& found) {
+    Line line{};
+    static_assert(sizeof line.c_cc == sizeof found.characters);
+    line.c_iflag = found.inputFlags;
+    line.c_oflag = found.outputFlags;
+    line.c_cflag = found.controlFlags;
+    line.c_lflag = found.localFlags;
+    line.c_line = found.discipline;
+    std::copy(found.characters.begin(), found.characters.end(), std::begin(line.c_cc));
+    return line;
+}
+
+// The older request, which emulators of other processors know too.
+bool setStandardLine(int fd, const BaudRate& rate, const LineSettings& settings, const FoundLine& found,
+                     const std::string& device) {
+    auto line = load<struct termios>(found);
     makeRaw(&line, settings);
     line.c_cflag |= rate.code; // no separate code for the input: it runs at the same rate
     return set(fd, TCSETS, &line, settings, device);
 }
 
-bool setArbitraryLine(int fd, const LineSettings& settings, const std::string& device) {
-    struct termios2 line {};
-    if (!get(fd, TCGETS2, &line, device)) return false;
+bool setArbitraryLine(int fd, const LineSettings& settings, const FoundLine& found, const std::string& device) {
+    auto line = load<struct termios2>(found);
     makeRaw(&line, settings);
     line.c_cflag |= BOTHER | (BOTHER << IBSHIFT); // output and input rate as numbers
     line.c_ospeed = static_cast<speed_t>(settings.baudRate);
@@ -100,18 +125,37 @@ bool setArbitraryLine(int fd, const LineSettings& settings, const std::string& d
     return set(fd, TCSETS2, &line, settings, device);
 }
 
-bool setLine(int fd, const LineSettings& settings, const std::string& device) {
+bool setLine(int fd, const LineSettings& settings, const FoundLine& found, const std::string& device) {
     const BaudRate* standard = findStandard(settings.baudRate);
-    return standard != nullptr ? setStandardLine(fd, *standard, settings, device)
-                               : setArbitraryLine(fd, settings, device);
+    return standard != nullptr ? setStandardLine(fd, *standard, settings, found, device)
+                               : setArbitraryLine(fd, settings, found, device);
+}
+
+// Drivers take a speed that they cannot do without an error and set another one: an 8250 keeps the last speed or goes
+// to the nearest end of its range, USB adapters go to 9600. What they set is in the settings that they report.
+bool hasSpeed(int fd, const LineSettings& settings, const std::string& device) {
+    constexpr long long tolerance = 50; // one part in so many; a receiver bears a little more
+    struct termios2 line {};
+    const int error = get(fd, TCGETS2, &line);
+    if (error == ENOTTY) return true; // emulators of other processors do not know it
+    if (error != 0) return reportUnreadable(error, device);
+    const long long wanted = settings.baudRate;
+    if (std::abs(static_cast<long long>(line.c_ospeed) - wanted) * tolerance <= wanted) return true;
+    logError(device, "cannot set the line to " + std::to_string(wanted) + " baud: the driver does " +
+                         std::to_string(line.c_ospeed) + " instead");
+    return false;
 }
 
 // Without it a driver may hold received bytes back for some milliseconds; the line works either way.
-void requestLowLatency(int fd, const std::string& device) {
+void requestLowLatency(int fd, FoundLine* found, const std::string& device) {
     serial_struct driver{};
     if (::ioctl(fd, TIOCGSERIAL, &driver) == 0) {
+        const bool had = (driver.flags & static_cast<int>(ASYNC_LOW_LATENCY)) != 0;
         driver.flags |= ASYNC_LOW_LATENCY;
-        if (::ioctl(fd, TIOCSSERIAL, &driver) == 0) return;
+        if (::ioctl(fd, TIOCSSERIAL, &driver) == 0) {
+            found->lowLatencyAdded = !had;
+            return;
+        }
     }
     logWarning(device, "the driver does not take the low-latency option: " + errorText(errno));
 }
@@ -142,17 +186,45 @@ std::chrono::microseconds timeOnLine(int bytes, const LineSettings& settings) {
     return std::chrono::microseconds(bits * 1000000 / settings.baudRate);
 }
 
-bool applyLineSettings(int fd, const LineSettings& settings, const std::string& device) {
-    if (!setLine(fd, settings, device)) return false;
-    if ((settings.options & LowLatency) != 0) requestLowLatency(fd, device);
+bool readLine(int fd, FoundLine* found, const std::string& device) {
+    *found = {};
+    struct termios2 line {};
+    int error = get(fd, TCGETS2, &line);
+    if (error == 0) {
+        store(line, found);
+        found->inputSpeed = line.c_ispeed;
+        found->outputSpeed = line.c_ospeed;
+        found->hasSpeeds = true;
+        return true;
+    }
+    struct termios older {};
+    if (error == ENOTTY) error = get(fd, TCGETS, &older);
+    if (error != 0) return reportUnreadable(error, device);
+    store(older, found);
     return true;
 }
 
-void clearFlowControl(int fd) {
-    struct termios line {}; // also for a baud rate without a name, which this request leaves alone
-    if (repeatInterrupted([&] { return ::ioctl(fd, TCGETS, &line); }) != 0) return;
-    line.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS);
-    repeatInterrupted([&] { return ::ioctl(fd, TCSETS, &line); });
+bool applyLineSettings(int fd, const LineSettings& settings, FoundLine* found, const std::string& device) {
+    if (!setLine(fd, settings, *found, device) || !hasSpeed(fd, settings, device)) return false;
+    if ((settings.options & LowLatency) != 0) requestLowLatency(fd, found, device);
+    return true;
+}
+
+void restoreLine(int fd, const LineSettings& settings, const FoundLine& found) {
+    FoundLine left = found;
+    if ((settings.options & RtsCtsFlowControl) != 0) left.controlFlags &= ~static_cast<unsigned>(CRTSCTS);
+    auto line = load<struct termios2>(left);
+    line.c_ispeed = left.inputSpeed;
+    line.c_ospeed = left.outputSpeed;
+    const auto older = load<struct termios>(left);
+    if (found.hasSpeeds)
+        repeatInterrupted([&] { return ::ioctl(fd, TCSETS2, &line); });
+    else
+        repeatInterrupted([&] { return ::ioctl(fd, TCSETS, &older); });
+    serial_struct driver{};
+    if (!found.lowLatencyAdded || ::ioctl(fd, TIOCGSERIAL, &driver) != 0) return;
+    driver.flags &= ~static_cast<int>(ASYNC_LOW_LATENCY);
+    ::ioctl(fd, TIOCSSERIAL, &driver);
 }
 
 } // namespace serialcomm

@@ -23,12 +23,6 @@ constexpr milliseconds drainPatience{500};
 constexpr milliseconds shortestSleep{10};
 constexpr milliseconds longestSleep{100};
 
-std::optional<int> queuedOutput(int fd) {
-    int bytes = 0;
-    if (repeatInterrupted([&] { return ::ioctl(fd, TIOCOUTQ, &bytes); }) != 0) return std::nullopt;
-    return bytes;
-}
-
 bool hasOutput(const OutputProgress& progress) {
     return progress.queued().value_or(0) > 0;
 }
@@ -50,9 +44,15 @@ void sleepUntil(Clock::time_point end) {
 
 } // namespace
 
+std::optional<int> outputIn(int fd) {
+    int bytes = 0;
+    if (repeatInterrupted([&] { return ::ioctl(fd, TIOCOUTQ, &bytes); }) != 0) return std::nullopt;
+    return bytes;
+}
+
 void OutputProgress::look(int fd) {
     const std::optional<int> before = length;
-    length = queuedOutput(fd);
+    length = outputIn(fd);
     if (before && length && *length < *before) moved();
 }
 

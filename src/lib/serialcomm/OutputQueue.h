@@ -9,6 +9,9 @@
 
 namespace serialcomm {
 
+/// How many bytes the open terminal `fd` has still to send, as far as it tells; without those in the transmitter.
+std::optional<int> outputIn(int fd);
+
 /// Tells a far side that takes bytes slowly from one that takes none. A port announces room for more only once its
 /// queue is nearly empty (256 bytes in the line discipline), which a slow line takes longer for than anyone's patience;
 /// so what counts is whether the queue shrinks. One thread.

@@ -27,9 +27,11 @@
 #include "Descriptor.h"
 #include "DeviceFile.h"
 #include "LineSettings.h"
+#include "OtherUsers.h"
 #include "OutputQueue.h"
 #include "SerialLog.h"
 #include "UartEnding.h"
+#include "UartOutput.h"
 #include "WakeableGate.h"
 
 using std::chrono::milliseconds;
@@ -104,12 +106,18 @@ struct Uart::Impl {
     bool write(const ByteArray& data);
     void end();
 
-    // Only what belongs to the class may spell the name of this structure and of the member that holds it. The function
-    // does so by standing here; nobody in this library calls it, yet others find it.
-    [[gnu::used, gnu::visibility("default")]] friend void uartEnd(Uart& port) { endOf(port); }
+    // Only what belongs to the class may spell the name of this structure and of the member that holds it. The
+    // functions do so by standing here; nobody in this library calls them, yet others find them.
+    [[gnu::used, gnu::visibility("default")]] friend void uartEnd(Uart& port) { of(port).end(); }
+    [[gnu::used, gnu::visibility("default")]] friend int uartQueuedOutput(Uart& port) {
+        return of(port).queuedOutput();
+    }
+    [[gnu::used, gnu::visibility("default")]] friend void uartDropOutput(Uart& port) { of(port).dropOutput(); }
 
 private:
-    static void endOf(Uart& port) { port.impl->end(); }
+    static Impl& of(Uart& port) { return *port.impl; }
+    int queuedOutput();
+    void dropOutput();
     Wait waitFor(short events, const Deadline& deadline) const;
     bool waitUntilTakes(OutputProgress* progress);
     bool hasPortAlone() const;
@@ -121,6 +129,7 @@ private:
     const LineSettings settings;
     const bool exclusive;
     WakeableGate gate;                 // lets calls use port
+    FoundLine found{};                 // as the port was before init
     Descriptor port;                   // set by init before the gate opens, closed after that is closed
     bool endsCutOff = false;           // the last bytes are the head of a packet; the writer's until the gate is closed
     std::atomic<bool> ended{false};    // who is refused by the end needs no line that says so
@@ -136,9 +145,9 @@ Uart::Impl::~Impl() {
     end();
     if (!port) return;
     drain(port.get(), settings, endsCutOff);
-    // Bytes that a driver keeps through a flush and holds back for the far side's CTS keep the close waiting too, for
-    // 30 s as a rule.
-    if ((settings.options & RtsCtsFlowControl) != 0 && hasPortAlone()) clearFlowControl(port.get());
+    // Flow control goes with the settings: bytes that a driver keeps through a flush and holds back for the far side's
+    // CTS keep the close waiting too, for 30 s as a rule.
+    if (hasPortAlone()) restoreLine(port.get(), settings, found);
     // The mark belongs to the terminal, not to this descriptor; it would outlive us while someone else has it open.
     if (exclusive) ::ioctl(port.get(), TIOCNXCL);
 }
@@ -160,16 +169,21 @@ bool Uart::Impl::init() {
     }
     // Opening with O_NONBLOCK also keeps the system from waiting for a carrier.
     Descriptor opened = openDeviceFile(path, O_NOCTTY | O_NONBLOCK, device, &inUseOrMarked);
+    if (!opened || !lockPort(opened.get(), exclusive, device) || !readLine(opened.get(), &found, device)) return false;
     // Exclusive use comes last: it marks the terminal, which a step that fails after it would have to undo.
-    if (!opened || !lockPort(opened.get(), exclusive, device) || !applyLineSettings(opened.get(), settings, device) ||
-        !flushStaleInput(opened.get(), device) || (exclusive && !closeToOthers(opened.get(), device)))
+    if (!applyLineSettings(opened.get(), settings, &found, device) || !flushStaleInput(opened.get(), device) ||
+        (exclusive && !closeToOthers(opened.get(), device))) {
+        restoreLine(opened.get(), settings, found);
         return false;
+    }
+    if (exclusive) warnOfOtherUsers(opened.get(), device);
     port = std::move(opened);
     gate.open(std::move(wakeEvent));
     return true;
 }
 
-// Who shares the port with another `Uart` leaves the flow control to that: the last close is the one that waits.
+// Who shares the port with another `Uart` leaves the settings to that: they are its own too, and the last close is the
+// one that waits for flow control.
 bool Uart::Impl::hasPortAlone() const {
     return exclusive || repeatInterrupted([&] { return ::flock(port.get(), LOCK_EX | LOCK_NB); }) == 0;
 }
@@ -261,6 +275,16 @@ bool Uart::Impl::write(const ByteArray& data) {
         }
     }
     return true;
+}
+
+int Uart::Impl::queuedOutput() {
+    const WakeableGate::Pass pass(gate);
+    return pass ? outputIn(port.get()).value_or(0) : 0;
+}
+
+void Uart::Impl::dropOutput() {
+    const WakeableGate::Pass pass(gate);
+    if (pass) ::tcflush(port.get(), TCOFLUSH);
 }
 
 Uart::Uart(const std::string& path, int baudRate, int options, const std::string& parity, bool exclusive)

@@ -171,6 +171,63 @@ TEST_F(BusLinkMaking, PropertyTextThatIsNoNumberIsThrownOut) {
     EXPECT_THAT(bus.constructions(), IsEmpty());
 }
 
+// --- Two transactions ---
+
+class TwoTransactionsOnI2c : public ScriptedBusTest {
+protected:
+    void make(int options) {
+        HostLinkPhysicalLayer::Properties properties = allProperties();
+        properties.setInt(I2cOptions, options);
+        link = std::make_unique<I2cPhysicalLayer>(properties);
+    }
+    std::unique_ptr<I2cPhysicalLayer> link;
+};
+
+TEST_F(TwoTransactionsOnI2c, WriteAndReadEachHaveTheirOwn) {
+    make(1);
+    ASSERT_TRUE(link->serialOk());
+    bus.answer(idle8);
+    bus.answer(ack);
+    EXPECT_EQ(link->writeData(message), Accepted);
+    EXPECT_THAT(bus.texts(), ElementsAre("open", "write " + messageText, "read 8", "read 8"));
+    bus.forget();
+    EXPECT_TRUE(link->sendAckPacket(AcknowledgeType::Ack));
+    EXPECT_THAT(bus.texts(), ElementsAre(acked(0)));
+}
+
+TEST_F(TwoTransactionsOnI2c, WriteThatFailsIsNotFollowedByItsRead) {
+    make(1);
+    bus.failWrites(true);
+    bus.forget();
+    EXPECT_EQ(link->writeData(message), NoResponse);
+    EXPECT_THAT(bus.texts(), ElementsAre("write " + messageText, "read 8", "read 8", "read 8")) << "the three re-reads";
+}
+
+TEST_F(TwoTransactionsOnI2c, NoneOfThemIsOneTransaction) {
+    make(0);
+    bus.answer(ack);
+    EXPECT_EQ(link->writeData(message), Accepted);
+    EXPECT_THAT(bus.texts(), ElementsAre("open", "writeRead " + messageText + ", 8"));
+}
+
+TEST_F(TwoTransactionsOnI2c, BusThatDoesNotOpenIsGone) {
+    bus.setOpenResult(false);
+    make(1);
+    EXPECT_FALSE(link->serialOk());
+    EXPECT_THAT(bus.texts(), ElementsAre("open", "destroyed"));
+}
+
+TEST_F(TwoTransactionsOnI2c, UnknownOptionsAreToldAndOpenNothing) {
+    for (const int options : {2, 3, -1}) {
+        log.clear();
+        make(options);
+        EXPECT_FALSE(link->serialOk());
+        EXPECT_THAT(errors(), ElementsAre("I2cOptions " + std::to_string(options) +
+                                          " contain an unknown bit; use 1 (two transactions) or 0"));
+    }
+    EXPECT_EQ(bus.texts(), std::vector<std::string>(3, "destroyed"));
+}
+
 // --- Over either wire ---
 
 class BusLink : public ScriptedBusTest, public testing::WithParamInterface<Wire> {

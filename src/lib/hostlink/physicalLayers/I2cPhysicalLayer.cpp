@@ -3,22 +3,31 @@
 #include <serialcomm/I2c.h>
 
 #include "BusLink.h"
+#include "TwoTransactions.h"
 #include "hostlink/link/LinkLog.h"
 
 namespace {
 
 log4cplus::Logger& logger = linkLogger();
 
+constexpr int twoTransactions = 1; // the bit of I2cOptions
+
 } // namespace
 
 I2cPhysicalLayer::I2cPhysicalLayer(const Properties& properties) : SyncSerialLayer(properties) {
-    if (devicePath.empty() || gpioNumber < 0 || !properties.contains(I2cSlaveAddress)) {
+    if (devicePath.empty() || !hasLine() || !properties.contains(I2cSlaveAddress)) {
         LOG4CPLUS_ERROR(logger, "Some of I2C attributes not defined");
         return;
     }
     const int address = properties.getInt(I2cSlaveAddress);
-    auto device = std::make_unique<I2c>(devicePath, address);
+    const int options = properties.getInt(I2cOptions);
+    std::unique_ptr<SerialBus> device = std::make_unique<I2c>(devicePath, address);
     LOG4CPLUS_DEBUG(logger, "slave address: " << address);
+    if ((options & ~twoTransactions) != 0) {
+        LOG4CPLUS_ERROR(logger, "I2cOptions " << options << " contain an unknown bit; use 1 (two transactions) or 0");
+        return;
+    }
+    if (options == twoTransactions) device = std::make_unique<TwoTransactions>(std::move(device));
     bus = openedForGood(std::move(device));
 }
 

@@ -43,6 +43,7 @@ public:
         ~Use();
         explicit operator bool() const { return uart != nullptr; }
         Uart* operator->() const { return uart; }
+        Uart& operator*() const { return *uart; }
 
     private:
         SharedUart& shared;

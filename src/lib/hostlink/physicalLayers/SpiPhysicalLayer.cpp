@@ -14,7 +14,7 @@ constexpr uint8_t spiMode = 0; // clock idles low, data is taken on the rising e
 } // namespace
 
 SpiPhysicalLayer::SpiPhysicalLayer(const Properties& properties) : SyncSerialLayer(properties) {
-    if (devicePath.empty() || gpioNumber < 0 || !properties.contains(SpiSpeed)) {
+    if (devicePath.empty() || !hasLine() || !properties.contains(SpiSpeed)) {
         LOG4CPLUS_ERROR(logger, "Some of SPI attributes not defined");
         return;
     }

@@ -12,7 +12,7 @@
 
 #include <serialcomm/SerialBus.h>
 
-#include "GpioLine.h"
+#include "InterruptLine.h"
 #include "hostlink/HostLinkIrqFrame.h"
 #include "hostlink/HostLinkRspFrame.h"
 #include "hostlink/link/CallGate.h"
@@ -26,7 +26,7 @@
 //   writer (application thread)     reader thread (readLoop)            watcher thread (gpioIrqLoop)
 //   writeData                       queueMutex: take the front   <----  queueMutex: append an edge
 //     busMutex: write packet,       readFromSlave                         ^
-//       read response                 busMutex: IRQ frame, reply,         | poll: value file, stop signal
+//       read response                 busMutex: IRQ frame, reply,         | poll: line, stop signal
 //                                       acknowledge, observers            |
 //                                                                     host's GPIO line falls
 //
@@ -55,6 +55,8 @@ constexpr size_t maxRounds = 64;
 // A link ends within a second. The rest of it is for the end itself, and for an exchange that takes longer than the one
 // before it.
 constexpr std::chrono::milliseconds servedAfterStop{950};
+// The reader does nothing else meanwhile, and an end waits for it.
+constexpr std::chrono::milliseconds longestSecondLook{100};
 
 bool startsWithSop(const ByteArray& bytes) {
     return bytes.size() >= 2 && hostLinkPacketHasSop(bytes.data(), 2) == 0;
@@ -79,14 +81,34 @@ SyncSerialLayer::SyncSerialLayer(const Properties& properties)
     : HostLinkPhysicalLayer(properties),
       irqExchange(std::make_unique<IrqExchange>()),
       callers(std::make_unique<CallGate>()) {
-    if (!properties.contains(DevicePath) || !properties.contains(GpioNumber)) {
+    readProperties(properties);
+    line = makeInterruptLine(properties, gpioNumber);
+}
+
+void SyncSerialLayer::readProperties(const Properties& properties) {
+    lineHasName = properties.contains(GpioChip) && properties.contains(GpioLine);
+    if (!properties.contains(DevicePath) || !(properties.contains(GpioNumber) || lineHasName)) {
         LOG4CPLUS_ERROR(logger, "Some of Serial device attributes not defined");
+        lineHasName = false;
         return;
     }
     devicePath = properties.getString(DevicePath);
-    gpioNumber = properties.getInt(GpioNumber);
+    if (properties.contains(GpioNumber)) gpioNumber = properties.getInt(GpioNumber);
+    secondLook = std::chrono::milliseconds(properties.getInt(GpioSecondLook));
+    if (secondLook < secondLook.zero() || secondLook > longestSecondLook) {
+        LOG4CPLUS_WARN(logger, "GpioSecondLook " << secondLook.count() << " is not possible, none is taken; give 1 to "
+                                                 << longestSecondLook.count() << " milliseconds");
+        secondLook = secondLook.zero();
+    }
     LOG4CPLUS_DEBUG(logger, "Serial device path: " << devicePath);
-    LOG4CPLUS_DEBUG(logger, "gpio: " << gpioNumber);
+    if (gpioNumber >= 0 || !lineHasName) LOG4CPLUS_DEBUG(logger, "gpio: " << gpioNumber);
+    if (!properties.contains(GpioChip)) return;
+    LOG4CPLUS_DEBUG(logger, "gpio chip: " << properties.getString(GpioChip));
+    if (lineHasName) LOG4CPLUS_DEBUG(logger, "gpio line: " << properties.getString(GpioLine));
+}
+
+bool SyncSerialLayer::hasLine() const {
+    return gpioNumber >= 0 || lineHasName;
 }
 
 // For a subclass that has not ended the calls itself.
@@ -124,13 +146,8 @@ void SyncSerialLayer::undoInit() {
 }
 
 bool SyncSerialLayer::openDescriptors() {
-    const int value = openGpioLine(gpioNumber); // may take a second: not under the lock
+    if (!line->open()) return false; // may take a second: not under the lock
     const std::lock_guard lock(descriptorMutex);
-    valueFd = value;
-    if (valueFd < 0) {
-        LOG4CPLUS_ERROR(logger, "Open failed: " << gpioNumber);
-        return false;
-    }
     stopFd = eventfd(0, EFD_CLOEXEC);
     if (stopFd < 0) {
         LOG4CPLUS_ERROR(logger, "Failed to create eventfd");
@@ -148,7 +165,8 @@ bool SyncSerialLayer::openDescriptors() {
 
 void SyncSerialLayer::closeDescriptors() {
     const std::lock_guard lock(descriptorMutex);
-    for (int* fd : {&valueFd, &stopFd, &lastResortReadFd, &lastResortWriteFd}) closeAndClearFd(fd);
+    line->close();
+    for (int* fd : {&stopFd, &lastResortReadFd, &lastResortWriteFd}) closeAndClearFd(fd);
 }
 
 void SyncSerialLayer::closeAndClearFd(int* fd) {
@@ -206,27 +224,24 @@ void SyncSerialLayer::join(std::unique_ptr<std::thread>& thread) {
 
 void SyncSerialLayer::gpioIrqLoop() {
     HOSTLINK_TRACE_ENTER(logger, scope, "");
-    int value;
     int stop;
     int lastResort;
     {
         const std::lock_guard lock(descriptorMutex);
-        value = valueFd;
         stop = stopFd;
         lastResort = lastResortReadFd;
     }
-    while (waitForEdge(value, stop, lastResort)) {
+    while (waitForEdge(stop, lastResort)) {
     }
     closeDescriptors();
     HOSTLINK_TRACE_LEAVE(logger, scope, "");
 }
 
 // One wake-up of the watcher; false when it has to leave.
-bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
-    constexpr short gone = POLLERR | POLLHUP | POLLNVAL;
-    pollfd waits[] = {{value, POLLPRI, 0}, {stop, POLLIN | POLLPRI, 0}, {lastResort, 0, 0}};
-    lseek(value, 0, SEEK_SET);
-    if (poll(waits, 3, -1) < 0) {
+bool SyncSerialLayer::waitForEdge(int stop, int lastResort) {
+    const InterruptLine::Wait wait = line->beforeWait();
+    pollfd waits[] = {{wait.descriptor, wait.events, 0}, {stop, POLLIN | POLLPRI, 0}, {lastResort, 0, 0}};
+    if (poll(waits, 3, wait.timeout) < 0) {
         if (errno == EINTR) return true;
         LOG4CPLUS_ERROR(logger, "poll failed");
         return false;
@@ -235,33 +250,19 @@ bool SyncSerialLayer::waitForEdge(int value, int stop, int lastResort) {
         LOG4CPLUS_INFO(logger, "stopping irq loop");
         return false;
     }
-    char content[4] = {};
-    if (read(value, content, sizeof content) < 0) {
-        if (errno == EINTR) return true;
-        LOG4CPLUS_ERROR(logger, "read error!");
-        return false;
-    }
-    const bool urgent = (waits[0].revents & POLLPRI) != 0;
-    if (!urgent && (waits[0].revents & gone) != 0) {
-        // Not a line at all: it would report this for ever.
-        LOG4CPLUS_ERROR(logger, "poll failed");
-        return false;
-    }
-    if (urgent && content[0] == '0') {
-        LOG4CPLUS_TRACE(logger, "IRQ GPIO falling edge (rdbuf = " << content[0] << ")");
-        queueEdge();
-    }
-    return true;
+    const InterruptLine::Seen seen = line->afterWait(waits[0].revents);
+    if (seen.edges > 0) queueEdges(seen.edges);
+    return seen.watchable;
 }
 
 // The reader is waked with the lock free again, or it would run into it at once and sleep a second time. The condition
 // outlives both notifications: whoever stops the link joins the watcher before anything goes, and is itself the one
 // that queues the stop.
-void SyncSerialLayer::queueEdge() {
+void SyncSerialLayer::queueEdges(std::size_t edges) {
     {
         const std::lock_guard lock(queueMutex);
         if (eventQueue.stop) return;
-        ++eventQueue.edges;
+        eventQueue.edges += edges;
     }
     queueCondition.notify_all();
 }
@@ -309,8 +310,23 @@ bool SyncSerialLayer::isWorthServing(const Served& last) const {
 SyncSerialLayer::Served SyncSerialLayer::serveEdge() {
     const auto begin = steady_clock::now();
     readFromSlave(irqReadSize);
+    if (!hostAnswered && isStillLow()) readFromSlave(irqReadSize);
     const auto end = steady_clock::now();
     return {end, end - begin, hostAnswered};
+}
+
+// A host that was too slow for the re-reads, and holds the line low, makes no edge that would lead to another exchange.
+bool SyncSerialLayer::isStillLow() {
+    if (secondLook == secondLook.zero() || !isQueueEmpty()) return false;
+    std::this_thread::sleep_for(secondLook);
+    if (!isQueueEmpty()) return false; // the next exchange comes anyway, or none does
+    const std::lock_guard lock(descriptorMutex);
+    return stopFd >= 0 && line->isLow();
+}
+
+bool SyncSerialLayer::isQueueEmpty() {
+    const std::lock_guard lock(queueMutex);
+    return eventQueue.edges == 0 && !eventQueue.stop;
 }
 
 void SyncSerialLayer::readFromSlave(int size) {

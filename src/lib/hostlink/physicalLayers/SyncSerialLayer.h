@@ -16,6 +16,7 @@
 #include "../HostLinkPhysicalLayer.h"
 
 class CallGate;
+class InterruptLine;
 class IrqExchange;
 class SerialBus;
 
@@ -27,7 +28,8 @@ class SerialBus;
 /// Observers run on the reader thread while the bus is held: an observer must not write through this link itself.
 class HOSTLINK_EXPORT SyncSerialLayer : public HostLinkPhysicalLayer {
 public:
-    /// Properties: `DevicePath` and `GpioNumber`, both required; an ERROR line when one is missing. Opens nothing.
+    /// Properties: `DevicePath` and `GpioNumber`, both required; an ERROR line when one is missing. Opens nothing. With
+    /// `GpioChip` a `GpioLine` will do in place of the number; the keys that go with it are read too.
     explicit SyncSerialLayer(const Properties& properties);
 
     /// Ends all calls, as `endCalls` does. The bus object is not destroyed: a transfer that hangs in the driver may
@@ -36,7 +38,7 @@ public:
 
     /// Sets up the line and starts both threads. Works without a bus: each transfer then fails. Files of the line that
     /// may not be opened yet are waited for, a second at most. May be called again after `shutdown`.
-    /// @return false, with an ERROR line and nothing left open: the line's value cannot be opened, the stop signal or a
+    /// @return false, with an ERROR line and nothing left open: the line cannot be opened, the stop signal or a
     ///         thread cannot be made, or the link is running already
     /// @throw std::bad_alloc nothing is left open then, either
     bool init() override;
@@ -85,25 +87,31 @@ protected:
     /// those must meet a whole object: once the destructor of the most derived class has ended, they would not.
     void endCalls();
 
+    /// Whether the properties say which line the host pulls.
+    bool hasLine() const;
+
     SerialBus* bus = nullptr; ///< set by the subclass's constructor and constant from then on; never deleted here
     std::string devicePath;   ///< empty when the properties are incomplete
-    int gpioNumber = -1;      ///< −1 when the properties are incomplete
+    int gpioNumber = -1;      ///< −1 when the properties are incomplete, or name the line
 
 private:
     struct Round;
     struct Served;
 
+    void readProperties(const Properties& properties);
     bool openDescriptors();
     void closeDescriptors();
     bool startThreads();
     void undoInit();
     void signalWatcher();
-    void queueEdge();
+    void queueEdges(std::size_t edges);
     void queueStop();
     bool takeEdge(const Served& last);
     bool isWorthServing(const Served& last) const;
     Served serveEdge();
-    bool waitForEdge(int value, int stop, int lastResort);
+    bool waitForEdge(int stop, int lastResort);
+    bool isStillLow();
+    bool isQueueEmpty();
     Round exchange(int size);
     WriteDataResponse writeAndAwaitResponse(const ByteArray& packet);
     ByteArray transfer(const ByteArray& packet, int size);
@@ -112,10 +120,15 @@ private:
     std::atomic<uint8_t> frameId{0}; // drawn by writers and by the reader
     const int irqReadSize = 64;      // bytes announced in an IRQ frame unless the host asks for more
 
-    std::mutex descriptorMutex; // guards the four descriptors: the watcher closes them while shutdown() writes one
-    int valueFd = -1;
-    int stopFd = -1;           // event counter: wakes the watcher for shutdown
-    int lastResortReadFd = -1; // pipe: its closing wakes the watcher when the event counter cannot be written
+    bool lineHasName = false;                // constant after construction
+    std::chrono::milliseconds secondLook{0}; // constant after construction; 0: none
+
+    // Guards the descriptors, the line's among them: the watcher closes them while shutdown() writes one, or the reader
+    // looks at the level. Before the watcher runs, and in its own use of the line, nobody closes them.
+    std::mutex descriptorMutex;
+    std::unique_ptr<InterruptLine> line; // the pointer is constant after construction
+    int stopFd = -1;                     // event counter: wakes the watcher for shutdown
+    int lastResortReadFd = -1;           // pipe: its closing wakes the watcher when the event counter cannot be written
     int lastResortWriteFd = -1;
 
     std::unique_ptr<std::thread> readThread; // init() and shutdown(), on one thread at a time

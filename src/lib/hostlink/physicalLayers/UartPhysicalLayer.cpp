@@ -6,6 +6,8 @@
 #include <string>
 #include <system_error>
 
+#include <serialcomm/UartOutput.h>
+
 #include "SharedUart.h"
 #include "hostlink/HostLinkPacket.h"
 #include "hostlink/HostLinkRspFrame.h"
@@ -14,6 +16,10 @@
 #include "hostlink/link/LinkThread.h"
 #include "hostlink/link/Trace.h"
 #include "hostlink/machines/UartStream.h"
+
+// Null pointers with a serial library that has no such functions.
+[[gnu::weak]] int uartQueuedOutput(Uart& port);
+[[gnu::weak]] void uartDropOutput(Uart& port);
 
 // Threads
 //
@@ -31,6 +37,12 @@ namespace {
 
 constexpr auto scope = "HostLinkPhysicalLayer";
 log4cplus::Logger& logger = linkLogger();
+
+constexpr int flowControlOption = 2; // of `UartOptions`
+
+int queuedOutputOf(Uart& port) {
+    return uartQueuedOutput != nullptr ? uartQueuedOutput(port) : 0;
+}
 
 std::string lowerCased(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -71,6 +83,7 @@ bool UartPhysicalLayer::init() {
         return false;
     }
     ackTimeoutMs = properties.getInt(UartResponseTimeout);
+    flowControl = (properties.getInt(UartOptions) & flowControlOption) != 0;
     try {
         if (!openPort() || !startReader()) return false;
         LOG4CPLUS_INFO(logger,
@@ -225,12 +238,38 @@ ByteArray UartPhysicalLayer::writePacket(const ByteArray& packet) {
     {
         const std::lock_guard lock(writeMutex);
         const SharedUart::Use port(*uart);
+        if (port) dropHeldOutput(*port);
         if (!port || !port->write(packet)) {
             LOG4CPLUS_ERROR(logger, "Uart write failed");
             return {};
         }
+        if (flowControl) queuedByWrite = queuedOutputOf(*port);
     }
     return awaitResponse();
+}
+
+// What the host has not let out for the whole time of a packet would go out in front of the next one, whose answer
+// would then be that of the old one.
+void UartPhysicalLayer::dropHeldOutput(Uart& port) {
+    const int held = heldOutput.exchange(0);
+    if (held == 0 || queuedOutputOf(port) < held) return;
+    uartDropOutput(port);
+    LOG4CPLUS_DEBUG(logger, "Dropped " << held << " bytes that the host has held back");
+}
+
+// Without writeMutex: the reader may be held in an acknowledgement for as long as the host takes nothing.
+void UartPhysicalLayer::reportQueuedOutput() {
+    const SharedUart::Use port(*uart);
+    const int queued = port ? queuedOutputOf(*port) : 0;
+    if (queued == 0) return;
+    if (flowControl && queued >= queuedByWrite) {
+        heldOutput = queued;
+        LOG4CPLUS_WARN(logger, queued << " bytes have not left the port, the host holds them back by RTS/CTS; they are "
+                                         "dropped before the next packet");
+    } else {
+        LOG4CPLUS_WARN(logger, queued << " bytes are still on their way out: UartResponseTimeout is too short for this "
+                                         "line, and an answer may be taken for that of the next packet");
+    }
 }
 
 ByteArray UartPhysicalLayer::awaitResponse() {
@@ -242,7 +281,10 @@ ByteArray UartPhysicalLayer::awaitResponse() {
         answer.swap(response);
         responseReceived = false;
     }
-    if (answer.empty()) LOG4CPLUS_ERROR(logger, "Empty response from host");
+    if (answer.empty()) {
+        LOG4CPLUS_ERROR(logger, "Empty response from host");
+        reportQueuedOutput();
+    }
     return answer;
 }
 

@@ -14,6 +14,7 @@
 
 class CallGate;
 class SharedUart;
+class Uart;
 
 /// Carries packets over a serial port.
 ///
@@ -76,6 +77,8 @@ private:
     void beginClosing();
     void storeResponse(const ByteArray& packet);
     ByteArray awaitResponse();
+    void dropHeldOutput(Uart& port);
+    void reportQueuedOutput();
 
     const Properties properties;
     std::atomic<uint8_t> frameId{0};  // drawn by writers and, for response frames, by the reader
@@ -88,5 +91,9 @@ private:
     ByteArray response;
     std::atomic<bool> closing{false};  // set under responseMutex, before the port goes: nobody waits or reads any more
     int ackTimeoutMs = -1;             // milliseconds; set by init() before the link is used
+    bool flowControl = false;          // as above
+    std::atomic<int> queuedByWrite{0}; // bytes in the port right after the last packet; with flow control only
+    std::atomic<int> heldOutput{
+        0}; // bytes that had not moved when a response failed to come; the next packet clears it
     std::unique_ptr<CallGate> writers; // the destructor waits for writers inside
 };

@@ -1,6 +1,7 @@
-#include "GpioLine.h"
+#include "SysfsLine.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,7 +26,7 @@ std::string lineFile(int number, const char* name) {
 int openFile(const std::string& path, int flags) {
     int fd;
     do {
-        fd = open(path.c_str(), flags | O_CLOEXEC);
+        fd = ::open(path.c_str(), flags | O_CLOEXEC);
     } while (fd < 0 && errno == EINTR);
     return fd;
 }
@@ -80,8 +81,8 @@ Outcome writeAndClose(int fd, const std::string& path, const std::string& text) 
 // Each step counts as failed only when its file cannot be opened. A value that the kernel refuses is told with what it
 // means for the link.
 
-// A line that is exported already is refused, and is there all the same.
-void exportLine(int number) {
+// A line that is exported already is refused, and is there all the same. True when it was refused as busy.
+bool exportLine(int number) {
     const std::string path = std::string(gpioFolder) + "export";
     const std::string text = std::to_string(number);
     const Outcome outcome = writeAndClose(openFile(path, writeFlags), path, text);
@@ -92,6 +93,7 @@ void exportLine(int number) {
                                        << "; unless the line is there already, no interrupts: the host's packets are "
                                           "not read until it is exported and the link started again");
     }
+    return outcome.writing == EBUSY;
 }
 
 void makeInput(int number, PatientOpening& opening) {
@@ -99,6 +101,9 @@ void makeInput(int number, PatientOpening& opening) {
     const Outcome outcome = writeAndClose(opening.open(path, writeFlags), path, "in");
     if (outcome.opening != 0) {
         LOG4CPLUS_ERROR(logger, "Gpio direction failed: " << number);
+        LOG4CPLUS_WARN(logger, "Gpio " << number << ": direction could not be set to in: " << outcome.reason()
+                                       << "; harmless where the line is an input already, or its controller has inputs "
+                                          "only");
     } else if (outcome.failed()) {
         LOG4CPLUS_WARN(logger, "Gpio " << number << ": direction could not be set to in: " << outcome.reason()
                                        << "; unless the line is an input already, no interrupts: the host's packets "
@@ -112,17 +117,73 @@ void reportFallingEdges(int number, PatientOpening& opening) {
     const Outcome outcome = writeAndClose(opening.open(path, writeFlags), path, "falling");
     if (!outcome.failed()) return;
     if (outcome.opening != 0) LOG4CPLUS_ERROR(logger, "Gpio edge failed: " << number);
+    if (outcome.opening == ENOENT) {
+        LOG4CPLUS_WARN(logger, "Gpio " << number << ": edge could not be set to falling: " << outcome.reason()
+                                       << "; the line is not exported, or its controller cannot interrupt: the link is "
+                                          "deaf, the host's packets are not read");
+        return;
+    }
     LOG4CPLUS_WARN(logger, "Gpio " << number << ": edge could not be set to falling: " << outcome.reason()
                                    << "; no interrupts: the host's packets are not read until " << path
                                    << " says falling");
 }
 
+// Who has a line that was busy and is not there?
+void reportHeld(int number) {
+    LOG4CPLUS_WARN(logger, "Gpio " << number
+                                   << ": a driver or another program holds the line (gpioinfo names it): it cannot be "
+                                      "exported, and the link cannot start until it is free");
+}
+
 } // namespace
 
-int openGpioLine(int number) {
-    exportLine(number);
+bool SysfsLine::open() {
+    const bool busy = exportLine(number);
     PatientOpening opening;
     makeInput(number, opening);
     reportFallingEdges(number, opening);
-    return opening.open(lineFile(number, "value"), O_RDONLY);
+    value = opening.open(lineFile(number, "value"), O_RDONLY);
+    if (value >= 0) return true;
+    if (busy && errno == ENOENT) reportHeld(number);
+    LOG4CPLUS_ERROR(logger, "Open failed: " << number);
+    return false;
+}
+
+InterruptLine::Wait SysfsLine::beforeWait() {
+    lseek(value, 0, SEEK_SET);
+    return {value, POLLPRI, -1};
+}
+
+InterruptLine::Seen SysfsLine::afterWait(short reported) {
+    constexpr short gone = POLLERR | POLLHUP | POLLNVAL;
+    char content[4] = {};
+    if (read(value, content, sizeof content) < 0) {
+        if (errno == EINTR) return {true, 0};
+        LOG4CPLUS_ERROR(logger, "read error!");
+        return {false, 0};
+    }
+    const bool urgent = (reported & POLLPRI) != 0;
+    if (!urgent && (reported & gone) != 0) {
+        // Not a line at all: it would report this for ever.
+        LOG4CPLUS_ERROR(logger, "poll failed");
+        return {false, 0};
+    }
+    if (!urgent || content[0] != '0') return {true, 0};
+    LOG4CPLUS_TRACE(logger, "IRQ GPIO falling edge (rdbuf = " << content[0] << ")");
+    return {true, 1};
+}
+
+// Through a descriptor of its own: reading through the watcher's would take its event back.
+bool SysfsLine::isLow() {
+    const int fd = openFile(lineFile(number, "value"), O_RDONLY);
+    if (fd < 0) return false;
+    char level = 0;
+    const bool low = read(fd, &level, 1) == 1 && level == '0';
+    ::close(fd);
+    return low;
+}
+
+void SysfsLine::close() {
+    if (value >= 0) ::close(value);
+    value = -1;
 }

@@ -1,0 +1,36 @@
+/// @file
+/// The character device of a GPIO chip.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Finds and opens a chip, and finds a line on it. What fails is told at ERROR. One thread.
+class ChipFile {
+public:
+    ChipFile() = default;
+    ChipFile(const ChipFile&) = delete;
+    ChipFile& operator=(const ChipFile&) = delete;
+    ~ChipFile();
+
+    /// Opens the chip at this path, or, for a text without a slash, the only one in /dev with this label or name.
+    bool open(const std::string& chip);
+    int descriptor() const { return fd; }
+    /// Of the device file; set by `open`.
+    const std::string& path() const { return file; }
+
+    /// The offset of the only line of that name; −1 when there is none or more than one.
+    int findLine(const std::string& name) const;
+    /// Whether the chip has a line of that offset.
+    bool hasLine(int offset) const;
+    /// Who holds the line, in quotes; "somebody" when the kernel does not tell, empty when it says that nobody does.
+    std::string holderOf(int offset) const;
+
+private:
+    bool openPath(const std::string& path);
+    bool openLabel(const std::string& label);
+
+    int fd = -1;
+    std::uint32_t lines = 0;
+    std::string file;
+};

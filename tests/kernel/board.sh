@@ -1,0 +1,56 @@
+#!/bin/sh
+# In the guest: what docs/boards.md says about nodes, lines and permissions, step by step.
+failures=0
+
+# expect CODE TEXT COMMAND...: the command's exit code is CODE (0, or not 0), and it says TEXT.
+expect() {
+    code=$1 text=$2
+    shift 2
+    "$@" >/tmp/said 2>&1
+    got=$?
+    if [ "$code" = 0 ] && [ $got != 0 ] || [ "$code" != 0 ] && [ $got = 0 ] || ! grep -qF "$text" /tmp/said; then
+        echo "NOT AS EXPECTED ($got; wanted $code and \"$text\"): $*"
+        cat /tmp/said
+        failures=$((failures + 1))
+    fi
+}
+as() {
+    name=$1
+    shift
+    su "$name" -s /bin/sh -c "$*"
+}
+gpio=/sys/class/gpio
+
+echo "== what is there"
+expect 0 "uart:16550A" cat /proc/tty/driver/serial
+expect 0 "" ls /dev/i2c-1 /dev/spidev0.0
+expect 0 "riggpio" cat $gpio/gpiochip0/label
+expect 0 "0" cat $gpio/gpiochip0/base
+echo 64 >$gpio/export # of the controller without interrupts and outputs
+expect 0 "1" cat $gpio/gpio64/value
+expect 1 "No such file" ls $gpio/gpio64/edge
+expect 1 "No such file" ls $gpio/gpio64/direction
+
+echo "== the serial port"
+ask hostsim first --input-event-every 500 >/dev/null
+chgrp dialout "$ZENT_PORT_FIRST"
+chmod 660 "$ZENT_PORT_FIRST"
+demo="hostlink-demo --file-size 1000 --device $ZENT_PORT_FIRST"
+expect 1 "is this user in the group of the device file?" as user "$demo"
+expect 0 "All went well." as member "$demo"
+ask hostsim-stop first >/dev/null
+
+echo "== a bus and its interrupt line"
+zent-busrig-say host-options inputEventEveryMs=500 >/dev/null
+demo="hostlink-demo --link i2c --i2c-address 66 --gpio 17 --file-size 1000 --device /dev/i2c-1"
+expect 1 "Permission denied" as member "$demo"
+chgrp hostlink /dev/i2c-1
+chmod 660 /dev/i2c-1
+echo 17 >$gpio/export
+for file in direction edge value; do
+    chgrp hostlink $gpio/gpio17/$file
+    chmod 660 $gpio/gpio17/$file
+done
+expect 1 "" as user "$demo"
+expect 0 "All went well." as member "$demo"
+[ $failures = 0 ]

@@ -1,0 +1,17 @@
+#!/bin/sh
+# In the guest: the demo over I2C and SPI, with the rig's host behind the kernel's buses, which presses no button by itself.
+set -e
+say() { zent-busrig-say "$@"; }
+demo() {
+    echo "== the demo over $*"
+    hostlink-demo --link "$@" --gpio 17 --file-size 65536 >/tmp/demo 2>&1 &
+    demo=$!
+    while ! grep -q "Waiting for somebody" /tmp/demo && kill -0 $demo 2>/dev/null; do usleep 20000; done
+    say press 1
+    wait $demo || { cat /tmp/demo; exit 1; }
+    cat /tmp/demo
+    grep -q "All went well." /tmp/demo
+    say reset
+}
+demo i2c --device /dev/i2c-1 --i2c-address 66
+demo spi --device /dev/spidev0.0
