@@ -20,9 +20,16 @@ mkdir -p "$out"
 exec 9<"$out" # one at a time
 flock 9
 
+# An index from an earlier day may lack packages or name some that are gone. Once, and only for whoever may.
+start_over_with_a_new_index() {
+    if [ "$(id -u)" != 0 ] || [ -n "${INDEX_IS_NEW:-}" ]; then return; fi
+    apt-get update -qq && INDEX_IS_NEW=1 exec scripts/build-kernel-guest.sh "$arch"
+}
+
 # "6.1.0-31-amd64", by what Debian's package for "the kernel" depends on; without an index, what was downloaded last.
 release=$(apt-cache depends "linux-image-$arch$suffix" 2>/dev/null | sed -n 's/.*Depends: linux-image-\([^:]*\).*/\1/p' | head -1)
 [ -n "$release" ] || release=$(cat "$out/release" 2>/dev/null) || {
+    start_over_with_a_new_index
     echo "build-kernel-guest.sh: no package linux-image-$arch is known here: apt-get update" >&2
     exit 1
 }
@@ -30,6 +37,7 @@ root=$out/$release
 
 download() {
     (cd "$root/packages" && apt-get -qq -o APT::Sandbox::User=root download "$@") || {
+        start_over_with_a_new_index
         echo "build-kernel-guest.sh: cannot download $*: apt-get update may bring the index up to date" >&2
         exit 1
     }

@@ -88,9 +88,9 @@ static const struct irq_chip interrupts = {
     GPIOCHIP_IRQ_RESOURCE_HELPERS,
 };
 
-// A kernel that lost a controller while a program held a line of it through the character device keeps its numbers for good.
-static int add_chip(struct gpio_chip* chip)
-{
+// A kernel that lost a controller while a program held a line of it through the character device keeps its numbers for
+// good.
+static int add_chip(struct gpio_chip* chip) {
     const int result = devm_gpiochip_add_data(chip->parent, chip, NULL);
 
     if (result != -EBUSY) return result;
