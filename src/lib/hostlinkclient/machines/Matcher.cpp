@@ -54,7 +54,7 @@ bool Matcher::isHeldUp(const Open& question, Time now) const {
     if (link != Link::Up && !(link == Link::Probing && question.isProbe)) return true;
     const auto isInItsWay = [&question](const Open& other) {
         return other.id != question.id && other.answerId == question.answerId && other.answerId != MSG_Invalid &&
-               other.stage != Stage::Waiting;
+               (other.stage != Stage::Waiting || other.outstanding > 0);
     };
     if (std::any_of(open.begin(), open.end(), isInItsWay)) return true;
     const auto until = confusedUntil(question);
