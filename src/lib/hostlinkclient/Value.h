@@ -75,7 +75,7 @@ public:
     Result<ByteArray> bytes() const;
     /// The same value in another encoding.
     /// @return `BadArgument` when it does not fit
-    Result<Value> as(Encoding encoding) const;
+    Result<Value> as(Encoding wanted) const;
 
     /// For people: a number in decimal, the characters of a text, "no value" for Nil.
     std::string print() const;

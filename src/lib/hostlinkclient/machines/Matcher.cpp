@@ -225,7 +225,8 @@ void Matcher::tick(Time now) {
     }
 }
 
-void Matcher::afterSilence(OpenAt one, Time now) {
+void Matcher::afterSilence(OpenAt question, Time now) {
+    const OpenAt one = question;
     if (one->answerId == MSG_Invalid && one->isAccepted && !one->mayBeUnsupported)
         end(one, How::Taken, {}, now);
     else if (one->sent < one->sendings && now < one->deadline)

@@ -376,16 +376,13 @@ std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>&
     if (!problem.empty()) wrong = Failure(Outcome::BadArgument, "subscribe: " + problem);
     if (!told && !wrong) wrong = Failure(Outcome::BadArgument, "subscribe: there is no callback to be told");
     Lock lock(mutex);
-    const auto made =
-        std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told));
+    auto made = std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told));
     if (wrong || closing) return made;
     made->start();
     for (auto old = subscribers.begin(); old != subscribers.end();)
         old = old->second->isOver() ? subscribers.erase(old) : std::next(old);
     subscribers.emplace(made->id, made);
-    std::vector<uint16_t> numbers;
-    for (const StateId& one : states) numbers.push_back(one.number());
-    tellSubscribers(table.add(made->id, numbers));
+    tellSubscribers(table.add(made->id, numbersOf(states)));
     advance();
     settle(lock, {});
     return made;

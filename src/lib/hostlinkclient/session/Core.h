@@ -63,7 +63,7 @@ public:
                                                    std::function<void(const Change&)> told, Keep keep);
     void unsubscribe(uint64_t id);
     Result<void> awaitSubscription(uint64_t id, std::chrono::milliseconds within) const;
-    std::optional<Value> lastValue(uint16_t state) const;
+    std::optional<Value> lastValue(uint16_t of) const;
 
     /// Messages with this id for the program: told on the thread for callbacks.
     std::shared_ptr<Listening::State> tell(MessageId id, std::function<void(const ByteArray&)> told);

@@ -30,12 +30,6 @@ std::string names(const States& states) {
     return text.empty() ? "nothing" : text;
 }
 
-std::vector<uint16_t> numbers(const States& states) {
-    std::vector<uint16_t> ids;
-    for (const StateId& state : states) ids.push_back(state.number());
-    return ids;
-}
-
 template <typename T> void complain(Request<T>& request, const std::string& problem) {
     if (!problem.empty() && !request.wrong)
         request.wrong = Failure(Outcome::BadArgument, request.what + ": " + problem);
@@ -121,6 +115,12 @@ std::string problemOf(const States& states) {
     return "";
 }
 
+std::vector<uint16_t> numbersOf(const States& states) {
+    std::vector<uint16_t> ids(states.size());
+    std::transform(states.begin(), states.end(), ids.begin(), [](const StateId& state) { return state.number(); });
+    return ids;
+}
+
 std::string applyCall(const Call& call, const Options& options, Time now, Question& question) {
     const std::chrono::milliseconds deadline = call.deadline().value_or(options.deadline);
     question.deadline = now + deadline;
@@ -134,7 +134,7 @@ Request<StateValues> getRequest(const States& states, const Call& call, const Op
     Request<StateValues> request{"get " + names(states), std::nullopt, {}, {}};
     complain(request, problemOf(states));
     if (request.wrong) return request;
-    request.question = getQuestion(numbers(states));
+    request.question = getQuestion(numbersOf(states));
     complain(request, applyCall(call, options, Clock::now(), request.question));
     request.question.sendings = options.sendings;
     request.read = [states, what = request.what](const Matcher::End& end, const std::string& link) {

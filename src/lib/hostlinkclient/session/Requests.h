@@ -31,6 +31,9 @@ template <typename T> struct Request {
 /// What is wrong with states that are to stand in one message; empty when nothing is.
 std::string problemOf(const States& states);
 
+/// The numbers of states that are valid, in their order.
+std::vector<uint16_t> numbersOf(const States& states);
+
 /// What a call asks of its question: deadline, patience, waiting for the link.
 /// @return what is wrong with it; empty when nothing is
 std::string applyCall(const Call& call, const Options& options, Time now, Question& question);
