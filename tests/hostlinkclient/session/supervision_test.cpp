@@ -108,7 +108,9 @@ TEST(ClientSupervision, LetsRequestsWaitForTheLinkOrFail) {
 }
 
 TEST(ClientSupervision, TellsWhyThereIsNoLink) {
-    Client none(Uart{"/nowhere/at/all", 115200}, quick());
+    Wire nowhere = Spi{"/dev/null", 1000000, 17};
+    nowhere = Uart{"/nowhere/at/all", 115200};
+    Client none(nowhere, quick());
     mustBecomeTrue([&] { return isState(none, LinkState::Down); }, "down");
     EXPECT_EQ(none.linkText(), "cannot open /nowhere/at/all: No such file or directory");
     Client null(OwnLink{[] { return nullptr; }, "none"}, quick());

@@ -22,13 +22,10 @@ log4cplus::Logger& clientLogger() {
 }
 
 log4cplus::LogLevel levelOf(LogLevel level) {
-    switch (level) {
-    case LogLevel::Debug: return log4cplus::DEBUG_LOG_LEVEL;
-    case LogLevel::Info: return log4cplus::INFO_LOG_LEVEL;
-    case LogLevel::Warning: return log4cplus::WARN_LOG_LEVEL;
-    case LogLevel::Error: break;
-    }
-    return log4cplus::ERROR_LOG_LEVEL;
+    // In the order of the enumerators.
+    static constexpr log4cplus::LogLevel levels[] = {log4cplus::DEBUG_LOG_LEVEL, log4cplus::INFO_LOG_LEVEL,
+                                                     log4cplus::WARN_LOG_LEVEL, log4cplus::ERROR_LOG_LEVEL};
+    return levels[static_cast<int>(level)];
 }
 
 } // namespace

@@ -109,7 +109,7 @@ void Tap::stopWriters() {
 // The link must not be destroyed while a writer is on its way in, so writers leave first.
 void Tap::end() {
     stopWriters();
-    real->shutdown();
+    shutdown();
     std::unique_ptr<HostLinkPhysicalLayer> going;
     {
         const std::lock_guard lock(mutex);

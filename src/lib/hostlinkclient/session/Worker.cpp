@@ -27,18 +27,16 @@ timespec durationUntil(Time when) {
 
 } // namespace
 
-Worker::Worker() : wakeFd(makeEvent()) {
-    try {
-        thread = startQuietThread([this] { run(); });
-    } catch (...) {
-        ::close(wakeFd);
-        throw;
-    }
+Worker::Event::Event() : fd(makeEvent()) {}
+
+Worker::Event::~Event() {
+    ::close(fd);
 }
+
+Worker::Worker() : thread(startQuietThread([this] { run(); })) {}
 
 Worker::~Worker() {
     stop();
-    ::close(wakeFd);
 }
 
 void Worker::post(Task task) {
@@ -97,7 +95,7 @@ void Worker::stop() {
 // The counter cannot be full: whoever reads it empties it.
 void Worker::wake() const {
     const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(wakeFd, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = ::write(event.fd, &one, sizeof one);
 }
 
 void Worker::run() {
@@ -124,7 +122,7 @@ std::deque<Worker::Task> Worker::takeDue() {
 }
 
 void Worker::sleep() {
-    pollfd polled[2] = {{wakeFd, POLLIN, 0}, {-1, 0, 0}}; // the kernel passes over a negative descriptor
+    pollfd polled[2] = {{event.fd, POLLIN, 0}, {-1, 0, 0}}; // the kernel passes over a negative descriptor
     std::optional<timespec> longest;
     {
         const std::lock_guard lock(mutex);
@@ -134,7 +132,7 @@ void Worker::sleep() {
     }
     ::ppoll(polled, 2, longest ? &*longest : nullptr, nullptr);
     uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = ::read(wakeFd, &count, sizeof count);
+    [[maybe_unused]] const ssize_t taken = ::read(event.fd, &count, sizeof count);
     Task hungUp;
     {
         const std::lock_guard lock(mutex);

@@ -50,7 +50,16 @@ private:
     void sleep();
     void wake() const;
 
-    int wakeFd;
+    /// Counts what the thread has not looked at yet.
+    struct Event {
+        Event();
+        Event(const Event&) = delete;
+        Event& operator=(const Event&) = delete;
+        ~Event();
+        const int fd;
+    };
+
+    Event event;
     mutable std::mutex mutex; // guards all below but the thread
     std::condition_variable watchChanged;
     std::deque<Task> tasks;
