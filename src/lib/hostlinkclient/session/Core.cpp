@@ -1,0 +1,521 @@
+#include "hostlinkclient/session/Core.h"
+
+#include <algorithm>
+#include <future>
+#include <random>
+
+#include <hostlink/HostLinkMessage.h>
+
+#include "hostlinkclient/machines/Questions.h"
+#include "hostlinkclient/session/CancellationState.h"
+#include "hostlinkclient/session/Log.h"
+#include "hostlinkclient/session/Requests.h"
+
+// Threads
+//
+//   caller of a blocking request        the link's receiving thread         keeper
+//   wait                                takeMessage                         timeIsUp, tasks of the session,
+//     mutex: add, is it its turn?         mutex: matcher: whose answer?       the device is gone
+//     no lock: Line::write                no lock: end the request
+//     wait for the slot  <----------------  (the slot), wake the sender     sender
+//                                                                           writeNow, openLine, Line::close
+//   callbacks: what the program handed in; each subscription has a thread of its own
+//
+// One message is written at a time: Matcher::nextToSend gives one out and no other before `written`. It is written by
+// whoever waits for it, when its turn has come as he asks, else by the sender.
+//
+// Stopping, in close(): everything asked ends as cancelled; the sender closes the line and is joined; then the other
+// workers.
+
+namespace hostlink {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+uint64_t anySeed() {
+    return std::random_device{}();
+}
+
+} // namespace
+
+// Waits without a limit, or for a time that the waiter looks at.
+class Slot {
+public:
+    void put(const Matcher::End& with) {
+        const std::lock_guard lock(mutex);
+        end = with;
+        came.notify_all();
+    }
+    bool waitUntil(Time when) {
+        std::unique_lock lock(mutex);
+        return came.wait_until(lock, when, [this] { return end.has_value(); });
+    }
+    Matcher::End take() {
+        std::unique_lock lock(mutex);
+        came.wait(lock, [this] { return end.has_value(); });
+        return std::move(*end);
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable came;
+    std::optional<Matcher::End> end;
+};
+
+Core::Core(const Wire& wire, const Options& options)
+    : settings(options),
+      wireName(wire.inside().name),
+      packetSize(wire.inside().maxPacketSize),
+      matcher(options.lateFor),
+      backoff(options.firstPause, options.longestPause, anySeed()),
+      line(wire,
+           {[this] {
+                const std::lock_guard lock(mutex);
+                matcher.lastPacketGoesOut();
+            },
+            [this](const ByteArray& message) { takeMessage(message); },
+            [this](const std::string& why) {
+                Lock lock(mutex);
+                lose(why);
+                settle(lock, {});
+            }},
+           counted, keeper) {}
+
+Core::~Core() {
+    close();
+}
+
+void Core::start() {
+    sender.post([this] { openLine(); });
+}
+
+void Core::close() {
+    const std::lock_guard once(closeMutex);
+    {
+        Lock lock(mutex);
+        if (closing) return;
+        closing = true;
+        setState(LinkState::Closed, "the client was closed");
+        matcher.cancelAll(Clock::now());
+        settle(lock, {});
+    }
+    line.stopWriting();
+    std::promise<void> closed;
+    sender.post([this, &closed] {
+        line.close();
+        closed.set_value();
+    });
+    closed.get_future().wait();
+    sender.stop();
+    keeper.stop();
+    callbacks.stop();
+    std::map<uint64_t, std::shared_ptr<Subscription::State>> told;
+    {
+        const std::lock_guard lock(mutex);
+        told.swap(subscribers);
+    }
+    for (const auto& [id, subscriber] : told) subscriber->stop();
+}
+
+Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by) {
+    const Time now = Clock::now();
+    const Id id = matcher.add(std::move(question), now);
+    dones.emplace(id, std::move(done));
+    if (by) {
+        cancellations.emplace(id, by);
+        if (!by->enter(weak_from_this(), id)) matcher.cancel(id, now);
+    }
+    if (closing) matcher.cancel(id, now);
+    return id;
+}
+
+void Core::submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done) {
+    Lock lock(mutex);
+    add(std::move(question), std::move(done), by);
+    settle(lock, {});
+}
+
+Matcher::End Core::wait(Question question, const std::shared_ptr<Cancellation::State>& by) {
+    const auto slot = std::make_shared<Slot>();
+    const ByteArray message = question.message;
+    Lock lock(mutex);
+    const Id id = add(
+        std::move(question), [slot](const Matcher::End& end) { slot->put(end); }, by);
+    const bool isTurn = settle(lock, id);
+    if (!isTurn) return slot->take();
+
+    writeNow(message);
+    for (;;) {
+        lock.lock();
+        const std::optional<Time> time = matcher.timeOf(id);
+        lock.unlock();
+        if (!time || slot->waitUntil(*time)) return slot->take();
+        timeIsUp();
+    }
+}
+
+void Core::cancel(Id id) {
+    Lock lock(mutex);
+    matcher.cancel(id, Clock::now());
+    settle(lock, {});
+}
+
+// After everything that changes what is asked: tells what has ended, and has the next message written. Releases the
+// lock.
+// @return whether the caller is to write his own message
+bool Core::settle(Lock& lock, std::optional<Id> own) {
+    const Time now = Clock::now();
+    std::vector<std::pair<Done, Matcher::End>> ended;
+    for (const Matcher::End& end : matcher.takeEnds()) {
+        const auto found = dones.find(end.id);
+        ended.emplace_back(std::move(found->second), end);
+        dones.erase(found);
+        selfTimed.erase(end.id);
+        const auto cancellation = cancellations.find(end.id);
+        if (cancellation == cancellations.end()) continue;
+        cancellation->second->leave(*this, end.id);
+        cancellations.erase(cancellation);
+    }
+    const std::optional<Id> next = matcher.nextToSend(now);
+    const bool isOwn = next && next == own;
+    if (isOwn)
+        selfTimed.insert(*own);
+    else if (next)
+        sender.post([this, message = matcher.question(*next).message] { writeNow(message); });
+    if (next && !isOwn) selfTimed.erase(*next);
+    arm(now);
+    lock.unlock();
+    for (const auto& [done, end] : ended) done(end);
+    return isOwn;
+}
+
+// The keeper wakes for those that nobody waits for with a clock. What it is armed for already comes early enough.
+void Core::arm(Time now) {
+    const std::optional<Time> next = matcher.nextTime(selfTimed);
+    if (!next || closing || (armed && *armed <= *next && *armed > now)) return;
+    armed = next;
+    keeper.postAt(*next, [this] { timeIsUp(); });
+}
+
+void Core::timeIsUp() {
+    Lock lock(mutex);
+    const Time now = Clock::now();
+    if (armed && *armed <= now) armed.reset();
+    matcher.tick(now);
+    settle(lock, {});
+}
+
+void Core::writeNow(const ByteArray& message) {
+    const Line::Sent sent = line.write(message);
+    Lock lock(mutex);
+    matcher.written(sent.result, sent.refusals, Clock::now());
+    unanswered = sent.result == Written::Unknown ? unanswered + 1 : 0;
+    if (unanswered >= settings.unansweredWrites && (state == LinkState::Up || state == LinkState::Opening)) {
+        countUp(counted.resynchronisations);
+        lose("the host did not accept " + std::to_string(unanswered) + " messages in a row");
+    }
+    settle(lock, {});
+}
+
+void Core::takeMessage(const ByteArray& message) {
+    countUp(counted.messagesIn);
+    Lock lock(mutex);
+    if (!matcher.received(message, Clock::now())) takeHostsMessage(message);
+    settle(lock, {});
+}
+
+void Core::takeHostsMessage(const ByteArray& message) {
+    const MessageId id = HostLinkMessage::messageId(message);
+    for (const auto& [key, listener] : listeners)
+        if (listener.first == id) listener.second(message);
+    if (id != MSG_StateChanged) return;
+    if (const auto items = readItems(message)) tellSubscribers(table.take(*items, false));
+}
+
+void Core::tellSubscribers(const std::vector<SubscriptionTable::Told>& told) {
+    for (const SubscriptionTable::Told& one : told) {
+        const auto found = subscribers.find(one.subscriber);
+        if (found != subscribers.end()) found->second->push({StateId(one.state), one.value, one.wasRead, 0});
+    }
+}
+
+// On the sender.
+void Core::openLine() {
+    const std::string problem = line.open();
+    Lock lock(mutex);
+    if (closing) return;
+    isReopening = false;
+    if (!problem.empty()) {
+        lose(problem);
+    } else {
+        ++linkNumber;
+        unanswered = 0;
+        wasHeard = false;
+        isRestoring = true;
+        matcher.setLink(Matcher::Link::Probing, Clock::now());
+        advance();
+    }
+    settle(lock, {});
+}
+
+// With the lock. Asks the host for what it has not been asked for; a new host, besides, whether it is there at all.
+// When there is nothing left, the link is up.
+void Core::advance() {
+    if (closing || isPausing || !(isRestoring || state == LinkState::Up)) return;
+    if (const auto step = table.nextStep()) {
+        askStep(*step);
+    } else if (isRestoring && !wasHeard) {
+        probe();
+    } else if (isRestoring) {
+        comeUp();
+    }
+}
+
+Question Core::ownQuestion(Question question) const {
+    question.isProbe = true;
+    question.sendings = settings.sendings;
+    question.answerTime = settings.answerTime;
+    question.deadline = Clock::now() + settings.deadline;
+    return question;
+}
+
+void Core::askStep(const SubscriptionTable::Step& step) {
+    add(
+        ownQuestion(listQuestion(step.id, step.states)),
+        [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
+}
+
+void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const Matcher::End& end) {
+    Lock lock(mutex);
+    if (closing || number != linkNumber) return;
+    using Ended = SubscriptionTable::Ended;
+    const bool isDone = end.how == Matcher::How::Answered;
+    const bool isUnsupported = end.how == Matcher::How::Unsupported;
+    table.stepEnded(step, isDone ? Ended::Done : isUnsupported ? Ended::Unsupported : Ended::Failed);
+    if (isDone && step.id == MSG_GetState) tellSubscribers(table.take(*readItems(end.answer), true));
+    changed.notify_all();
+    wasHeard = wasHeard || isDone || isUnsupported;
+    if (isDone || isUnsupported) {
+        advance();
+    } else if (isRestoring) {
+        lose("the host does not answer");
+    } else {
+        isPausing = true;
+        keeper.postAt(Clock::now() + settings.answerTime, [this] {
+            Lock again(mutex);
+            isPausing = false;
+            advance();
+            settle(again, {});
+        });
+    }
+    settle(lock, {});
+}
+
+// Whether there is a host at the other end: it is asked something. Whatever it answers will do.
+void Core::probe() {
+    add(
+        ownQuestion(getQuestion({settings.probe.number()})),
+        [this, number = linkNumber](const Matcher::End& end) { probeEnded(number, end); }, nullptr);
+}
+
+void Core::probeEnded(uint64_t number, const Matcher::End& end) {
+    Lock lock(mutex);
+    if (closing || number != linkNumber) return;
+    using How = Matcher::How;
+    wasHeard = end.how == How::Answered || end.how == How::Part || end.how == How::Unsupported;
+    if (wasHeard)
+        advance();
+    else
+        lose("the host does not answer");
+    settle(lock, {});
+}
+
+void Core::setState(LinkState now, const std::string& why) {
+    const bool isNews = state != now || stateText != why;
+    state = now;
+    stateText = why;
+    changed.notify_all();
+    if (!isNews) return;
+    for (const auto& [key, told] : linkListeners) told(now, why);
+    const LogLevel level = now == LinkState::Down ? LogLevel::Warning : LogLevel::Info;
+    // On a thread of its own: an appender may take long, and the program's function may ask for the link's state.
+    callbacks.post([this, level, text = wireName + ": " + why] {
+        writeLog(level, text);
+        if (settings.log) settings.log(level, text);
+    });
+}
+
+void Core::comeUp() {
+    isRestoring = false;
+    backoff.reset();
+    matcher.setLink(Matcher::Link::Up, Clock::now());
+    setState(LinkState::Up, "the host answers");
+}
+
+// With the lock. The link goes, and a new one is made after a pause.
+void Core::lose(const std::string& why) {
+    if (closing || isReopening) return;
+    if (isRestoring || state == LinkState::Up) countUp(counted.losses);
+    isReopening = true;
+    isRestoring = false;
+    isPausing = false;
+    ++linkNumber;
+    unanswered = 0;
+    table.linkLost();
+    matcher.setLink(Matcher::Link::Down, Clock::now());
+    setState(LinkState::Down, why);
+    sender.post([this] { line.close(); });
+    keeper.postAt(Clock::now() + backoff.next(), [this] { sender.post([this] { openLine(); }); });
+}
+
+std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>& states,
+                                                     std::function<void(const Change&)> told, Keep keep) {
+    const std::string problem = problemOf(states);
+    std::optional<Failure> wrong;
+    if (!problem.empty()) wrong = Failure(Outcome::BadArgument, "subscribe: " + problem);
+    if (!told && !wrong) wrong = Failure(Outcome::BadArgument, "subscribe: there is no callback to be told");
+    Lock lock(mutex);
+    auto made = std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told));
+    if (wrong || closing) return made;
+    made->start();
+    for (auto old = subscribers.begin(); old != subscribers.end();)
+        old = old->second->isOver() ? subscribers.erase(old) : std::next(old);
+    subscribers.emplace(made->id, made);
+    tellSubscribers(table.add(made->id, numbersOf(states)));
+    advance();
+    settle(lock, {});
+    return made;
+}
+
+void Core::unsubscribe(uint64_t id) {
+    std::shared_ptr<Subscription::State> gone; // goes without the lock
+    Lock lock(mutex);
+    table.remove(id);
+    const auto found = subscribers.find(id);
+    // One that its own callback ends is waited for by close(), as all callbacks are.
+    if (found != subscribers.end() && !found->second->isOnItsThread()) {
+        gone = std::move(found->second);
+        subscribers.erase(found);
+    }
+    advance();
+    settle(lock, {});
+}
+
+Result<void> Core::awaitSubscription(uint64_t id, std::chrono::milliseconds within) const {
+    using Standing = SubscriptionTable::Standing;
+    Lock lock(mutex);
+    changed.wait_for(lock, within, [this, id] { return closing || table.standingOf(id) != Standing::Pending; });
+    switch (table.standingOf(id)) {
+    case Standing::Established:
+        if (!closing) return {};
+        [[fallthrough]];
+    case Standing::Gone: return Failure(Outcome::Cancelled, "subscribe: the subscription has ended");
+    case Standing::Refused:
+        return Failure(Outcome::Unsupported, "subscribe: the host does not support a subscription to one of these "
+                                             "states; it will be asked again over a new link");
+    case Standing::Pending: break;
+    }
+    if (state != LinkState::Up)
+        return Failure(Outcome::LinkDown, "subscribe: there is no link to the host (" + stateText +
+                                              "). It is asked as soon as there is one");
+    return Failure(Outcome::Unanswered, "subscribe: the host has not confirmed it yet. It is asked again");
+}
+
+std::optional<Value> Core::lastValue(uint16_t of) const {
+    const std::lock_guard lock(mutex);
+    return table.last(of);
+}
+
+LinkState Core::linkState() const {
+    const std::lock_guard lock(mutex);
+    return state;
+}
+
+std::string Core::linkText() const {
+    const std::lock_guard lock(mutex);
+    return stateText;
+}
+
+bool Core::waitUntilUp(std::chrono::milliseconds within) const {
+    Lock lock(mutex);
+    changed.wait_for(lock, within, [this] { return state == LinkState::Up || state == LinkState::Closed; });
+    return state == LinkState::Up;
+}
+
+void Core::ask(Question question, Done done) {
+    submit(std::move(question), nullptr,
+           [this, done = std::move(done)](const Matcher::End& end) { keeper.post([done, end] { done(end); }); });
+}
+
+Session::Handle Core::addListener(MessageId id, MessageTold told) {
+    const std::lock_guard lock(mutex);
+    const uint64_t key = ++lastHandle;
+    listeners.emplace(key, std::make_pair(id, std::move(told)));
+    return {nullptr, [inside = weak_from_this(), key](void*) {
+                const auto core = inside.lock();
+                if (!core) return;
+                decltype(core->listeners)::node_type gone; // what it holds goes without the lock
+                const std::lock_guard guard(core->mutex);
+                gone = core->listeners.extract(key);
+            }};
+}
+
+Session::Handle Core::addLinkListener(LinkTold told) {
+    const std::lock_guard lock(mutex);
+    const uint64_t key = ++lastHandle;
+    told(state, stateText);
+    linkListeners.emplace(key, std::move(told));
+    return {nullptr, [inside = weak_from_this(), key](void*) {
+                const auto core = inside.lock();
+                if (!core) return;
+                decltype(core->linkListeners)::node_type gone; // what it holds goes without the lock
+                const std::lock_guard guard(core->mutex);
+                gone = core->linkListeners.extract(key);
+            }};
+}
+
+// The handle's state is shared with the calls that wait on the keeper: what has been let go is not called any more.
+Session::Handle Core::listen(MessageId id, std::function<void(const ByteArray&)> told) {
+    const auto listening = std::make_shared<Listening::State>();
+    listening->handle = addListener(id, [this, listening, told = std::move(told)](const ByteArray& message) {
+        keeper.post([listening, told, message] { listening->call([&] { told(message); }); });
+    });
+    return {nullptr, [listening](void*) { listening->end(); }};
+}
+
+Session::Handle Core::watchLink(std::function<void(bool)> told) {
+    const auto listening = std::make_shared<Listening::State>();
+    listening->handle = addLinkListener([this, listening, told = std::move(told)](LinkState now, const std::string&) {
+        keeper.post([listening, told, up = now == LinkState::Up] { listening->call([&] { told(up); }); });
+    });
+    return {nullptr, [listening](void*) { listening->end(); }};
+}
+
+std::shared_ptr<Listening::State> Core::tell(MessageId id, std::function<void(const ByteArray&)> told) {
+    auto listening = std::make_shared<Listening::State>();
+    listening->handle = addListener(id, [this, listening, told = std::move(told)](const ByteArray& message) {
+        callbacks.post([listening, told, message] { listening->call([&] { told(message); }); });
+    });
+    return listening;
+}
+
+std::shared_ptr<Listening::State> Core::tellLink(std::function<void(LinkState, const std::string&)> told) {
+    auto listening = std::make_shared<Listening::State>();
+    listening->handle =
+        addLinkListener([this, listening, told = std::move(told)](LinkState now, const std::string& why) {
+            callbacks.post([listening, told, now, why] { listening->call([&] { told(now, why); }); });
+        });
+    return listening;
+}
+
+Session::Handle Core::postAt(Time when, Task task) {
+    const Worker::Timer timer = keeper.postAt(when, std::move(task));
+    return {nullptr, [this, timer](void*) { keeper.cancel(timer); }};
+}
+
+Session& sessionOf(const Client& client) {
+    return *client.core();
+}
+
+} // namespace hostlink
