@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ChunkSize.h"
+
 namespace hostlink::exchange {
 
 namespace {
@@ -12,6 +14,14 @@ constexpr unsigned wellBeforeLarger = 8;
 constexpr unsigned mostDoublings = 5;
 
 } // namespace
+
+TunnelPace paceFor(int maxPacketSize) {
+    TunnelPace pace;
+    pace.smallestChunk = fittingChunk(maxPacketSize, tunnelOverheadBytes, 1);
+    pace.largestChunk = std::max(fittingChunk(maxPacketSize, tunnelOverheadBytes, usualChunk), pace.smallestChunk);
+    pace.buffer = std::max(pace.buffer, 4 * pace.largestChunk);
+    return pace;
+}
 
 TunnelOutgoing::TunnelOutgoing(const TunnelPace& tunnelPace, uint32_t firstPosition, bool opens, Time now)
     : pace(tunnelPace),

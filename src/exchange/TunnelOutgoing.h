@@ -26,6 +26,9 @@ struct TunnelPace {
     Time patience = std::chrono::seconds(30);        ///< how long the other end may say nothing at all
 };
 
+/// Chunks that fill the packets of a link.
+TunnelPace paceFor(int maxPacketSize);
+
 /// Requests of one connection, at most one of them unanswered: to open it, the bytes in order, their end.
 ///
 /// Bytes are kept until the other end has acknowledged them by their position, so a request can be repeated in another

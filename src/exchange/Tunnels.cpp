@@ -41,8 +41,8 @@ std::optional<uint16_t> Tunnels::open(Time now) {
     if (full()) return std::nullopt;
     while (find(nextNumber) != nullptr) ++nextNumber;
     const uint16_t number = nextNumber++;
-    nextPosition += positionStep;
     all.try_emplace(number, State::Open, options.pace, nextPosition, true, now);
+    nextPosition += positionStep;
     return number;
 }
 
