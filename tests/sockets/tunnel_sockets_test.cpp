@@ -41,15 +41,17 @@ struct Peer {
     void read() {
         std::array<uint8_t, 4096> buffer{};
         ssize_t count = 0;
-        while (!ended && error == 0 && (count = ::recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT)) != -1) {
+        while (!ended && error == 0 &&
+               (count = ::recv(socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT)) != -1) {
             ended = count == 0;
             received.insert(received.end(), buffer.begin(), buffer.begin() + count);
         }
         if (count < 0 && errno != EAGAIN) error = errno;
     }
     // How many the kernel takes now.
-    size_t write(const ByteArray& data, size_t from = 0) const {
+    size_t write(const ByteArray& data, size_t from = 0) {
         const ssize_t count = ::send(socket.get(), data.data() + from, data.size() - from, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count < 0 && errno != EAGAIN && errno != ENOTCONN) error = errno;
         return count < 0 ? 0 : static_cast<size_t>(count);
     }
     void finish() const { ::shutdown(socket.get(), SHUT_WR); }
@@ -63,11 +65,16 @@ struct Line {
     TunnelSockets host;
     uint16_t port = 0;
 
-    explicit Line(std::vector<TcpAddress> serverAddresses = {})
-        : host(atHost, serverAddresses.empty() ? addressesOf("127.0.0.1", portOf(server)) : serverAddresses) {
+    explicit Line(std::vector<TcpAddress> triedBefore = {}, bool thenTheServer = true)
+        : host(atHost, addresses(std::move(triedBefore), thenTheServer)) {
         Socket listening = listenAt("127.0.0.1", 0);
         port = portOf(listening);
         module.accept(std::move(listening));
+    }
+
+    std::vector<TcpAddress> addresses(std::vector<TcpAddress> list, bool thenTheServer) const {
+        if (thenTheServer) list.push_back(addressesOf("127.0.0.1", portOf(server)).front());
+        return list;
     }
 
     Peer connect() const { return Peer{beginToConnect(addressesOf("127.0.0.1", port).front()), {}, false, 0}; }
@@ -91,12 +98,13 @@ struct Line {
     }
     bool until(const std::function<bool()>& reached) {
         const Time end = now() + patience;
-        while (!reached() && now() < end) {
+        bool done = reached();
+        for (; !done && now() < end; done = reached()) {
             turn();
             std::array<pollfd, 2> descriptors{{{module.descriptor(), POLLIN, 0}, {host.descriptor(), POLLIN, 0}}};
             ::poll(descriptors.data(), descriptors.size(), 1);
         }
-        return reached();
+        return done;
     }
     Peer acceptAtServer() {
         Peer peer;
@@ -119,6 +127,12 @@ struct Line {
         });
     }
 };
+
+// Where nobody listens: a port that the system gave and that has been given back.
+TcpAddress nobody() {
+    const Socket gone = listenAt("127.0.0.1", 0);
+    return addressesOf("127.0.0.1", portOf(gone)).front();
+}
 
 } // namespace
 
@@ -154,17 +168,17 @@ TEST(TunnelSockets, EachDirectionEndsByItself) {
 
 TEST(TunnelSockets, CarryMoreThanAllBuffersHold) {
     Line line;
+    const int small = 4096;
+    ::setsockopt(line.server.get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
     Peer program = line.connect();
     Peer server = line.acceptAtServer();
-    const ByteArray much = patternBytes(3000000);
+    const ByteArray much = patternBytes(12000000); // the kernel holds some, 4 MB at most to the server
     size_t written = 0;
     // The server does not read: it all comes to a stop.
     ASSERT_TRUE(line.until([&] {
-        const size_t before = written;
         written += program.write(much, written);
-        return written == before && line.atModule.room(1) == 0 && line.atHost.toSocket(1).size() > 0;
+        return line.atModule.room(1) == 0 && line.atHost.toSocket(1).size() > 0;
     }));
-    EXPECT_LT(written, much.size() + 1);
     ASSERT_TRUE(line.until([&] {
         written += program.write(much, written);
         server.read();
@@ -188,29 +202,22 @@ TEST(TunnelSockets, AServerThatBreaksBreaksTheProgramsConnection) {
     EXPECT_TRUE(line.until([&] { return line.atModule.connections() + line.atHost.connections() == 0; }));
 }
 
-// The server reads nothing and has gone when the rest is to be written.
+// It has closed without waiting for the rest: an end at first, and broken when the rest comes.
 TEST(TunnelSockets, AServerThatHasGoneBreaksTheProgramsConnectionToo) {
     Line line;
     Peer program = line.connect();
     Peer server = line.acceptAtServer();
-    const ByteArray much = patternBytes(100000);
-    size_t written = 0;
-    server = Peer(); // closed for good
+    server = Peer();
+    const ByteArray more = patternBytes(1000);
     EXPECT_TRUE(line.until([&] {
-        written += program.write(much, written % 1000);
-        program.read();
-        return program.ended || program.error != 0;
+        program.write(more);
+        return program.error == ECONNRESET || program.error == EPIPE;
     }));
-    EXPECT_NE(program.error, 0);
+    EXPECT_TRUE(line.until([&] { return line.atModule.connections() + line.atHost.connections() == 0; }));
 }
 
 TEST(TunnelSockets, WithoutAServerTheProgramsConnectionBreaks) {
-    uint16_t nobody = 0;
-    {
-        const Socket gone = listenAt("127.0.0.1", 0);
-        nobody = portOf(gone);
-    }
-    Line line(addressesOf("127.0.0.1", nobody));
+    Line line({nobody()}, false);
     Peer program = line.connect();
     program.write(bytes("01"));
     ASSERT_TRUE(line.ended(program));
@@ -219,17 +226,9 @@ TEST(TunnelSockets, WithoutAServerTheProgramsConnectionBreaks) {
 }
 
 TEST(TunnelSockets, TheNextAddressIsTriedWhenOneDoesNotAnswer) {
-    Line line;
-    TcpAddress cannot; // of no kind
-    cannot.bytes.ss_family = 12345;
-    uint16_t nobody = 0;
-    {
-        const Socket gone = listenAt("127.0.0.1", 0);
-        nobody = portOf(gone);
-    }
-    const auto refuses = addressesOf("127.0.0.1", nobody).front();
-    const auto good = addressesOf("127.0.0.1", portOf(line.server)).front();
-    line.host = TunnelSockets(line.atHost, {cannot, refuses, good});
+    TcpAddress ofNoKind;
+    ofNoKind.bytes.ss_family = 12345;
+    Line line({ofNoKind, nobody()});
     const Peer program = line.connect();
     EXPECT_TRUE(line.acceptAtServer().socket);
 }
