@@ -6,6 +6,8 @@ for library in "$@"; do
     case $library in
     *hostLinkLib*)
         public='^(hostLink|dataTransfer|genDataTransfer)|^(typeinfo( name)? for |vtable for )?(HostLink|UartPhysicalLayer|DummyPhysicalLayer|SyncSerialLayer|I2cPhysicalLayer|SpiPhysicalLayer)|ToString(\[abi|$)|^(stateBitFlag|messageIdToTagMap)|^ValueMessageParsing|^typeinfo( name)? for ValueMessageParsing' ;;
+    *hostLinkClient*)
+        public='^(typeinfo( name)? for |vtable for )?hostlink::' ;;
     *serialComm*)
         public='^(typeinfo( name)? for |vtable for )?(Uart|SerialBus|I2c|Spi)(::|$)|^uartEnd\(|^dbglog_scopedFunction' ;;
     *) echo "check-exports.sh: no list for $library" >&2; exit 2 ;;

@@ -22,6 +22,7 @@ scripts/build.sh release
 python3 scripts/check-stairs.py --links build/release
 scripts/check-exports.sh build/release/lib/libzent_hostLinkLib.so
 [ ! -f build/release/lib/libzent_serialComm.so ] || scripts/check-exports.sh build/release/lib/libzent_serialComm.so
+scripts/check-exports.sh build/release/lib/libzent_hostLinkClient.so
 
 echo "== cppcheck"
 cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \

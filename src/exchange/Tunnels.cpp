@@ -147,7 +147,7 @@ void Tunnels::takeRequest(const TunnelRequest& request, Time now) {
     switch (request.command) {
     case TunnelCommand::Open: takeOpen(request, now); return;
     case TunnelCommand::Data:
-    case TunnelCommand::Finish: takeData(request); return;
+    case TunnelCommand::Finish: takeData(request, now); return;
     case TunnelCommand::Close:
         answerStranger(request.connection, TCP_Success);
         if (find(request.connection) != nullptr) breakOff(request.connection);
@@ -165,6 +165,7 @@ void Tunnels::takeOpen(const TunnelRequest& request, Time now) {
         return;
     }
     if (known != nullptr) breakOff(number);
+    if (full()) makeRoom(now);
     if (full()) {
         ++totals.refused;
         answerStranger(number, TCP_TranferFailed);
@@ -174,7 +175,15 @@ void Tunnels::takeOpen(const TunnelRequest& request, Time now) {
     events.push_back({TunnelEvent::Kind::Connect, number});
 }
 
-void Tunnels::takeData(const TunnelRequest& request) {
+// A program at the other end that went without a word has left its connections here. The one heard of longest ago goes,
+// when that was long enough ago.
+void Tunnels::makeRoom(Time now) {
+    const auto oldest = std::min_element(
+        all.begin(), all.end(), [](const auto& a, const auto& b) { return a.second.heardAt < b.second.heardAt; });
+    if (oldest != all.end() && now - oldest->second.heardAt >= options.pace.patience) breakOff(oldest->first);
+}
+
+void Tunnels::takeData(const TunnelRequest& request, Time now) {
     Connection* connection = find(request.connection);
     if (connection == nullptr || connection->state != State::Open) {
         ++totals.stale;
@@ -182,6 +191,7 @@ void Tunnels::takeData(const TunnelRequest& request) {
         return;
     }
     const size_t before = connection->incoming.waiting().size();
+    connection->heardAt = now;
     connection->incoming.take(request);
     totals.bytesReceived += connection->incoming.waiting().size() - before;
     owe(request.connection, *connection, TCP_Success);
@@ -196,6 +206,7 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
         // Answers to earlier requests carry a position.
         if (answer.position == 0 && answer.room == 0) all.erase(answer.connection);
     } else if (answer.result == TCP_Success) {
+        connection->heardAt = now;
         takeSuccess(answer.connection, *connection, answer, now);
     } else if (answer.result == TCP_InvalidMessage) {
         connection->outgoing.damaged(now);

@@ -107,12 +107,14 @@ private:
             : state(began),
               outgoing(pace, position, opens, now),
               incoming(pace.buffer, position),
-              firstPosition(position) {}
+              firstPosition(position),
+              heardAt(now) {}
 
         State state;
         TunnelOutgoing outgoing;
         TunnelIncoming incoming;
         uint32_t firstPosition;
+        Time heardAt;
         std::optional<TunnelAnswer> owed; // to the request received last
         bool shutDown = false;            // the socket's direction that ends here
         unsigned closings = 0;            // times that "Close" has been sent
@@ -122,7 +124,8 @@ private:
 
     void takeRequest(const TunnelRequest& request, Time now);
     void takeOpen(const TunnelRequest& request, Time now);
-    void takeData(const TunnelRequest& request);
+    void makeRoom(Time now);
+    void takeData(const TunnelRequest& request, Time now);
     void takeDamaged(const ByteArray& message);
     void takeAnswer(const TunnelAnswer& answer, Time now);
     void takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now);

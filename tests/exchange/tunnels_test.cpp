@@ -178,6 +178,22 @@ TEST(Tunnels, TooManyAreRefusedAtBothEnds) {
     EXPECT_EQ(pair.host.tunnels.counts().refused, 1u);
 }
 
+// A program that went without a word has left its connections at the host.
+TEST(Tunnels, OneThatWasSilentForLongMakesRoomAtTheHost) {
+    Pair pair;
+    for (int i = 0; i < 3; ++i) pair.open();
+    pair.now += seconds(20);
+    pair.say(pair.module, 1, bytes("01"));
+    pair.say(pair.host, 2, bytes("01"));
+    pair.exchange();
+    pair.now += seconds(9);
+    answerTo(pair.host, request(9, TunnelCommand::Open), pair.now);
+    EXPECT_EQ(pair.host.events(), "");
+    pair.now += seconds(1);
+    EXPECT_EQ(answerTo(pair.host, request(9, TunnelCommand::Open), pair.now), "none");
+    EXPECT_EQ(pair.host.events(), "break 3, connect 9");
+}
+
 TEST(Tunnels, ANumberInUseIsNotGivenOutAgain) {
     Pair pair;
     TunnelOptions given = options();

@@ -32,6 +32,16 @@ function(zent_all_headers_alone)
         endif()
     endforeach()
 
+    foreach(room values clientMachines client)
+        string(REPLACE "clientMachines" "machines" folder ${room})
+        string(REGEX REPLACE "^client$" "session" folder ${folder})
+        file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/lib/hostlinkclient/${folder}/*.h)
+        zent_public_headers(public ${room})
+        list(TRANSFORM public PREPEND ${PROJECT_SOURCE_DIR}/src/lib/)
+        zent_headers_alone(headers_alone_${room} BASE ${PROJECT_SOURCE_DIR}/src/lib
+            LINK inside_${room} PkgConfig::log4cplus HEADERS ${headers} ${public})
+    endforeach()
+
     # The function core's headers from C99 as well.
     zent_public_headers(public core)
     foreach(header IN LISTS public)

@@ -1,0 +1,161 @@
+#include "hostlinkclient/Client.h"
+
+#include <utility>
+
+#include "hostlinkclient/session/Confirmation.h"
+#include "hostlinkclient/session/Core.h"
+#include "hostlinkclient/session/Requests.h"
+
+namespace hostlink {
+
+namespace {
+
+// The three forms of a request, over the same core.
+template <typename T> Result<T> wait(Core& core, Request<T> request, const Call& call) {
+    if (request.wrong) return *request.wrong;
+    const Matcher::End end = core.wait(std::move(request.question), call.isCancelledBy());
+    return request.read(end, core.linkText());
+}
+
+template <typename T>
+void begin(Core& core, Request<T> request, const Call& call, std::function<void(Result<T>)> done) {
+    if (request.wrong) {
+        done(*request.wrong);
+        return;
+    }
+    core.submit(std::move(request.question), call.isCancelledBy(),
+                [&core, read = std::move(request.read), done = std::move(done)](const Matcher::End& end) {
+                    done(read(end, core.linkText()));
+                });
+}
+
+// Where a result goes that is waited for.
+template <typename T> std::pair<std::function<void(Result<T>)>, std::future<Result<T>>> promised() {
+    const auto promise = std::make_shared<std::promise<Result<T>>>();
+    return {[promise](Result<T> result) { promise->set_value(std::move(result)); }, promise->get_future()};
+}
+
+// Where one goes that a callback gets, on the thread for callbacks.
+template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std::function<void(Result<T>)> done) {
+    return [&core, done = std::move(done)](Result<T> result) {
+        core.callBack([done, result = std::move(result)] { done(result); });
+    };
+}
+
+// One value of many.
+Result<Value> onlyOne(const Result<StateValues>& values) {
+    if (!values) return *values.failure();
+    return values->front().value;
+}
+
+std::function<void(Result<StateValues>)> onlyOneTo(std::function<void(Result<Value>)> done) {
+    return [done = std::move(done)](const Result<StateValues>& values) { done(onlyOne(values)); };
+}
+
+void beginSet(const std::shared_ptr<Core>& core, const StateValues& values, const Call& call,
+              std::function<void(Result<void>)> done) {
+    Request<void> request = setRequest(values, call, core->options());
+    if (call.isConfirmed() && !request.wrong)
+        confirm(core, std::move(request), values, call, std::move(done));
+    else
+        begin(*core, std::move(request), call, std::move(done));
+}
+
+} // namespace
+
+Client::Client(const Wire& wire, const Options& options) : inside(std::make_shared<Core>(wire, options)) {
+    inside->start();
+}
+
+Client::~Client() {
+    inside->close();
+}
+
+void Client::close() {
+    inside->close();
+}
+
+Result<Value> Client::get(const StateId& state, const Call& call) {
+    return onlyOne(getMany({state}, call));
+}
+
+std::future<Result<Value>> Client::getAsync(const StateId& state, const Call& call) {
+    auto [done, future] = promised<Value>();
+    begin(*inside, getRequest({state}, call, inside->options()), call, onlyOneTo(std::move(done)));
+    return std::move(future);
+}
+
+void Client::getAsync(const StateId& state, Callback<Value> done, const Call& call) {
+    begin(*inside, getRequest({state}, call, inside->options()), call, onlyOneTo(calledBack(*inside, std::move(done))));
+}
+
+Result<StateValues> Client::getMany(const States& states, const Call& call) {
+    return wait(*inside, getRequest(states, call, inside->options()), call);
+}
+
+std::future<Result<StateValues>> Client::getManyAsync(const States& states, const Call& call) {
+    auto [done, future] = promised<StateValues>();
+    begin(*inside, getRequest(states, call, inside->options()), call, std::move(done));
+    return std::move(future);
+}
+
+void Client::getManyAsync(const States& states, Callback<StateValues> done, const Call& call) {
+    begin(*inside, getRequest(states, call, inside->options()), call, calledBack(*inside, std::move(done)));
+}
+
+Result<void> Client::set(const StateId& state, const Value& value, const Call& call) {
+    return setMany({{state, value}}, call);
+}
+
+std::future<Result<void>> Client::setAsync(const StateId& state, const Value& value, const Call& call) {
+    return setManyAsync({{state, value}}, call);
+}
+
+void Client::setAsync(const StateId& state, const Value& value, Callback<void> done, const Call& call) {
+    setManyAsync({{state, value}}, std::move(done), call);
+}
+
+Result<void> Client::setMany(const StateValues& values, const Call& call) {
+    if (call.isConfirmed()) return setManyAsync(values, call).get();
+    return wait(*inside, setRequest(values, call, inside->options()), call);
+}
+
+std::future<Result<void>> Client::setManyAsync(const StateValues& values, const Call& call) {
+    auto [done, future] = promised<void>();
+    beginSet(inside, values, call, std::move(done));
+    return std::move(future);
+}
+
+void Client::setManyAsync(const StateValues& values, Callback<void> done, const Call& call) {
+    beginSet(inside, values, call, calledBack(*inside, std::move(done)));
+}
+
+Result<void> Client::sendInputEvent(ButtonState event, const Value& key, const Call& call) {
+    return wait(*inside, inputEventRequest(event, key, call, inside->options()), call);
+}
+
+Result<void> Client::setLed(LedApiCmd command, const Value& value, const Call& call) {
+    return wait(*inside, ledRequest(command, value, call, inside->options()), call);
+}
+
+Result<ByteArray> Client::ask(const ByteArray& message, const Call& call) {
+    return wait(*inside, askRequest(message, call, inside->options()), call);
+}
+
+Result<void> Client::send(const ByteArray& message, const Call& call) {
+    return wait(*inside, sendRequest(message, call, inside->options()), call);
+}
+
+LinkState Client::linkState() const {
+    return inside->linkState();
+}
+
+std::string Client::linkText() const {
+    return inside->linkText();
+}
+
+bool Client::waitUntilUp(std::chrono::milliseconds within) const {
+    return inside->waitUntilUp(within);
+}
+
+} // namespace hostlink

@@ -1,0 +1,129 @@
+/// @file
+/// The inside of a client: who is asked, who is told, and whether there is a link.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "hostlinkclient/Client.h"
+#include "hostlinkclient/machines/Backoff.h"
+#include "hostlinkclient/machines/Matcher.h"
+#include "hostlinkclient/session/Counters.h"
+#include "hostlinkclient/session/Line.h"
+#include "hostlinkclient/session/Session.h"
+#include "hostlinkclient/session/Worker.h"
+
+namespace hostlink {
+
+/// A place where a request's end is waited for.
+class Slot;
+
+class Core : public Session, public std::enable_shared_from_this<Core> {
+public:
+    using Done = std::function<void(const Matcher::End&)>;
+
+    Core(const Wire& wire, const Options& options);
+    Core(const Core&) = delete;
+    Core& operator=(const Core&) = delete;
+    ~Core() override;
+
+    /// Begins to open the link.
+    void start();
+    /// Ends everything; a second call waits for the first.
+    void close();
+
+    const Options& options() const { return settings; }
+
+    /// Asks; `done` is called once, on any thread and without a lock, and must neither block nor throw.
+    void submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done);
+    /// Asks and waits. On the caller's thread, also for the writing where the line is free: a blocking request costs no
+    /// change of threads but those to the link's own.
+    Matcher::End wait(Question question, const std::shared_ptr<Cancellation::State>& by);
+    void cancel(Matcher::Id id);
+
+    LinkState linkState() const;
+    std::string linkText() const;
+    bool waitUntilUp(std::chrono::milliseconds within) const;
+
+    void log(LogLevel level, const std::string& line) const;
+
+    // Session
+    void ask(Question question, Done done) override;
+    Handle listen(MessageId id, std::function<void(const ByteArray&)> told) override;
+    Handle watchLink(std::function<void(bool up)> told) override;
+    void post(Task task) override { keeper.post(std::move(task)); }
+    Handle postAt(Time when, Task task) override;
+    void callBack(Task task) override { callbacks.post(std::move(task)); }
+    bool keep(Role role, const std::shared_ptr<Companion>& companion) override;
+    void release(Role role, const Companion* companion) override;
+    int maxPacketSize() const override { return packetSize; }
+    uint64_t newFamily() override { return ++families; }
+    Counters& counters() override { return counted; }
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+    using Id = Matcher::Id;
+    struct Listener {
+        MessageId id;
+        std::function<void(const ByteArray&)> told;
+    };
+
+    Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by);
+    bool settle(Lock& lock, std::optional<Id> own);
+    void arm(Time now);
+    void timeIsUp();
+    void writeNow(const ByteArray& message);
+    void takeMessage(const ByteArray& message);
+    void closeCompanions();
+    bool isListenedAnswer(MessageId id) const;
+    void takeHostsMessage(const ByteArray& message, std::vector<Task>& calls);
+
+    void openLine();
+    void restore(uint64_t number);
+    void setState(LinkState now, const std::string& why);
+    void lose(const std::string& why);
+    void restored(uint64_t number, const Matcher::End& end);
+
+    const Options settings;
+    const int packetSize;
+    Counters counted;
+    std::atomic<uint64_t> families{0};
+
+    mutable std::mutex mutex; // guards all from here to the workers; never held while calling out
+    mutable std::condition_variable linkChanged;
+    Matcher matcher;
+    std::map<Id, Done> dones;
+    std::map<Id, std::shared_ptr<Cancellation::State>> cancellations;
+    std::set<Id> selfTimed;    // questions whose waiter looks at the clock itself
+    std::optional<Time> armed; // when the keeper wakes next
+    LinkState state = LinkState::Opening;
+    std::string stateText = "the link is being opened";
+    uint64_t linkNumber = 0; // of the present link; what belongs to another one comes too late
+    int unanswered = 0;      // writes in a row
+    Backoff backoff;
+    std::map<uint64_t, Listener> listeners;
+    std::map<uint64_t, std::function<void(bool)>> linkWatchers;
+    std::map<Role, std::shared_ptr<Companion>> companions;
+    uint64_t lastHandle = 0;
+    bool isReopening = false; // a new link is on its way
+    bool closing = false;
+
+    // Each is ended by close(), in this order backwards.
+    std::mutex closeMutex; // one close() at a time
+    Worker keeper;         // time, the session's tasks, and the end of the device
+    Line line;             // opened and closed by the sender
+    Worker sender;         // writes what nobody waits for, makes and ends links
+    Worker callbacks;      // the program's, one after another
+};
+
+} // namespace hostlink

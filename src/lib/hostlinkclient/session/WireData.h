@@ -1,0 +1,23 @@
+/// @file
+/// What a wire is inside.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <hostlink/HostLinkPhysicalLayer.h>
+
+#include "hostlinkclient/Wire.h"
+
+namespace hostlink {
+
+struct Wire::Data {
+    std::function<std::unique_ptr<HostLinkPhysicalLayer>()> make; ///< null when there is no such link
+    std::string name;                                             ///< for texts: "/dev/ttyS1"
+    std::string device; ///< what is looked at to see whether it is there; empty: nothing
+    bool tellsHangUp;   ///< the device is a terminal, which the kernel tells to have gone
+    int maxPacketSize;  ///< bytes
+};
+
+} // namespace hostlink

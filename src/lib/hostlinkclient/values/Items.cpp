@@ -1,0 +1,124 @@
+#include "hostlinkclient/values/Items.h"
+
+#include <algorithm>
+
+#include <hostlink/HostLinkMessage.h>
+#include <hostlink/HostLinkUInt16Message.h>
+#include <hostlink/HostLinkValueMessage.h>
+
+namespace hostlink {
+
+namespace {
+
+constexpr size_t mostItems = 255;
+constexpr size_t longestMessage = 65535; // bytes
+
+Value valueAt(const HostLinkValueMessage& message, int index, Encoding encoding) {
+    bool ok = false;
+    switch (encoding) {
+    case ENC_Bin16: return Value(message.getBin16(index, &ok));
+    case ENC_Uint8: return Value(Value::Content(message.getUint8(index, &ok)));
+    case ENC_Uint16: return Value(Value::Content(message.getUint16(index, &ok)));
+    case ENC_Uint32: return Value(Value::Content(message.getUint32(index, &ok)));
+    case ENC_Uint64: return Value(Value::Content(uint64_t{message.getUint64(index, &ok)}));
+    case ENC_Int8: return Value(Value::Content(int8_t{message.getInt8(index, &ok)}));
+    case ENC_Int16: return Value(Value::Content(message.getInt16(index, &ok)));
+    case ENC_Int32: return Value(Value::Content(message.getInt32(index, &ok)));
+    case ENC_Int64: return Value(Value::Content(int64_t{message.getInt64(index, &ok)}));
+    case ENC_Nil: break;
+    }
+    return {};
+}
+
+// Appends one value in its encoding.
+struct Appender {
+    HostLinkValueMessage& message;
+    uint16_t tag;
+
+    void operator()(std::monostate) const { message.addValueNil(tag); }
+    void operator()(const ByteArray& bytes) const { message.addValueBin16(tag, bytes); }
+    void operator()(uint8_t number) const { message.addValueUint8(tag, number); }
+    void operator()(uint16_t number) const { message.addValueUint16(tag, number); }
+    void operator()(uint32_t number) const { message.addValueUint32(tag, number); }
+    void operator()(uint64_t number) const { message.addValueUint64(tag, number); }
+    void operator()(int8_t number) const { message.addValueInt8(tag, number); }
+    void operator()(int16_t number) const { message.addValueInt16(tag, number); }
+    void operator()(int32_t number) const { message.addValueInt32(tag, number); }
+    void operator()(int64_t number) const { message.addValueInt64(tag, number); }
+};
+
+} // namespace
+
+std::optional<std::vector<Item>> readItems(const ByteArray& bytes) {
+    const HostLinkValueMessage message(bytes);
+    if (!message.isValid()) return std::nullopt;
+    std::vector<Item> items;
+    for (int i = 0; i < message.size(); ++i) {
+        bool ok = false;
+        const uint16_t tag = message.getTag(i, &ok);
+        if (!ok) return std::nullopt;
+        items.push_back({tag, valueAt(message, i, message.getEnc(i, &ok))});
+    }
+    return items;
+}
+
+std::optional<std::vector<uint16_t>> readList(const ByteArray& bytes) {
+    const HostLinkUInt16Message message(bytes);
+    if (!message.isValid()) return std::nullopt;
+    std::vector<uint16_t> numbers;
+    for (int i = 0; i < message.size(); ++i) numbers.push_back(message[i]);
+    return numbers;
+}
+
+bool isList(MessageId id) {
+    return HostLinkUInt16Message(id).isValid();
+}
+
+std::optional<std::vector<uint16_t>> sortedTags(const ByteArray& message) {
+    std::vector<uint16_t> tags;
+    if (isList(HostLinkMessage::messageId(message))) {
+        const auto numbers = readList(message);
+        if (!numbers) return std::nullopt;
+        tags = *numbers;
+    } else {
+        const auto items = readItems(message);
+        if (!items) return std::nullopt;
+        for (const Item& item : *items) tags.push_back(item.tag);
+    }
+    std::sort(tags.begin(), tags.end());
+    return tags;
+}
+
+std::optional<ByteArray> writeItems(MessageId id, const std::vector<Item>& items) {
+    if (items.size() > mostItems) return std::nullopt;
+    size_t length = 0;
+    for (const Item& item : items)
+        if (const auto* bytes = std::get_if<ByteArray>(&item.value.alternatives())) length += bytes->size();
+    if (length > longestMessage) return std::nullopt;
+    HostLinkValueMessage message(id);
+    for (const Item& item : items) std::visit(Appender{message, item.tag}, item.value.alternatives());
+    // An append that found no room has had no effect.
+    if (message.size() != static_cast<int>(items.size())) return std::nullopt;
+    return message.serialize();
+}
+
+std::optional<ByteArray> writeList(MessageId id, const std::vector<uint16_t>& numbers) {
+    if (numbers.size() > mostItems) return std::nullopt;
+    HostLinkUInt16Message message(id);
+    for (const uint16_t number : numbers) message.addValue(number);
+    return message.serialize();
+}
+
+std::optional<MessageId> answerTo(MessageId id) {
+    switch (id) {
+    case MSG_SetState: return MSG_SetStateResponse;
+    case MSG_GetState: return MSG_GetStateResponse;
+    case MSG_SubscribeState: return MSG_SubscribeStateResponse;
+    case MSG_UnsubscribeState: return MSG_UnsubscribeStateResponse;
+    case MSG_DataTransfer: return MSG_DataTransferResponse;
+    case MSG_TcpTunneling: return MSG_TcpTunnelingResponse;
+    default: return std::nullopt;
+    }
+}
+
+} // namespace hostlink
