@@ -40,9 +40,12 @@ Matcher::OpenAt Matcher::at(Id id) {
 std::optional<Time> Matcher::confusedUntil(const Open& question) const {
     std::optional<Time> until;
     for (const Past& one : past) {
-        const bool same = question.answerId != MSG_Invalid && one.answerId == question.answerId &&
-                          one.key == question.key && (one.family == 0 || one.family != question.family);
-        if (same && (!until || one.until > *until)) until = one.until;
+        // An answer that says less than the former question asked for can look like the whole answer to this one.
+        const bool canLookAlike =
+            question.answerId != MSG_Invalid && one.answerId == question.answerId &&
+            std::includes(one.key.begin(), one.key.end(), question.key.begin(), question.key.end());
+        const bool isAnother = one.family == 0 || one.family != question.family;
+        if (canLookAlike && isAnother && (!until || one.until > *until)) until = one.until;
     }
     return until;
 }
@@ -51,7 +54,7 @@ bool Matcher::isHeldUp(const Open& question, Time now) const {
     if (link != Link::Up && !(link == Link::Probing && question.isProbe)) return true;
     const auto isInItsWay = [&question](const Open& other) {
         return other.id != question.id && other.answerId == question.answerId && other.answerId != MSG_Invalid &&
-               other.stage != Stage::Waiting;
+               (other.stage != Stage::Waiting || other.outstanding > 0);
     };
     if (std::any_of(open.begin(), open.end(), isInItsWay)) return true;
     const auto until = confusedUntil(question);
@@ -124,7 +127,7 @@ bool Matcher::received(const ByteArray& message, Time now) {
         }
         if (verdict == Verdict::Part) part = one;
     }
-    if (dropLate(message, now)) return true;
+    if (dropLate(message, part == open.end(), now)) return true;
     if (part != open.end())
         takeAnswer(part, How::Part, message, now);
     else
@@ -135,19 +138,23 @@ bool Matcher::received(const ByteArray& message, Time now) {
 void Matcher::takeAnswer(OpenAt question, How how, const ByteArray& answer, Time now) {
     const Id id = question->id;
     supported.insert(question->answerId);
-    --question->outstanding;
+    // Another sending of it can still have been called unsupported.
+    const bool isSettled = --question->outstanding == 0;
     end(question, how, answer, now);
-    settleUnsupported(id, now);
+    if (isSettled) settleUnsupported(id, now);
 }
 
-bool Matcher::dropLate(const ByteArray& message, Time now) {
+// What can be the answer of several is not counted as that of any: all of them wait for theirs.
+bool Matcher::dropLate(const ByteArray& message, bool isNoOther, Time now) {
     const MessageId answerId = HostLinkMessage::messageId(message);
-    const auto found = std::find_if(past.begin(), past.end(), [&](const Past& one) {
+    const auto canBeIts = [&](const Past& one) {
         return one.answerId == answerId && one.judge(message) != Verdict::Foreign;
-    });
+    };
+    const auto found = std::find_if(past.begin(), past.end(), canBeIts);
     if (found == past.end()) return false;
     ++counted.late;
-    if (--found->outstanding > 0) return true;
+    const bool isOnly = isNoOther && std::find_if(std::next(found), past.end(), canBeIts) == past.end();
+    if (!isOnly || found->judge(message) != Verdict::Answer || --found->outstanding > 0) return true;
     const Id id = found->id;
     past.erase(found);
     settleUnsupported(id, now);
@@ -168,7 +175,7 @@ void Matcher::takeUnsupported(Time now) {
     settleUnsupported(0, now);
 }
 
-// A question that was answered was not meant. Whoever is alone then was, unless it has ended.
+// A question with all its answers was not meant. Whoever is alone then was, unless it has ended.
 void Matcher::settleUnsupported(Id answered, Time now) {
     for (auto mark = unsupported.begin(); mark != unsupported.end();) {
         mark->erase(answered);
@@ -177,7 +184,7 @@ void Matcher::settleUnsupported(Id answered, Time now) {
             ++mark;
             continue;
         }
-        const Id meant = mark->empty() ? 0 : *mark->begin();
+        const Id meant = mark->size() == 1 ? *mark->begin() : 0;
         mark = unsupported.erase(mark);
         if (!anyOpen) {
             ++counted.late;

@@ -134,7 +134,7 @@ private:
     std::optional<Time> confusedUntil(const Open& question) const;
     bool isHeldUp(const Open& question, Time now) const;
     void takeAnswer(OpenAt question, How how, const ByteArray& answer, Time now);
-    bool dropLate(const ByteArray& message, Time now);
+    bool dropLate(const ByteArray& message, bool isNoOther, Time now);
     void takeUnsupported(Time now);
     void settleUnsupported(Id answered, Time now);
     void afterSilence(OpenAt question, Time now);

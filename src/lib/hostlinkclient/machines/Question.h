@@ -27,8 +27,9 @@ struct Question {
     ByteArray message;
     /// Id of the answer; `MSG_Invalid` when nothing answers the message.
     MessageId answerId = MSG_Invalid;
-    /// With the answer's id: what tells its answers from those to other questions. Two questions with the same key can
-    /// be confused. States in ascending order, a sequence number, ...
+    /// With the answer's id: what tells its answers from those to other questions, in ascending order: states, a
+    /// sequence number, ... A question whose key is part of another's can be confused with it: a host may answer less
+    /// than asked.
     std::vector<uint16_t> key;
     /// Whether a message with the answer's id is the answer.
     std::function<Verdict(const ByteArray&)> judge;

@@ -25,8 +25,9 @@ void Cancellation::State::cancel() {
         cancelled = true;
         ended.swap(requests);
     }
-    for (const auto& [core, id] : ended)
-        if (const auto present = core.lock()) present->cancel(id);
+    // The latest first: none is sent because another before it has gone.
+    for (auto request = ended.rbegin(); request != ended.rend(); ++request)
+        if (const auto present = request->first.lock()) present->cancel(request->second);
 }
 
 Cancellation::Cancellation() : state(std::make_shared<State>()) {}

@@ -11,10 +11,11 @@ namespace hostlink {
 namespace {
 
 // The three forms of a request, over the same core.
-template <typename T> Result<T> wait(Core& core, Request<T> request, const Call& call) {
+// The core stays while somebody waits: the client may be closed and gone meanwhile.
+template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T> request, const Call& call) {
     if (request.wrong) return *request.wrong;
-    const Matcher::End end = core.wait(std::move(request.question), call.isCancelledBy());
-    return request.read(end, core.linkText());
+    const Matcher::End end = core->wait(std::move(request.question), call.isCancelledBy());
+    return request.read(end, core->linkText());
 }
 
 template <typename T>
@@ -90,7 +91,7 @@ void Client::getAsync(const StateId& state, Callback<Value> done, const Call& ca
 }
 
 Result<StateValues> Client::getMany(const States& states, const Call& call) {
-    return wait(*inside, getRequest(states, call, inside->options()), call);
+    return wait(inside, getRequest(states, call, inside->options()), call);
 }
 
 std::future<Result<StateValues>> Client::getManyAsync(const States& states, const Call& call) {
@@ -117,7 +118,7 @@ void Client::setAsync(const StateId& state, const Value& value, Callback<void> d
 
 Result<void> Client::setMany(const StateValues& values, const Call& call) {
     if (call.isConfirmed()) return setManyAsync(values, call).get();
-    return wait(*inside, setRequest(values, call, inside->options()), call);
+    return wait(inside, setRequest(values, call, inside->options()), call);
 }
 
 std::future<Result<void>> Client::setManyAsync(const StateValues& values, const Call& call) {
@@ -131,19 +132,39 @@ void Client::setManyAsync(const StateValues& values, Callback<void> done, const 
 }
 
 Result<void> Client::sendInputEvent(ButtonState event, const Value& key, const Call& call) {
-    return wait(*inside, inputEventRequest(event, key, call, inside->options()), call);
+    return wait(inside, inputEventRequest(event, key, call, inside->options()), call);
 }
 
 Result<void> Client::setLed(LedApiCmd command, const Value& value, const Call& call) {
-    return wait(*inside, ledRequest(command, value, call, inside->options()), call);
+    return wait(inside, ledRequest(command, value, call, inside->options()), call);
 }
 
 Result<ByteArray> Client::ask(const ByteArray& message, const Call& call) {
-    return wait(*inside, askRequest(message, call, inside->options()), call);
+    return wait(inside, askRequest(message, call, inside->options()), call);
 }
 
 Result<void> Client::send(const ByteArray& message, const Call& call) {
-    return wait(*inside, sendRequest(message, call, inside->options()), call);
+    return wait(inside, sendRequest(message, call, inside->options()), call);
+}
+
+Subscription Client::subscribe(const States& states, std::function<void(const Change&)> told, Keep keep) {
+    return Subscription(inside->subscribe(states, std::move(told), keep));
+}
+
+Listening Client::onInputEvent(std::function<void(const InputEvent&)> told) {
+    return onMessage(MSG_InputEvent, [told = std::move(told)](const ByteArray& message) {
+        const auto items = readItems(message);
+        if (!items) return;
+        for (const Item& item : *items) told({static_cast<ButtonState>(item.tag), item.value});
+    });
+}
+
+Listening Client::onMessage(MessageId id, std::function<void(const ByteArray&)> told) {
+    return Listening(inside->tell(id, std::move(told)));
+}
+
+Listening Client::onLink(std::function<void(LinkState, const std::string&)> told) {
+    return Listening(inside->tellLink(std::move(told)));
 }
 
 LinkState Client::linkState() const {

@@ -8,6 +8,8 @@
 
 #include "hostlinkclient/machines/Questions.h"
 #include "hostlinkclient/session/CancellationState.h"
+#include "hostlinkclient/session/Log.h"
+#include "hostlinkclient/session/Requests.h"
 
 // Threads
 //
@@ -63,6 +65,7 @@ private:
 
 Core::Core(const Wire& wire, const Options& options)
     : settings(options),
+      wireName(wire.inside().name),
       packetSize(wire.inside().maxPacketSize),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
@@ -109,6 +112,12 @@ void Core::close() {
     sender.stop();
     keeper.stop();
     callbacks.stop();
+    std::map<uint64_t, std::shared_ptr<Subscription::State>> told;
+    {
+        const std::lock_guard lock(mutex);
+        told.swap(subscribers);
+    }
+    for (const auto& [id, subscriber] : told) subscriber->stop();
 }
 
 Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by) {
@@ -213,45 +222,31 @@ void Core::writeNow(const ByteArray& message) {
 
 void Core::takeMessage(const ByteArray& message) {
     countUp(counted.messagesIn);
-    std::vector<Task> calls;
-    {
-        Lock lock(mutex);
-        // Answers that somebody listens for are not for the matcher: they are numbered on their own.
-        if (isListenedAnswer(HostLinkMessage::messageId(message)) || !matcher.received(message, Clock::now()))
-            takeHostsMessage(message, calls);
-        settle(lock, {});
-    }
-    for (Task& call : calls) keeper.post(std::move(call));
+    Lock lock(mutex);
+    // Answers that somebody listens for are not for the matcher: they are numbered on their own.
+    if (isListenedAnswer(HostLinkMessage::messageId(message)) || !matcher.received(message, Clock::now()))
+        takeHostsMessage(message);
+    settle(lock, {});
 }
 
 bool Core::isListenedAnswer(MessageId id) const {
     return HostLinkMessage::isResponseMessageId(id) &&
-           std::any_of(listeners.begin(), listeners.end(), [id](const auto& one) { return one.second.id == id; });
+           std::any_of(listeners.begin(), listeners.end(), [id](const auto& one) { return one.second.first == id; });
 }
 
-void Core::takeHostsMessage(const ByteArray& message, std::vector<Task>& calls) {
+void Core::takeHostsMessage(const ByteArray& message) {
     const MessageId id = HostLinkMessage::messageId(message);
-    for (const auto& [key, listener] : listeners) {
-        if (listener.id != id) continue;
-        calls.push_back([this, handle = key, message] {
-            std::function<void(const ByteArray&)> told;
-            {
-                const std::lock_guard lock(mutex);
-                const auto found = listeners.find(handle);
-                if (found != listeners.end()) told = found->second.told;
-            }
-            if (told) told(message);
-        });
-    }
+    for (const auto& [key, listener] : listeners)
+        if (listener.first == id) listener.second(message);
+    if (id != MSG_StateChanged) return;
+    if (const auto items = readItems(message)) tellSubscribers(table.take(*items, false));
 }
 
-void Core::setState(LinkState now, const std::string& why) {
-    const bool wasUp = state == LinkState::Up;
-    state = now;
-    stateText = why;
-    linkChanged.notify_all();
-    if (wasUp == (now == LinkState::Up)) return;
-    for (const auto& [key, told] : linkWatchers) keeper.post([told = told, up = !wasUp] { told(up); });
+void Core::tellSubscribers(const std::vector<SubscriptionTable::Told>& told) {
+    for (const SubscriptionTable::Told& one : told) {
+        const auto found = subscribers.find(one.subscriber);
+        if (found != subscribers.end()) found->second->push({StateId(one.state), one.value, one.wasRead, 0});
+    }
 }
 
 // On the sender.
@@ -263,49 +258,185 @@ void Core::openLine() {
     if (!problem.empty()) {
         lose(problem);
     } else {
+        ++linkNumber;
         unanswered = 0;
+        wasHeard = false;
+        isRestoring = true;
         matcher.setLink(Matcher::Link::Probing, Clock::now());
-        restore(++linkNumber);
+        advance();
     }
     settle(lock, {});
 }
 
-// Whether there is a host at the other end: it is asked something.
-void Core::restore(uint64_t number) {
-    Question question = getQuestion({settings.probe.number()});
-    question.isProbe = true;
-    question.sendings = 2;
-    question.answerTime = settings.answerTime;
-    question.deadline = Clock::now() + settings.deadline;
-    add(
-        std::move(question), [this, number](const Matcher::End& end) { restored(number, end); }, nullptr);
+// With the lock. Asks the host for what it has not been asked for; a new host, besides, whether it is there at all.
+// When there is nothing left, the link is up.
+void Core::advance() {
+    if (closing || isPausing || !(isRestoring || state == LinkState::Up)) return;
+    if (const auto step = table.nextStep()) {
+        askStep(*step);
+    } else if (isRestoring && !wasHeard) {
+        probe();
+    } else if (isRestoring) {
+        comeUp();
+    }
 }
 
-void Core::restored(uint64_t number, const Matcher::End& end) {
+Question Core::ownQuestion(Question question) const {
+    question.isProbe = true;
+    question.sendings = settings.sendings;
+    question.answerTime = settings.answerTime;
+    question.deadline = Clock::now() + settings.deadline;
+    return question;
+}
+
+void Core::askStep(const SubscriptionTable::Step& step) {
+    add(
+        ownQuestion(listQuestion(step.id, step.states)),
+        [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
+}
+
+void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const Matcher::End& end) {
+    Lock lock(mutex);
+    if (closing || number != linkNumber) return;
+    using Ended = SubscriptionTable::Ended;
+    const bool isDone = end.how == Matcher::How::Answered;
+    const bool isUnsupported = end.how == Matcher::How::Unsupported;
+    table.stepEnded(step, isDone ? Ended::Done : isUnsupported ? Ended::Unsupported : Ended::Failed);
+    if (isDone && step.id == MSG_GetState) tellSubscribers(table.take(*readItems(end.answer), true));
+    changed.notify_all();
+    wasHeard = wasHeard || isDone || isUnsupported;
+    if (isDone || isUnsupported) {
+        advance();
+    } else if (isRestoring) {
+        lose("the host does not answer");
+    } else {
+        isPausing = true;
+        keeper.postAt(Clock::now() + settings.answerTime, [this] {
+            Lock again(mutex);
+            isPausing = false;
+            advance();
+            settle(again, {});
+        });
+    }
+    settle(lock, {});
+}
+
+// Whether there is a host at the other end: it is asked something. Whatever it answers will do.
+void Core::probe() {
+    add(
+        ownQuestion(getQuestion({settings.probe.number()})),
+        [this, number = linkNumber](const Matcher::End& end) { probeEnded(number, end); }, nullptr);
+}
+
+void Core::probeEnded(uint64_t number, const Matcher::End& end) {
     Lock lock(mutex);
     if (closing || number != linkNumber) return;
     using How = Matcher::How;
-    if (end.how == How::Answered || end.how == How::Part || end.how == How::Unsupported) {
-        backoff.reset();
-        setState(LinkState::Up, "the host answers");
-        matcher.setLink(Matcher::Link::Up, Clock::now());
-    } else {
+    wasHeard = end.how == How::Answered || end.how == How::Part || end.how == How::Unsupported;
+    if (wasHeard)
+        advance();
+    else
         lose("the host does not answer");
-    }
     settle(lock, {});
+}
+
+void Core::setState(LinkState now, const std::string& why) {
+    const bool isNews = state != now || stateText != why;
+    state = now;
+    stateText = why;
+    changed.notify_all();
+    if (!isNews) return;
+    for (const auto& [key, told] : linkListeners) told(now, why);
+    const LogLevel level = now == LinkState::Down ? LogLevel::Warning : LogLevel::Info;
+    // On a thread of its own: an appender may take long, and the program's function may ask for the link's state.
+    callbacks.post([this, level, text = wireName + ": " + why] {
+        writeLog(level, text);
+        if (settings.log) settings.log(level, text);
+    });
+}
+
+void Core::comeUp() {
+    isRestoring = false;
+    backoff.reset();
+    matcher.setLink(Matcher::Link::Up, Clock::now());
+    setState(LinkState::Up, "the host answers");
 }
 
 // With the lock. The link goes, and a new one is made after a pause.
 void Core::lose(const std::string& why) {
     if (closing || isReopening) return;
+    if (isRestoring || state == LinkState::Up) countUp(counted.losses);
     isReopening = true;
+    isRestoring = false;
+    isPausing = false;
     ++linkNumber;
     unanswered = 0;
-    countUp(counted.losses);
-    setState(LinkState::Down, why);
+    table.linkLost();
     matcher.setLink(Matcher::Link::Down, Clock::now());
+    setState(LinkState::Down, why);
     sender.post([this] { line.close(); });
     keeper.postAt(Clock::now() + backoff.next(), [this] { sender.post([this] { openLine(); }); });
+}
+
+std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>& states,
+                                                     std::function<void(const Change&)> told, Keep keep) {
+    const std::string problem = problemOf(states);
+    std::optional<Failure> wrong;
+    if (!problem.empty()) wrong = Failure(Outcome::BadArgument, "subscribe: " + problem);
+    if (!told && !wrong) wrong = Failure(Outcome::BadArgument, "subscribe: there is no callback to be told");
+    Lock lock(mutex);
+    const auto made =
+        std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told));
+    if (wrong || closing) return made;
+    made->start();
+    for (auto old = subscribers.begin(); old != subscribers.end();)
+        old = old->second->isOver() ? subscribers.erase(old) : std::next(old);
+    subscribers.emplace(made->id, made);
+    std::vector<uint16_t> numbers;
+    for (const StateId& one : states) numbers.push_back(one.number());
+    tellSubscribers(table.add(made->id, numbers));
+    advance();
+    settle(lock, {});
+    return made;
+}
+
+void Core::unsubscribe(uint64_t id) {
+    std::shared_ptr<Subscription::State> gone; // goes without the lock
+    Lock lock(mutex);
+    table.remove(id);
+    const auto found = subscribers.find(id);
+    // One that its own callback ends is waited for by close(), as all callbacks are.
+    if (found != subscribers.end() && !found->second->isOnItsThread()) {
+        gone = std::move(found->second);
+        subscribers.erase(found);
+    }
+    advance();
+    settle(lock, {});
+}
+
+Result<void> Core::awaitSubscription(uint64_t id, std::chrono::milliseconds within) const {
+    using Standing = SubscriptionTable::Standing;
+    Lock lock(mutex);
+    changed.wait_for(lock, within, [this, id] { return closing || table.standingOf(id) != Standing::Pending; });
+    switch (table.standingOf(id)) {
+    case Standing::Established:
+        if (!closing) return {};
+        [[fallthrough]];
+    case Standing::Gone: return Failure(Outcome::Cancelled, "subscribe: the subscription has ended");
+    case Standing::Refused:
+        return Failure(Outcome::Unsupported, "subscribe: the host does not support a subscription to one of these "
+                                             "states; it will be asked again over a new link");
+    case Standing::Pending: break;
+    }
+    if (state != LinkState::Up)
+        return Failure(Outcome::LinkDown, "subscribe: there is no link to the host (" + stateText +
+                                              "). It is asked as soon as there is one");
+    return Failure(Outcome::Unanswered, "subscribe: the host has not confirmed it yet. It is asked again");
+}
+
+std::optional<Value> Core::lastValue(uint16_t of) const {
+    const std::lock_guard lock(mutex);
+    return table.last(of);
 }
 
 LinkState Core::linkState() const {
@@ -320,7 +451,7 @@ std::string Core::linkText() const {
 
 bool Core::waitUntilUp(std::chrono::milliseconds within) const {
     Lock lock(mutex);
-    linkChanged.wait_for(lock, within, [this] { return state == LinkState::Up || state == LinkState::Closed; });
+    changed.wait_for(lock, within, [this] { return state == LinkState::Up || state == LinkState::Closed; });
     return state == LinkState::Up;
 }
 
@@ -329,25 +460,65 @@ void Core::ask(Question question, Done done) {
            [this, done = std::move(done)](const Matcher::End& end) { keeper.post([done, end] { done(end); }); });
 }
 
-Session::Handle Core::listen(MessageId id, std::function<void(const ByteArray&)> told) {
+Session::Handle Core::addListener(MessageId id, MessageTold told) {
     const std::lock_guard lock(mutex);
     const uint64_t key = ++lastHandle;
-    listeners.emplace(key, Listener{id, std::move(told)});
-    return {nullptr, [this, key](void*) {
-                const std::lock_guard guard(mutex);
-                listeners.erase(key);
+    listeners.emplace(key, std::make_pair(id, std::move(told)));
+    return {nullptr, [inside = weak_from_this(), key](void*) {
+                const auto core = inside.lock();
+                if (!core) return;
+                decltype(core->listeners)::node_type gone; // what it holds goes without the lock
+                const std::lock_guard guard(core->mutex);
+                gone = core->listeners.extract(key);
             }};
 }
 
-Session::Handle Core::watchLink(std::function<void(bool)> told) {
+Session::Handle Core::addLinkListener(LinkTold told) {
     const std::lock_guard lock(mutex);
     const uint64_t key = ++lastHandle;
-    keeper.post([told, up = state == LinkState::Up] { told(up); });
-    linkWatchers.emplace(key, std::move(told));
-    return {nullptr, [this, key](void*) {
-                const std::lock_guard guard(mutex);
-                linkWatchers.erase(key);
+    told(state, stateText);
+    linkListeners.emplace(key, std::move(told));
+    return {nullptr, [inside = weak_from_this(), key](void*) {
+                const auto core = inside.lock();
+                if (!core) return;
+                decltype(core->linkListeners)::node_type gone; // what it holds goes without the lock
+                const std::lock_guard guard(core->mutex);
+                gone = core->linkListeners.extract(key);
             }};
+}
+
+// The handle's state is shared with the calls that wait on the keeper: what has been let go is not called any more.
+Session::Handle Core::listen(MessageId id, std::function<void(const ByteArray&)> told) {
+    const auto listening = std::make_shared<Listening::State>();
+    listening->handle = addListener(id, [this, listening, told = std::move(told)](const ByteArray& message) {
+        keeper.post([listening, told, message] { listening->call([&] { told(message); }); });
+    });
+    return {nullptr, [listening](void*) { listening->end(); }};
+}
+
+Session::Handle Core::watchLink(std::function<void(bool)> told) {
+    const auto listening = std::make_shared<Listening::State>();
+    listening->handle = addLinkListener([this, listening, told = std::move(told)](LinkState now, const std::string&) {
+        keeper.post([listening, told, up = now == LinkState::Up] { listening->call([&] { told(up); }); });
+    });
+    return {nullptr, [listening](void*) { listening->end(); }};
+}
+
+std::shared_ptr<Listening::State> Core::tell(MessageId id, std::function<void(const ByteArray&)> told) {
+    auto listening = std::make_shared<Listening::State>();
+    listening->handle = addListener(id, [this, listening, told = std::move(told)](const ByteArray& message) {
+        callbacks.post([listening, told, message] { listening->call([&] { told(message); }); });
+    });
+    return listening;
+}
+
+std::shared_ptr<Listening::State> Core::tellLink(std::function<void(LinkState, const std::string&)> told) {
+    auto listening = std::make_shared<Listening::State>();
+    listening->handle =
+        addLinkListener([this, listening, told = std::move(told)](LinkState now, const std::string& why) {
+            callbacks.post([listening, told, now, why] { listening->call([&] { told(now, why); }); });
+        });
+    return listening;
 }
 
 Session::Handle Core::postAt(Time when, Task task) {

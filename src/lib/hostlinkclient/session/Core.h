@@ -18,9 +18,12 @@
 #include "hostlinkclient/Client.h"
 #include "hostlinkclient/machines/Backoff.h"
 #include "hostlinkclient/machines/Matcher.h"
+#include "hostlinkclient/machines/SubscriptionTable.h"
 #include "hostlinkclient/session/Counters.h"
 #include "hostlinkclient/session/Line.h"
+#include "hostlinkclient/session/ListeningState.h"
 #include "hostlinkclient/session/Session.h"
+#include "hostlinkclient/session/SubscriptionState.h"
 #include "hostlinkclient/session/Worker.h"
 
 namespace hostlink {
@@ -55,7 +58,17 @@ public:
     std::string linkText() const;
     bool waitUntilUp(std::chrono::milliseconds within) const;
 
-    void log(LogLevel level, const std::string& line) const;
+    /// Subscribes; what is wrong with the states is in the result.
+    std::shared_ptr<Subscription::State> subscribe(const std::vector<StateId>& states,
+                                                   std::function<void(const Change&)> told, Keep keep);
+    void unsubscribe(uint64_t id);
+    Result<void> awaitSubscription(uint64_t id, std::chrono::milliseconds within) const;
+    std::optional<Value> lastValue(uint16_t state) const;
+
+    /// Messages with this id for the program: told on the thread for callbacks.
+    std::shared_ptr<Listening::State> tell(MessageId id, std::function<void(const ByteArray&)> told);
+    /// The same for the link's state.
+    std::shared_ptr<Listening::State> tellLink(std::function<void(LinkState, const std::string&)> told);
 
     // Session
     void ask(Question question, Done done) override;
@@ -73,10 +86,9 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
     using Id = Matcher::Id;
-    struct Listener {
-        MessageId id;
-        std::function<void(const ByteArray&)> told;
-    };
+    // Called with the lock: they put the call on a worker and return.
+    using MessageTold = std::function<void(const ByteArray&)>;
+    using LinkTold = std::function<void(LinkState, const std::string&)>;
 
     Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by);
     bool settle(Lock& lock, std::optional<Id> own);
@@ -86,21 +98,30 @@ private:
     void takeMessage(const ByteArray& message);
     void closeCompanions();
     bool isListenedAnswer(MessageId id) const;
-    void takeHostsMessage(const ByteArray& message, std::vector<Task>& calls);
+    void takeHostsMessage(const ByteArray& message);
+    void tellSubscribers(const std::vector<SubscriptionTable::Told>& told);
+    Handle addListener(MessageId id, MessageTold told);
+    Handle addLinkListener(LinkTold told);
 
     void openLine();
-    void restore(uint64_t number);
+    void advance();
+    void askStep(const SubscriptionTable::Step& step);
+    void probe();
+    void stepEnded(uint64_t number, const SubscriptionTable::Step& step, const Matcher::End& end);
+    void probeEnded(uint64_t number, const Matcher::End& end);
+    Question ownQuestion(Question question) const;
     void setState(LinkState now, const std::string& why);
+    void comeUp();
     void lose(const std::string& why);
-    void restored(uint64_t number, const Matcher::End& end);
 
     const Options settings;
+    const std::string wireName;
     const int packetSize;
     Counters counted;
     std::atomic<uint64_t> families{0};
 
-    mutable std::mutex mutex; // guards all from here to the workers; never held while calling out
-    mutable std::condition_variable linkChanged;
+    mutable std::mutex mutex;                // guards all from here to the workers; never held while calling out
+    mutable std::condition_variable changed; // the link's state, or that of a subscription
     Matcher matcher;
     std::map<Id, Done> dones;
     std::map<Id, std::shared_ptr<Cancellation::State>> cancellations;
@@ -111,8 +132,13 @@ private:
     uint64_t linkNumber = 0; // of the present link; what belongs to another one comes too late
     int unanswered = 0;      // writes in a row
     Backoff backoff;
-    std::map<uint64_t, Listener> listeners;
-    std::map<uint64_t, std::function<void(bool)>> linkWatchers;
+    bool isRestoring = false; // the link is open, and the host has not been heard yet or not told everything
+    bool wasHeard = false;    // over the present link
+    bool isPausing = false;   // a step failed; the next one waits
+    SubscriptionTable table;
+    std::map<uint64_t, std::shared_ptr<Subscription::State>> subscribers;
+    std::map<uint64_t, std::pair<MessageId, MessageTold>> listeners;
+    std::map<uint64_t, LinkTold> linkListeners;
     std::map<Role, std::shared_ptr<Companion>> companions;
     uint64_t lastHandle = 0;
     bool isReopening = false; // a new link is on its way

@@ -27,20 +27,7 @@ std::string names(const States& states) {
         if (!text.empty()) text += ", ";
         text += state.isValid() ? state.name() : "a state that is none";
     }
-    return text;
-}
-
-// What is wrong with states that are to stand in one message; empty when nothing is.
-std::string problemOf(const States& states) {
-    if (states.empty()) return "no state is named; name at least one";
-    if (states.size() > mostStates)
-        return std::to_string(states.size()) + " states are more than the 255 that a message has room for";
-    std::set<uint16_t> seen;
-    for (const StateId& state : states) {
-        if (!state.isValid()) return state.problem();
-        if (!seen.insert(state.number()).second) return state.name() + " is named twice";
-    }
-    return "";
+    return text.empty() ? "nothing" : text;
 }
 
 std::vector<uint16_t> numbers(const States& states) {
@@ -121,6 +108,18 @@ Request<void> oneWay(const std::string& what, ByteArray message, Duration refusa
 }
 
 } // namespace
+
+std::string problemOf(const States& states) {
+    if (states.empty()) return "no state is named; name at least one";
+    if (states.size() > mostStates)
+        return std::to_string(states.size()) + " states are more than the 255 that a message has room for";
+    std::set<uint16_t> seen;
+    for (const StateId& state : states) {
+        if (!state.isValid()) return state.problem();
+        if (!seen.insert(state.number()).second) return state.name() + " is named twice";
+    }
+    return "";
+}
 
 std::string applyCall(const Call& call, const Options& options, Time now, Question& question) {
     const std::chrono::milliseconds deadline = call.deadline().value_or(options.deadline);

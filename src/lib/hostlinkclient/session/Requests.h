@@ -28,6 +28,9 @@ template <typename T> struct Request {
     std::function<Result<T>(const Matcher::End& end, const std::string& link)> read;
 };
 
+/// What is wrong with states that are to stand in one message; empty when nothing is.
+std::string problemOf(const States& states);
+
 /// What a call asks of its question: deadline, patience, waiting for the link.
 /// @return what is wrong with it; empty when nothing is
 std::string applyCall(const Call& call, const Options& options, Time now, Question& question);

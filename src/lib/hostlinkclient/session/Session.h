@@ -34,8 +34,8 @@ enum class Role { Sender, Receiver, Tunnel };
 class Session {
 public:
     using Task = std::function<void()>;
-    /// Ends what it stands for when the last copy goes. On the client's own thread nothing is called any more from then
-    /// on; elsewhere a call that is running may still end.
+    /// Ends what it stands for when the last copy goes: nothing is called any more from then on. A call that is running
+    /// on the client's own thread is waited for, unless it is that call which lets the handle go.
     using Handle = std::shared_ptr<void>;
 
     virtual ~Session() = default;

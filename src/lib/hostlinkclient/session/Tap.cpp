@@ -45,7 +45,8 @@ void Tap::shutdown() {
 }
 
 int Tap::nextFrameId() {
-    return real->nextFrameId();
+    const std::lock_guard lock(mutex);
+    return ended ? 0 : real->nextFrameId();
 }
 
 void Tap::takePacket(const ByteArray& packet) {
@@ -58,17 +59,18 @@ void Tap::takePacket(const ByteArray& packet) {
 }
 
 WriteDataResponse Tap::writeData(const ByteArray& packet) {
+    HostLinkPhysicalLayer* link = nullptr;
     {
         const std::lock_guard lock(mutex);
         if (ended) return NoResponse;
         ++inside;
+        link = real.get();
     }
-    HostLinkPhysicalLayer& link = *real;
     // A packet that is tried again was refused before, and nothing tells what has gone out then.
     if (HostLinkPacket::isLast(packet) && !written.refusedLast) lastPacketGoesOut();
     countUp(counters.packetsOut);
     countUp(counters.bytesOut, packet.size());
-    const WriteDataResponse response = link.writeData(packet);
+    const WriteDataResponse response = link->writeData(packet);
     written.refusedLast = response == Rejected;
     if (response == Rejected) {
         ++written.refusals;

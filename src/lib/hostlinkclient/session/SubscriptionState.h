@@ -1,0 +1,55 @@
+/// @file
+/// A subscriber and the thread on which it is told.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "hostlinkclient/Subscription.h"
+#include "hostlinkclient/machines/ChangeQueue.h"
+
+namespace hostlink {
+
+class Core;
+
+/// Shared by the handle, the core and the thread. Its lock is taken inside that of the core, never the other way round.
+struct Subscription::State : std::enable_shared_from_this<Subscription::State> {
+    State(std::weak_ptr<Core> core, uint64_t id, std::optional<Failure> wrong, Keep keep,
+          std::function<void(const Change&)> told);
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State();
+
+    /// Starts the thread.
+    /// @throw std::system_error there is none to be had
+    void start();
+    /// Puts a change behind the others. Any thread; does not block.
+    void push(Change change);
+    /// No callback begins any more, and one that runs on another thread is waited for.
+    void stop();
+    /// Whether its thread has ended.
+    bool isOver() const;
+    bool isOnItsThread() const { return thread.get_id() == std::this_thread::get_id(); }
+    uint64_t missed() const;
+
+    const std::weak_ptr<Core> core;
+    const uint64_t id;                  ///< at the core
+    const std::optional<Failure> wrong; ///< why it was not asked for
+
+private:
+    void run();
+
+    const std::function<void(const Change&)> callback;
+    mutable std::mutex mutex; // guards the queue and the two flags
+    std::condition_variable changed;
+    ChangeQueue queue;
+    bool ended = false;
+    bool over = false;
+    std::mutex stopping; // one stop() at a time
+    std::thread thread;  // start() and stop()
+};
+
+} // namespace hostlink
