@@ -202,9 +202,11 @@ void ChunkSender::linkDown() {
     if (state == State::Aborting) endAs(endAfterAbort);
 }
 
+// What is still in flight will be told of.
 void ChunkSender::linkUp(Time now) {
+    if (linkIsUp) return;
     linkIsUp = true;
-    if (!ended()) repeat(now);
+    if (!ended() && !inFlight) repeat(now);
 }
 
 void ChunkSender::cancel(Time now) {

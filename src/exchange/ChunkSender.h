@@ -89,6 +89,7 @@ public:
     void sent(Delivery delivery, Time now);
     /// A "DataTransferResponse" or an "UnsupportedMessageResponse" has come.
     void answered(const ByteArray& message, Time now);
+    /// What is in flight is told of by `sent()` nevertheless.
     void linkDown();
     void linkUp(Time now);
     /// Ends the transfer and tells the host, which is asked three times at most.

@@ -222,6 +222,24 @@ TEST(ChunkSender, GoesOnWithTheSameChunkOnANewLink) {
     EXPECT_EQ(transfer.sender.report().restarts, 0u);
 }
 
+TEST(ChunkSender, ALinkThatWasUpAllTheTimeChangesNothing) {
+    Sending transfer;
+    transfer.out();
+    transfer.sender.linkUp(transfer.now);
+    EXPECT_EQ(transfer.out(), "");
+}
+
+TEST(ChunkSender, WhatWasInFlightWhenTheLinkWentIsWaitedFor) {
+    Sending transfer;
+    ASSERT_TRUE(transfer.sender.nextMessage(transfer.now));
+    transfer.sender.linkDown();
+    transfer.sender.linkUp(transfer.now);
+    EXPECT_FALSE(transfer.sender.nextMessage(transfer.now));
+    transfer.sender.sent(Delivery::Unknown, transfer.now);
+    transfer.pass(milliseconds(20));
+    EXPECT_EQ(transfer.out(), chunk0);
+}
+
 TEST(ChunkSender, BeginsAnewAtAHostThatHasLostTheTransfer) {
     Sending transfer;
     transfer.out();
