@@ -61,14 +61,15 @@ bool Matcher::isHeldUp(const Open& question, Time now) const {
     return until && *until > now;
 }
 
-// What is held up holds up later questions about the same states: they would ask for, or set, the value of before.
+// What is held up holds up later questions about the same states: they would ask for, or set, the value of before. Not
+// probes: what waits for the link waits for them.
 std::optional<Matcher::Id> Matcher::nextToSend(Time now) {
     if (writing) return std::nullopt;
     std::set<uint16_t> heldUp;
     for (Open& one : open) {
         if (one.stage != Stage::Waiting || now >= one.deadline) continue;
         const bool states = isAboutStates(one.answerId);
-        if (isHeldUp(one, now) || (states && haveCommon(one.key, heldUp))) {
+        if (isHeldUp(one, now) || (states && !one.isProbe && haveCommon(one.key, heldUp))) {
             if (states) heldUp.insert(one.key.begin(), one.key.end());
             continue;
         }
@@ -95,6 +96,7 @@ void Matcher::written(Written result, int refusals, Time now) {
     if (one == open.end()) return;
     one->refusals += refusals;
     one->stage = Stage::Sent;
+    one->isAccepted = result == Written::Accepted;
     one->due = std::min(now + one->answerTime, one->deadline);
     // Of what was refused, or never went out as a whole, there is nothing to be answered.
     const bool isNotThere = result == Written::Refused || !one->isOut;
@@ -220,7 +222,7 @@ void Matcher::tick(Time now) {
 }
 
 void Matcher::afterSilence(OpenAt one, Time now) {
-    if (one->answerId == MSG_Invalid && !one->mayBeUnsupported)
+    if (one->answerId == MSG_Invalid && one->isAccepted && !one->mayBeUnsupported)
         end(one, How::Taken, {}, now);
     else if (one->sent < one->sendings && now < one->deadline)
         one->stage = Stage::Waiting;

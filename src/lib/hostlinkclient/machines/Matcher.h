@@ -114,7 +114,8 @@ private:
         int sent = 0;        // sendings begun
         int outstanding = 0; // sendings of which an answer may still come
         int refusals = 0;
-        bool isOut = false; // the last packet of the latest sending was on its way
+        bool isOut = false;      // the last packet of the latest sending was on its way
+        bool isAccepted = false; // the host's link has taken the latest sending
         bool mayBeUnsupported = false;
     };
     struct Past { // a question that has ended while answers to it may still come
