@@ -17,6 +17,7 @@
 #include <hostlinkclient/Options.h>
 #include <hostlinkclient/Result.h>
 #include <hostlinkclient/StateId.h>
+#include <hostlinkclient/Statistics.h>
 #include <hostlinkclient/Subscription.h>
 #include <hostlinkclient/Transfer.h>
 #include <hostlinkclient/Tunnel.h>
@@ -143,6 +144,9 @@ public:
     /// `BadArgument`: nothing can listen there, no connections, a time of 0 or less, or there is a tunnel already.
     Result<Tunnel> tunnel(const TunnelSettings& settings = {});
     /// @}
+
+    /// What has been counted so far. Takes no lock.
+    Statistics statistics() const;
 
     LinkState linkState() const;
     /// Why the link is as it is: "the host does not answer", for people.

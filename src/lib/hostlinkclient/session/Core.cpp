@@ -163,6 +163,12 @@ void Core::cancel(Id id) {
     settle(lock, {});
 }
 
+void Core::countEnd(const Matcher::End& end) {
+    if (end.how == Matcher::How::Answered) counted.responseTimes.note(end.took);
+    if (end.how == Matcher::How::Unanswered) countUp(counted.timeouts);
+    if (end.sendings > 1) countUp(counted.retries, static_cast<uint64_t>(end.sendings) - 1);
+}
+
 // After everything that changes what is asked: tells what has ended, and has the next message written. Releases the
 // lock.
 // @return whether the caller is to write his own message
@@ -170,6 +176,7 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
     const Time now = Clock::now();
     std::vector<std::pair<Done, Matcher::End>> ended;
     for (const Matcher::End& end : matcher.takeEnds()) {
+        countEnd(end);
         const auto found = dones.find(end.id);
         ended.emplace_back(std::move(found->second), end);
         dones.erase(found);
@@ -179,6 +186,7 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
         cancellation->second->leave(*this, end.id);
         cancellations.erase(cancellation);
     }
+    counted.staleAnswers.store(matcher.counts().late + matcher.counts().foreign, std::memory_order_relaxed);
     const std::optional<Id> next = matcher.nextToSend(now);
     const bool isOwn = next && next == own;
     if (isOwn)

@@ -93,6 +93,7 @@ private:
     Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by);
     bool settle(Lock& lock, std::optional<Id> own);
     void arm(Time now);
+    void countEnd(const Matcher::End& end);
     void timeIsUp();
     void writeNow(const ByteArray& message);
     void takeMessage(const ByteArray& message);
