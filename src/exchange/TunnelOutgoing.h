@@ -65,6 +65,8 @@ public:
     void takeAsFinished();
     /// Bytes that have not been acknowledged.
     size_t held() const { return waiting.size(); }
+    /// Of the first byte that has not been acknowledged.
+    uint32_t firstHeld() const { return position; }
     uint64_t repeated() const { return repeats; }
     size_t chunk() const { return chunkNow; }
 

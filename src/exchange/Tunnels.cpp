@@ -10,6 +10,8 @@ namespace {
 
 constexpr unsigned mostCloses = 3; // a connection that has broken is mentioned so often
 constexpr Time closeInterval = std::chrono::milliseconds(500);
+constexpr Time firstCheck = std::chrono::milliseconds(500);
+constexpr unsigned mostChecks = 8; // the last one a minute later
 constexpr unsigned mostComplaints = 3;
 constexpr size_t mostStrangers = 32;
 constexpr uint32_t positionStep = 0x01000193; // any odd number: positions of two connections are far apart
@@ -192,6 +194,8 @@ void Tunnels::takeData(const TunnelRequest& request, Time now) {
     }
     const size_t before = connection->incoming.waiting().size();
     connection->heardAt = now;
+    if (connection->opens) connection->checkAt = now + firstCheck;
+    connection->checks = 0;
     connection->incoming.take(request);
     totals.bytesReceived += connection->incoming.waiting().size() - before;
     owe(request.connection, *connection, TCP_Success);
@@ -207,6 +211,7 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
         if (answer.position == 0 && answer.room == 0) all.erase(answer.connection);
     } else if (answer.result == TCP_Success) {
         connection->heardAt = now;
+        connection->checkAt.reset();
         takeSuccess(answer.connection, *connection, answer, now);
     } else if (answer.result == TCP_InvalidMessage) {
         connection->outgoing.damaged(now);
@@ -301,9 +306,17 @@ std::optional<ByteArray> Tunnels::requestOf(uint16_t number, Connection& connect
     const uint64_t before = connection.outgoing.repeated();
     auto request = connection.outgoing.next(now);
     totals.repeated += connection.outgoing.repeated() - before;
-    if (!request) return std::nullopt;
+    if (!request) return checkOf(number, connection, now);
     request->connection = number;
     return writeTunnelRequest(*request);
+}
+
+// Whatever is under way asks as well.
+std::optional<ByteArray> Tunnels::checkOf(uint16_t number, Connection& connection, Time now) {
+    if (!connection.checkAt || now < *connection.checkAt) return std::nullopt;
+    connection.checkAt.reset();
+    if (++connection.checks < mostChecks) connection.checkAt = now + firstCheck * (1U << connection.checks);
+    return writeTunnelRequest({number, TunnelCommand::Data, connection.outgoing.firstHeld(), nullptr, 0});
 }
 
 std::optional<ByteArray> Tunnels::closeOf(uint16_t number, Connection& connection, Time now) {
@@ -343,6 +356,7 @@ std::optional<Time> Tunnels::deadline() const {
         const Connection& connection = entry.second;
         if (connection.state == State::Closing) consider(connection.closeAt);
         if (connection.state == State::Open) consider(connection.outgoing.deadline());
+        if (connection.state == State::Open) consider(connection.checkAt);
     }
     return due;
 }

@@ -103,18 +103,22 @@ private:
     enum class State { Connecting, Open, Closing };
 
     struct Connection {
-        Connection(State began, const TunnelPace& pace, uint32_t position, bool opens, Time now)
+        Connection(State began, const TunnelPace& pace, uint32_t position, bool opensIt, Time now)
             : state(began),
-              outgoing(pace, position, opens, now),
+              outgoing(pace, position, opensIt, now),
               incoming(pace.buffer, position),
               firstPosition(position),
-              heardAt(now) {}
+              heardAt(now),
+              opens(opensIt) {}
 
         State state;
         TunnelOutgoing outgoing;
         TunnelIncoming incoming;
         uint32_t firstPosition;
         Time heardAt;
+        const bool opens;
+        std::optional<Time> checkAt; // whether the wire still works from there to here
+        unsigned checks = 0;
         std::optional<TunnelAnswer> owed; // to the request received last
         bool shutDown = false;            // the socket's direction that ends here
         unsigned closings = 0;            // times that "Close" has been sent
@@ -139,6 +143,7 @@ private:
     std::optional<ByteArray> nextAnswer();
     std::optional<ByteArray> nextRequest(Time now);
     std::optional<ByteArray> requestOf(uint16_t number, Connection& connection, Time now);
+    static std::optional<ByteArray> checkOf(uint16_t number, Connection& connection, Time now);
     static std::optional<ByteArray> closeOf(uint16_t number, Connection& connection, Time now);
     std::deque<uint16_t> inTurn() const;
     Connection* find(uint16_t number);

@@ -389,6 +389,40 @@ TEST(Tunnels, ASlowReaderStopsItsOwnConnectionOnly) {
     EXPECT_EQ(pair.host.tunnels.toSocket(1).size(), 128u);
 }
 
+// Whoever waits inside a false packet is found out only when he writes.
+TEST(Tunnels, TheOpeningEndAsksWhenBytesHaveComeAndNoMoreDo) {
+    Pair pair;
+    pair.open();
+    pair.say(pair.host, 1, bytes("01"));
+    pair.exchange();
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(500));
+    pair.wait(milliseconds(499));
+    EXPECT_FALSE(pair.lose(pair.module));
+    pair.wait(milliseconds(1));
+    EXPECT_TRUE(pair.lose(pair.module));
+    pair.wait(milliseconds(999));
+    EXPECT_FALSE(pair.lose(pair.module));
+    pair.wait(milliseconds(1));
+    pair.exchange(); // this time there is an answer
+    EXPECT_FALSE(pair.module.tunnels.deadline());
+    EXPECT_FALSE(pair.host.tunnels.deadline());
+    EXPECT_EQ(pair.module.tunnels.connections(), 1u);
+    EXPECT_EQ(pair.host.tunnels.connections(), 1u);
+}
+
+TEST(Tunnels, TheOpeningEndAsksEightTimes) {
+    Pair pair;
+    pair.open();
+    pair.say(pair.host, 1, bytes("01"));
+    pair.exchange();
+    int asked = 0;
+    while (const auto due = pair.module.tunnels.deadline()) {
+        pair.now = *due;
+        asked += pair.lose(pair.module) ? 1 : 0;
+    }
+    EXPECT_EQ(asked, 8);
+}
+
 TEST(Tunnels, RequestsTakeTurns) {
     Pair pair;
     for (int i = 0; i < 3; ++i) pair.open();
