@@ -54,7 +54,7 @@ struct ReceivingOptions {
 class ChunkReceiver {
 public:
     /// The sink stays the caller's and lives longer.
-    explicit ChunkReceiver(ByteSink& sink, const ReceivingOptions& options = {});
+    explicit ChunkReceiver(ByteSink& byteSink, const ReceivingOptions& receivingOptions = {});
 
     /// One "DataTransfer" message; gives the answer to send.
     ByteArray take(const ByteArray& message, Time now);
@@ -73,7 +73,7 @@ private:
     ChunkAnswer accept(const Chunk& chunk, ChunkAnswer answer);
     ChunkAnswer refuse(ChunkAnswer answer, ReceivingEnd end);
     bool begin(const Chunk& chunk);
-    bool isRepeated(const Chunk& chunk, uint32_t checksum) const;
+    bool isRepeated(const Chunk& chunk, uint32_t arrived) const;
     bool isExpected(const Chunk& chunk) const;
     void endAs(ReceivingEnd end);
 

@@ -81,7 +81,7 @@ struct TransferProgress {
 class ChunkSender {
 public:
     /// Nothing is read yet. The source stays the caller's and lives longer.
-    ChunkSender(ByteSource& source, const SendingOptions& options, Time now);
+    ChunkSender(ByteSource& byteSource, const SendingOptions& sendingOptions, Time now);
 
     /// @name What happens
     /// @{

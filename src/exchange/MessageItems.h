@@ -39,8 +39,8 @@ public:
     explicit MessageWriter(MessageId id);
 
     MessageWriter& nil(uint16_t tag);
-    /// The low bits of `number`, as many as the encoding has.
-    MessageWriter& number(uint16_t tag, Encoding encoding, uint64_t number);
+    /// The low bits of `value`, as many as the encoding has.
+    MessageWriter& number(uint16_t tag, Encoding encoding, uint64_t value);
     MessageWriter& binary(uint16_t tag, const uint8_t* data, size_t size);
     MessageWriter& text(uint16_t tag, const std::string& characters);
 

@@ -37,7 +37,7 @@ TunnelPace paceFor(int maxPacketSize);
 class TunnelOutgoing {
 public:
     /// @param opens whether this end opens the connection, so that the first request is to open it
-    TunnelOutgoing(const TunnelPace& pace, uint32_t firstPosition, bool opens, Time now);
+    TunnelOutgoing(const TunnelPace& tunnelPace, uint32_t firstPosition, bool opens, Time now);
 
     /// How many bytes `append()` takes.
     size_t room() const;
@@ -48,8 +48,8 @@ public:
     /// What to send now, if anything; the data are valid until the next call of anything here.
     std::optional<TunnelRequest> next(Time now);
     void sent(Delivery delivery, Time now);
-    /// An answer that the other end has taken everything before `position` and has room for so much more.
-    void acknowledged(uint32_t position, uint16_t room, Time now);
+    /// An answer that the other end has taken everything before `upTo` and has room for so much more.
+    void acknowledged(uint32_t upTo, uint16_t roomThere, Time now);
     /// The other end has got the request damaged.
     void damaged(Time now);
     void advance(Time now);

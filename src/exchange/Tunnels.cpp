@@ -48,7 +48,7 @@ std::optional<uint16_t> Tunnels::open(Time now) {
     return number;
 }
 
-void Tunnels::connected(uint16_t number, Time) {
+void Tunnels::connected(uint16_t number, Time /*now*/) {
     Connection* connection = find(number);
     if (connection == nullptr || connection->state != State::Connecting) return;
     connection->state = State::Open;
@@ -239,7 +239,7 @@ void Tunnels::takeFailure(uint16_t number, Connection& connection, TcpTunnelingR
     breakOff(number);
 }
 
-void Tunnels::unsupported(Time) {
+void Tunnels::unsupported(Time /*now*/) {
     if (++complaints < mostComplaints) return;
     complaints = 0;
     for (const uint16_t number : inTurn())
@@ -283,7 +283,7 @@ std::optional<ByteArray> Tunnels::nextAnswer() {
 
 std::optional<ByteArray> Tunnels::nextRequest(Time now) {
     for (const uint16_t number : inTurn()) {
-        const auto message = requestOf(number, *find(number), now);
+        auto message = requestOf(number, *find(number), now);
         if (!message) continue;
         lastServed = number;
         requestUnderWay = number;

@@ -56,24 +56,24 @@ struct TunnelEvent {
 /// Pure: messages, bytes of sockets and the time in, messages, bytes and events out. One thread at a time.
 class Tunnels {
 public:
-    explicit Tunnels(const TunnelOptions& options = {});
+    explicit Tunnels(const TunnelOptions& tunnelOptions = {});
 
     /// @name Sockets
     /// @{
     /// A connection has been accepted; none while there are too many.
     std::optional<uint16_t> open(Time now);
     /// What `Connect` asked for is there.
-    void connected(uint16_t connection, Time now);
+    void connected(uint16_t number, Time now);
     /// How many bytes may be read from this socket now.
-    size_t room(uint16_t connection) const;
-    void fromSocket(uint16_t connection, const uint8_t* data, size_t size, Time now);
+    size_t room(uint16_t number) const;
+    void fromSocket(uint16_t number, const uint8_t* data, size_t size, Time now);
     /// The socket's peer sends no more.
-    void socketFinished(uint16_t connection, Time now);
+    void socketFinished(uint16_t number, Time now);
     /// The socket has broken, or there never was one. It is not mentioned again.
-    void socketFailed(uint16_t connection, Time now);
+    void socketFailed(uint16_t number, Time now);
     /// What is to be written to this socket.
-    const ByteArray& toSocket(uint16_t connection) const;
-    void written(uint16_t connection, size_t count);
+    const ByteArray& toSocket(uint16_t number) const;
+    void written(uint16_t number, size_t count);
     std::optional<TunnelEvent> nextEvent();
     /// @}
 

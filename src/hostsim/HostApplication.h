@@ -39,7 +39,7 @@ public:
 ///
 /// Tunnels. The answer's `TCP_Data` is `TCP_Success`; `TCP_InvalidConnection` when the request has no `TCP_Connection`;
 /// `TCP_InvalidMessage` when it has neither binary `TCP_Data` nor `TCP_Command`. The far end of every tunnel is an echo:
-/// the data comes back in a "TcpTunnelingMessage" of the host.
+/// the data comes back in a "TcpTunnelingMessage" of the host. A service that is attached can be another one.
 ///
 /// Data transfers. `DTT_FileName` begins a transfer and ends one that is under way. The answer to each chunk holds, in
 /// this order: `DTT_SequenceNum` as it came; `DTT_DataCRC` (Uint32), the checksum of the `DTT_Data` of this message

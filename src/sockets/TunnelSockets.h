@@ -21,7 +21,7 @@ class TunnelSockets {
 public:
     /// @param connectTo addresses of the server that the other end's connections lead to; none where this end listens
     /// @throw std::system_error the system has no descriptor left
-    explicit TunnelSockets(Tunnels& tunnels, std::vector<TcpAddress> connectTo = {});
+    explicit TunnelSockets(Tunnels& machine, std::vector<TcpAddress> connectTo = {});
 
     /// Accepts connections of this socket from now on.
     void accept(Socket listeningSocket);

@@ -17,7 +17,7 @@ namespace hostlink {
 /// Lets a `ChunkReceiver` live on a thread of its own: the program's functions may block.
 class Receiving::Run : public Companion, public exchange::ByteSink, public std::enable_shared_from_this<Run> {
 public:
-    Run(std::shared_ptr<Core> core, ReceiveOptions options);
+    Run(std::shared_ptr<Core> with, ReceiveOptions receiveOptions);
 
     /// Begins; a failure where that is not possible.
     std::optional<Failure> start();

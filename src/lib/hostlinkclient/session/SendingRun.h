@@ -19,9 +19,9 @@ namespace hostlink {
 /// Lets a `ChunkSender` live on a thread of its own: its source may block.
 class Sending::Run : public Companion, public std::enable_shared_from_this<Run> {
 public:
-    /// @param what for people: "the file a.bin"
-    Run(std::shared_ptr<Core> core, std::unique_ptr<exchange::ByteSource> source, exchange::SendingOptions options,
-        std::function<void(const Progress&)> progress, std::string what);
+    /// @param whatIsSent for people: "the file a.bin"
+    Run(std::shared_ptr<Core> with, std::unique_ptr<exchange::ByteSource> from, exchange::SendingOptions sendingOptions,
+        std::function<void(const Progress&)> progress, std::string whatIsSent);
 
     /// Begins; a failure where that is not possible.
     std::optional<Failure> start();

@@ -21,7 +21,7 @@ namespace hostlink {
 class Tunnel::Run : public Companion, public std::enable_shared_from_this<Run> {
 public:
     /// @throw std::exception nothing can listen there; the text says why
-    Run(std::shared_ptr<Core> core, const TunnelSettings& settings);
+    Run(std::shared_ptr<Core> with, const TunnelSettings& settings);
 
     /// Begins; a failure where that is not possible.
     std::optional<Failure> start();
