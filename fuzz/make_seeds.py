@@ -4,6 +4,7 @@
 Run it in this folder after a change of a target's input; what it writes is kept beside what the fuzzer has found.
 """
 
+import random
 import re
 import struct
 from pathlib import Path
@@ -239,6 +240,14 @@ def uart_link_seeds():
         seed("uart_link", "both ways" + extra, start + bytes([0x53, 1, 197, 5]) + pattern(5) + bytes([7]) + GET_STATE + incoming)
 
 
+def client_matcher_seeds():
+    # Every byte is a choice; walks, and two that were thought out.
+    for number in range(1, 9):
+        seed("client_matcher", f"walk {number}", random.Random(number).randbytes(400))
+    seed("client_matcher", "one get answered", [0, 0, 3, 1, 40, 3, 4, 9, 0, 4, 1])
+    seed("client_matcher", "two gets of one state", [0, 0, 3, 0, 0, 3, 4, 9, 1, 50, 0, 0, 3, 0, 200, 3, 4, 9, 7, 1, 7, 11, 7, 11])
+
+
 for write_seeds in (packet_seeds, message_seeds, frame_seeds, printer_seeds, checksum_seeds, uart_stream_seeds,
-                    irq_exchange_seeds, transport_seeds, host_seeds, bus_link_seeds, uart_link_seeds):
+                    irq_exchange_seeds, transport_seeds, host_seeds, bus_link_seeds, uart_link_seeds, client_matcher_seeds):
     write_seeds()

@@ -58,6 +58,12 @@ public:
         if (present != nullptr) present->queue(lastPacket);
     }
 
+    /// What the wire does to a packet, in either direction.
+    void damages(std::function<void(ByteArray& packet)> how) {
+        const std::lock_guard lock(mutex);
+        damage = std::move(how);
+    }
+
     /// Packets that are not the last of their message are not answered.
     void failsBeforeTheEnd(bool fails) {
         const std::lock_guard lock(mutex);
@@ -140,8 +146,9 @@ private:
         return std::make_unique<Link>(*this);
     }
 
-    WriteDataResponse take(const ByteArray& packet) {
+    WriteDataResponse take(ByteArray packet) {
         const std::lock_guard lock(mutex);
+        if (damage) damage(packet);
         if (!HostLinkPacket::isLast(packet)) {
             frame.addPacket(packet);
             return breaksOff ? NoResponse : Accepted;
@@ -154,7 +161,11 @@ private:
         frame = HostLinkFrame();
         received.push_back(message);
         if (present != nullptr)
-            for (const ByteArray& answer : reaction.answers) present->queue(packetOf(answer));
+            for (const ByteArray& answer : reaction.answers) {
+                ByteArray onTheWire = packetOf(answer);
+                if (damage) damage(onTheWire);
+                present->queue(onTheWire);
+            }
         return reaction.response;
     }
 
@@ -171,6 +182,7 @@ private:
     ByteArray lastPacket;
     int frameId = 0;
     bool breaksOff = false;
+    std::function<void(ByteArray&)> damage;
     std::vector<ByteArray> received;
     std::atomic<bool> linksAreRefused{false};
     std::atomic<int> made{0};

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <hostlink/HostLinkMessage.h>
@@ -140,6 +141,18 @@ TEST(ClientSupervision, IsDownWhenNobodyAnswersTheFirstQuestion) {
     EXPECT_EQ(client.linkText(), "the host does not answer");
 }
 
+/// Keeps a terminal open, so that it is not taken for hung up while nobody has opened it yet.
+class Held {
+public:
+    explicit Held(const Pty& pty) : fd(::open(pty.slavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {}
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    ~Held() { ::close(fd); }
+
+private:
+    const int fd;
+};
+
 /// In each state a client can be in, its end takes less than a second and leaves no thread and no descriptor.
 class ClientEnding : public testing::Test {
 protected:
@@ -202,6 +215,7 @@ TEST_F(ClientEnding, WithRequestsAndSubscriptionsUnderWay) {
 
 TEST_F(ClientEnding, WhileAWriterWaitsForTheHostOnASerialPort) {
     Pty pty; // nobody answers on it
+    const Held held(pty);
     endsSoon([&] {
         auto client = std::make_unique<Client>(Uart{pty.slavePath(), 115200, 5s});
         EXPECT_EQ(pty.read(15).size(), 15U); // the probe
@@ -223,6 +237,7 @@ TEST_F(ClientEnding, MayComeFromCloseAndLeavesRequestsCancelled) {
 
 TEST(ClientSupervision, LearnsFromTheKernelThatASerialPortHasGone) {
     auto pty = std::make_unique<Pty>();
+    const Held held(*pty);
     Options options = quick();
     options.deadline = 30s;
     options.answerTime = 20s;

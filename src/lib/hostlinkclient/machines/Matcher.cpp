@@ -50,8 +50,12 @@ std::optional<Time> Matcher::confusedUntil(const Open& question) const {
     return until;
 }
 
+bool Matcher::mayBeSent(const Open& question) const {
+    return link == Link::Up || (link == Link::Probing && question.isProbe);
+}
+
 bool Matcher::isHeldUp(const Open& question, Time now) const {
-    if (link != Link::Up && !(link == Link::Probing && question.isProbe)) return true;
+    if (!mayBeSent(question)) return true;
     const auto isInItsWay = [&question](const Open& other) {
         return other.id != question.id && other.answerId == question.answerId && other.answerId != MSG_Invalid &&
                (other.stage != Stage::Waiting || other.outstanding > 0);
@@ -296,7 +300,7 @@ std::optional<Time> Matcher::timeOf(Id id) const {
     if (one->stage == Stage::Sent) return one->due;
     if (one->stage == Stage::Writing) return one->deadline;
     const auto until = confusedUntil(*one);
-    return until && link == Link::Up ? std::min(*until, one->deadline) : one->deadline;
+    return until && mayBeSent(*one) ? std::min(*until, one->deadline) : one->deadline;
 }
 
 std::vector<Matcher::End> Matcher::takeEnds() {

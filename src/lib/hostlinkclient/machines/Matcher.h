@@ -135,6 +135,7 @@ private:
     OpenAt at(Id id);
     bool canBeAnswered(const Open& question) const { return question.outstanding > 0; }
     std::optional<Time> confusedUntil(const Open& question) const;
+    bool mayBeSent(const Open& question) const;
     bool isHeldUp(const Open& question, Time now) const;
     void takeAnswer(OpenAt question, How how, const ByteArray& answer, Time now);
     bool dropLate(const ByteArray& message, bool isNoOther, Time now);

@@ -1,0 +1,146 @@
+// The client against the simulator program at the other end of a pseudo terminal.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <hostlinkclient/Client.h>
+
+#include "support/MustEnd.h"
+
+namespace {
+
+using namespace hostlink;
+using namespace std::chrono_literals;
+
+/// A folder that goes with the test.
+class Folder {
+public:
+    Folder() {
+        std::string name = testing::TempDir() + "client-XXXXXX";
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+        path = name;
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder() { std::filesystem::remove_all(path); }
+
+    std::string path;
+};
+
+/// One run of the program; ends with the object.
+class Simulator {
+public:
+    Simulator(const std::string& link, std::vector<std::string> options) {
+        ::unlink(link.c_str()); // one that was killed leaves it
+        options.insert(options.begin(), {ZENT_HOSTSIM, "--link", link});
+        std::vector<char*> arguments;
+        for (std::string& option : options) arguments.push_back(option.data());
+        arguments.push_back(nullptr);
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        const int failed = ::posix_spawn(&process, ZENT_HOSTSIM, &files, nullptr, arguments.data(), environ);
+        posix_spawn_file_actions_destroy(&files);
+        if (failed != 0) throw std::runtime_error("the simulator cannot be started");
+        mustBecomeTrue([&] { return ::access(link.c_str(), F_OK) == 0; }, "the simulator's terminal");
+    }
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+    ~Simulator() { end(SIGTERM); }
+
+    void kill() { end(SIGKILL); }
+
+private:
+    void end(int signal) {
+        if (process == 0) return;
+        ::kill(process, signal);
+        ::waitpid(process, nullptr, 0);
+        process = 0;
+    }
+
+    pid_t process = 0;
+};
+
+Options quick() {
+    Options options;
+    options.deadline = 20s;
+    options.answerTime = 100ms;
+    options.lateFor = 100ms;
+    options.firstPause = 20ms;
+    options.longestPause = 100ms;
+    return options;
+}
+
+struct Case {
+    const char* name;
+    std::vector<std::string> faults;
+};
+
+void PrintTo(const Case& one, std::ostream* out) {
+    *out << one.name;
+}
+
+class ClientOverATerminal : public testing::TestWithParam<Case> {};
+
+TEST_P(ClientOverATerminal, SetsAndGetsItsOwnValues) {
+    const Folder folder;
+    const std::string link = folder.path + "/host";
+    const Simulator simulator(link, GetParam().faults);
+    Client client(Uart{link, 115200, 100ms}, quick());
+    for (int i = 0; i < 40; ++i) {
+        const auto set = client.set(0x4000 + i % 3, i, Confirm);
+        ASSERT_TRUE(set) << i << ": " << set.text();
+        const auto value = client.get(0x4000 + i % 3);
+        ASSERT_TRUE(value) << i << ": " << value.text();
+        EXPECT_EQ(*value, Value(i));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Under, ClientOverATerminal,
+                         testing::Values(Case{"NoFault", {}}, Case{"Refusals", {"--nack-first", "2"}},
+                                         Case{"Silence", {"--silent-every", "9"}},
+                                         Case{"Errors", {"--ack-nack-every", "9"}},
+                                         Case{"LateAcknowledgements", {"--late-every", "7", "--late", "150"}},
+                                         Case{"RepeatedPackets", {"--repeat-every", "2"}},
+                                         Case{"Garbage", {"--garbage-every", "3"}}, Case{"Bursts", {"--burst", "5"}},
+                                         Case{"SplitWrites", {"--split-writes"}},
+                                         Case{"AllOfThem",
+                                              {"--silent-every", "29", "--late-every", "31", "--late", "150",
+                                               "--repeat-every", "3", "--garbage-every", "7", "--burst", "2"}}),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(ClientAndSimulator, OutlivesAHostThatIsKilled) {
+    const Folder folder;
+    const std::string link = folder.path + "/host";
+    auto simulator = std::make_unique<Simulator>(link, std::vector<std::string>());
+    Client client(Uart{link, 115200, 200ms}, quick());
+    std::atomic<int> told{0};
+    const Subscription changes =
+        client.subscribe({STA_PlayerVolume}, [&](const Change& change) { told = change.value.to<int>().valueOr(-1); });
+    ASSERT_TRUE(changes.established(20s));
+    EXPECT_EQ(client.set(STA_PlayerVolume, 44).text(), "");
+    mustBecomeTrue([&] { return told == 44; }, "told of the first host");
+    simulator->kill();
+    mustBecomeTrue([&] { return client.linkState() == LinkState::Down; }, "down");
+    simulator.reset();
+    simulator = std::make_unique<Simulator>(link, std::vector<std::string>());
+    EXPECT_TRUE(client.get(STA_PlayerVolume, Call().whileDown(WhileDown::Wait)));
+    mustBecomeTrue([&] { return told == 30; }, "the new host's volume was told");
+    EXPECT_EQ(client.set(STA_PlayerVolume, 45).text(), "");
+    mustBecomeTrue([&] { return told == 45; }, "told of the new host");
+}
+
+} // namespace
