@@ -14,6 +14,8 @@ namespace {
 using exchange::Delivery;
 using exchange::TransferEnd;
 
+constexpr auto longestTurn = std::chrono::seconds(2); // how long a chunk waits to be sent before it is offered anew
+
 // A chunk's answer has its number; that to an abort says abort.
 std::function<Verdict(const ByteArray&)> judgeOf(const ByteArray& message) {
     const auto asked = exchange::readChunk(message);
@@ -139,7 +141,7 @@ void Sending::Run::ask(const ByteArray& message) {
     question.judge = judgeOf(message);
     question.family = family;
     question.answerTime = options.answerTimeout;
-    question.deadline = std::chrono::steady_clock::now() + options.patience;
+    question.deadline = std::chrono::steady_clock::now() + options.answerTimeout + longestTurn;
     core->submit(std::move(question), nullptr, [weak = weak_from_this()](const Matcher::End& how) {
         if (const auto self = weak.lock()) self->pump.post([self = self.get(), how] { self->answered(how); });
     });
