@@ -20,4 +20,4 @@ scripts/build.sh "$preset" kernel_guest_programs
 scripts/build-kernel-guest.sh "$arch"
 scripts/check-device-trees.sh
 # A guest has two processors, and waits more than it computes.
-ctest --test-dir "build/$preset" -L '^kernel$' --no-tests=error --output-on-failure -j "${KERNEL_JOBS:-2}"
+ctest --test-dir "build/$preset" -C kernel -L '^kernel$' --no-tests=error --output-on-failure -j "${KERNEL_JOBS:-2}"

@@ -47,6 +47,8 @@ ByteArray buttonEvent(ButtonState event, uint16_t button) {
 HostApplication::HostApplication(HostStates states) : held(std::move(states)) {}
 
 std::vector<ByteArray> HostApplication::handle(const ByteArray& message) {
+    for (HostService* service : services)
+        if (const auto answers = service->handle(message)) return *answers;
     const MessageId id = HostLinkMessage::messageId(message);
     if (HostLinkMessage::isResponseMessageId(id)) return {};
     switch (id) {

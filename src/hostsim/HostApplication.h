@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "HostStates.h"
@@ -10,6 +11,14 @@
 #include "TransferSink.h"
 
 namespace hostsim {
+
+/// A part of the host that lives where there are sockets and files. It takes what it knows before the application does.
+class HostService {
+public:
+    virtual ~HostService() = default;
+    /// @return what answers the message; none when it is not this service's
+    virtual std::optional<std::vector<ByteArray>> handle(const ByteArray& message) = 0;
+};
 
 // The rows of a table stay one a line.
 // clang-format off
@@ -30,7 +39,7 @@ namespace hostsim {
 ///
 /// Tunnels. The answer's `TCP_Data` is `TCP_Success`; `TCP_InvalidConnection` when the request has no `TCP_Connection`;
 /// `TCP_InvalidMessage` when it has neither binary `TCP_Data` nor `TCP_Command`. The far end of every tunnel is an echo:
-/// the data comes back in a "TcpTunnelingMessage" of the host.
+/// the data comes back in a "TcpTunnelingMessage" of the host. A service that is attached can be another one.
 ///
 /// Data transfers. `DTT_FileName` begins a transfer and ends one that is under way. The answer to each chunk holds, in
 /// this order: `DTT_SequenceNum` as it came; `DTT_DataCRC` (Uint32), the checksum of the `DTT_Data` of this message
@@ -50,6 +59,9 @@ public:
 
     /// A message from the module.
     std::vector<ByteArray> handle(const ByteArray& message);
+
+    /// Has a service see every message first. It stays the caller's and lives longer.
+    void attach(HostService& service) { services.push_back(&service); }
 
     /// The host changes a state by itself; the messages that tell the module.
     std::vector<ByteArray> setState(uint16_t id, const Value& value);
@@ -75,6 +87,7 @@ private:
 
     HostStates held;
     TransferSink sink;
+    std::vector<HostService*> services;
 };
 
 } // namespace hostsim

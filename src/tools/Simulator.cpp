@@ -62,6 +62,8 @@ Simulator::Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePor
       toModule(pace(options)),
       signals(std::move(signalDescriptor)),
       commandsOpen(options.commands || ::isatty(STDIN_FILENO) == 1) {
+    if (!options.tunnel.empty())
+        endpoint.application().attach(tunnel.emplace(options.tunnel, options.host.outgoing.maxPacketSize));
     ::prctl(PR_SET_TIMERSLACK, 1UL); // ns; the default of 50 us would be half a byte time at 115200 baud
     if (options.verbose) {
         endpoint.setTrace(
@@ -87,6 +89,7 @@ void Simulator::step(Time time) {
     if (!arrived.empty()) host.receive(arrived, time);
     host.advance(time);
     sendInputEvents(time);
+    if (tunnel) endpoint.send(tunnel->messages(time), time);
     writeToLine(time);
 }
 
@@ -169,6 +172,7 @@ std::optional<Time> Simulator::nextWake(Time time) const {
     consider(fromModule.nextDeadline());
     if (unwritten.empty()) consider(toModule.empty() ? host.nextDeadline(time) : toModule.nextDeadline());
     consider(nextInputEvent);
+    if (tunnel) consider(tunnel->deadline());
     if (options.exitAfterIdle) consider(lastActivity + *options.exitAfterIdle);
     return wake;
 }
@@ -176,10 +180,11 @@ std::optional<Time> Simulator::nextWake(Time time) const {
 void Simulator::wait(Time time) {
     const bool room = fromModule.size() < maxOnTheWay;
     const auto lineEvents = static_cast<short>((room ? POLLIN : 0) | (unwritten.empty() ? 0 : POLLOUT));
-    std::array<pollfd, 4> entries{{{port.descriptor(), lineEvents, 0},
+    std::array<pollfd, 5> entries{{{port.descriptor(), lineEvents, 0},
                                    {signals.get(), POLLIN, 0},
                                    {port.noticeDescriptor(), POLLIN, 0},
-                                   {commandsOpen ? STDIN_FILENO : -1, POLLIN, 0}}};
+                                   {commandsOpen ? STDIN_FILENO : -1, POLLIN, 0},
+                                   {tunnel ? tunnel->descriptor() : -1, POLLIN, 0}}};
     timespec span{};
     const std::optional<Time> wake = nextWake(time);
     if (wake) {

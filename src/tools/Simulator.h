@@ -14,6 +14,7 @@
 
 #include "LinePort.h"
 #include "SimulatorOptions.h"
+#include "TunnelEnd.h"
 
 /// Lets a host live on a port: one thread, one poll, woken by bytes, signals, commands and the host's own deadlines.
 class Simulator {
@@ -54,6 +55,7 @@ private:
     hostsim::HostOnLine host;
     hostsim::LinePacer fromModule;
     hostsim::LinePacer toModule;
+    std::optional<TunnelEnd> tunnel;
     descriptor::Descriptor signals;
 
     ByteArray unwritten;     // arrived at the end of the line, not yet taken by the system

@@ -9,6 +9,8 @@
 
 #include <hostsim/StateText.h>
 
+#include "TunnelEnd.h"
+
 using hostsim::ByteNoise;
 using hostsim::FaultOptions;
 using std::chrono::milliseconds;
@@ -102,6 +104,14 @@ void declareBehaviour(CLI::App& app, SimulatorOptions& options) {
                     [&options](milliseconds time) { options.inputEventEvery = time; });
     addMilliseconds(app, "--exit-after-idle", 1, "End when nothing has happened for this long",
                     [&options](milliseconds time) { options.exitAfterIdle = time; });
+    app.add_option("--tunnel", options.tunnel,
+                   "Connect what the module tunnels to this TCP server, instead of\nsending it back")
+        ->type_name("HOST:PORT")
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                return TunnelEnd::isServer(text) ? std::string() : "'" + text + "' is not HOST:PORT";
+            },
+            ""));
     app.add_flag("--commands", options.commands,
                  "Read commands from the standard input also when that is not\na terminal. 'help' lists them");
     app.add_flag("--verbose,-v", options.verbose, "Print every packet and message to the standard error");

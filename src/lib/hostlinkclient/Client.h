@@ -17,7 +17,10 @@
 #include <hostlinkclient/Options.h>
 #include <hostlinkclient/Result.h>
 #include <hostlinkclient/StateId.h>
+#include <hostlinkclient/Statistics.h>
 #include <hostlinkclient/Subscription.h>
+#include <hostlinkclient/Transfer.h>
+#include <hostlinkclient/Tunnel.h>
 #include <hostlinkclient/Value.h>
 #include <hostlinkclient/Wire.h>
 
@@ -115,6 +118,35 @@ public:
     /// The link's state, now and whenever it changes; with a text that says why.
     Listening onLink(std::function<void(LinkState, const std::string& why)> told);
     /// @}
+
+    /// @name Files and connections
+    /// One file at a time in each direction, and one tunnel: the wire could not tell two of them apart.
+    /// @{
+
+    /// Sends a file and waits until the host says that it holds it: as many bytes, the same checksum. It goes on after
+    /// the link was lost, with the chunk that the host acknowledged last, or from the beginning where the host has lost
+    /// it.
+    ///
+    /// `BadArgument`: it cannot be opened or read, has no name or one longer than 255 bytes, a chunk that is no
+    /// multiple of four or above 64000 bytes, a time of 0 or less, more than 4294967295 bytes, or another file is on
+    /// its way; `Aborted`: the host has ended it, or lost it too often; `Unsupported`; `Unanswered`: no chunk
+    /// acknowledged for as long as the patience lasts; `HoldsAnother`: the host holds another number of bytes or
+    /// another checksum.
+    Result<FileSent> sendFile(const std::string& path, const SendOptions& options = {});
+    /// The same without waiting.
+    Result<Sending> beginSending(const std::string& path, const SendOptions& options = {});
+    /// From where a stream stands to its end; its size is told to the host where the stream can be positioned. It is
+    /// read on a thread of the transfer's own; a read that blocks delays the end of the client.
+    Result<Sending> beginSending(std::shared_ptr<std::istream> stream, const SendOptions& options);
+    /// Takes files that the host sends, until the last copy of what it gives is gone.
+    Result<Receiving> receiveFiles(const ReceiveOptions& options);
+    /// Listens for TCP connections and carries them over the wire; docs/tunnel.md says what the host has to do.
+    /// `BadArgument`: nothing can listen there, no connections, a time of 0 or less, or there is a tunnel already.
+    Result<Tunnel> tunnel(const TunnelSettings& settings = {});
+    /// @}
+
+    /// What has been counted so far. Takes no lock.
+    Statistics statistics() const;
 
     LinkState linkState() const;
     /// Why the link is as it is: "the host does not answer", for people.

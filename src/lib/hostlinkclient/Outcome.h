@@ -24,7 +24,8 @@ enum class Outcome {
     LinkDown,     ///< there is no link to the host; nothing was sent
     Cancelled,    ///< the request was cancelled or the client ended; `mayHaveBeenExecuted()` says how far it came
     TimedOutBeforeSending, ///< the deadline passed while the request waited for its turn; nothing was sent
-    BadArgument            ///< the request cannot be asked like that; nothing was sent
+    BadArgument,           ///< the request cannot be asked like that; nothing was sent
+    Aborted                ///< the host has ended the transfer, or has lost it
 };
 
 /// The enumerator's name.

@@ -79,6 +79,7 @@ std::optional<Matcher::Id> Matcher::nextToSend(Time now) {
         }
         one.stage = Stage::Writing;
         one.isOut = false;
+        one.begun = now;
         ++one.sent;
         writing = one.id;
         return writing;
@@ -267,7 +268,8 @@ void Matcher::end(OpenAt question, How how, const ByteArray& answer, Time now) {
     const int outstanding = one.outstanding + (underWay && !one.isOut ? 1 : 0);
     const bool hasActed = how == How::Answered || how == How::Part || how == How::Taken;
     const bool mayBeExecuted = hasActed || outstanding > 0;
-    ends.push_back({one.id, how, answer, one.sent, one.refusals, mayBeExecuted, one.mayBeUnsupported});
+    const Duration took = one.sent > 0 ? now - one.begun : Duration::zero();
+    ends.push_back({one.id, how, answer, one.sent, one.refusals, mayBeExecuted, one.mayBeUnsupported, took});
     const bool mayBeCalledUnsupported = one.answerId == MSG_Invalid && how != How::Unsupported && one.sent > 0;
     if (outstanding > 0 || mayBeCalledUnsupported)
         past.push_back({one.id, one.answerId, std::move(one.key), std::move(one.judge), one.family,

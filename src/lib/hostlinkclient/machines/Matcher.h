@@ -58,6 +58,7 @@ public:
         int refusals; ///< packets that the host's link refused
         bool mayBeExecuted;
         bool mayBeUnsupported; ///< an "unsupported" came that may have been meant for it
+        Duration took{};       ///< since its turn came last; of what was never sent nothing
     };
 
     struct Counts {
@@ -111,6 +112,7 @@ private:
         Id id;
         Stage stage;
         Time due;            // Sent: when the answer's time is over
+        Time begun{};        // when its turn came last
         int sent = 0;        // sendings begun
         int outstanding = 0; // sendings of which an answer may still come
         int refusals = 0;

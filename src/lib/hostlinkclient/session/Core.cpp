@@ -92,6 +92,7 @@ void Core::start() {
 
 void Core::close() {
     const std::lock_guard once(closeMutex);
+    closeCompanions();
     {
         Lock lock(mutex);
         if (closing) return;
@@ -100,6 +101,7 @@ void Core::close() {
         matcher.cancelAll(Clock::now());
         settle(lock, {});
     }
+    closeCompanions();
     line.stopWriting();
     std::promise<void> closed;
     sender.post([this, &closed] {
@@ -161,6 +163,12 @@ void Core::cancel(Id id) {
     settle(lock, {});
 }
 
+void Core::countEnd(const Matcher::End& end) {
+    if (end.how == Matcher::How::Answered) counted.responseTimes.note(end.took);
+    if (end.how == Matcher::How::Unanswered) countUp(counted.timeouts);
+    if (end.sendings > 1) countUp(counted.retries, static_cast<uint64_t>(end.sendings) - 1);
+}
+
 // After everything that changes what is asked: tells what has ended, and has the next message written. Releases the
 // lock.
 // @return whether the caller is to write his own message
@@ -168,6 +176,7 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
     const Time now = Clock::now();
     std::vector<std::pair<Done, Matcher::End>> ended;
     for (const Matcher::End& end : matcher.takeEnds()) {
+        countEnd(end);
         const auto found = dones.find(end.id);
         ended.emplace_back(std::move(found->second), end);
         dones.erase(found);
@@ -177,6 +186,7 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
         cancellation->second->leave(*this, end.id);
         cancellations.erase(cancellation);
     }
+    counted.staleAnswers.store(matcher.counts().late + matcher.counts().foreign, std::memory_order_relaxed);
     const std::optional<Id> next = matcher.nextToSend(now);
     const bool isOwn = next && next == own;
     if (isOwn)
@@ -221,8 +231,15 @@ void Core::writeNow(const ByteArray& message) {
 void Core::takeMessage(const ByteArray& message) {
     countUp(counted.messagesIn);
     Lock lock(mutex);
-    if (!matcher.received(message, Clock::now())) takeHostsMessage(message);
+    // Answers that somebody listens for are not for the matcher: they are numbered on their own.
+    if (isListenedAnswer(HostLinkMessage::messageId(message)) || !matcher.received(message, Clock::now()))
+        takeHostsMessage(message);
     settle(lock, {});
+}
+
+bool Core::isListenedAnswer(MessageId id) const {
+    return HostLinkMessage::isResponseMessageId(id) &&
+           std::any_of(listeners.begin(), listeners.end(), [id](const auto& one) { return one.second.first == id; });
 }
 
 void Core::takeHostsMessage(const ByteArray& message) {
@@ -512,6 +529,33 @@ std::shared_ptr<Listening::State> Core::tellLink(std::function<void(LinkState, c
 Session::Handle Core::postAt(Time when, Task task) {
     const Worker::Timer timer = keeper.postAt(when, std::move(task));
     return {nullptr, [this, timer](void*) { keeper.cancel(timer); }};
+}
+
+bool Core::keep(Role role, const std::shared_ptr<Companion>& companion) {
+    const std::lock_guard lock(mutex);
+    return !closing && companions.emplace(role, companion).second;
+}
+
+// Its thread may be the caller, so it is destroyed on the keeper, which may wait for that thread's end.
+void Core::release(Role role, const Companion* companion) {
+    keeper.post([this, role, companion] {
+        std::shared_ptr<Companion> last;
+        const std::lock_guard lock(mutex);
+        const auto found = companions.find(role);
+        if (found == companions.end() || found->second.get() != companion) return;
+        last = std::move(found->second);
+        companions.erase(found);
+    });
+}
+
+// They end while the session still takes what they have to say.
+void Core::closeCompanions() {
+    std::map<Role, std::shared_ptr<Companion>> last;
+    {
+        const std::lock_guard lock(mutex);
+        last = std::exchange(companions, {});
+    }
+    for (const auto& one : last) one.second->close();
 }
 
 Session& sessionOf(const Client& client) {

@@ -77,6 +77,8 @@ public:
     void post(Task task) override { keeper.post(std::move(task)); }
     Handle postAt(Time when, Task task) override;
     void callBack(Task task) override { callbacks.post(std::move(task)); }
+    bool keep(Role role, const std::shared_ptr<Companion>& companion) override;
+    void release(Role role, const Companion* companion) override;
     int maxPacketSize() const override { return packetSize; }
     uint64_t newFamily() override { return ++families; }
     Counters& counters() override { return counted; }
@@ -91,9 +93,12 @@ private:
     Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by);
     bool settle(Lock& lock, std::optional<Id> own);
     void arm(Time now);
+    void countEnd(const Matcher::End& end);
     void timeIsUp();
     void writeNow(const ByteArray& message);
     void takeMessage(const ByteArray& message);
+    void closeCompanions();
+    bool isListenedAnswer(MessageId id) const;
     void takeHostsMessage(const ByteArray& message);
     void tellSubscribers(const std::vector<SubscriptionTable::Told>& told);
     Handle addListener(MessageId id, MessageTold told);
@@ -135,6 +140,7 @@ private:
     std::map<uint64_t, std::shared_ptr<Subscription::State>> subscribers;
     std::map<uint64_t, std::pair<MessageId, MessageTold>> listeners;
     std::map<uint64_t, LinkTold> linkListeners;
+    std::map<Role, std::shared_ptr<Companion>> companions;
     uint64_t lastHandle = 0;
     bool isReopening = false; // a new link is on its way
     bool closing = false;

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "hostlinkclient/session/Histogram.h"
+
 namespace hostlink {
 
 /// Counted on whatever thread it happens, without a lock; read on any.
@@ -21,9 +23,13 @@ struct Counters {
     Count unansweredPackets{0};  ///< packets without a usable answer of the host's link
     Count repeatedPackets{0};    ///< packets of the host that came twice; dropped
     Count unansweredWrites{0};   ///< messages that the host has not accepted
+    Count retries{0};            ///< requests sent again
+    Count timeouts{0};           ///< requests whose answer did not come
+    Count staleAnswers{0};       ///< answers to what had ended, or to nothing
     Count links{0};              ///< links that were opened
     Count losses{0};             ///< links that were lost, or given up to be made anew
     Count resynchronisations{0}; ///< of those, the ones given up after unanswered writes
+    Histogram responseTimes;     ///< of requests that were answered
 };
 
 inline void countUp(Counters::Count& count, uint64_t by = 1) {

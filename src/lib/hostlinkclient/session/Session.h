@@ -15,6 +15,17 @@
 
 namespace hostlink {
 
+/// Something with a thread of its own that uses a session.
+class Companion {
+public:
+    virtual ~Companion() = default;
+    /// Ends it, and waits for its thread unless called on that.
+    virtual void close() = 0;
+};
+
+/// Of each there is one at a time: the wire could not tell two of them apart.
+enum class Role { Sender, Receiver, Tunnel };
+
 /// One client's conversation with its host, without blocking. Everything handed in is called on one thread, the
 /// client's own, one after another: what lives on it needs no lock. It must not block there, and must not call the
 /// client's blocking requests.
@@ -44,6 +55,12 @@ public:
 
     /// Does the task on the thread for callbacks of the program, where it may block and call the client.
     virtual void callBack(Task task) = 0;
+
+    /// Holds a companion until it is released or the session ends, which closes it first.
+    /// @return false when there is one in that role, or the session has ended
+    virtual bool keep(Role role, const std::shared_ptr<Companion>& companion) = 0;
+    /// Lets go of it, on another thread than the companion's.
+    virtual void release(Role role, const Companion* companion) = 0;
 
     /// Of the link, in bytes.
     virtual int maxPacketSize() const = 0;

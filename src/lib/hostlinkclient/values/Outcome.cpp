@@ -26,6 +26,7 @@ const char* nameOf(Outcome outcome) {
     case Outcome::Cancelled: return "Cancelled";
     case Outcome::TimedOutBeforeSending: return "TimedOutBeforeSending";
     case Outcome::BadArgument: return "BadArgument";
+    case Outcome::Aborted: return "Aborted";
     }
     return "unknown";
 }

@@ -1,0 +1,399 @@
+#include "Tunnels.h"
+
+#include <algorithm>
+
+#include <hostlink/HostLinkMessage.h>
+
+namespace hostlink::exchange {
+
+namespace {
+
+constexpr unsigned mostCloses = 3; // a connection that has broken is mentioned so often
+constexpr Time closeInterval = std::chrono::milliseconds(500);
+constexpr Time firstCheck = std::chrono::milliseconds(500);
+constexpr unsigned mostChecks = 8; // the last one a minute later
+constexpr unsigned mostComplaints = 3;
+constexpr size_t mostStrangers = 32;
+constexpr uint32_t positionStep = 0x01000193; // any odd number: positions of two connections are far apart
+
+// What a host answers that has tunnels of another kind: a result and nothing that proves it.
+bool isPlainAnswer(const ByteArray& message) {
+    const auto items = itemsOf(message);
+    return items && items->size() <= 2;
+}
+
+} // namespace
+
+Tunnels::Tunnels(const TunnelOptions& tunnelOptions)
+    : options(tunnelOptions), nextNumber(tunnelOptions.firstNumber), nextPosition(tunnelOptions.firstPosition) {}
+
+Tunnels::Connection* Tunnels::find(uint16_t number) {
+    const auto found = all.find(number);
+    return found == all.end() ? nullptr : &found->second;
+}
+
+const Tunnels::Connection* Tunnels::find(uint16_t number) const {
+    const auto found = all.find(number);
+    return found == all.end() ? nullptr : &found->second;
+}
+
+// --- sockets
+
+std::optional<uint16_t> Tunnels::open(Time now) {
+    if (full()) return std::nullopt;
+    while (find(nextNumber) != nullptr) ++nextNumber;
+    const uint16_t number = nextNumber++;
+    all.try_emplace(number, State::Open, options.pace, nextPosition, true, now);
+    nextPosition += positionStep;
+    return number;
+}
+
+void Tunnels::connected(uint16_t number, Time /*now*/) {
+    Connection* connection = find(number);
+    if (connection == nullptr || connection->state != State::Connecting) return;
+    connection->state = State::Open;
+    ++totals.opened;
+    owe(number, *connection, TCP_Success);
+}
+
+size_t Tunnels::room(uint16_t number) const {
+    const Connection* connection = find(number);
+    return connection == nullptr || connection->state != State::Open ? 0 : connection->outgoing.room();
+}
+
+void Tunnels::fromSocket(uint16_t number, const uint8_t* data, size_t size, Time now) {
+    Connection* connection = find(number);
+    if (connection != nullptr) connection->outgoing.append(data, size, now);
+}
+
+void Tunnels::socketFinished(uint16_t number, Time now) {
+    Connection* connection = find(number);
+    if (connection != nullptr) connection->outgoing.finish(now);
+}
+
+void Tunnels::socketFailed(uint16_t number, Time now) {
+    Connection* connection = find(number);
+    if (connection == nullptr || connection->state == State::Closing) return;
+    if (connection->state == State::Open) {
+        ++totals.broken;
+        beginClosing(*connection, now);
+        return;
+    }
+    ++totals.refused;
+    answerStranger(number, TCP_TranferFailed);
+    all.erase(number);
+}
+
+const ByteArray& Tunnels::toSocket(uint16_t number) const {
+    static const ByteArray nothing;
+    const Connection* connection = find(number);
+    return connection == nullptr || connection->state != State::Open ? nothing : connection->incoming.waiting();
+}
+
+void Tunnels::written(uint16_t number, size_t count) {
+    Connection* connection = find(number);
+    if (connection == nullptr) return;
+    if (connection->incoming.written(count)) owe(number, *connection, TCP_Success);
+    shutDownWhenWritten(number, *connection);
+    endWhenDone(number);
+}
+
+std::optional<TunnelEvent> Tunnels::nextEvent() {
+    if (events.empty()) return std::nullopt;
+    const TunnelEvent event = events.front();
+    events.pop_front();
+    return event;
+}
+
+void Tunnels::breakAll(Time now) {
+    for (auto& [number, connection] : all) {
+        if (connection.state == State::Closing) continue;
+        ++totals.broken;
+        events.push_back({TunnelEvent::Kind::Break, number});
+        beginClosing(connection, now);
+    }
+}
+
+// --- link: what comes
+
+void Tunnels::receive(const ByteArray& message, Time now) {
+    if (HostLinkMessage::messageId(message) == MSG_TcpTunneling) {
+        if (const auto request = readTunnelRequest(message))
+            takeRequest(*request, now);
+        else
+            takeDamaged(message);
+        return;
+    }
+    if (const auto answer = readTunnelAnswer(message)) {
+        complaints = 0;
+        takeAnswer(*answer, now);
+        return;
+    }
+    ++totals.damaged;
+    if (isPlainAnswer(message)) unsupported(now);
+}
+
+// The number may have suffered too; then one that did nothing sends once more than it must.
+void Tunnels::takeDamaged(const ByteArray& message) {
+    ++totals.damaged;
+    const auto number = connectionOf(message);
+    if (!number) return;
+    Connection* connection = find(*number);
+    if (connection == nullptr)
+        answerStranger(*number, TCP_InvalidMessage);
+    else if (!connection->owed && connection->state == State::Open)
+        owe(*number, *connection, TCP_InvalidMessage);
+}
+
+void Tunnels::takeRequest(const TunnelRequest& request, Time now) {
+    switch (request.command) {
+    case TunnelCommand::Open: takeOpen(request, now); return;
+    case TunnelCommand::Data:
+    case TunnelCommand::Finish: takeData(request, now); return;
+    case TunnelCommand::Close:
+        answerStranger(request.connection, TCP_Success);
+        if (find(request.connection) != nullptr) breakOff(request.connection);
+        return;
+    }
+    answerStranger(request.connection, TCP_InvalidCommand);
+}
+
+// One that is there already and begins where this one does is this one: its answer got lost.
+void Tunnels::takeOpen(const TunnelRequest& request, Time now) {
+    const uint16_t number = request.connection;
+    Connection* known = find(number);
+    if (known != nullptr && known->firstPosition == request.position) {
+        if (known->state == State::Open) owe(number, *known, TCP_Success);
+        return;
+    }
+    if (known != nullptr) breakOff(number);
+    if (full()) makeRoom(now);
+    if (full()) {
+        ++totals.refused;
+        answerStranger(number, TCP_TranferFailed);
+        return;
+    }
+    all.try_emplace(number, State::Connecting, options.pace, request.position, false, now);
+    events.push_back({TunnelEvent::Kind::Connect, number});
+}
+
+// A program at the other end that went without a word has left its connections here. The one heard of longest ago goes,
+// when that was long enough ago.
+void Tunnels::makeRoom(Time now) {
+    const auto oldest = std::min_element(
+        all.begin(), all.end(), [](const auto& a, const auto& b) { return a.second.heardAt < b.second.heardAt; });
+    if (oldest != all.end() && now - oldest->second.heardAt >= options.pace.patience) breakOff(oldest->first);
+}
+
+void Tunnels::takeData(const TunnelRequest& request, Time now) {
+    Connection* connection = find(request.connection);
+    if (connection == nullptr || connection->state != State::Open) {
+        ++totals.stale;
+        answerStranger(request.connection, TCP_InvalidConnection);
+        return;
+    }
+    const size_t before = connection->incoming.waiting().size();
+    connection->heardAt = now;
+    if (connection->opens) connection->checkAt = now + firstCheck;
+    connection->checks = 0;
+    connection->incoming.take(request);
+    totals.bytesReceived += connection->incoming.waiting().size() - before;
+    owe(request.connection, *connection, TCP_Success);
+    shutDownWhenWritten(request.connection, *connection);
+}
+
+void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
+    Connection* connection = find(answer.connection);
+    if (connection == nullptr || connection->state == State::Connecting) {
+        ++totals.stale;
+    } else if (connection->state == State::Closing) {
+        // Answers to earlier requests carry a position.
+        if (answer.position == 0 && answer.room == 0) all.erase(answer.connection);
+    } else if (answer.result == TCP_Success) {
+        connection->heardAt = now;
+        connection->checkAt.reset();
+        takeSuccess(answer.connection, *connection, answer, now);
+    } else if (answer.result == TCP_InvalidMessage) {
+        connection->outgoing.damaged(now);
+    } else {
+        takeFailure(answer.connection, *connection, answer.result);
+    }
+}
+
+void Tunnels::takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now) {
+    const bool wasOpen = connection.outgoing.opened();
+    const size_t before = connection.outgoing.held();
+    connection.outgoing.acknowledged(answer.position, answer.room, now);
+    totals.bytesSent += before - connection.outgoing.held();
+    if (!wasOpen && connection.outgoing.opened()) ++totals.opened;
+    endWhenDone(number);
+}
+
+void Tunnels::takeFailure(uint16_t number, Connection& connection, TcpTunnelingResult result) {
+    TunnelOutgoing& outgoing = connection.outgoing;
+    if (result == TCP_InvalidConnection && outgoing.onlyFinishLeft() && connection.incoming.finished()) {
+        outgoing.takeAsFinished(); // it has ended there; the answer to the end of this direction got lost
+        endWhenDone(number);
+        return;
+    }
+    breakOff(number);
+}
+
+void Tunnels::unsupported(Time /*now*/) {
+    if (++complaints < mostComplaints) return;
+    complaints = 0;
+    for (const uint16_t number : inTurn())
+        if (find(number)->state == State::Open && !find(number)->outgoing.opened()) breakOff(number);
+}
+
+// --- link: what goes
+
+void Tunnels::owe(uint16_t number, Connection& connection, TcpTunnelingResult result) {
+    connection.owed = TunnelAnswer{number, result, connection.incoming.position(), connection.incoming.room()};
+}
+
+void Tunnels::answerStranger(uint16_t number, TcpTunnelingResult result) {
+    if (toStrangers.size() < mostStrangers) toStrangers.push_back({number, result, 0, 0});
+}
+
+std::optional<ByteArray> Tunnels::nextMessage(Time now) {
+    if (inFlight) return std::nullopt;
+    auto message = nextAnswer();
+    if (!message) message = nextRequest(now);
+    inFlight = message.has_value();
+    return message;
+}
+
+std::optional<ByteArray> Tunnels::nextAnswer() {
+    requestUnderWay.reset();
+    if (!toStrangers.empty()) {
+        const TunnelAnswer answer = toStrangers.front();
+        toStrangers.pop_front();
+        return writeTunnelAnswer(answer);
+    }
+    for (auto& [number, connection] : all) {
+        if (!connection.owed) continue;
+        const ByteArray message = writeTunnelAnswer(*connection.owed);
+        connection.owed.reset();
+        endWhenDone(number);
+        return message;
+    }
+    return std::nullopt;
+}
+
+std::optional<ByteArray> Tunnels::nextRequest(Time now) {
+    for (const uint16_t number : inTurn()) {
+        auto message = requestOf(number, *find(number), now);
+        if (!message) continue;
+        lastServed = number;
+        requestUnderWay = number;
+        return message;
+    }
+    return std::nullopt;
+}
+
+// Whoever was served last comes last.
+std::deque<uint16_t> Tunnels::inTurn() const {
+    std::deque<uint16_t> numbers;
+    for (const auto& entry : all) numbers.push_back(entry.first);
+    const auto next = std::upper_bound(numbers.begin(), numbers.end(), lastServed);
+    std::rotate(numbers.begin(), next, numbers.end());
+    return numbers;
+}
+
+std::optional<ByteArray> Tunnels::requestOf(uint16_t number, Connection& connection, Time now) {
+    if (connection.state == State::Closing) return closeOf(number, connection, now);
+    const uint64_t before = connection.outgoing.repeated();
+    auto request = connection.outgoing.next(now);
+    totals.repeated += connection.outgoing.repeated() - before;
+    if (!request) return checkOf(number, connection, now);
+    request->connection = number;
+    return writeTunnelRequest(*request);
+}
+
+// Whatever is under way asks as well.
+std::optional<ByteArray> Tunnels::checkOf(uint16_t number, Connection& connection, Time now) {
+    if (!connection.checkAt || now < *connection.checkAt) return std::nullopt;
+    connection.checkAt.reset();
+    if (++connection.checks < mostChecks) connection.checkAt = now + firstCheck * (1U << connection.checks);
+    return writeTunnelRequest({number, TunnelCommand::Data, connection.outgoing.firstHeld(), nullptr, 0});
+}
+
+std::optional<ByteArray> Tunnels::closeOf(uint16_t number, Connection& connection, Time now) {
+    if (now < *connection.closeAt || connection.closings == mostCloses) return std::nullopt;
+    ++connection.closings;
+    connection.closeAt = now + closeInterval;
+    return writeTunnelRequest({number, TunnelCommand::Close, 0, nullptr, 0});
+}
+
+void Tunnels::sent(Delivery delivery, Time now) {
+    inFlight = false;
+    if (!requestUnderWay) return;
+    Connection* connection = find(*requestUnderWay);
+    if (connection != nullptr && connection->state == State::Open) connection->outgoing.sent(delivery, now);
+}
+
+void Tunnels::advance(Time now) {
+    for (const uint16_t number : inTurn()) {
+        Connection& connection = *find(number);
+        connection.outgoing.advance(now);
+        if (connection.state == State::Closing) {
+            if (connection.closings == mostCloses && now >= *connection.closeAt) all.erase(number);
+        } else if (connection.state == State::Open && connection.outgoing.silentTooLong(now)) {
+            ++(connection.outgoing.opened() ? totals.broken : totals.refused);
+            events.push_back({TunnelEvent::Kind::Break, number});
+            beginClosing(connection, now);
+        }
+    }
+}
+
+std::optional<Time> Tunnels::deadline() const {
+    std::optional<Time> due;
+    const auto consider = [&due](std::optional<Time> moment) {
+        if (moment && (!due || *moment < *due)) due = moment;
+    };
+    for (const auto& entry : all) {
+        const Connection& connection = entry.second;
+        if (connection.state == State::Closing) consider(connection.closeAt);
+        if (connection.state == State::Open) consider(connection.outgoing.deadline());
+        if (connection.state == State::Open) consider(connection.checkAt);
+    }
+    return due;
+}
+
+// --- ends
+
+void Tunnels::shutDownWhenWritten(uint16_t number, Connection& connection) {
+    if (connection.shutDown || !connection.incoming.finished() || !connection.incoming.waiting().empty()) return;
+    connection.shutDown = true;
+    events.push_back({TunnelEvent::Kind::ShutDown, number});
+}
+
+void Tunnels::beginClosing(Connection& connection, Time now) {
+    connection.state = State::Closing;
+    connection.owed.reset();
+    connection.closeAt = now;
+}
+
+// The other end knows already, or never will.
+void Tunnels::breakOff(uint16_t number) {
+    const Connection& connection = *find(number);
+    if (connection.state != State::Closing) {
+        ++(connection.state == State::Open && connection.outgoing.opened() ? totals.broken : totals.refused);
+        events.push_back({TunnelEvent::Kind::Break, number});
+    }
+    all.erase(number);
+}
+
+// The last answer must have gone out before the connection is forgotten.
+void Tunnels::endWhenDone(uint16_t number) {
+    const Connection& connection = *find(number);
+    const bool done =
+        connection.state == State::Open && connection.outgoing.finished() && connection.shutDown && !connection.owed;
+    if (!done) return;
+    ++totals.finished;
+    events.push_back({TunnelEvent::Kind::Close, number});
+    all.erase(number);
+}
+
+} // namespace hostlink::exchange

@@ -1,0 +1,76 @@
+#include "TunnelEnd.h"
+
+#include <cstdlib>
+
+#include <hostlink/HostLinkMessage.h>
+
+using hostsim::Time;
+namespace exchange = hostlink::exchange;
+
+namespace {
+
+constexpr unsigned long highestPort = 65535;
+
+struct Server {
+    std::string host;
+    std::string port;
+};
+
+// The colon of the port is the last one; brackets are around an address that has some itself.
+Server serverOf(const std::string& text) {
+    const size_t colon = text.rfind(':');
+    if (colon == std::string::npos) return {};
+    std::string host = text.substr(0, colon);
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    return {host, text.substr(colon + 1)};
+}
+
+std::vector<exchange::TcpAddress> addressesOf(const std::string& text) {
+    const Server server = serverOf(text);
+    return exchange::addressesOf(server.host, static_cast<uint16_t>(std::strtoul(server.port.c_str(), nullptr, 10)));
+}
+
+exchange::TunnelOptions optionsFor(int maxPacketSize) {
+    exchange::TunnelOptions options;
+    options.pace = exchange::paceFor(maxPacketSize);
+    return options;
+}
+
+} // namespace
+
+bool TunnelEnd::isServer(const std::string& text) {
+    const Server server = serverOf(text);
+    const bool digits = !server.port.empty() && server.port.size() <= 5 &&
+                        server.port.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long port = digits ? std::strtoul(server.port.c_str(), nullptr, 10) : 0;
+    return !server.host.empty() && port > 0 && port <= highestPort;
+}
+
+TunnelEnd::TunnelEnd(const std::string& server, int maxPacketSize)
+    : tunnels(optionsFor(maxPacketSize)), sockets(tunnels, addressesOf(server)) {}
+
+std::optional<std::vector<ByteArray>> TunnelEnd::handle(const ByteArray& message) {
+    const MessageId id = HostLinkMessage::messageId(message);
+    if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse) return std::nullopt;
+    tunnels.receive(message, latest);
+    return std::vector<ByteArray>{}; // it speaks in messages()
+}
+
+std::vector<ByteArray> TunnelEnd::messages(Time now) {
+    latest = now;
+    tunnels.advance(now);
+    sockets.handle(now);
+    std::vector<ByteArray> messages;
+    while (const auto message = tunnels.nextMessage(now)) {
+        messages.push_back(*message);
+        tunnels.sent(exchange::Delivery::Accepted, now);
+    }
+    sockets.handle(now); // an answer may have been the last of its connection
+    return messages;
+}
+
+std::optional<Time> TunnelEnd::deadline() const {
+    const auto due = tunnels.deadline();
+    if (!due) return std::nullopt;
+    return std::chrono::ceil<Time>(*due);
+}

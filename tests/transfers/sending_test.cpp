@@ -1,0 +1,335 @@
+// Files to a host that the test plays; it takes them as the simulated host does.
+#include <hostlinkclient/Client.h>
+
+#include <fstream>
+#include <future>
+#include <sstream>
+
+#include <exchange/ChunkMessages.h>
+#include <exchange/TransferChecksum.h>
+#include <hostlink/HostLinkMessage.h>
+
+#include <gtest/gtest.h>
+
+#include "hostlinkclient/session/PlayedHost.h"
+#include "support/Bytes.h"
+
+using namespace hostlink;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+constexpr size_t fileSize = 5000; // five chunks
+
+// Nobody waits for any of these where all goes well.
+Options quick() {
+    Options options;
+    options.firstPause = milliseconds(1);
+    options.longestPause = milliseconds(10);
+    options.answerTime = milliseconds(200);
+    options.lateFor = milliseconds(50);
+    return options;
+}
+
+SendOptions named() {
+    SendOptions options;
+    options.name = "a.bin";
+    options.answerTime = milliseconds(100);
+    return options;
+}
+
+std::shared_ptr<std::istream> stream(const ByteArray& content) {
+    return std::make_shared<std::istringstream>(std::string(content.begin(), content.end()));
+}
+
+// A pipe, say: it cannot go back.
+struct OneWay : std::stringbuf {
+    explicit OneWay(const ByteArray& content) : std::stringbuf(std::string(content.begin(), content.end())) {}
+    pos_type seekoff(off_type, std::ios::seekdir, std::ios::openmode) override { return pos_type(off_type(-1)); }
+    pos_type seekpos(pos_type, std::ios::openmode) override { return pos_type(off_type(-1)); }
+};
+struct Pipe : std::istream {
+    explicit Pipe(const ByteArray& content) : std::istream(nullptr), bytesOfIt(content) { rdbuf(&bytesOfIt); }
+    OneWay bytesOfIt;
+};
+
+bool isTransfer(const ByteArray& message) {
+    return HostLinkMessage::messageId(message) == MSG_DataTransfer;
+}
+
+struct File {
+    PlayedHost host;
+    Client client{host.wire(), quick()};
+    ByteArray content = patternBytes(fileSize);
+    uint32_t checksum = exchange::TransferChecksum::of(content.data(), content.size());
+
+    Result<FileSent> send(const SendOptions& options = named()) {
+        const auto sending = client.beginSending(stream(content), options);
+        return sending ? sending->wait() : Result<FileSent>(*sending.failure());
+    }
+    // What the host does with transfers; the rest is as ever.
+    void does(std::function<PlayedHost::Reaction(const ByteArray&)> what) {
+        host.does([this, what](const ByteArray& message) {
+            return isTransfer(message) ? what(message) : PlayedHost::Reaction{Accepted, host.simulated(message)};
+        });
+    }
+};
+
+} // namespace
+
+TEST(SendingAFile, EndsWhenTheHostHoldsIt) {
+    File file;
+    std::vector<uint64_t> far;
+    SendOptions options = named();
+    options.progress = [&far](const Progress& progress) {
+        far.push_back(progress.bytes);
+        EXPECT_EQ(progress.total, fileSize);
+    };
+    const auto sent = file.send(options);
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->bytes, fileSize);
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_EQ(sent->chunks, 5u);
+    EXPECT_EQ(sent->repeated, 0u);
+    EXPECT_EQ(far, (std::vector<uint64_t>{1004, 2008, 3012, 4016, 5000}));
+}
+
+TEST(SendingAFile, TakesItsNameFromItsPath) {
+    File file;
+    const std::string path = testing::TempDir() + "/a transfer.bin";
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.content.data()), fileSize);
+    const auto sent = file.client.sendFile(path);
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    std::string name;
+    for (const ByteArray& message : file.host.messages())
+        if (isTransfer(message) && name.empty()) name = *exchange::readChunk(message)->name;
+    EXPECT_EQ(name, "a transfer.bin");
+    ::remove(path.c_str());
+}
+
+TEST(SendingAFile, FromAPipeHasNoSize) {
+    File file;
+    const auto sending = file.client.beginSending(std::make_shared<Pipe>(file.content), named());
+    ASSERT_TRUE(sending) << sending.text();
+    const auto sent = sending->wait();
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_FALSE(sending->progress().total);
+    EXPECT_EQ(sending->progress().bytes, fileSize);
+}
+
+TEST(SendingAFile, RepeatsAChunkThatArrivedDamaged) {
+    File file;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        ByteArray arrived = message;
+        if (++chunks == 2) arrived[arrived.size() - 20] ^= 1;
+        return PlayedHost::Reaction{Accepted, file.host.simulated(arrived)};
+    });
+    const auto sent = file.send();
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_EQ(sent->repeated, 1u);
+}
+
+TEST(SendingAFile, RepeatsAChunkWhoseAnswerGotLost) {
+    File file;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        const auto answers = file.host.simulated(message);
+        return PlayedHost::Reaction{Accepted, ++chunks == 3 ? std::vector<ByteArray>{} : answers};
+    });
+    const auto sent = file.send();
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_EQ(sent->repeated, 1u);
+}
+
+// The host answers nothing five times in a row: the client makes a new link, over which the same chunk goes on.
+TEST(SendingAFile, GoesOnOverANewLink) {
+    File file;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        if (++chunks >= 3 && chunks < 8) return PlayedHost::Reaction{NoResponse, {}};
+        return PlayedHost::Reaction{Accepted, file.host.simulated(message)};
+    });
+    const auto sent = file.send();
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_EQ(sent->restarts, 0);
+    EXPECT_GE(file.host.linksMade(), 2);
+}
+
+TEST(SendingAFile, BeginsAnewAtAHostThatHasLostIt) {
+    File file;
+    hostsim::HostApplication other; // after a reset
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
+        return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
+    });
+    const auto sent = file.send();
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->checksum, file.checksum);
+    EXPECT_EQ(sent->restarts, 1);
+}
+
+TEST(SendingAFile, FromAPipeCannotBeginAnew) {
+    File file;
+    hostsim::HostApplication other;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
+        return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
+    });
+    const auto sent = file.client.beginSending(std::make_shared<Pipe>(file.content), named())->wait();
+    EXPECT_EQ(sent.outcome(), Outcome::Aborted);
+    EXPECT_NE(sent.text().find("the host has lost the transfer"), std::string::npos) << sent.text();
+}
+
+TEST(SendingAFile, EndsWhenTheHostEndsIt) {
+    File file;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        auto answers = file.host.simulated(message);
+        if (++chunks == 2) answers[0] = answers[0] + bytes("05 00 C0");
+        if (chunks == 2) ++answers[0][2]; // one item more
+        return PlayedHost::Reaction{Accepted, answers};
+    });
+    const auto sent = file.send();
+    EXPECT_EQ(sent.outcome(), Outcome::Aborted);
+    EXPECT_EQ(sent.text(),
+              "the file a.bin: the host has ended the transfer. Look at the host for its reason (1004 bytes "
+              "acknowledged)");
+    EXPECT_TRUE(sent.mayHaveBeenExecuted());
+}
+
+TEST(SendingAFile, IsUnsupportedByAHostThatKnowsNoTransfers) {
+    File file;
+    file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {bytes("00 80 00")}}; });
+    EXPECT_EQ(file.send().outcome(), Outcome::Unsupported);
+}
+
+TEST(SendingAFile, EndsWhenTheHostHoldsAnother) {
+    File file;
+    file.does([&](const ByteArray& message) {
+        auto answers = file.host.simulated(message);
+        if (exchange::readAnswer(answers[0])->last) answers[0].back() ^= 1;
+        return PlayedHost::Reaction{Accepted, answers};
+    });
+    EXPECT_EQ(file.send().outcome(), Outcome::HoldsAnother);
+}
+
+TEST(SendingAFile, EndsWithPatience) {
+    File file;
+    file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {}}; });
+    SendOptions options = named();
+    options.patience = milliseconds(300);
+    const auto sent = file.send(options);
+    EXPECT_EQ(sent.outcome(), Outcome::Unanswered);
+    EXPECT_FALSE(sent.mayHaveBeenExecuted());
+}
+
+TEST(SendingAFile, WaitsForALinkAsLongAsItsPatienceLasts) {
+    File file;
+    file.client.close(); // the host has one link at a time
+    file.host.refuseLinks(true);
+    Client client(file.host.wire(), quick());
+    SendOptions options = named();
+    options.patience = milliseconds(200);
+    const auto never = client.beginSending(stream(file.content), options)->wait();
+    EXPECT_EQ(never.outcome(), Outcome::Unanswered);
+    const auto sending = client.beginSending(stream(file.content), named());
+    file.host.refuseLinks(false);
+    EXPECT_TRUE(sending->wait());
+}
+
+TEST(SendingAFile, CanBeCancelled) {
+    File file;
+    std::promise<void> second;
+    int chunks = 0;
+    file.does([&](const ByteArray& message) {
+        if (++chunks == 2) second.set_value();
+        const bool answered = chunks == 1 || exchange::readChunk(message)->aborted;
+        return PlayedHost::Reaction{Accepted, answered ? file.host.simulated(message) : std::vector<ByteArray>{}};
+    });
+    const auto sending = file.client.beginSending(stream(file.content), named());
+    second.get_future().wait();
+    EXPECT_FALSE(sending->waitFor(milliseconds(1)));
+    const Sending same = *sending;
+    same.cancel();
+    const auto sent = sending->wait();
+    EXPECT_EQ(sent.outcome(), Outcome::Cancelled);
+    EXPECT_EQ(hex(file.host.messages().back()), "07 00 01 05 00 C0");
+    EXPECT_TRUE(sending->waitFor(milliseconds(0)));
+}
+
+TEST(SendingAFile, IsOneAtATime) {
+    File file;
+    file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {}}; });
+    const auto first = file.client.beginSending(stream(file.content), named());
+    ASSERT_TRUE(first);
+    const auto second = file.client.beginSending(stream(file.content), named());
+    EXPECT_EQ(second.outcome(), Outcome::BadArgument);
+    EXPECT_NE(second.text().find("another file is on its way"), std::string::npos);
+    Sending copy = *first;
+    copy = *first;
+    copy.cancel();
+    EXPECT_FALSE(first->wait());
+    // The next may begin; the client lets go of the first within a moment.
+    Result<Sending> third = file.client.beginSending(stream(file.content), named());
+    while (!third) third = file.client.beginSending(stream(file.content), named());
+}
+
+TEST(SendingAFile, EndsWithTheClient) {
+    File file;
+    file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {}}; });
+    const auto sending = file.client.beginSending(stream(file.content), named());
+    const auto before = std::chrono::steady_clock::now();
+    file.client.close();
+    EXPECT_EQ(sending->wait().outcome(), Outcome::Cancelled);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, seconds(10));
+    EXPECT_EQ(file.client.beginSending(stream(file.content), named()).outcome(), Outcome::BadArgument);
+}
+
+TEST(SendingAFile, SaysWhatIsWrongWithIt) {
+    File file;
+    const auto problem = [&](const SendOptions& options) {
+        const auto result = file.client.beginSending(stream(file.content), options);
+        EXPECT_EQ(result.outcome(), Outcome::BadArgument);
+        return result.text();
+    };
+    SendOptions options = named();
+    options.name = "";
+    EXPECT_EQ(problem(options), "the file : it has no name. Give one in the options");
+    options.name = std::string(256, 'x');
+    EXPECT_NE(problem(options).find("longer than 255 bytes"), std::string::npos);
+    options = named();
+    options.chunk = 6;
+    EXPECT_NE(problem(options).find("multiple of four"), std::string::npos);
+    options.chunk = 64004;
+    EXPECT_NE(problem(options).find("up to 64000"), std::string::npos);
+    options = named();
+    options.answerTime = milliseconds(0);
+    EXPECT_NE(problem(options).find("a time of nothing"), std::string::npos);
+    options = named();
+    options.patience = milliseconds(-1);
+    EXPECT_NE(problem(options).find("a time of nothing"), std::string::npos);
+    options = named();
+    options.restarts = -1;
+    EXPECT_NE(problem(options).find("less than never"), std::string::npos);
+    EXPECT_EQ(file.client.sendFile("/nowhere/at/all").text(), "the file /nowhere/at/all cannot be opened");
+    const auto folder = file.client.sendFile("/tmp");
+    EXPECT_EQ(folder.outcome(), Outcome::BadArgument) << folder.text();
+}
+
+TEST(SendingAFile, InChunksOfItsOwnSize) {
+    File file;
+    SendOptions options = named();
+    options.chunk = 2500;
+    const auto sent = file.send(options);
+    ASSERT_TRUE(sent) << sent.text();
+    EXPECT_EQ(sent->chunks, 2u);
+}

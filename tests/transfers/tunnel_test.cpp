@@ -1,0 +1,212 @@
+// The client's tunnel over a host that the test plays: at the host's end every connection is an echo.
+#include <hostlinkclient/Client.h>
+
+#include <array>
+
+#include <exchange/Tunnels.h>
+#include <hostlink/HostLinkMessage.h>
+#include <sockets/Socket.h>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "hostlinkclient/session/PlayedHost.h"
+#include "support/Bytes.h"
+
+using namespace hostlink;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+namespace {
+
+constexpr int patience = 20000; // ms, of the test
+
+exchange::Time now() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+// Everything happens while a message of the module is taken, under the played host's lock.
+struct EchoHost {
+    PlayedHost played;
+    exchange::Tunnels tunnels;
+
+    EchoHost() {
+        played.does([this](const ByteArray& message) {
+            const MessageId id = HostLinkMessage::messageId(message);
+            if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
+                return PlayedHost::Reaction{Accepted, played.simulated(message)};
+            tunnels.receive(message, now());
+            return PlayedHost::Reaction{Accepted, react()};
+        });
+    }
+
+    std::vector<ByteArray> react() {
+        using Kind = exchange::TunnelEvent::Kind;
+        tunnels.advance(now());
+        while (const auto event = tunnels.nextEvent()) {
+            if (event->kind == Kind::Connect) tunnels.connected(event->connection, now());
+            if (event->kind == Kind::Connect) last = event->connection;
+            if (event->kind == Kind::ShutDown) tunnels.socketFinished(event->connection, now());
+        }
+        const ByteArray arrived = tunnels.toSocket(last);
+        tunnels.written(last, arrived.size());
+        tunnels.fromSocket(last, arrived.data(), arrived.size(), now());
+        std::vector<ByteArray> said;
+        while (const auto message = tunnels.nextMessage(now())) {
+            said.push_back(*message);
+            tunnels.sent(exchange::Delivery::Accepted, now());
+        }
+        return said;
+    }
+
+    uint16_t last = 0;
+};
+
+struct Program {
+    exchange::Socket socket;
+
+    explicit Program(uint16_t port) {
+        sockaddr_storage address{};
+        const auto to = exchange::addressesOf("127.0.0.1", port).front();
+        address = to.bytes;
+        socket = exchange::Socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        EXPECT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), to.size), 0);
+    }
+    void write(const ByteArray& data) const {
+        EXPECT_EQ(::send(socket.get(), data.data(), data.size(), MSG_NOSIGNAL), static_cast<ssize_t>(data.size()));
+    }
+    void finish() const { ::shutdown(socket.get(), SHUT_WR); }
+    // Until the connection ends.
+    ByteArray read() const {
+        ByteArray all;
+        std::array<uint8_t, 4096> buffer{};
+        pollfd descriptor{socket.get(), POLLIN, 0};
+        for (;;) {
+            if (::poll(&descriptor, 1, patience) != 1) return all;
+            const ssize_t count = ::recv(socket.get(), buffer.data(), buffer.size(), 0);
+            if (count <= 0) return all;
+            all.insert(all.end(), buffer.begin(), buffer.begin() + count);
+        }
+    }
+};
+
+} // namespace
+
+TEST(ATunnel, CarriesBytesThereAndBack) {
+    EchoHost host;
+    Client client(host.played.wire());
+    const auto tunnel = client.tunnel();
+    ASSERT_TRUE(tunnel) << tunnel.text();
+    EXPECT_NE(tunnel->port(), 0);
+    const ByteArray much = patternBytes(20000);
+    {
+        const Program program(tunnel->port());
+        program.write(much);
+        program.finish();
+        EXPECT_EQ(program.read(), much);
+    }
+    TunnelStatistics counts = tunnel->statistics();
+    for (int i = 0; i < patience && counts.finished == 0; ++i) {
+        ::poll(nullptr, 0, 1); // the last answer is on its way
+        counts = tunnel->statistics();
+    }
+    EXPECT_EQ(counts.opened, 1u);
+    EXPECT_EQ(counts.finished, 1u);
+    EXPECT_EQ(counts.bytesToHost, much.size());
+    EXPECT_EQ(counts.bytesFromHost, much.size());
+    EXPECT_EQ(counts.open, 0u);
+}
+
+TEST(ATunnel, BreaksConnectionsOfAHostThatKnowsNone) {
+    PlayedHost host;
+    host.does([&host](const ByteArray& message) {
+        const bool tunnels = HostLinkMessage::messageId(message) == MSG_TcpTunneling;
+        return PlayedHost::Reaction{Accepted,
+                                    tunnels ? std::vector<ByteArray>{bytes("00 80 00")} : host.simulated(message)};
+    });
+    Client client(host.wire());
+    ASSERT_TRUE(client.waitUntilUp(seconds(20)));
+    const auto tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    EXPECT_TRUE(program.read().empty());
+    for (int i = 0; i < patience && tunnel->statistics().refused == 0; ++i) ::poll(nullptr, 0, 1);
+    EXPECT_EQ(tunnel->statistics().refused, 1u);
+}
+
+// The host refuses or loses every third request.
+TEST(ATunnel, LosesNothingWhereMessagesGetLost) {
+    EchoHost host;
+    int messages = 0;
+    host.played.does([&](const ByteArray& message) {
+        const MessageId id = HostLinkMessage::messageId(message);
+        if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
+            return PlayedHost::Reaction{Accepted, host.played.simulated(message)};
+        if (id == MSG_TcpTunneling && ++messages % 3 == 0)
+            return PlayedHost::Reaction{messages % 2 == 0 ? Error : Rejected, {}};
+        host.tunnels.receive(message, now());
+        return PlayedHost::Reaction{Accepted, host.react()};
+    });
+    Client client(host.played.wire());
+    const auto tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    const ByteArray some = patternBytes(5000);
+    program.write(some);
+    program.finish();
+    EXPECT_EQ(program.read(), some);
+}
+
+TEST(ATunnel, EndsWithItsLastCopyAndTellsTheHost) {
+    EchoHost host;
+    Client client(host.played.wire());
+    Result<Tunnel> tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    program.write(bytes("01"));
+    std::array<uint8_t, 1> echoed{};
+    ASSERT_EQ(::recv(program.socket.get(), echoed.data(), 1, 0), 1);
+    {
+        Tunnel copy = *tunnel;
+        tunnel = client.tunnel();
+        EXPECT_EQ(tunnel.outcome(), Outcome::BadArgument);
+        EXPECT_NE(tunnel.text().find("there is one already"), std::string::npos);
+        Tunnel other;
+        other = copy;
+    }
+    EXPECT_TRUE(program.read().empty());
+    EXPECT_EQ(host.tunnels.connections(), 0u);
+    EXPECT_EQ(host.tunnels.counts().broken, 1u);
+}
+
+TEST(ATunnel, EndsWithTheClientWhileNobodyAnswers) {
+    PlayedHost host;
+    host.refuseLinks(true);
+    Client client(host.wire());
+    const auto tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    const auto before = std::chrono::steady_clock::now();
+    client.close();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, seconds(10));
+    EXPECT_TRUE(program.read().empty());
+    Tunnel same = *tunnel;
+    same.end();
+    EXPECT_EQ(client.tunnel().outcome(), Outcome::BadArgument);
+}
+
+TEST(ATunnel, SaysWhatIsWrongWithIt) {
+    PlayedHost host;
+    Client client(host.wire());
+    TunnelSettings settings;
+    settings.connections = 0;
+    EXPECT_NE(client.tunnel(settings).text().find("no connections"), std::string::npos);
+    settings = TunnelSettings();
+    settings.patience = milliseconds(0);
+    EXPECT_EQ(client.tunnel(settings).outcome(), Outcome::BadArgument);
+    settings = TunnelSettings();
+    settings.address = "256.256.256.256";
+    EXPECT_NE(client.tunnel(settings).text().find("no address for"), std::string::npos);
+    const Tunnel none;
+    EXPECT_EQ(none.port(), 0);
+    EXPECT_EQ(none.statistics().opened, 0u);
+    Tunnel ended;
+    ended.end();
+}
