@@ -89,7 +89,7 @@ void Simulator::step(Time time) {
     if (!arrived.empty()) host.receive(arrived, time);
     host.advance(time);
     sendInputEvents(time);
-    if (tunnel) endpoint.send(tunnel->messages(time), time);
+    if (tunnel) endpoint.send(tunnel->messages(time));
     writeToLine(time);
 }
 
