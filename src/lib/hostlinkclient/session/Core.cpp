@@ -538,14 +538,11 @@ bool Core::keep(Role role, const std::shared_ptr<Companion>& companion) {
 
 // Its thread may be the caller, so it is destroyed on the keeper, which may wait for that thread's end.
 void Core::release(Role role, const Companion* companion) {
-    keeper.post([this, role, companion] {
-        std::shared_ptr<Companion> last;
-        const std::lock_guard lock(mutex);
-        const auto found = companions.find(role);
-        if (found == companions.end() || found->second.get() != companion) return;
-        last = std::move(found->second);
-        companions.erase(found);
-    });
+    const std::lock_guard lock(mutex);
+    const auto found = companions.find(role);
+    if (found == companions.end() || found->second.get() != companion) return;
+    keeper.post([last = std::move(found->second)] {});
+    companions.erase(found);
 }
 
 // They end while the session still takes what they have to say.

@@ -128,8 +128,8 @@ std::optional<exchange::Time> Sending::Run::turn(exchange::Time now) {
     tellProgress(now);
     if (!sender->ended()) return sender->deadline();
     watching.reset();
+    core->release(Role::Sender, this); // before anybody hears of the end: he may begin the next
     endWith(resultOf(sender->report()));
-    core->release(Role::Sender, this);
     pump.end();
     return std::nullopt;
 }
