@@ -154,22 +154,37 @@ TEST_P(BusStop, ShutdownDuringAnExchangeLetsItEnd) {
     expectStopped();
 }
 
+// Edges may be dropped only when the next exchange, if it took as long as the one before, would end later than 950 ms
+// after the stop. The exchange under way counts whole: it began when the first edge came. So all are served where the
+// machine gives the link the time; elsewhere those that came first, and the log says how many are left.
 TEST_P(BusStop, ShutdownWithAFullQueueServesItFirst) {
     startManual();
     rig.hold();
-    std::vector<ByteArray> expected;
+    std::vector<ByteArray> announced;
+    const auto firstEdge = steady_clock::now();
     for (unsigned number = 0; number < 10; ++number) {
         rig.reply(numberedMessage(number));
-        expected.push_back(asRead(numberedMessage(number)));
+        announced.push_back(asRead(numberedMessage(number)));
         edge();
     }
     ASSERT_TRUE(allQueued());
+    const auto stop = steady_clock::now();
     auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
     ASSERT_TRUE(log.waitFor("stopping irq loop"));
     rig.release();
     stopped.get();
-    EXPECT_EQ(delivered.all(), expected);
-    EXPECT_EQ(log.count("interrupts not served"), 0U);
+    const auto end = steady_clock::now();
+
+    const std::vector<ByteArray> served = delivered.all();
+    ASSERT_LE(served.size(), announced.size());
+    const size_t dropped = announced.size() - served.size();
+    announced.resize(served.size());
+    EXPECT_EQ(served, announced);
+    const auto longestExchange = end - firstEdge;
+    const bool mayDrop = end - stop + longestExchange > milliseconds(950);
+    EXPECT_TRUE(dropped == 0 || mayDrop) << dropped;
+    EXPECT_EQ(log.count("Stopping with " + std::to_string(dropped) + " interrupts not served"), dropped == 0 ? 0U : 1U);
+    EXPECT_EQ(log.count("interrupts not served"), dropped == 0 ? 0U : 1U);
     expectStopped();
 }
 
