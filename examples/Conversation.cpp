@@ -29,12 +29,14 @@ Conversation::Wanted endsTheWaitFor(const Conversation::Question& question) {
 }
 
 void check(const ByteArray& answer, const std::string& what) {
-    if (hasId(answer, MSG_UnsupportedMessageResponse))
+    if (hasId(answer, MSG_UnsupportedMessageResponse)) {
         throw std::runtime_error("the host does not support this request: " + what +
                                  ". It needs a firmware that does, or a program that does not ask");
-    if (!isReadable(answer))
+    }
+    if (!isReadable(answer)) {
         throw std::runtime_error("the host's answer cannot be read: " + what +
                                  ". --log-level debug shows it; compare it with docs/wire-format.md");
+    }
 }
 
 } // namespace
@@ -75,8 +77,9 @@ bool Conversation::waitFor(const Wanted& wanted, double seconds, ByteArray* mess
         return found != messages.end() || !lossReason.empty();
     };
     if (!changed.wait_until(lock, deadline, isOver)) return false;
-    if (found == messages.end())
+    if (found == messages.end()) {
         throw std::runtime_error("the line to the host is lost (" + lossReason + "). Connect it and start again");
+    }
     *message = *found;
     messages.erase(found);
     return true;
@@ -104,9 +107,10 @@ ByteArray Conversation::ask(const Question& question) {
         supported.insert(question.answerId);
         return answer;
     }
-    if (waitFor(sameId, 0, &answer))
+    if (waitFor(sameId, 0, &answer)) {
         throw std::runtime_error("the host answered something else than it was asked: " + question.what +
                                  ". --log-level debug shows what it said");
+    }
     if (taken) throw std::runtime_error("the host took the request but did not answer: " + question.what);
     throw std::runtime_error("the host did not accept the request: " + question.what +
                              ". Is a host at the other end of the line?");

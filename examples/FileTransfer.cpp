@@ -21,8 +21,9 @@ uint32_t checksumOf(const ByteArray& chunk) {
 
 ByteArray chunkMessage(const std::string& name, size_t fileSize, unsigned sequence, const ByteArray& data, bool last) {
     HostLinkValueMessage message(MSG_DataTransfer);
-    if (sequence == 0)
+    if (sequence == 0) {
         message.addValueString(DTT_FileName, name).addValueUint32(DTT_FileSize, static_cast<unsigned>(fileSize));
+    }
     message.addValueUint32(DTT_SequenceNum, sequence).addValueBin16(DTT_Data, data);
     message.addValueUint32(DTT_DataCRC, checksumOf(data));
     if (last) message.addValueNil(DTT_LastChunk);
@@ -46,8 +47,9 @@ uint32_t uint32Of(const HostLinkValueMessage& message, uint16_t tag) {
 // The first checksum in an answer is that of the chunk; only the answer to the last chunk has another one.
 bool arrivedWell(const HostLinkValueMessage& answer, const ByteArray& chunk) {
     bool ok = false;
-    for (int i = 0; i < answer.size(); ++i)
+    for (int i = 0; i < answer.size(); ++i) {
         if (answer.getTag(i, &ok) == DTT_DataCRC) return answer.getUint32(i, &ok) == checksumOf(chunk) && ok;
+    }
     return false;
 }
 
@@ -56,8 +58,9 @@ HostLinkValueMessage sendChunk(Conversation& host, const ByteArray& request, uns
     const std::string what = "chunk " + std::to_string(sequence) + " of the file";
     for (int i = 0; i < tries; ++i) {
         HostLinkValueMessage answer(host.ask({request, MSG_DataTransferResponse, answerTo(sequence), what}));
-        if (lastItem(answer, DTT_AbortTransfer) >= 0)
+        if (lastItem(answer, DTT_AbortTransfer) >= 0) {
             throw std::runtime_error("the host aborted the transfer at " + what);
+        }
         if (arrivedWell(answer, chunk)) return answer;
     }
     throw std::runtime_error("the host received a wrong checksum " + std::to_string(tries) + " times for " + what);

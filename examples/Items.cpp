@@ -28,8 +28,9 @@ std::vector<uint16_t> sortedTags(const ByteArray& message) {
 
 int lastItem(const HostLinkValueMessage& message, uint16_t tag) {
     bool ok = false;
-    for (int i = message.size() - 1; i >= 0; --i)
+    for (int i = message.size() - 1; i >= 0; --i) {
         if (message.getTag(i, &ok) == tag && ok) return i;
+    }
     return -1;
 }
 

@@ -46,8 +46,9 @@ void waitForButton(Conversation& host, const std::string& link) {
         return HostLinkMessage::messageId(message) == MSG_InputEvent && isReadable(message) &&
                lastItem(HostLinkValueMessage(message), BUT_KeyPressed) >= 0;
     };
-    if (!host.waitFor(pressed, eventSeconds, &event))
+    if (!host.waitFor(pressed, eventSeconds, &event)) {
         throw std::runtime_error("nobody pressed a button within 15 seconds. In the simulator: " + buttonHelp(link));
+    }
     bool ok = false;
     const HostLinkValueMessage message(event);
     std::cout << "   " << buttonStateToString[BUT_KeyPressed] << ": button "
@@ -79,10 +80,12 @@ void sendFileWithProgress(Conversation& host, const std::string& name, const Byt
     std::cout << "   the host received " << result.bytes << " bytes in " << std::fixed << std::setprecision(1)
               << took.count() << " s, checksum " << std::hex << std::setfill('0') << std::setw(8) << result.hostChecksum
               << "; ours is " << std::setw(8) << result.ownChecksum << std::dec << "\n";
-    if (result.bytes != content.size())
+    if (result.bytes != content.size()) {
         throw std::runtime_error("the host received another number of bytes than were sent");
-    if (result.hostChecksum != result.ownChecksum)
+    }
+    if (result.hostChecksum != result.ownChecksum) {
         throw std::runtime_error("the checksums differ: the file arrived damaged");
+    }
 }
 
 void converse(Conversation& host, const DemoOptions& options) {

@@ -12,8 +12,9 @@ enum : uint8_t { Free, Open, Complete };
 
 HostLinkHostFrame* findOpen(const HostLinkHost& host, uint8_t frameId) {
     HostLinkHostFrame* const end = host.setup.frames + host.setup.openFrames;
-    for (HostLinkHostFrame* frame = host.setup.frames; frame != end; ++frame)
+    for (HostLinkHostFrame* frame = host.setup.frames; frame != end; ++frame) {
         if (taken(frame->state) == Open && frame->frameId == frameId) return frame;
+    }
     return nullptr;
 }
 
@@ -95,16 +96,18 @@ Addition addToPool(HostLinkHost& host, const uint8_t* packet, uint16_t length) {
 }
 
 void resetPool(HostLinkHost& host) {
-    for (HostLinkHostFrame* frame = host.setup.frames; frame != host.setup.frames + host.setup.openFrames; ++frame)
+    for (HostLinkHostFrame* frame = host.setup.frames; frame != host.setup.frames + host.setup.openFrames; ++frame) {
         if (taken(frame->state) == Open) abandon(host, *frame);
+    }
     hand(host.pool.resetAfter, host.pool.completed);
     hand(host.pool.resets, static_cast<uint8_t>(host.pool.resets + 1));
 }
 
 const HostLinkHostFrame* nextComplete(const HostLinkHost& host) {
     for (const HostLinkHostFrame* frame = host.setup.frames; frame != host.setup.frames + host.setup.openFrames;
-         ++frame)
+         ++frame) {
         if (taken(frame->state) == Complete && frame->order == host.pool.delivered) return frame;
+    }
     return nullptr;
 }
 

@@ -163,10 +163,11 @@ uint8_t hostLinkHostBusSelected(HostLinkHostBus* bus) {
 uint8_t hostLinkHostBusExchanged(HostLinkHostBus* bus, uint8_t byte) {
     if (bus->phase != Reading) keep(*bus, byte);
     if (bus->phase == Selected) {
-        if (byte != 0)
+        if (byte != 0) {
             bus->phase = Writing;
-        else if (bus->receivedCount == zerosOfARead)
+        } else if (bus->receivedCount == zerosOfARead) {
             bus->phase = Reading;
+        }
     }
     return bus->phase == Writing ? uint8_t{HOSTLINK_HOST_IDLE_BYTE} : nextOut(*bus);
 }

@@ -45,12 +45,13 @@ void beginPacket(HostLinkHostUart& uart) {
 // False when there is nothing to transmit by now.
 bool hasBytes(HostLinkHostUart& uart, uint32_t now) {
     if (uart.outLeft != 0) return true;
-    if (uart.answerCount != 0)
+    if (uart.answerCount != 0) {
         beginAnswer(uart);
-    else if (isPacketReady(*uart.host, now))
+    } else if (isPacketReady(*uart.host, now)) {
         beginPacket(uart);
-    else
+    } else {
         return false;
+    }
     return true;
 }
 
@@ -62,8 +63,9 @@ void hostLinkHostUartDefaults(HostLinkHostUartSetup* setup) {
 }
 
 uint32_t hostLinkHostUartInit(HostLinkHostUart* uart, HostLinkHost* host, const HostLinkHostUartSetup* setup) {
-    if (uart == nullptr || host == nullptr || setup == nullptr || setup->received == nullptr)
+    if (uart == nullptr || host == nullptr || setup == nullptr || setup->received == nullptr) {
         return HOSTLINK_NO_STORAGE;
+    }
     if (setup->receivedSize < HOSTLINK_HOST_SHORTEST_PACKET) return HOSTLINK_TOO_SHORT;
     memset(uart, 0, sizeof *uart);
     uart->host = host;
@@ -103,8 +105,9 @@ uint8_t hostLinkHostUartHasOutput(const HostLinkHostUart* uart, uint32_t now) {
 
 void hostLinkHostUartAdvance(HostLinkHostUart* uart, uint32_t now) {
     // What was given up may hide another beginning, as old as the first.
-    for (Cut cut = expireCut(uart->stream, now); cut.kind != Cut::Nothing; cut = expireCut(uart->stream, now))
+    for (Cut cut = expireCut(uart->stream, now); cut.kind != Cut::Nothing; cut = expireCut(uart->stream, now)) {
         take(*uart, cut, now);
+    }
     advanceHost(*uart->host, now);
 }
 

@@ -25,8 +25,9 @@ void spoil(HostLinkHostSender& sender, uint8_t id) {
 }
 
 bool areAllSpoiled(const HostLinkHostSender& sender) {
-    for (const uint8_t eight : sender.spoiled)
+    for (const uint8_t eight : sender.spoiled) {
         if (eight != allSpoiled) return false;
+    }
     return true;
 }
 

@@ -14,8 +14,9 @@ std::vector<ByteArray> unsupported() {
 }
 
 const Item* find(const std::vector<Item>& items, uint16_t tag) {
-    for (const Item& item : items)
+    for (const Item& item : items) {
         if (item.tag == tag) return &item;
+    }
     return nullptr;
 }
 
@@ -66,8 +67,9 @@ std::vector<ByteArray> HostApplication::setStates(const ByteArray& message) {
     const auto items = readItems(message);
     if (!items) return unsupported();
     std::vector<Item> changed;
-    for (const Item& item : *items)
+    for (const Item& item : *items) {
         if (held.set(item.tag, item.value) && held.isSubscribed(item.tag)) changed.push_back(item);
+    }
 
     std::vector<Item> nowHeld;
     for (const Item& item : *items) nowHeld.push_back({item.tag, held.get(item.tag)});
@@ -115,8 +117,9 @@ std::vector<ByteArray> HostApplication::press(uint16_t button) {
 
 std::vector<ByteArray> HostApplication::burst(unsigned count) {
     std::vector<ByteArray> events;
-    for (unsigned i = 0; i < count; ++i)
+    for (unsigned i = 0; i < count; ++i) {
         events.push_back(writeItems(MSG_InputEvent, {{BUT_KeyRepeated, numberValue(ENC_Uint32, i)}}));
+    }
     return events;
 }
 

@@ -70,10 +70,12 @@ uint64_t HostCounts::faults() const {
 std::string countsAsText(const HostCounts& counts) {
     std::string text;
     for (const Row& row : traffic) text += line(counts.*row.count, row.words, "");
-    for (const Row& row : events)
+    for (const Row& row : events) {
         if (counts.*row.count != 0) text += line(counts.*row.count, row.words, "");
-    for (const Row& row : faultRows)
+    }
+    for (const Row& row : faultRows) {
         if (counts.*row.count != 0) text += line(counts.*row.count, row.words, "on purpose: ");
+    }
     return text;
 }
 

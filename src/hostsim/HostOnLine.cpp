@@ -147,10 +147,11 @@ std::optional<Time> HostOnLine::nextDeadline(Time now) const {
     if (!writes.empty()) consider(now);
     if (!answers.empty()) consider(answers.front().due);
     const uint32_t moment = wholeMilliseconds(now);
-    if (!hostlink::isPacketReady(host.engine(), moment))
+    if (!hostlink::isPacketReady(host.engine(), moment)) {
         consider(momentAfter(now, hostlink::senderWait(host.engine(), moment)));
-    else if (answers.empty()) // else it waits behind them
+    } else if (answers.empty()) { // else it waits behind them
         consider(now);
+    }
     return next;
 }
 

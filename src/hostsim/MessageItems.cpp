@@ -25,10 +25,11 @@ size_t sizeOnWire(const Item& item) {
 
 void append(HostLinkLL* message, const Item& item) {
     const ByteArray& bytes = item.value.bytes;
-    if (item.value.encoding == ENC_Bin16)
+    if (item.value.encoding == ENC_Bin16) {
         hostLinkMessageVariantAddBin16(message, item.tag, bytes.data(), static_cast<uint16_t>(bytes.size()));
-    else
+    } else {
         hostLinkMessageVariantAddValue(message, item.tag, bytes.data(), item.value.encoding);
+    }
 }
 
 } // namespace
@@ -53,8 +54,9 @@ int numberWidth(Encoding encoding) {
 
 Value numberValue(Encoding encoding, uint64_t number) {
     Value value{encoding, {}};
-    for (int i = 0; i < numberWidth(encoding); ++i)
+    for (int i = 0; i < numberWidth(encoding); ++i) {
         value.bytes.push_back(static_cast<unsigned char>(number >> (8 * i)));
+    }
     return value;
 }
 
@@ -68,8 +70,9 @@ std::optional<int64_t> numberOf(const Value& value) {
     if (width == 0 || value.bytes.size() != static_cast<size_t>(width)) return std::nullopt;
     uint64_t number = 0;
     for (int i = 0; i < width; ++i) number |= static_cast<uint64_t>(value.bytes[static_cast<size_t>(i)]) << (8 * i);
-    if (isSigned(value.encoding) && width < 8 && (value.bytes.back() & 0x80) != 0)
+    if (isSigned(value.encoding) && width < 8 && (value.bytes.back() & 0x80) != 0) {
         number |= ~uint64_t{0} << (8 * width);
+    }
     return static_cast<int64_t>(number);
 }
 
@@ -82,8 +85,9 @@ std::optional<std::vector<Item>> readItems(const ByteArray& message) {
     std::vector<Item> items;
     HostLinkVariant item{};
     uint32_t code = HOSTLINK_SUCCESS;
-    while ((code = hostLinkVariantIteratorGetNext(&iterator, &item)) == HOSTLINK_SUCCESS)
+    while ((code = hostLinkVariantIteratorGetNext(&iterator, &item)) == HOSTLINK_SUCCESS) {
         items.push_back({item.tag, valueOf(item)});
+    }
     if (code != HOSTLINK_NO_MORE_ITEMS) return std::nullopt;
     return items;
 }

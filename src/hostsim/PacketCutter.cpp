@@ -29,8 +29,9 @@ void PacketCutter::expire(Time now, const Take& take) {
     const uint32_t moment = wholeMilliseconds(now);
     // What was given up may hide another beginning, as old as the first.
     for (hostlink::Cut cut = hostlink::expireCut(stream, moment); cut.kind != hostlink::Cut::Nothing;
-         cut = hostlink::expireCut(stream, moment))
+         cut = hostlink::expireCut(stream, moment)) {
         takeAll(cut, take);
+    }
 }
 
 void PacketCutter::takeAll(hostlink::Cut cut, const Take& take) {

@@ -72,10 +72,11 @@ void SimulatedHost::onOutcome(void* context, uint32_t /*ticket*/, HostLinkHostOu
 
 void SimulatedHost::send(const std::vector<ByteArray>& messages) {
     for (const ByteArray& message : messages) {
-        if (queue.size() >= maxQueued)
+        if (queue.size() >= maxQueued) {
             ++totals.messagesGivenUp;
-        else
+        } else {
             queue.push_back(message);
+        }
     }
     handOver();
 }
@@ -117,8 +118,9 @@ void SimulatedHost::takeMessage(const ByteArray& message) {
     if (trace) trace(TraceEvent::MessageReceived, message);
     send(HostApplication::burst(injector.burst()));
     const std::vector<ByteArray> answers = app.handle(message);
-    for (const ByteArray& answer : answers)
+    for (const ByteArray& answer : answers) {
         if (HostLinkMessage::messageId(answer) == MSG_UnsupportedMessageResponse) ++totals.unsupportedMessages;
+    }
     send(answers);
 }
 

@@ -46,8 +46,9 @@ std::optional<Value> encoded(const Number& number, Encoding encoding) {
 
 std::optional<Value> smallest(const Number& number) {
     for (const Encoding encoding :
-         {ENC_Uint8, ENC_Uint16, ENC_Uint32, ENC_Uint64, ENC_Int8, ENC_Int16, ENC_Int32, ENC_Int64})
+         {ENC_Uint8, ENC_Uint16, ENC_Uint32, ENC_Uint64, ENC_Int8, ENC_Int16, ENC_Int32, ENC_Int64}) {
         if (fits(number, encoding)) return numberValue(encoding, number.bits);
+    }
     return std::nullopt;
 }
 
@@ -56,16 +57,18 @@ std::optional<Encoding> encodingNamed(const std::string& name) {
         {"u8", ENC_Uint8}, {"u16", ENC_Uint16}, {"u32", ENC_Uint32}, {"u64", ENC_Uint64},
         {"i8", ENC_Int8},  {"i16", ENC_Int16},  {"i32", ENC_Int32},  {"i64", ENC_Int64},
     };
-    for (const auto& [known, encoding] : names)
+    for (const auto& [known, encoding] : names) {
         if (name == known) return encoding;
+    }
     return std::nullopt;
 }
 
 std::optional<Number> valueNamed(uint16_t id, const std::string& name) {
     const auto state = stateAndValueToString.find(id);
     if (state == stateAndValueToString.end()) return std::nullopt;
-    for (const auto& [number, known] : state->second)
+    for (const auto& [number, known] : state->second) {
         if (known == name) return Number{static_cast<uint64_t>(number), false};
+    }
     return std::nullopt;
 }
 

@@ -24,7 +24,7 @@ struct BusFaults {
     /// Whether this time is hit; counts down.
     static bool take(unsigned& count) {
         if (count == 0) return false;
-        if (count != forever) count--;
+        if (count != forever) --count;
         return true;
     }
 };

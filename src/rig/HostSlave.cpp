@@ -202,10 +202,12 @@ void HostSlave::Host::pressWhenDue(Time now) {
 void HostSlave::Host::keepJournal(bool on) {
     journal.keep(on);
     endpoint.setTrace([this](hostsim::TraceEvent event, const Bytes& bytes) {
-        if (event == hostsim::TraceEvent::MessageReceived)
+        if (event == hostsim::TraceEvent::MessageReceived) {
             journal.add({faultywire::EntryKind::HostReceived, {}, faultywire::WireFault::None, 0, bytes, {}});
-        if (event == hostsim::TraceEvent::MessageSent)
+        }
+        if (event == hostsim::TraceEvent::MessageSent) {
             journal.add({faultywire::EntryKind::HostConfirmed, {}, faultywire::WireFault::None, 0, bytes, {}});
+        }
     });
 }
 

@@ -14,10 +14,10 @@ Rig::~Rig() {
 BusResult Rig::transact(size_t board, const std::string& bus, std::vector<BusPhase>& phases) {
     Wakeups wakeups;
     std::unique_lock<std::mutex> lock(mutex);
-    state.waiting.at(board)++;
+    ++state.waiting.at(board);
     changed.notify_all();
     changed.wait(lock, [&] { return stopping || !state.held.at(board); });
-    state.waiting.at(board)--;
+    --state.waiting.at(board);
     BusResult result;
     result.error = stopping ? EIO : 0;
     if (!stopping) result = state.transact(board, bus, phases, now());

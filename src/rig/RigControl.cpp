@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 namespace busrig {
 
@@ -24,18 +23,17 @@ constexpr std::chrono::milliseconds answerTimeout = std::chrono::minutes(1);
     fail(what + ": " + strerror(errno));
 }
 
-int connectTo(const std::string& path) {
+descriptor::Descriptor connectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) fail("path of the control socket is too long: " + path);
     memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) failWithErrno("socket");
-    if (::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return descriptor;
-    const int reason = errno;
-    ::close(descriptor);
-    errno = reason;
-    failWithErrno("connect to " + path);
+    descriptor::Descriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!connection) failWithErrno("socket");
+    if (::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        failWithErrno("connect to " + path);
+    }
+    return connection;
 }
 
 std::vector<std::string> split(const std::string& text, const std::string& separator) {
@@ -54,10 +52,6 @@ RigControl::RigControl(const RigBoard& rigBoard) : board(rigBoard) {
     const char* path = getenv(controlVariable);
     if (path == nullptr) fail("not inside the rig: start this program with scripts/run-in-rig.sh");
     connection = connectTo(path);
-}
-
-RigControl::~RigControl() {
-    ::close(connection);
 }
 
 bool RigControl::isInRig() {
@@ -124,7 +118,8 @@ std::vector<std::string> RigControl::busLog() {
 std::string RigControl::exchange(const std::string& line, std::chrono::milliseconds timeout) {
     const std::lock_guard<std::mutex> lock(mutex);
     const std::string request = "@" + std::to_string(board.number) + " " + line + "\n";
-    if (::send(connection, request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size())) {
+    if (::send(connection.get(), request.data(), request.size(), MSG_NOSIGNAL) !=
+        static_cast<ssize_t>(request.size())) {
         failWithErrno("send");
     }
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -140,12 +135,12 @@ std::string RigControl::exchange(const std::string& line, std::chrono::milliseco
 }
 
 void RigControl::receive(const std::string& line, int64_t timeoutMs) {
-    pollfd answer{connection, POLLIN, 0};
+    pollfd answer{connection.get(), POLLIN, 0};
     const int ready = ::poll(&answer, 1, static_cast<int>(timeoutMs));
     if (ready < 0 && errno == EINTR) return;
     if (ready == 0) fail("no answer to " + line);
     char buffer[16384];
-    const ssize_t count = ::recv(connection, buffer, sizeof buffer, 0);
+    const ssize_t count = ::recv(connection.get(), buffer, sizeof buffer, 0);
     if (count < 0 && errno == EINTR) return;
     if (count <= 0) fail("the rig has gone");
     received.append(buffer, static_cast<size_t>(count));

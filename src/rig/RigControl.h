@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <descriptor/Descriptor.h>
+
 #include "Bytes.h"
 
 namespace busrig {
@@ -34,7 +36,6 @@ public:
 
     /// Connects to the rig around this process.
     explicit RigControl(const RigBoard& rigBoard = firstBoard);
-    ~RigControl();
     RigControl(const RigControl&) = delete;
     RigControl& operator=(const RigControl&) = delete;
 
@@ -90,7 +91,7 @@ private:
 
     const RigBoard board;
     std::mutex mutex; ///< guards the connection: one command and its answer at a time
-    int connection = -1;
+    descriptor::Descriptor connection;
     std::string received;
 };
 

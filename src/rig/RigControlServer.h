@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+#include <descriptor/Descriptor.h>
+
 #include "RigCommands.h"
 
 namespace busrig {
@@ -23,7 +25,7 @@ public:
 
 private:
     struct Connection {
-        int descriptor;
+        descriptor::Descriptor socket; ///< stays as it is while the thread runs
         bool finished;
         std::thread thread;
     };
@@ -34,7 +36,7 @@ private:
     void reap();
 
     RigCommands& commands;
-    int listener = -1;
+    const descriptor::Descriptor listener;
     std::mutex mutex; ///< guards `connections` and what is in them, except for the running of the threads
     std::list<Connection> connections;
     std::thread acceptor;

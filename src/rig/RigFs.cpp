@@ -22,6 +22,8 @@
 #include <utility>
 #include <vector>
 
+#include <descriptor/Descriptor.h>
+
 #include "CallerMemory.h"
 #include "EmulatedIoctl.h"
 #include "I2cDevice.h"
@@ -113,8 +115,8 @@ void fillAttributes(struct stat& attributes, mode_t mode, off_t size) {
     attributes.st_mode = mode;
     attributes.st_nlink = S_ISDIR(mode) ? 2 : 1;
     attributes.st_size = size;
-    attributes.st_uid = getuid();
-    attributes.st_gid = getgid();
+    attributes.st_uid = ::getuid();
+    attributes.st_gid = ::getgid();
 }
 
 int getAttributes(const char* path, struct stat* attributes, fuse_file_info* info) {
@@ -343,7 +345,7 @@ struct RigFs::Impl {
 
     Shared shared;
     const std::function<void()> onEnd;
-    const int stopEvent;
+    const descriptor::Descriptor stopEvent;
     const FuseSession session; // goes before `shared`, which its calls use
     fuse_session* const lowLevel;
     /// Held by the worker that waits for a request and takes it, so that a request wakes one worker, not all of them.
@@ -357,7 +359,7 @@ RigFs::Impl::Impl(Rig& sharedRig, const std::string& mountPoint, std::function<v
       stopEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       session(mountedSession(shared, mountPoint)),
       lowLevel(fuse_get_session(session.get())) {
-    if (stopEvent < 0) throw std::runtime_error(std::string("eventfd: ") + strerror(errno));
+    if (!stopEvent) throw std::runtime_error(std::string("eventfd: ") + strerror(errno));
     const int device = fuse_session_fd(lowLevel);
     ::fcntl(device, F_SETFL, ::fcntl(device, F_GETFL) | O_NONBLOCK); // an aborted request must not block its receiver
     for (int i = 0; i < workerCount; ++i) workers.emplace_back([this] { work(); });
@@ -365,10 +367,9 @@ RigFs::Impl::Impl(Rig& sharedRig, const std::string& mountPoint, std::function<v
 
 RigFs::Impl::~Impl() {
     const uint64_t one = 1;
-    if (::write(stopEvent, &one, sizeof one) != sizeof one) std::terminate(); // a fresh counter always takes a 1
+    if (::write(stopEvent.get(), &one, sizeof one) != sizeof one) std::terminate(); // a fresh counter always takes a 1
     for (std::thread& worker : workers) worker.join();
     fuse_unmount(session.get());
-    ::close(stopEvent);
 }
 
 void RigFs::Impl::work() {
@@ -380,7 +381,7 @@ void RigFs::Impl::work() {
 bool RigFs::Impl::receive(fuse_buf& request) {
     const std::lock_guard<std::mutex> lock(receiving);
     for (;;) {
-        pollfd waits[2] = {{fuse_session_fd(lowLevel), POLLIN, 0}, {stopEvent, POLLIN, 0}};
+        pollfd waits[2] = {{fuse_session_fd(lowLevel), POLLIN, 0}, {stopEvent.get(), POLLIN, 0}};
         if (::poll(waits, 2, -1) < 0 && errno != EINTR) return false;
         if (waits[1].revents != 0) return false;
         const int received = fuse_session_receive_buf(lowLevel, &request);

@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <descriptor/Descriptor.h>
+
 #include "SandboxMounts.h"
 
 // Processes: the launcher (the caller, outside), the first process of the new process namespace, and below it the rig
@@ -23,6 +25,9 @@
 namespace busrig {
 
 namespace {
+
+using descriptor::Descriptor;
+using descriptor::repeatInterrupted;
 
 /// The rig itself failed, not the machine.
 class BrokenRig : public std::runtime_error {
@@ -40,11 +45,11 @@ struct Pipe {
     Pipe() {
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0) fail("pipe");
-        readEnd = ends[0];
-        writeEnd = ends[1];
+        readEnd = Descriptor(ends[0]);
+        writeEnd = Descriptor(ends[1]);
     }
-    int readEnd;
-    int writeEnd;
+    Descriptor readEnd;
+    Descriptor writeEnd;
 };
 
 int reportSkip(const CannotRun& reason) {
@@ -58,24 +63,19 @@ std::string fuseNode() {
 }
 
 void checkFuseNode() {
-    const int descriptor = ::open(fuseNode().c_str(), O_RDWR | O_CLOEXEC);
-    if (descriptor < 0) fail("open " + fuseNode());
-    ::close(descriptor);
+    if (!Descriptor(::open(fuseNode().c_str(), O_RDWR | O_CLOEXEC))) fail("open " + fuseNode());
 }
 
 void writeWhole(const char* path, const std::string& text) {
-    const int descriptor = ::open(path, O_WRONLY | O_CLOEXEC);
-    const bool written =
-        descriptor >= 0 && ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    const int reason = errno;
-    if (descriptor >= 0) ::close(descriptor);
-    errno = reason;
-    if (!written) fail(std::string("write ") + path);
+    const Descriptor file(::open(path, O_WRONLY | O_CLOEXEC));
+    if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        fail(std::string("write ") + path);
+    }
 }
 
 void enterNamespaces() {
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
+    const uid_t user = ::geteuid();
+    const gid_t group = ::getegid();
     if (user == 0 && ::unshare(CLONE_NEWNS | CLONE_NEWPID) == 0) return;
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWPID) != 0) fail("unshare namespaces");
     writeWhole("/proc/self/setgroups", "deny");
@@ -89,9 +89,9 @@ int exitCodeOf(int status) {
 
 /// Kills this process when its parent ends, also when that has happened already: the parent holds the other end.
 void dieWithParent(int parentsEnd) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     pollfd parent{parentsEnd, 0, 0};
-    if (::poll(&parent, 1, 0) != 0) _exit(skipExitCode);
+    if (::poll(&parent, 1, 0) != 0) ::_exit(skipExitCode);
 }
 
 [[noreturn]] void execute(const std::vector<std::string>& words) {
@@ -102,14 +102,14 @@ void dieWithParent(int parentsEnd) {
     ::execvp(arguments[0], arguments.data());
     const int reason = errno;
     fprintf(stderr, "%s: %s\n", arguments[0], strerror(reason));
-    _exit(reason == ENOENT ? 127 : 126); // as a shell does
+    ::_exit(reason == ENOENT ? 127 : 126); // as a shell does
 }
 
 [[noreturn]] void executeServer(std::vector<std::string> words, int readyEnd) {
-    setsid(); // the terminal's Ctrl-C is for the command
-    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    dup2(null, STDIN_FILENO);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
+    ::setsid(); // the terminal's Ctrl-C is for the command
+    const Descriptor null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    ::dup2(null.get(), STDIN_FILENO);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
     ::fcntl(readyEnd, F_SETFD, 0);
     words.insert(words.end(), {sandboxMountPoint, sandboxControlPath, std::to_string(readyEnd)});
     execute(words);
@@ -117,10 +117,8 @@ void dieWithParent(int parentsEnd) {
 
 int waitFor(pid_t child) {
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) return 1;
-    }
-    return exitCodeOf(status);
+    const pid_t ended = repeatInterrupted([&] { return ::waitpid(child, &status, 0); });
+    return ended < 0 ? 1 : exitCodeOf(status);
 }
 
 /// The rig as seen by the first process.
@@ -133,7 +131,7 @@ struct RigProcess {
 int waitForCommand(pid_t command, RigProcess& rig) {
     for (;;) {
         int status = 0;
-        const pid_t ended = wait(&status);
+        const pid_t ended = ::wait(&status);
         if (ended == rig.process) rig.exitCode = exitCodeOf(status);
         if (ended == command) return exitCodeOf(status);
         if (ended < 0 && errno != EINTR) return 1;
@@ -141,20 +139,16 @@ int waitForCommand(pid_t command, RigProcess& rig) {
 }
 
 pid_t startRig(const SandboxCommand& command, const sigset_t& callersMask) {
-    const Pipe ready;
+    Pipe ready;
     const pid_t rig = ::fork();
     if (rig < 0) fail("fork");
     if (rig == 0) {
-        sigprocmask(SIG_SETMASK, &callersMask, nullptr);
-        executeServer(command.server, ready.writeEnd);
+        ::sigprocmask(SIG_SETMASK, &callersMask, nullptr);
+        executeServer(command.server, ready.writeEnd.get());
     }
-    ::close(ready.writeEnd);
+    ready.writeEnd.reset();
     char byte = 0;
-    ssize_t count = 0;
-    while ((count = ::read(ready.readEnd, &byte, 1)) < 0 && errno == EINTR) {
-    }
-    ::close(ready.readEnd);
-    if (count == 1) return rig;
+    if (repeatInterrupted([&] { return ::read(ready.readEnd.get(), &byte, 1); }) == 1) return rig;
     const int result = waitFor(rig);
     if (result == skipExitCode) throw CannotRun("the file system is not to be had");
     throw BrokenRig("does not start, exit code " + std::to_string(result));
@@ -178,7 +172,7 @@ int stopRig(const RigProcess& rig) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
         const auto rest = std::chrono::duration_cast<std::chrono::nanoseconds>(left - seconds);
         const timespec timeout{seconds.count(), rest.count()};
-        sigtimedwait(&childEnds, nullptr, &timeout);
+        ::sigtimedwait(&childEnds, nullptr, &timeout);
     }
     fprintf(stderr, "bus rig: does not end, killed\n");
     return 1;
@@ -188,7 +182,7 @@ void blockChildSignal(sigset_t& before) {
     sigset_t childEnds;
     sigemptyset(&childEnds);
     sigaddset(&childEnds, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &childEnds, &before);
+    ::sigprocmask(SIG_BLOCK, &childEnds, &before);
 }
 
 /// The life of the first process of the namespace; the result is its exit code.
@@ -203,7 +197,7 @@ int runInside(const SandboxCommand& command) {
     const pid_t program = ::fork();
     if (program < 0) fail("fork");
     if (program == 0) {
-        sigprocmask(SIG_SETMASK, &callersMask, nullptr);
+        ::sigprocmask(SIG_SETMASK, &callersMask, nullptr);
         setenv("ZENT_RIG_CONTROL", sandboxControlPath, 1);
         execute(command.words);
     }
@@ -219,24 +213,24 @@ int runInside(const SandboxCommand& command) {
 int runInSandbox(const SandboxCommand& command) try {
     checkFuseNode();
     enterNamespaces();
-    const Pipe life;
+    Pipe life;
     const pid_t first = ::fork();
     if (first < 0) fail("fork");
     if (first == 0) {
-        ::close(life.writeEnd);
-        dieWithParent(life.readEnd);
+        life.writeEnd.reset();
+        dieWithParent(life.readEnd.get());
         try {
-            _exit(runInside(command));
+            ::_exit(runInside(command));
         } catch (const CannotRun& reason) {
-            _exit(reportSkip(reason));
+            ::_exit(reportSkip(reason));
         } catch (const BrokenRig& reason) {
             fprintf(stderr, "bus rig: %s\n", reason.what());
-            _exit(brokenRigExitCode);
+            ::_exit(brokenRigExitCode);
         }
     }
     // Ctrl-C is the command's business; the launcher stays to pass its exit code on.
-    signal(SIGINT, SIG_IGN);
-    signal(SIGQUIT, SIG_IGN);
+    ::signal(SIGINT, SIG_IGN);
+    ::signal(SIGQUIT, SIG_IGN);
     return waitFor(first);
 } catch (const CannotRun& reason) {
     return reportSkip(reason);

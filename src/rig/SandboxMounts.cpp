@@ -10,12 +10,16 @@
 #include <unistd.h>
 #include <vector>
 
+#include <descriptor/Descriptor.h>
+
 #include "RigSandbox.h"
 #include "RigState.h"
 
 namespace busrig {
 
 namespace {
+
+using descriptor::Descriptor;
 
 [[noreturn]] void fail(const std::string& what) {
     throw CannotRun(what + ": " + strerror(errno));
@@ -26,13 +30,11 @@ void makeFolder(const std::string& path) {
 }
 
 void makeFile(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    if (descriptor < 0) fail("create " + path);
-    ::close(descriptor);
+    if (!Descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644))) fail("create " + path);
 }
 
 void makeLink(const std::string& path, const char* target) {
-    if (symlink(target, path.c_str()) != 0) fail("symlink " + path);
+    if (::symlink(target, path.c_str()) != 0) fail("symlink " + path);
 }
 
 void mountNew(const char* type, const std::string& path, const char* options) {
@@ -46,15 +48,12 @@ void bindMount(const std::string& from, const std::string& path) {
 /// A folder that stays reachable after something has been mounted over it.
 class KeptFolder {
 public:
-    explicit KeptFolder(const char* path) : descriptor(::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-        if (descriptor < 0) fail(std::string("open ") + path);
+    explicit KeptFolder(const char* path) : folder(::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+        if (!folder) fail(std::string("open ") + path);
     }
-    ~KeptFolder() { ::close(descriptor); }
-    KeptFolder(const KeptFolder&) = delete;
-    KeptFolder& operator=(const KeptFolder&) = delete;
 
     std::string pathOf(const std::string& name) const {
-        return "/proc/self/fd/" + std::to_string(descriptor) + "/" + name;
+        return "/proc/self/fd/" + std::to_string(folder.get()) + "/" + name;
     }
     std::vector<std::string> folders() const {
         std::vector<std::string> names;
@@ -68,13 +67,13 @@ public:
     }
 
 private:
-    const int descriptor;
+    const Descriptor folder;
 };
 
 /// sysfs takes no new folders: where the kernel has no GPIO class, a folder with the other classes in it replaces
 /// /sys/class.
 void mountGpioClassFolder() {
-    if (access("/sys/class/gpio", F_OK) == 0) return;
+    if (::access("/sys/class/gpio", F_OK) == 0) return;
     const KeptFolder classes("/sys/class");
     const std::vector<std::string> names = classes.folders();
     mountNew("tmpfs", "/sys/class", "mode=0755");
@@ -93,16 +92,15 @@ void makeMountsPrivate() {
 
 void mountPrivateDev(const std::string& fuseNode) {
     const KeptFolder dev("/dev");
-    const int fuse = ::open(fuseNode.c_str(), O_PATH | O_CLOEXEC);
-    if (fuse < 0) fail("open " + fuseNode);
+    const Descriptor fuse(::open(fuseNode.c_str(), O_PATH | O_CLOEXEC));
+    if (!fuse) fail("open " + fuseNode);
     mountNew("tmpfs", "/dev", "mode=0755");
     for (const char* name : {"null", "zero", "full", "random", "urandom", "tty"}) {
         makeFile(std::string("/dev/") + name);
         bindMount(dev.pathOf(name), std::string("/dev/") + name);
     }
     makeFile("/dev/fuse");
-    bindMount("/proc/self/fd/" + std::to_string(fuse), "/dev/fuse");
-    ::close(fuse);
+    bindMount("/proc/self/fd/" + std::to_string(fuse.get()), "/dev/fuse");
     makeFolder("/dev/shm");
     mountNew("tmpfs", "/dev/shm", "mode=1777");
     makeFolder("/dev/pts");

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <descriptor/Descriptor.h>
 
 #include "HostSlave.h"
 #include "Rig.h"
@@ -17,6 +18,8 @@
 #include "RigSandbox.h"
 
 namespace {
+
+using descriptor::Descriptor;
 
 sigset_t endSignals() {
     sigset_t signals;
@@ -31,24 +34,23 @@ struct Places {
     int readyDescriptor = -1;
 };
 
-void tellReady(int descriptor) {
-    if (descriptor < 0) return;
+void tellReady(const Descriptor& waiting) {
+    if (!waiting) return;
     const char byte = 1;
-    if (::write(descriptor, &byte, 1) != 1) throw std::runtime_error("nobody waits for the rig");
-    ::close(descriptor);
+    if (::write(waiting.get(), &byte, 1) != 1) throw std::runtime_error("nobody waits for the rig");
 }
 
 /// Until one of the end signals comes. They must be blocked in every thread that is started here.
 void serve(const busrig::HostSetup& setup, const Places& places) {
     const sigset_t signals = endSignals();
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
     busrig::Rig rig([&setup] { return std::make_unique<busrig::HostSlave>(setup); });
     const busrig::RigFs fileSystem(rig, places.mountPoint, [] { ::kill(::getpid(), SIGTERM); });
     busrig::RigCommands commands(rig);
     const busrig::RigControlServer control(commands, places.controlPath);
-    tellReady(places.readyDescriptor);
+    tellReady(Descriptor(places.readyDescriptor));
     int received = 0;
-    sigwait(&signals, &received);
+    ::sigwait(&signals, &received);
     rig.stop();
 }
 

@@ -14,8 +14,9 @@ size_t characterSize(const std::string& text, size_t at) {
     if (lead < 0x80) return 1;
     const size_t size = lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
     if (size == 0 || at + size > text.size()) return 0;
-    for (size_t i = at + 1; i < at + size; ++i)
+    for (size_t i = at + 1; i < at + size; ++i) {
         if ((byteAt(i) & 0xC0) != 0x80) return 0;
+    }
     const unsigned char second = byteAt(at + 1); // tells characters in too many bytes, surrogates, and beyond U+10FFFF
     const bool tooLow = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
     const bool tooHigh = (lead == 0xED && second >= 0xA0) || (lead == 0xF4 && second >= 0x90);
@@ -73,9 +74,10 @@ std::string stateEvent(uint16_t id, const hostsim::Value& value) {
 
 std::string helpEvent(const std::vector<std::pair<const char*, const char*>>& commands) {
     std::string list;
-    for (const auto& [command, text] : commands)
+    for (const auto& [command, text] : commands) {
         list += std::string(list.empty() ? "" : ",") + "{\"command\":" + quoted(command) + ",\"text\":" + quoted(text) +
                 "}";
+    }
     return "{\"event\":\"help\",\"commands\":[" + list + "]}\n";
 }
 

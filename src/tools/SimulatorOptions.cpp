@@ -59,8 +59,9 @@ CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, uint64_t lo
 void setState(hostsim::HostStates& states, const std::string& text) {
     const size_t equals = text.find('=');
     const auto id = hostsim::parseStateId(text.substr(0, equals));
-    if (equals == std::string::npos || !id)
+    if (equals == std::string::npos || !id) {
         throw CLI::ValidationError("--state", "'" + text + "' is not ID=VALUE with a number or a state name as ID");
+    }
     const auto value = hostsim::parseValue(*id, text.substr(equals + 1), states.get(*id));
     if (!value) throw CLI::ValidationError("--state", "the value in '" + text + "' is not a number that fits its type");
     states.set(*id, *value);

@@ -37,8 +37,9 @@ std::string helpText() {
 }
 
 std::optional<unsigned long> numberUpTo(unsigned long limit, const std::string& text) {
-    if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
+    if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos) {
         return std::nullopt;
+    }
     const unsigned long number = std::stoul(text);
     if (number > limit) return std::nullopt;
     return number;
@@ -97,14 +98,15 @@ CommandResult carryOut(const std::string& line, SimulatedHost& host, bool json) 
     if (command == "get") return {get(argument, host, json)};
     if (command == "counts") return {json ? countsEvent(host.counts()) : countsAsText(host.counts())};
     if (command == "help") return {json ? helpEvent(commands) : helpText()};
-    if (command == "press")
+    if (command == "press") {
         press(argument, host);
-    else if (command == "burst")
+    } else if (command == "burst") {
         burst(argument, host);
-    else if (command == "set")
+    } else if (command == "set") {
         set(argument, restOf(words), host);
-    else
+    } else {
         throw Refused("unknown command '" + command + "'; 'help' lists them");
+    }
     return {};
 }
 

@@ -27,19 +27,21 @@ std::unique_ptr<LinePort> openPort(const SimulatorOptions& options) {
 }
 
 void tellReady(const SimulatorOptions& options, const LinePort& port) {
-    if (options.json)
+    if (options.json) {
         std::cout << readyEvent(port.path(), options.link);
-    else
+    } else {
         std::cout << "Host simulator listening on " << port.path()
                   << (options.link.empty() ? "" : " (link: " + options.link + ")") << '\n';
+    }
     std::cout << std::flush;
 }
 
 void tellCounts(const SimulatorOptions& options, const hostsim::HostCounts& counts) {
-    if (options.json)
+    if (options.json) {
         std::cout << countsEvent(counts);
-    else
+    } else {
         std::cout << "What the host saw and did:\n" << countsAsText(counts);
+    }
     std::cout << std::flush;
 }
 

@@ -58,9 +58,10 @@ private:
 void endInTime(EndingStack& stack, const StallWatch& stalls, int round) {
     const auto stalledBefore = stalls.stalled();
     const auto begin = steady_clock::now();
-    stack.end();
+    stack.end(round % 2 == 0);
     const auto took = steady_clock::now() - begin - (stalls.stalled() - stalledBefore);
     EXPECT_LT(took, limit) << "round " << round;
+    EXPECT_EQ(stack.observersInside(), 0) << "round " << round;
 }
 
 void runRound(EndingStack& stack, At state, const StallWatch& stalls, int round) {
@@ -68,7 +69,7 @@ void runRound(EndingStack& stack, At state, const StallWatch& stalls, int round)
         testIsAt(nameOf(state) + ", round " + std::to_string(round) + ": " + step);
     };
     at("start");
-    stack.start();
+    stack.start(state);
     at("enter");
     ASSERT_TRUE(stack.enter(state)) << "round " << round;
     at("end");
@@ -89,24 +90,31 @@ std::string nameOf(At state) {
     case At::FloodedWithInput: return "FloodedWithInput";
     case At::DeviceGone: return "DeviceGone";
     case At::FarSideNotReading: return "FarSideNotReading";
+    case At::NeverStarted: return "NeverStarted";
+    case At::Stopped: return "Stopped";
+    case At::InitFailed: return "InitFailed";
+    case At::WatcherGone: return "WatcherGone";
     case At::WritersQueued: return "WritersQueued";
     case At::AnObserverWaitsForAWriter: return "AnObserverWaitsForAWriter";
     }
     return "?";
 }
 
-void EndingStack::start() {
+void EndingStack::start(At state) {
     link = makeLink();
     link->addDataReceivedObserver([this](const ByteArray&) { packetReceived(); });
     transport = std::make_unique<HostLinkTransportLayer>(link.get());
     transport->addMessageReceivedObserver([this](const ByteArray&) { messageReceived(); });
+    if (state == At::NeverStarted) return;
+    if (state == At::InitFailed) spoilStart();
     transport->initTransportLayer();
+    if (state == At::Stopped) transport->shutdown();
 }
 
-void EndingStack::end() {
+void EndingStack::end(bool withShutdown) {
     letGo();
     endBegins.raise();
-    transport->shutdown();
+    if (withShutdown) transport->shutdown();
     transport.reset();
     link.reset();
 }
@@ -138,15 +146,20 @@ bool EndingStack::startWriter(const ByteArray& packet) {
 // Before the transport has the packet: its end waits for a delivery under way.
 void EndingStack::packetReceived() {
     if (!observersWaitForWriters) return;
+    ++inside;
     observerEntered.raise();
     writerReturned.wait(observerWaitsAtMost);
+    --inside;
 }
 
 void EndingStack::messageReceived() {
+    ++inside;
     observerEntered.raise();
-    if (!observersHeld) return;
-    endBegins.wait(patience);
-    std::this_thread::sleep_for(observerWorksOn);
+    if (observersHeld) {
+        endBegins.wait(patience);
+        std::this_thread::sleep_for(observerWorksOn);
+    }
+    --inside;
 }
 
 Remains countRemains() {

@@ -31,6 +31,10 @@ enum class At {
     FloodedWithInput,         ///< packets come faster than they are read
     DeviceGone,               ///< the device has been taken away
     FarSideNotReading,        ///< what is written is not taken
+    NeverStarted,             ///< made, with a transport above it
+    Stopped,                  ///< its threads have ended before
+    InitFailed,               ///< the start found no line
+    WatcherGone,              ///< the thread at the line has left it, the other one waits for what it would bring
     WritersQueued,            ///< one writer is inside a transaction, others wait for the bus
     AnObserverWaitsForAWriter ///< a writer waits for its response, and an observer does not return before it has it
 };
@@ -43,26 +47,32 @@ inline const auto everyState =
                     At::FloodedWithInput, At::DeviceGone, At::FarSideNotReading);
 
 /// Those of one link only.
-inline const auto busState = testing::Values(At::WritersQueued);
+inline const auto busState =
+    testing::Values(At::NeverStarted, At::Stopped, At::InitFailed, At::WatcherGone, At::WritersQueued);
 inline const auto uartState = testing::Values(At::AnObserverWaitsForAWriter);
 
 /// A stack whose far side the test plays. One round: `start`, `enter`, `end`, `leave`.
 class EndingStack {
 public:
     virtual ~EndingStack() = default;
-    /// Makes link and transport and starts them.
-    void start();
+    /// Makes link and transport and starts them, where the state asks for it.
+    void start(At state);
     /// A link that is made and destroyed and never started.
     void makeAndDrop() { makeLink(); }
     /// Brings about the state and waits until it holds; false when it does not come.
     virtual bool enter(At state) = 0;
-    /// What a program does at its end. What would hold it up for ever, such as an observer that waits, is let go first.
-    void end();
+    /// What a program does at its end, or what is left of that when it only destroys. What would hold it up for ever,
+    /// such as an observer that waits, is let go first.
+    void end(bool withShutdown);
+    /// How many observers have been called and have not returned.
+    int observersInside() const { return inside; }
     /// Waits for what the test itself has started; false when it does not end as it should.
     bool leave();
 
 protected:
     virtual std::unique_ptr<HostLinkPhysicalLayer> makeLink() = 0;
+    /// For a start that is to fail.
+    virtual void spoilStart() {}
     virtual void letGo() {}
     virtual void clearUp() {}
 
@@ -85,6 +95,7 @@ private:
     std::vector<std::future<WriteDataResponse>> written;
     std::atomic<bool> observersHeld{false};
     std::atomic<bool> observersWaitForWriters{false};
+    std::atomic<int> inside{0};
     Signal endBegins;
     Signal writerReturned;
 };
@@ -99,5 +110,6 @@ inline Remains operator-(const Remains& after, const Remains& before) {
     return {after.descriptors - before.descriptors, after.bytes - before.bytes};
 }
 
-/// A hundred rounds: each ends within a second, and leaves exactly `perRound` behind.
+/// A hundred rounds, every other one without a shutdown: each ends within a second and after its observers, and leaves
+/// exactly `perRound` behind.
 void endInState(EndingStack& stack, At state, const Remains& perRound);

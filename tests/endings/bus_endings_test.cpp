@@ -10,6 +10,7 @@
 #include "support/LinkThreads.h"
 #include "support/LogCapture.h"
 #include "support/Packets.h"
+#include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
 
 using busrig::firstBoard;
@@ -25,7 +26,9 @@ public:
 
     bool enter(At state) override {
         switch (state) {
-        case At::Idle: return true;
+        case At::Idle:
+        case At::NeverStarted:
+        case At::Stopped: return true; // `start` has seen to it
         case At::BlockedRead: return threads.polling() != -1 && threads.waiting() != -1;
         case At::WaitingForAnAnswer: return holdTransaction() && startWriter(shortPacket) && transactionHeld();
         case At::InsideAnObserver: holdObservers(); return send(incoming) && observerEntered.wait(patience);
@@ -36,6 +39,8 @@ public:
         case At::FarSideNotReading: return startUnheardWriter();
         case At::WritersQueued:
             return holdTransaction() && startWriter(shortPacket) && transactionHeld() && queueWriters();
+        case At::InitFailed: return waitForThreadCount(threadsBeforeStart);
+        case At::WatcherGone: return makeWatcherLeave();
         case At::AnObserverWaitsForAWriter: return false; // it has the bus that the writer needs
         }
         return false;
@@ -52,6 +57,10 @@ protected:
         return std::unique_ptr<HostLinkPhysicalLayer>(HostLinkPhysicalLayer::create(name.c_str(), properties));
     }
 
+    void spoilStart() override {
+        threadsBeforeStart = threadCount();
+        rig.fault("no-value-file");
+    }
     /// A bus transaction in the kernel cannot be called off: it ends, and what follows it is part of the end.
     void letGo() override { rig.release(); }
 
@@ -76,6 +85,11 @@ private:
         rig.fault("value-vanishes");
         return startWriter(shortPacket) && rig.waitForCount("transactions", 1);
     }
+    bool makeWatcherLeave() {
+        const long running = threadCount();
+        rig.fault("value-vanishes");
+        return waitForThreadCount(running - 1) && threads.waiting() != -1;
+    }
     bool startUnheardWriter() {
         rig.fault("bus-nack all ENXIO");
         return startWriter(shortPacket) && rig.waitForCount("transactions", 1);
@@ -92,6 +106,7 @@ private:
     const std::string name;
     busrig::RigControl rig;
     const NewThreads threads;
+    long threadsBeforeStart = 0;
 };
 
 class BusEnding : public testing::TestWithParam<std::tuple<std::string, At>> {

@@ -65,6 +65,10 @@ public:
             holdObserverUntilWriterReturns();
             return startWriter(shortPacket) && pty->read(shortPacket.size()) == shortPacket && pty->write(incoming) &&
                    observerEntered.wait(patience);
+        case At::NeverStarted: // destroying it ends the process
+        case At::Stopped:      // that is Idle: shutdown does nothing
+        case At::InitFailed:
+        case At::WatcherGone:
         case At::WritersQueued: return false; // one writer at a time
         }
         return false;

@@ -44,8 +44,9 @@ void FaultyBusLine::write(const ByteArray& bytes, Time now) {
         return;
     }
     answerFault = fault; // nobody but this line answers
-    if (fault == WireFault::Nack)
+    if (fault == WireFault::Nack) {
         refusal = HostLinkRspFrame::create(hostLinkPacketGetFrameId(bytes.data()), AcknowledgeType::Nack);
+    }
 }
 
 ByteArray FaultyBusLine::read(size_t count, Time now) {

@@ -42,9 +42,10 @@ void FaultySerialLine::cross(const ByteArray& packet, Time now) {
     if (fault != WireFault::None && !hitsByte(fault)) entry.arrived.clear();
     const ByteArray arrived = entry.arrived;
     journal.add(std::move(entry));
-    if (fault == WireFault::Nack)
+    if (fault == WireFault::Nack) {
         late.push_back({now, HostLinkRspFrame::create(hostLinkPacketGetFrameId(packet.data()), AcknowledgeType::Nack),
                         WireFault::None});
+    }
     if (!arrived.empty()) host.receive(arrived, now);
 }
 

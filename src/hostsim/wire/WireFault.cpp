@@ -17,8 +17,9 @@ const char* nameOf(WireFault fault) {
 }
 
 WireFault faultNamed(const std::string& name) {
-    for (size_t i = 0; i < names.size(); ++i)
+    for (size_t i = 0; i < names.size(); ++i) {
         if (name == names[i]) return static_cast<WireFault>(i);
+    }
     throw std::invalid_argument("no such fault of the wire: " + name);
 }
 

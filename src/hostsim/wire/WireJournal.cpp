@@ -24,8 +24,9 @@ std::string toText(const ByteArray& bytes) {
 ByteArray bytesOf(const std::string& text) {
     if (text == noBytes) return {};
     ByteArray bytes;
-    for (size_t i = 0; i + 1 < text.size(); i += 2)
+    for (size_t i = 0; i + 1 < text.size(); i += 2) {
         bytes.push_back(static_cast<unsigned char>(std::stoi(text.substr(i, 2), nullptr, 16)));
+    }
     return bytes;
 }
 
@@ -64,8 +65,9 @@ std::vector<Entry> entriesFromText(const std::string& text) {
         std::string fault;
         std::string sent;
         std::string arrived;
-        if (!(stream >> at >> fault >> entry.position >> sent >> arrived))
+        if (!(stream >> at >> fault >> entry.position >> sent >> arrived)) {
             throw std::invalid_argument("a journal that breaks off");
+        }
         entry.at = Moment(Moment::duration(at));
         entry.fault = faultNamed(fault);
         entry.sent = bytesOf(sent);

@@ -40,8 +40,9 @@ public:
     void closeAndWait(std::chrono::milliseconds limit = patience) {
         closed = true;
         const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (inside > insideHere && std::chrono::steady_clock::now() < deadline)
+        while (inside > insideHere && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(interval);
+        }
     }
 
 private:

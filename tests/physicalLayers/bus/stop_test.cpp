@@ -1,5 +1,6 @@
-// Stopping and destroying a link in each of its states. No thread may be left, and no descriptor but that of the bus: a
-// link keeps its bus for the rest of the process, and all links of one device share its descriptor.
+// What a link does when it is stopped: what it still serves, what it says, and that it can be started again. That no
+// thread is left and no descriptor but that of the bus, which a link keeps for the rest of the process, is asked here
+// on the way; the endings ask it in each state that a link can be destroyed in.
 #include "BusRigTest.h"
 
 #include <cstdlib>
@@ -71,11 +72,6 @@ protected:
     void expectStopped() const {
         EXPECT_TRUE(threads.haveGone());
         EXPECT_THAT(leftOpen(), IsEmpty());
-    }
-
-    void destroy() {
-        link.reset();
-        expectStopped();
     }
 
     /// The watcher has queued the edge that it saw last, and waits for another one.
@@ -154,22 +150,37 @@ TEST_P(BusStop, ShutdownDuringAnExchangeLetsItEnd) {
     expectStopped();
 }
 
+// Edges may be dropped only when the next exchange, if it took as long as the one before, would end later than 950 ms
+// after the stop. The exchange under way counts whole: it began when the first edge came. So all are served where the
+// machine gives the link the time; elsewhere those that came first, and the log says how many are left.
 TEST_P(BusStop, ShutdownWithAFullQueueServesItFirst) {
     startManual();
     rig.hold();
-    std::vector<ByteArray> expected;
+    std::vector<ByteArray> announced;
+    const auto firstEdge = steady_clock::now();
     for (unsigned number = 0; number < 10; ++number) {
         rig.reply(numberedMessage(number));
-        expected.push_back(asRead(numberedMessage(number)));
+        announced.push_back(asRead(numberedMessage(number)));
         edge();
     }
     ASSERT_TRUE(allQueued());
+    const auto stop = steady_clock::now();
     auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
     ASSERT_TRUE(log.waitFor("stopping irq loop"));
     rig.release();
     stopped.get();
-    EXPECT_EQ(delivered.all(), expected);
-    EXPECT_EQ(log.count("interrupts not served"), 0U);
+    const auto end = steady_clock::now();
+
+    const std::vector<ByteArray> served = delivered.all();
+    ASSERT_LE(served.size(), announced.size());
+    const size_t dropped = announced.size() - served.size();
+    announced.resize(served.size());
+    EXPECT_EQ(served, announced);
+    const auto longestExchange = end - firstEdge;
+    const bool mayDrop = end - stop + longestExchange > milliseconds(950);
+    EXPECT_TRUE(dropped == 0 || mayDrop) << dropped;
+    EXPECT_EQ(log.count("Stopping with " + std::to_string(dropped) + " interrupts not served"), dropped == 0 ? 0U : 1U);
+    EXPECT_EQ(log.count("interrupts not served"), dropped == 0 ? 0U : 1U);
     expectStopped();
 }
 
@@ -279,15 +290,6 @@ TEST_P(BusStop, NothingIsServedAfterShutdown) {
 
 // --- The bus that is left ---
 
-TEST_P(BusStop, HundredLinksOfOneDeviceLeaveOneDescriptor) {
-    for (int i = 0; i < 100; ++i) {
-        make();
-        ASSERT_TRUE(link->serialOk());
-    }
-    link.reset();
-    EXPECT_THAT(leftOpen(), IsEmpty());
-}
-
 // Plugged in again, a device may bear the name of the one before.
 TEST_P(BusStop, LinkOfADeviceThatWasReplacedOpensTheNewOne) {
     const TemporaryLink device;
@@ -305,44 +307,7 @@ TEST_P(BusStop, LinkOfADeviceThatWasReplacedOpensTheNewOne) {
     EXPECT_GT(newHost.count("transactions"), 0U);
 }
 
-// --- The destructor ---
-
-TEST_P(BusStop, DestructionOfALinkThatWasNeverStarted) {
-    make();
-    destroy();
-}
-
-TEST_P(BusStop, DestructionOfAnIdleLink) {
-    start();
-    ASSERT_NE(threads.polling(), -1);
-    destroy();
-}
-
-TEST_P(BusStop, DestructionRightAfterInit) {
-    start();
-    destroy();
-}
-
-TEST_P(BusStop, DestructionOfAStoppedLink) {
-    start();
-    link->shutdown();
-    destroy();
-}
-
-TEST_P(BusStop, DestructionAfterAFailedInit) {
-    rig.fault("no-value-file");
-    make();
-    EXPECT_FALSE(link->init());
-    destroy();
-}
-
-TEST_P(BusStop, DestructionAfterTheWatcherHasLeft) {
-    start();
-    ASSERT_NE(threads.polling(), -1);
-    rig.fault("value-vanishes");
-    ASSERT_TRUE(log.waitFor("read error!"));
-    destroy();
-}
+// --- The destructor stops a link as shutdown does ---
 
 TEST_P(BusStop, DestructionDuringAnExchangeLetsItEnd) {
     startHeldExchange();
@@ -355,28 +320,6 @@ TEST_P(BusStop, DestructionDuringAnExchangeLetsItEnd) {
     expectStopped();
 }
 
-TEST_P(BusStop, DestructionInsideAnObserverWaitsForIt) {
-    rig.slaveManual();
-    make();
-    std::promise<void> entered;
-    std::promise<void> mayReturn;
-    link->addDataReceivedObserver([&](const ByteArray&) {
-        entered.set_value();
-        mayReturn.get_future().wait();
-        delivered.add({});
-    });
-    ASSERT_TRUE(link->init());
-    rig.reply(numberedMessage(1));
-    edge();
-    entered.get_future().wait();
-    auto gone = std::async(std::launch::async, [&] { link.reset(); });
-    ASSERT_TRUE(log.waitFor("stopping irq loop"));
-    mayReturn.set_value();
-    gone.get();
-    EXPECT_EQ(delivered.count(), 2U); // the packet, and what the second observer noted last
-    expectStopped();
-}
-
 TEST_P(BusStop, DestructionWithAFullQueue) {
     startManual();
     rig.hold();
@@ -386,18 +329,6 @@ TEST_P(BusStop, DestructionWithAFullQueue) {
     rig.release();
     gone.get();
     expectStopped();
-}
-
-TEST_P(BusStop, DestructionUnderTraffic) {
-    for (int round = 0; round < 10; ++round) {
-        rig.reset();
-        start();
-        rig.burst(100);
-        ASSERT_TRUE(delivered.waitForCount(delivered.count() + 1));
-        link.reset();
-        EXPECT_TRUE(threads.haveGone());
-    }
-    EXPECT_THAT(leftOpen(), IsEmpty());
 }
 
 } // namespace
