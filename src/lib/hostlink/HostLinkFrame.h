@@ -34,6 +34,6 @@ private:
     void attach();
     void reset() noexcept;
 
-    HostLinkFrameRecord record; // data and capacity follow the store
-    ByteArray store;
+    HostLinkFrameRecord record; // data follows the store
+    ByteArray store;            // as large as the capacity, or larger
 };

@@ -41,7 +41,7 @@ public:
     ByteArray serialize() const override;
 
 private:
-    HostLinkLL buffer; // data and capacity follow the store; the message length may be larger
-    ByteArray store;   // its size is the capacity
+    HostLinkLL buffer; // data follows the store; the message length may be larger than the capacity
+    ByteArray store;   // as large as the capacity, or larger
     bool valid;
 };

@@ -82,8 +82,8 @@ private:
     HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
     bool readItem(int index, HostLinkVariant* item) const;
 
-    HostLinkLL buffer; // data and capacity follow the store; the message length may be larger
-    ByteArray store;   // its size is the capacity
+    HostLinkLL buffer; // data follows the store; the message length may be larger than the capacity
+    ByteArray store;   // as large as the capacity, or larger
     bool valid;
     mutable std::atomic<uint32_t>
         lastRead; // where the item stands that was read last; 0 when none was since the last change

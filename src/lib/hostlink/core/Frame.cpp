@@ -1,5 +1,4 @@
-#include <string.h>
-
+#include "Copy.h"
 #include "Division.h"
 #include "PacketLayout.h"
 
@@ -26,12 +25,20 @@ uint8_t singlePacketFlags(LinkFrameFormat format) {
 
 // What a frame keeps of a packet's header.
 void noteHeader(HostLinkFrameRecord* frame, const uint8_t* packet, uint16_t length) {
-    const uint8_t flags = packet[flagsAt];
-    frame->complete = isLast(flags) ? 1 : 0;
+    frame->complete = isLast(packet[flagsAt]) ? 1 : 0;
     // Keyed on the payload, not on the number of packets: header-only packets never fix the frame's id.
     if (frame->size != 0) return;
     frame->frameId = packet[frameIdAt];
-    frame->type = frameTypeFrom(flags, length);
+    frame->type = frameTypeFrom(packet[flagsAt], length);
+}
+
+// Adds a packet without a payload. Apart, since hardly any is one.
+[[gnu::noinline]] uint32_t addHeader(HostLinkFrameRecord* frame, const uint8_t* packet, uint16_t available) {
+    const uint32_t code = verifyPacket(packet, available);
+    if (code != HOSTLINK_SUCCESS) return code;
+    if (frame->capacity < frame->size) return HOSTLINK_NO_ROOM;
+    noteHeader(frame, packet, HOSTLINK_PACKET_HEADER_SIZE);
+    return HOSTLINK_SUCCESS;
 }
 
 } // namespace
@@ -48,8 +55,9 @@ int32_t hostLinkFrameMsgSerialize(uint8_t* buffer, uint16_t bufferSize, uint16_t
     if (unlikely(offset > messageLength)) return -1;
 
     const uint32_t left = messageLength - offset;
+    const uint8_t* from = message + offset;
     uint32_t chunk = room;
-    uint8_t flags = static_cast<uint8_t>(FMT_Message);
+    uint32_t flags = FMT_Message;
     if (left <= room) {
         chunk = left;
         flags |= PKT_Last;
@@ -58,16 +66,16 @@ int32_t hostLinkFrameMsgSerialize(uint8_t* buffer, uint16_t bufferSize, uint16_t
     const uint16_t length = static_cast<uint16_t>(needed);
     *packetLength = length;
     // The length field wraps for chunks above 65525 bytes, but the bytes to write do not become fewer.
-    if (unlikely(needed > bufferSize)) {
-        return static_cast<int32_t>((length > bufferSize ? length : needed) - bufferSize);
+    const uint32_t space = bufferSize;
+    if (unlikely(needed > space)) {
+        return static_cast<int32_t>((length > space ? length : needed) - space);
     }
 
-    writeHeader(buffer, length, frameId, packetIndex, flags);
-    if (unlikely(ackRequest != 0)) buffer[flagsAt] |= PKT_Ack;
+    writeHeader(buffer, length, frameId, packetIndex, static_cast<uint8_t>(flags));
     uint8_t* payload = buffer + payloadAt;
-    uint8_t* trailer = payload + chunk;
-    if (!unlikely(chunk == 0)) memcpy(payload, message + offset, chunk);
-    store16le(trailer, 0);
+    store16le(payload + chunk, 0); // before the payload, so that nothing has to be kept while that is copied
+    if (unlikely(ackRequest != 0)) buffer[flagsAt] |= PKT_Ack;
+    copyBytes(payload, from, chunk);
     return 0;
 }
 
@@ -111,21 +119,19 @@ void hostLinkFrameInit(HostLinkFrameRecord* frame, uint8_t* buffer, uint32_t cap
 }
 
 uint32_t hostLinkFrameAddPacket(HostLinkFrameRecord* frame, const uint8_t* packet, uint32_t count) {
-    const uint32_t code = verifyPacket(packet, static_cast<uint16_t>(count));
+    const uint16_t available = static_cast<uint16_t>(count);
+    if (unlikely(available < HOSTLINK_PACKET_HEADER_SIZE)) return HOSTLINK_HEADER_TRUNCATED;
+    const uint16_t length = load16le(packet + lengthAt);
+    if (unlikely(length <= packetOverhead)) return addHeader(frame, packet, available);
+    const uint32_t code = verifyBehindLength(packet, available, length);
     if (unlikely(code != HOSTLINK_SUCCESS)) return code;
+    const uint32_t payloadLength = uint32_t{length} - packetOverhead;
     const uint32_t size = frame->size;
     if (unlikely(frame->capacity < size)) return HOSTLINK_NO_ROOM;
-    const uint32_t room = frame->capacity - size;
-    const uint16_t length = load16le(packet + lengthAt);
-    if (unlikely(length == HOSTLINK_PACKET_HEADER_SIZE)) {
-        noteHeader(frame, packet, length);
-        return HOSTLINK_SUCCESS;
-    }
-    const uint32_t payloadLength = uint32_t{length} - packetOverhead;
-    if (unlikely(room < payloadLength)) return HOSTLINK_NO_ROOM;
+    if (unlikely(frame->capacity - size < payloadLength)) return HOSTLINK_NO_ROOM;
     noteHeader(frame, packet, length);
     frame->size = size + payloadLength;
-    memcpy(frame->data + size, packet + payloadAt, payloadLength);
+    copyBytes(frame->data + size, packet + payloadAt, payloadLength);
     return HOSTLINK_SUCCESS;
 }
 

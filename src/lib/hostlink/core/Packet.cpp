@@ -59,14 +59,18 @@ bool wordHasSop(const uint8_t* at) {
     return ((misses - everyByte(0x01)) & ~misses & everyByte(0x80)) != 0;
 }
 
-} // namespace
-
-uint32_t hostLinkPacketHasSop(const uint8_t* bytes, uint16_t count) {
-    if (count >= 2 && load16le(bytes) == HOSTLINK_SOP) return 0; // a stream in step
+[[gnu::noinline]] uint32_t findSop(const uint8_t* bytes, uint16_t count) {
     uint32_t i = 0;
     while (i + sizeof(Word) < count && !wordHasSop(bytes + i)) i += static_cast<uint32_t>(sizeof(Word));
     for (; i + 1 < count; ++i) {
         if (load16le(bytes + i) == HOSTLINK_SOP) return i;
     }
     return HOSTLINK_NO_SOP;
+}
+
+} // namespace
+
+uint32_t hostLinkPacketHasSop(const uint8_t* bytes, uint16_t count) {
+    if (count >= 2 && load16le(bytes) == HOSTLINK_SOP) return 0; // a stream in step
+    return findSop(bytes, count);
 }

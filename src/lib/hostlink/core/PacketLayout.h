@@ -35,13 +35,18 @@ static inline bool isPossibleLength(uint16_t length) {
     return length > packetOverhead || length == HOSTLINK_PACKET_HEADER_SIZE;
 }
 
+/// The checks that follow those of the length alone.
+static inline uint32_t verifyBehindLength(const uint8_t* packet, uint16_t available, uint16_t length) {
+    if (unlikely(available < length)) return HOSTLINK_TRUNCATED;
+    if (unlikely(load16le(packet + sopAt) != HOSTLINK_SOP)) return HOSTLINK_BAD_START_OF_PACKET;
+    return HOSTLINK_SUCCESS;
+}
+
 static inline uint32_t verifyPacket(const uint8_t* packet, uint16_t available) {
     if (unlikely(available < HOSTLINK_PACKET_HEADER_SIZE)) return HOSTLINK_HEADER_TRUNCATED;
     const uint16_t length = load16le(packet + lengthAt);
     if (unlikely(!isPossibleLength(length))) return HOSTLINK_TOO_SHORT;
-    if (unlikely(available < length)) return HOSTLINK_TRUNCATED;
-    if (unlikely(load16le(packet + sopAt) != HOSTLINK_SOP)) return HOSTLINK_BAD_START_OF_PACKET;
-    return HOSTLINK_SUCCESS;
+    return verifyBehindLength(packet, available, length);
 }
 
 static inline const uint8_t* payloadOf(const uint8_t* packet, uint16_t* payloadLength) {

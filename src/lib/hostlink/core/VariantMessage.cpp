@@ -1,48 +1,61 @@
 #include <string.h>
 
+#include "Copy.h"
 #include "MessageHeader.h"
 #include "Opaque.h"
 
 namespace {
 
-constexpr int encodings = lastEncoding - firstEncoding + 1;
-static_assert(sizeof valueLengths / sizeof valueLengths[0] == encodings);
-
-/// Bytes of a whole item of each encoding; 0: no such encoding, or none of fixed length.
-struct ItemLengths {
-    uint8_t of[encodings];
-};
-
 constexpr int32_t largestItem = variantHeaderSize + sizeof HostLinkVariant{}.value.bytes;
 
-constexpr ItemLengths itemLengths = [] {
-    ItemLengths lengths{};
-    for (int i = 0; i < encodings; ++i) {
-        if (valueLengths[i] >= 0) lengths.of[i] = static_cast<uint8_t>(variantHeaderSize + valueLengths[i]);
+/// The encodings of numbers stand one behind the other, unsigned and signed ones of the same four lengths.
+constexpr uint32_t numbers = ENC_Int64 - ENC_Uint8 + 1;
+
+/// Bytes of a whole item of each of them.
+struct NumberLengths {
+    uint8_t of[numbers];
+};
+
+constexpr NumberLengths numberLengths = [] {
+    NumberLengths lengths{};
+    for (uint32_t i = 0; i < numbers; ++i) {
+        lengths.of[i] = static_cast<uint8_t>(variantHeaderSize + valueLengths[ENC_Uint8 - firstEncoding + i]);
     }
     return lengths;
 }();
 
-int32_t itemLengthOf(int encoding) {
-    const uint32_t i = static_cast<uint32_t>(encoding) - firstEncoding;
-    return unlikely(i >= encodings) ? 0 : itemLengths.of[i];
-}
+static_assert(numbers == 8 && ENC_Int8 - ENC_Uint8 == 4);
+static_assert(numberLengths.of[0] == numberLengths.of[4] && numberLengths.of[3] == numberLengths.of[7]);
+static_assert(numberLengths.of[3] == largestItem);
 
-/// A copy of 0, 1, 2, 4 or 8 bytes without a call: both ends, which for the smaller two of each kind are the same.
-void copyValue(uint8_t* to, const void* from, int32_t length) {
-    const uint8_t* bytes = static_cast<const uint8_t*>(from);
-    if (length >= 4) {
-        memcpy(to, bytes, 4);
-        memcpy(to + length - 4, bytes + length - 4, 4);
-    } else if (length != 0) {
-        to[0] = bytes[0];
-        to[length - 1] = bytes[length - 1];
+/// Beside the numbers only Nil has a fixed length: of its header.
+constexpr bool nilAlone = [] {
+    for (int i = firstEncoding; i <= lastEncoding; ++i) {
+        const bool isNumber = i >= ENC_Uint8 && i <= ENC_Int64;
+        if (!isNumber && valueLengths[i - firstEncoding] != (i == ENC_Nil ? 0 : -1)) return false;
+    }
+    return true;
+}();
+static_assert(nilAlone);
+
+/// Copies the number of an item of `itemLength` bytes without a call: both of its ends, which for the smaller two of
+/// each kind are the same.
+void copyNumber(uint8_t* to, const uint8_t* from, uint32_t itemLength) {
+    uint8_t* end = to + itemLength - variantHeaderSize;
+    const uint8_t* fromEnd = from + itemLength - variantHeaderSize;
+    if (itemLength >= variantHeaderSize + 4) {
+        memcpy(to, from, 4);
+        memcpy(end - 4, fromEnd - 4, 4);
+    } else {
+        to[0] = from[0];
+        end[-1] = fromEnd[-1];
     }
 }
 
 /// Whether an item of `length` bytes may be appended.
 uint32_t checkPlace(const HostLinkLL* buffer, uint32_t length) {
-    if (unlikely(spaceIn(buffer) < length)) return HOSTLINK_NO_ROOM;
+    if (unlikely(buffer->capacity < buffer->used)) return HOSTLINK_NO_ROOM;
+    if (unlikely(static_cast<uint16_t>(buffer->capacity - buffer->used) < length)) return HOSTLINK_NO_ROOM;
     const uint8_t* count = countOf(buffer);
     if (unlikely(count == nullptr)) return HOSTLINK_NO_STORAGE;
     if (unlikely(*count == maxItems)) return HOSTLINK_ITEM_COUNT_FULL;
@@ -57,6 +70,12 @@ uint8_t* beginItem(HostLinkLL* buffer, uint16_t tag, uint8_t encoding, uint32_t 
     store16le(item, tag);
     item[2] = encoding;
     return item + variantHeaderSize;
+}
+
+[[gnu::noinline]] uint32_t addNil(HostLinkLL* buffer, uint16_t tag) {
+    const uint32_t code = checkPlace(buffer, variantHeaderSize);
+    if (code == HOSTLINK_SUCCESS) beginItem(buffer, tag, ENC_Nil, variantHeaderSize);
+    return code;
 }
 
 uint32_t prepare(const HostLinkLL* buffer, HostLinkVariantIter* iterator) {
@@ -85,13 +104,11 @@ uint32_t checkNext(const HostLinkVariantIter* iterator) {
 /// for each length, none of which the compiler is to turn into a sum: a processor that foresees the jumps need not wait
 /// for one item's encoding to know where the next one's is (255 items by index: 27 times the iterator's time, not 71).
 size_t behindNumber(size_t position, uint32_t kind) {
-    static_assert(ENC_Int8 - ENC_Uint8 == 4 && ENC_Int64 - ENC_Uint8 == 7);
-    static_assert(itemLengths.of[ENC_Uint8 - firstEncoding] == itemLengths.of[ENC_Int8 - firstEncoding]);
     switch (kind & 3) {
-    case 0: return opaque(position + itemLengths.of[ENC_Uint8 - firstEncoding]);
-    case 1: return opaque(position + itemLengths.of[ENC_Uint16 - firstEncoding]);
-    case 2: return opaque(position + itemLengths.of[ENC_Uint32 - firstEncoding]);
-    default: return opaque(position + itemLengths.of[ENC_Uint64 - firstEncoding]);
+    case 0: return opaque(position + numberLengths.of[0]);
+    case 1: return opaque(position + numberLengths.of[1]);
+    case 2: return opaque(position + numberLengths.of[2]);
+    default: return opaque(position + numberLengths.of[3]);
     }
 }
 
@@ -104,15 +121,14 @@ uint32_t skip(HostLinkVariantIter* iterator, uint32_t count) {
         if (unlikely(size < position + variantHeaderSize)) return HOSTLINK_TRUNCATED;
         const uint8_t encoding = data[position + 2];
         const uint32_t kind = static_cast<uint32_t>(encoding) - ENC_Uint8;
-        if (kind <= ENC_Int64 - ENC_Uint8) {
+        if (kind < numbers) {
             position = behindNumber(position, kind);
         } else if (encoding == ENC_Bin16) {
             if (unlikely(size < position + variantHeaderSize + bin16LengthSize)) return HOSTLINK_TRUNCATED;
             position += size_t{variantHeaderSize} + bin16LengthSize + load16le(data + position + variantHeaderSize);
         } else {
-            const int32_t length = itemLengthOf(encoding);
-            if (unlikely(length == 0)) return HOSTLINK_BAD_ENCODING;
-            position += static_cast<size_t>(length);
+            if (unlikely(encoding != ENC_Nil)) return HOSTLINK_BAD_ENCODING;
+            position += variantHeaderSize;
         }
     }
     if (unlikely(size < position)) return HOSTLINK_TRUNCATED;
@@ -121,36 +137,49 @@ uint32_t skip(HostLinkVariantIter* iterator, uint32_t count) {
     return HOSTLINK_SUCCESS;
 }
 
-uint32_t getNext(HostLinkVariantIter* iterator, HostLinkVariant* item) {
-    const uint32_t code = checkNext(iterator);
-    if (unlikely(code != HOSTLINK_SUCCESS)) return code;
-    const int32_t left = iterator->size - int32_t{iterator->position};
-    if (unlikely(left < variantHeaderSize)) return HOSTLINK_TRUNCATED;
+/// Reads the next item of a message that goes on for `left` bytes. Not near its end, where the largest number would be
+/// within it, what a number asks for is there.
+template <bool nearEnd> inline uint32_t readNext(HostLinkVariantIter* iterator, HostLinkVariant* item, int32_t left) {
+    if (nearEnd && left < variantHeaderSize) return HOSTLINK_TRUNCATED;
     const uint8_t* bytes = iterator->message->data + iterator->position;
     const uint8_t* value = bytes + variantHeaderSize;
     const uint8_t encoding = bytes[2];
     item->tag = load16le(bytes);
     item->encoding = encoding;
-    int32_t length = itemLengthOf(encoding);
-    if (length != 0) {
-        // What follows the value's own bytes is undefined: eight at once where the message goes on that far.
-        if (left >= largestItem) {
-            memcpy(item->value.bytes, value, sizeof item->value.bytes);
+    const uint32_t kind = static_cast<uint32_t>(encoding) - ENC_Uint8;
+    int32_t length;
+    if (kind < numbers) {
+        length = numberLengths.of[kind];
+        if (nearEnd) {
+            if (left < length) return HOSTLINK_TRUNCATED;
+            copyNumber(item->value.bytes, value, static_cast<uint32_t>(length));
         } else {
-            if (unlikely(left < length)) return HOSTLINK_TRUNCATED;
-            copyValue(item->value.bytes, value, length - variantHeaderSize);
+            memcpy(item->value.bytes, value, sizeof item->value.bytes); // what is not the number's own is undefined
         }
-    } else {
-        if (unlikely(encoding != ENC_Bin16)) return HOSTLINK_BAD_ENCODING;
-        if (unlikely(left < variantHeaderSize + bin16LengthSize)) return HOSTLINK_TRUNCATED;
+    } else if (encoding == ENC_Bin16) {
+        if (nearEnd && left < variantHeaderSize + bin16LengthSize) return HOSTLINK_TRUNCATED;
         const uint16_t valueLength = load16le(value);
         length = variantHeaderSize + bin16LengthSize + valueLength;
         if (unlikely(left < length)) return HOSTLINK_TRUNCATED;
         item->value.bin16 = {value + bin16LengthSize, nullptr, valueLength, 0};
+    } else {
+        if (unlikely(encoding != ENC_Nil)) return HOSTLINK_BAD_ENCODING;
+        length = variantHeaderSize;
     }
     iterator->position = static_cast<uint16_t>(iterator->position + length);
     ++iterator->index;
     return HOSTLINK_SUCCESS;
+}
+
+[[gnu::noinline]] uint32_t readNearEnd(HostLinkVariantIter* iterator, HostLinkVariant* item, int32_t left) {
+    return readNext<true>(iterator, item, left);
+}
+
+uint32_t getNext(HostLinkVariantIter* iterator, HostLinkVariant* item) {
+    const uint32_t code = checkNext(iterator);
+    if (unlikely(code != HOSTLINK_SUCCESS)) return code;
+    const int32_t left = iterator->size - int32_t{iterator->position};
+    return unlikely(left < largestItem) ? readNearEnd(iterator, item, left) : readNext<false>(iterator, item, left);
 }
 
 uint32_t skipNext(HostLinkVariantIter* iterator) {
@@ -158,8 +187,10 @@ uint32_t skipNext(HostLinkVariantIter* iterator) {
     return code == HOSTLINK_SUCCESS ? skip(iterator, 1) : code;
 }
 
-/// Copies bytes of which some or all are in the second piece.
-uint16_t copyAcross(const HostLinkBin16* view, uint8_t* destination, uint32_t offset, uint32_t count) {
+/// Copies bytes of which some or all are in the second piece. Apart, so that a copy from the first alone, as all that
+/// the core's own views are, does not save the registers that this one needs.
+[[gnu::noinline]] uint16_t copyAcross(const HostLinkBin16* view, uint8_t* destination, uint32_t offset,
+                                      uint32_t count) {
     const uint32_t fromFirst = offset < view->firstLength ? view->firstLength - offset : 0;
     if (fromFirst != 0) memcpy(destination, view->first + offset, fromFirst);
     memcpy(destination + fromFirst, view->second + (offset + fromFirst - view->firstLength), count - fromFirst);
@@ -178,12 +209,13 @@ uint32_t hostLinkMessageVariantVerify(const HostLinkLL* buffer, uint16_t* size, 
 
 uint32_t hostLinkMessageVariantAddValue(HostLinkLL* buffer, uint16_t tag, const void* value, int encoding) {
     if (unlikely(!isInitialized(buffer))) return HOSTLINK_NOT_INITIALIZED;
-    const int32_t length = itemLengthOf(encoding);
-    if (unlikely(length == 0)) return HOSTLINK_BAD_ENCODING;
-    const uint32_t code = checkPlace(buffer, static_cast<uint32_t>(length));
+    const uint32_t kind = static_cast<uint32_t>(encoding) - ENC_Uint8;
+    if (unlikely(kind >= numbers)) return encoding == ENC_Nil ? addNil(buffer, tag) : uint32_t{HOSTLINK_BAD_ENCODING};
+    const uint32_t length = numberLengths.of[kind];
+    const uint32_t code = checkPlace(buffer, length);
     if (unlikely(code != HOSTLINK_SUCCESS)) return code;
-    copyValue(beginItem(buffer, tag, static_cast<uint8_t>(encoding), static_cast<uint32_t>(length)), value,
-              length - variantHeaderSize);
+    uint8_t* to = beginItem(buffer, tag, static_cast<uint8_t>(encoding), length);
+    copyNumber(to, static_cast<const uint8_t*>(value), length);
     return HOSTLINK_SUCCESS;
 }
 
@@ -194,7 +226,7 @@ uint32_t hostLinkMessageVariantAddBin16(HostLinkLL* buffer, uint16_t tag, const 
     if (unlikely(code != HOSTLINK_SUCCESS)) return code;
     uint8_t* value = beginItem(buffer, tag, ENC_Bin16, itemLength);
     store16le(value, length);
-    if (!unlikely(length == 0)) memcpy(value + bin16LengthSize, bytes, length);
+    copyBytes(value + bin16LengthSize, bytes, length);
     return HOSTLINK_SUCCESS;
 }
 
@@ -245,7 +277,6 @@ uint16_t hostLinkBin16Copy(const HostLinkBin16* view, uint8_t* destination, uint
     const uint32_t left = total - offset;
     const uint32_t count = left < maximum ? left : maximum;
     if (unlikely(offset + count > inFirst)) return copyAcross(view, destination, offset, count);
-    if (unlikely(count == 0)) return 0;
-    memcpy(destination, view->first + offset, count);
+    copyBytes(destination, view->first + offset, count);
     return static_cast<uint16_t>(count);
 }

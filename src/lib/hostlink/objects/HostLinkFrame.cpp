@@ -5,14 +5,14 @@
 
 namespace {
 
-constexpr size_t initialCapacity = 10;
-constexpr size_t expectedMessage = 1024; // bytes set aside with the first growth, so that most messages ask once
+constexpr uint32_t initialCapacity = 10;
+constexpr size_t expectedMessage = 1024; // bytes with the first growth, so that most messages ask and clear once
 constexpr int packetGrowth = 6;          // grows by 2·(packet size + 6)
 
 } // namespace
 
 HostLinkFrame::HostLinkFrame() : record{}, store(initialCapacity) {
-    hostLinkFrameInit(&record, store.data(), static_cast<uint32_t>(store.size()));
+    hostLinkFrameInit(&record, store.data(), initialCapacity);
 }
 
 HostLinkFrame::HostLinkFrame(const HostLinkFrame& other) : record(other.record), store(other.store) {
@@ -53,21 +53,24 @@ bool HostLinkFrame::complete() const {
 }
 
 ByteArray HostLinkFrame::data() const {
-    const size_t held = std::min<size_t>(record.size, store.size());
-    return {store.begin(), store.begin() + static_cast<std::ptrdiff_t>(held)};
+    const uint32_t held = std::min(record.size, record.capacity);
+    return {record.data, record.data + held};
 }
 
+// The store's bytes behind the capacity are zero and wait for the frame to grow.
 void HostLinkFrame::resize(int n) {
-    const long wanted = static_cast<long>(store.size()) + 2L * n;
-    const auto size = static_cast<size_t>(std::max(wanted, 0L));
-    if (size > store.capacity() && size < expectedMessage) store.reserve(expectedMessage);
-    store.resize(size);
+    const auto capacity = static_cast<size_t>(std::max(static_cast<long>(record.capacity) + 2L * n, 0L));
+    if (n < 0) {
+        store.resize(capacity);
+    } else if (capacity > store.size()) {
+        store.resize(std::max(capacity, expectedMessage));
+    }
+    record.capacity = static_cast<uint32_t>(capacity);
     attach();
 }
 
 void HostLinkFrame::attach() {
     record.data = store.data();
-    record.capacity = static_cast<uint32_t>(store.size());
 }
 
 // A frame that was moved from is an empty one without storage; it grows again with its next packet.

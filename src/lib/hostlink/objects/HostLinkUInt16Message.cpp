@@ -10,19 +10,19 @@ constexpr int growth = 14; // 140 bytes: 70 items
 } // namespace
 
 HostLinkUInt16Message::HostLinkUInt16Message(MessageId id) : buffer{}, store(initialCapacity), valid(false) {
-    hostlink::attachStore(buffer, store);
+    hostlink::attachStore(buffer, store, initialCapacity);
     valid = hostLinkMessageUint16Init(&buffer, id) == HOSTLINK_SUCCESS;
 }
 
 HostLinkUInt16Message::HostLinkUInt16Message(const ByteArray& message)
     : buffer{nullptr, 0, static_cast<uint32_t>(message.size())}, store(message), valid(false) {
-    hostlink::attachStore(buffer, store);
+    hostlink::attachStore(buffer, store, store.size());
     valid = hostLinkMessageUint16Verify(&buffer, nullptr) == HOSTLINK_SUCCESS;
 }
 
 HostLinkUInt16Message::HostLinkUInt16Message(const HostLinkUInt16Message& other)
     : HostLinkMessageSerializable(other), buffer(other.buffer), store(other.store), valid(other.valid) {
-    hostlink::attachStore(buffer, store);
+    hostlink::attachStore(buffer, store, other.buffer.capacity);
 }
 
 HostLinkUInt16Message::HostLinkUInt16Message(HostLinkUInt16Message&& other) noexcept : buffer{}, valid(other.valid) {
@@ -74,5 +74,5 @@ void HostLinkUInt16Message::resize(int n) {
 }
 
 ByteArray HostLinkUInt16Message::serialize() const {
-    return hostlink::messageIn(buffer, store);
+    return hostlink::messageIn(buffer);
 }

@@ -8,9 +8,9 @@
 namespace {
 
 constexpr size_t initialCapacity = 50;
-constexpr size_t expectedCapacity = 256; // bytes set aside, so that a small message does not ask again as it grows
-constexpr int fixedValueGrowth = 14;     // 28 bytes: room for the largest fixed item, 11 bytes
-constexpr int bin16Overhead = 6;         // grows by 2·(n + 6): room for the n + 5 bytes of the item
+constexpr size_t expectedMessage = 256; // bytes set aside, so that a small message neither asks nor clears as it grows
+constexpr int fixedValueGrowth = 14;    // 28 bytes: room for the largest fixed item, 11 bytes
+constexpr int bin16Overhead = 6;        // grows by 2·(n + 6): room for the n + 5 bytes of the item
 
 // Little-endian bytes of a number, the form in which the core takes values.
 template <typename T> void toWire(T value, unsigned char (&bytes)[sizeof(T)]) {
@@ -52,10 +52,9 @@ constexpr Place unpacked(uint32_t place) {
 
 } // namespace
 
-HostLinkValueMessage::HostLinkValueMessage(MessageId id) : buffer{}, valid(false), lastRead(noPlace) {
-    store.reserve(expectedCapacity);
-    store.resize(initialCapacity);
-    hostlink::attachStore(buffer, store);
+HostLinkValueMessage::HostLinkValueMessage(MessageId id)
+    : buffer{}, store(expectedMessage), valid(false), lastRead(noPlace) {
+    hostlink::attachStore(buffer, store, initialCapacity);
     valid = hostLinkMessageVariantInit(&buffer, id) == HOSTLINK_SUCCESS;
 }
 
@@ -66,7 +65,7 @@ HostLinkValueMessage::HostLinkValueMessage(ByteArray&& message)
       store(std::move(message)),
       valid(false),
       lastRead(noPlace) {
-    hostlink::attachStore(buffer, store);
+    hostlink::attachStore(buffer, store, store.size());
     valid = hostLinkMessageVariantVerify(&buffer, nullptr, nullptr) == HOSTLINK_SUCCESS;
 }
 
@@ -76,7 +75,7 @@ HostLinkValueMessage::HostLinkValueMessage(const HostLinkValueMessage& other)
       store(other.store),
       valid(other.valid),
       lastRead(noPlace) {
-    hostlink::attachStore(buffer, store);
+    hostlink::attachStore(buffer, store, other.buffer.capacity);
 }
 
 HostLinkValueMessage::HostLinkValueMessage(HostLinkValueMessage&& other) noexcept
@@ -280,5 +279,5 @@ void HostLinkValueMessage::resize(int n) {
 }
 
 ByteArray HostLinkValueMessage::serialize() const {
-    return hostlink::messageIn(buffer, store);
+    return hostlink::messageIn(buffer);
 }

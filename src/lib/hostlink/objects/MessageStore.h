@@ -12,32 +12,32 @@
 
 namespace hostlink {
 
-/// After every change of the store: the buffer follows it. The message length stays.
-inline void attachStore(HostLinkLL& buffer, ByteArray& store) {
+/// After every change of the store. Its bytes behind `capacity` are zero and wait for the message to grow.
+inline void attachStore(HostLinkLL& buffer, ByteArray& store, size_t capacity) {
     buffer.data = store.data();
-    buffer.capacity = static_cast<uint32_t>(store.size());
+    buffer.capacity = static_cast<uint32_t>(capacity);
 }
 
-/// Grows by `delta` zero bytes; a negative `delta` shrinks, at most to nothing.
+/// Grows by `delta` zero bytes; a negative `delta` shrinks, at most to nothing. The message length stays.
 inline void resizeStore(HostLinkLL& buffer, ByteArray& store, long delta) {
-    const long size = static_cast<long>(store.size()) + delta;
-    store.resize(static_cast<size_t>(std::max(size, 0L)));
-    attachStore(buffer, store);
+    const auto capacity = static_cast<size_t>(std::max(static_cast<long>(buffer.capacity) + delta, 0L));
+    if (delta < 0 || capacity > store.size()) store.resize(capacity);
+    attachStore(buffer, store, capacity);
 }
 
 /// Moves a message; the source is left empty and without a store.
 inline void takeStore(HostLinkLL& buffer, ByteArray& store, HostLinkLL& fromBuffer, ByteArray& fromStore) noexcept {
     store = std::move(fromStore);
     buffer.used = fromBuffer.used;
-    attachStore(buffer, store);
+    attachStore(buffer, store, fromBuffer.capacity);
     fromStore.clear();
     fromBuffer = {nullptr, 0, 0};
 }
 
-/// Copy of the message bytes, as far as the store holds them.
-inline ByteArray messageIn(const HostLinkLL& buffer, const ByteArray& store) {
-    const size_t held = std::min<size_t>(buffer.used, store.size());
-    return {store.begin(), store.begin() + static_cast<std::ptrdiff_t>(held)};
+/// Copy of the message bytes, as far as the capacity goes.
+inline ByteArray messageIn(const HostLinkLL& buffer) {
+    const uint32_t held = std::min(buffer.used, buffer.capacity);
+    return {buffer.data, buffer.data + held};
 }
 
 } // namespace hostlink
