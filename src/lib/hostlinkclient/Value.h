@@ -35,6 +35,8 @@ public:
     Value(const std::string& text);
     Value(ByteArray bytes) : content(std::move(bytes)) {}
     explicit Value(Content as) : content(std::move(as)) {}
+    /// A number of exactly this type.
+    template <typename Number> Value(std::in_place_type_t<Number> type, Number number) : content(type, number) {}
 
     /// A number in this encoding.
     /// @return `BadArgument` when the number does not fit it, or it is not the encoding of a number
