@@ -22,7 +22,7 @@ int roundsAsked() {
 }
 
 const int rounds = schedule::isHunt() ? 1 : roundsAsked(); // a hunt repeats the whole test
-constexpr int warmUpRounds = 5;                  // in which the libraries underneath take what they keep
+constexpr int warmUpRounds = 5;                            // in which the libraries underneath take what they keep
 constexpr seconds limit{1};
 constexpr milliseconds observerWorksOn{5};
 constexpr seconds observerWaitsAtMost{3}; // longer than an end may take

@@ -43,7 +43,7 @@ private:
 class Call {
 public:
     Call() = default;
-    Call(ConfirmTag) : confirm(true) {} // NOLINT: `Confirm` alone is a way to call
+    Call(ConfirmTag) : confirm(true) {} // `Confirm` alone is a way to call
 
     /// Ends the request after this time, whatever has come of it by then.
     Call& within(std::chrono::milliseconds time) {

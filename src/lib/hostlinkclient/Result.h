@@ -38,8 +38,8 @@ private:
 /// A value, or a failure.
 template <typename T> class Result : public ResultBase {
 public:
-    Result(T value) : content(std::move(value)) {}              // NOLINT: a value is a result
-    Result(Failure failure) : ResultBase(std::move(failure)) {} // NOLINT: a failure is a result
+    Result(T value) : content(std::move(value)) {}              // a value is a result
+    Result(Failure failure) : ResultBase(std::move(failure)) {} // a failure is a result
 
     /// The value.
     /// @throw FailedRequest there is none
@@ -63,7 +63,7 @@ private:
 template <> class Result<void> : public ResultBase {
 public:
     Result() = default;
-    Result(Failure failure) : ResultBase(std::move(failure)) {} // NOLINT: a failure is a result
+    Result(Failure failure) : ResultBase(std::move(failure)) {} // a failure is a result
 
     /// @throw FailedRequest it failed
     void orThrow() const { throwIfFailed(); }

@@ -16,13 +16,13 @@ namespace hostlink {
 /// bad argument before anything is sent. An ordinary value.
 class HOSTLINK_EXPORT StateId {
 public:
-    StateId(State state) : StateId(static_cast<int64_t>(state)) {} // NOLINT: a state is named by its enumerator
+    StateId(State state) : StateId(static_cast<int64_t>(state)) {} // a state is named by its enumerator
     /// A number from 0 to 65535; the vocabulary need not have a name for it.
     template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number>>>
-    StateId(Number number) : StateId(static_cast<int64_t>(number)) {} // NOLINT: or by its number
+    StateId(Number number) : StateId(static_cast<int64_t>(number)) {} // or by its number
     /// A name of the vocabulary ("PlayerVolume"), its enumerator's ("STA_PlayerVolume"), or a number as text.
-    StateId(const std::string& name); // NOLINT: or by its name
-    StateId(const char* name);        // NOLINT: or by its name
+    StateId(const std::string& name); // or by its name
+    StateId(const char* name);        // or by its name
 
     /// Whether it means a state.
     bool isValid() const { return complaint.empty(); }

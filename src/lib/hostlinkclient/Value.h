@@ -30,11 +30,13 @@ public:
     /// A whole number or an enumerator: in the smallest encoding that has room, unsigned unless it is negative. `true`
     /// is 1. `Value::in` makes one in an encoding of your choice.
     template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number> || std::is_enum_v<Number>>>
-    Value(Number number) : content(smallest(widest(number))) {} // NOLINT: a number is a value
-    Value(const char* text);                                    // NOLINT: Bin16; so are these two
-    Value(const std::string& text);                             // NOLINT
-    Value(ByteArray bytes) : content(std::move(bytes)) {}       // NOLINT
+    Value(Number number) : content(smallest(widest(number))) {} // a number is a value
+    Value(const char* text);                                    // Bin16; so are the next two
+    Value(const std::string& text);
+    Value(ByteArray bytes) : content(std::move(bytes)) {}
     explicit Value(Content as) : content(std::move(as)) {}
+    /// A number of exactly this type.
+    template <typename Number> Value(std::in_place_type_t<Number> type, Number number) : content(type, number) {}
 
     /// A number in this encoding.
     /// @return `BadArgument` when the number does not fit it, or it is not the encoding of a number

@@ -50,10 +50,10 @@ struct OwnLink {
 /// Any of them. A value that is cheap to copy.
 class HOSTLINK_EXPORT Wire {
 public:
-    Wire(const Uart& uart);   // NOLINT: each of them is a wire
-    Wire(const I2c& i2c);     // NOLINT
-    Wire(const Spi& spi);     // NOLINT
-    Wire(const OwnLink& own); // NOLINT
+    Wire(const Uart& uart); // each of them is a wire
+    Wire(const I2c& i2c);
+    Wire(const Spi& spi);
+    Wire(const OwnLink& own);
     Wire(const Wire& other);
     Wire& operator=(const Wire& other);
     ~Wire();

@@ -41,6 +41,7 @@ Question listQuestion(MessageId id, std::vector<uint16_t> states) {
 
 Question itemsQuestion(MessageId id, const std::vector<Item>& items) {
     std::vector<uint16_t> tags;
+    tags.reserve(items.size());
     for (const Item& item : items) tags.push_back(item.tag);
     ByteArray message = writeItems(id, items).value_or(ByteArray());
     return about(std::move(message), answerTo(id).value_or(MSG_Invalid), std::move(tags));

@@ -15,7 +15,7 @@ namespace hostlink {
 class Core;
 
 /// The requests that one cancellation ends. Its lock is taken inside that of a core, never the other way round.
-struct Cancellation::State {
+struct HOSTLINK_HIDDEN Cancellation::State {
     /// False when it has been cancelled already.
     bool enter(std::weak_ptr<Core> core, uint64_t id);
     void leave(const Core& core, uint64_t id);

@@ -31,10 +31,16 @@ void begin(Core& core, Request<T> request, const Call& call, std::function<void(
 }
 
 // Where a result goes that is waited for.
-template <typename T> std::pair<std::function<void(Result<T>)>, std::future<Result<T>>> promised() {
-    const auto promise = std::make_shared<std::promise<Result<T>>>();
-    return {[promise](Result<T> result) { promise->set_value(std::move(result)); }, promise->get_future()};
-}
+template <typename T> class Promised {
+public:
+    std::function<void(Result<T>)> done() const {
+        return [kept = promise](Result<T> result) { kept->set_value(std::move(result)); };
+    }
+    std::future<Result<T>> future() const { return promise->get_future(); }
+
+private:
+    const std::shared_ptr<std::promise<Result<T>>> promise = std::make_shared<std::promise<Result<T>>>();
+};
 
 // Where one goes that a callback gets, on the thread for callbacks.
 template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std::function<void(Result<T>)> done) {
@@ -81,9 +87,9 @@ Result<Value> Client::get(const StateId& state, const Call& call) {
 }
 
 std::future<Result<Value>> Client::getAsync(const StateId& state, const Call& call) {
-    auto [done, future] = promised<Value>();
-    begin(*inside, getRequest({state}, call, inside->options()), call, onlyOneTo(std::move(done)));
-    return std::move(future);
+    const Promised<Value> promised;
+    begin(*inside, getRequest({state}, call, inside->options()), call, onlyOneTo(promised.done()));
+    return promised.future();
 }
 
 void Client::getAsync(const StateId& state, Callback<Value> done, const Call& call) {
@@ -95,9 +101,9 @@ Result<StateValues> Client::getMany(const States& states, const Call& call) {
 }
 
 std::future<Result<StateValues>> Client::getManyAsync(const States& states, const Call& call) {
-    auto [done, future] = promised<StateValues>();
-    begin(*inside, getRequest(states, call, inside->options()), call, std::move(done));
-    return std::move(future);
+    const Promised<StateValues> promised;
+    begin(*inside, getRequest(states, call, inside->options()), call, promised.done());
+    return promised.future();
 }
 
 void Client::getManyAsync(const States& states, Callback<StateValues> done, const Call& call) {
@@ -122,9 +128,9 @@ Result<void> Client::setMany(const StateValues& values, const Call& call) {
 }
 
 std::future<Result<void>> Client::setManyAsync(const StateValues& values, const Call& call) {
-    auto [done, future] = promised<void>();
-    beginSet(inside, values, call, std::move(done));
-    return std::move(future);
+    const Promised<void> promised;
+    beginSet(inside, values, call, promised.done());
+    return promised.future();
 }
 
 void Client::setManyAsync(const StateValues& values, Callback<void> done, const Call& call) {

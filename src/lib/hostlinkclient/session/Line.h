@@ -28,8 +28,8 @@ public:
         std::function<void(const std::string&)> hungUp; ///< the watcher's thread
     };
 
-    /// @param watcher tells when a serial port goes
-    Line(const Wire& wire, Events events, Counters& counters, Worker& watcher);
+    /// @param watching tells when a serial port goes
+    Line(const Wire& to, Events tells, Counters& counted, Worker& watching);
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
     ~Line();

@@ -13,7 +13,7 @@
 namespace hostlink {
 
 /// Shared by the handle and the calls that are on their way. One call at a time.
-struct Listening::State {
+struct HOSTLINK_HIDDEN Listening::State {
     /// No call begins any more, and one that runs on another thread is waited for.
     void end();
     /// Does the task, unless it has ended.

@@ -15,7 +15,9 @@
 namespace hostlink {
 
 /// Lets a `ChunkReceiver` live on a thread of its own: the program's functions may block.
-class Receiving::Run : public Companion, public exchange::ByteSink, public std::enable_shared_from_this<Run> {
+class HOSTLINK_HIDDEN Receiving::Run : public Companion,
+                                       public exchange::ByteSink,
+                                       public std::enable_shared_from_this<Run> {
 public:
     Run(std::shared_ptr<Core> with, ReceiveOptions receiveOptions);
 

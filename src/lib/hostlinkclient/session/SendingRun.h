@@ -17,7 +17,7 @@
 namespace hostlink {
 
 /// Lets a `ChunkSender` live on a thread of its own: its source may block.
-class Sending::Run : public Companion, public std::enable_shared_from_this<Run> {
+class HOSTLINK_HIDDEN Sending::Run : public Companion, public std::enable_shared_from_this<Run> {
 public:
     /// @param whatIsSent for people: "the file a.bin"
     Run(std::shared_ptr<Core> with, std::unique_ptr<exchange::ByteSource> from, exchange::SendingOptions sendingOptions,

@@ -16,8 +16,8 @@ namespace hostlink {
 class Core;
 
 /// Shared by the handle, the core and the thread. Its lock is taken inside that of the core, never the other way round.
-struct Subscription::State : std::enable_shared_from_this<Subscription::State> {
-    State(std::weak_ptr<Core> core, uint64_t id, std::optional<Failure> wrong, Keep keep,
+struct HOSTLINK_HIDDEN Subscription::State : std::enable_shared_from_this<Subscription::State> {
+    State(std::weak_ptr<Core> at, uint64_t number, std::optional<Failure> problem, Keep keep,
           std::function<void(const Change&)> told);
     State(const State&) = delete;
     State& operator=(const State&) = delete;

@@ -28,8 +28,8 @@ public:
     /// first
     ///                          time
     /// @param repeated          outlives links: the host numbers on
-    Tap(std::unique_ptr<HostLinkPhysicalLayer> link, int packetBytes, Counters& counters, RepeatedPackets& repeated,
-        std::function<void()> lastPacketGoesOut);
+    Tap(std::unique_ptr<HostLinkPhysicalLayer> link, int packetBytes, Counters& counted,
+        RepeatedPackets& repeatedPackets, std::function<void()> whenLastPacketGoesOut);
     ~Tap() override;
 
     bool init() override;

@@ -18,7 +18,7 @@
 namespace hostlink {
 
 /// Lets tunnels and their sockets live on a thread of their own.
-class Tunnel::Run : public Companion, public std::enable_shared_from_this<Run> {
+class HOSTLINK_HIDDEN Tunnel::Run : public Companion, public std::enable_shared_from_this<Run> {
 public:
     /// @throw std::exception nothing can listen there; the text says why
     Run(std::shared_ptr<Core> with, const TunnelSettings& settings);

@@ -12,7 +12,7 @@
 
 namespace hostlink {
 
-struct Wire::Data {
+struct HOSTLINK_HIDDEN Wire::Data {
     std::function<std::unique_ptr<HostLinkPhysicalLayer>()> make; ///< null when there is no such link
     std::string name;                                             ///< for texts: "/dev/ttyS1"
     std::string device; ///< what is looked at to see whether it is there; empty: nothing

@@ -17,14 +17,14 @@ Value valueAt(const HostLinkValueMessage& message, int index, Encoding encoding)
     bool ok = false;
     switch (encoding) {
     case ENC_Bin16: return Value(message.getBin16(index, &ok));
-    case ENC_Uint8: return Value(Value::Content(message.getUint8(index, &ok)));
-    case ENC_Uint16: return Value(Value::Content(message.getUint16(index, &ok)));
-    case ENC_Uint32: return Value(Value::Content(message.getUint32(index, &ok)));
-    case ENC_Uint64: return Value(Value::Content(uint64_t{message.getUint64(index, &ok)}));
-    case ENC_Int8: return Value(Value::Content(int8_t{message.getInt8(index, &ok)}));
-    case ENC_Int16: return Value(Value::Content(message.getInt16(index, &ok)));
-    case ENC_Int32: return Value(Value::Content(message.getInt32(index, &ok)));
-    case ENC_Int64: return Value(Value::Content(int64_t{message.getInt64(index, &ok)}));
+    case ENC_Uint8: return Value(std::in_place_type<uint8_t>, message.getUint8(index, &ok));
+    case ENC_Uint16: return Value(std::in_place_type<uint16_t>, message.getUint16(index, &ok));
+    case ENC_Uint32: return Value(std::in_place_type<uint32_t>, message.getUint32(index, &ok));
+    case ENC_Uint64: return Value(std::in_place_type<uint64_t>, uint64_t{message.getUint64(index, &ok)});
+    case ENC_Int8: return Value(std::in_place_type<int8_t>, int8_t{message.getInt8(index, &ok)});
+    case ENC_Int16: return Value(std::in_place_type<int16_t>, message.getInt16(index, &ok));
+    case ENC_Int32: return Value(std::in_place_type<int32_t>, message.getInt32(index, &ok));
+    case ENC_Int64: return Value(std::in_place_type<int64_t>, int64_t{message.getInt64(index, &ok)});
     case ENC_Nil: break;
     }
     return {};

@@ -6,7 +6,7 @@
 
 namespace hostlink {
 
-struct Failure::Data {
+struct HOSTLINK_HIDDEN Failure::Data {
     Outcome outcome;
     std::string text;
     bool mayHaveBeenExecuted;

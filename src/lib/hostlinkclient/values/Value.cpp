@@ -78,8 +78,9 @@ Value::Content Value::smallest(Whole number) {
 Result<Value> Value::inEncoding(Encoding encoding, Whole number) {
     std::optional<Content> content;
     const bool known = withNumberType(encoding, [&](auto type) {
-        if (fits<decltype(type)>(number.bits, number.negative))
-            content = Content(static_cast<decltype(type)>(number.bits));
+        using Number = decltype(type);
+        if (fits<Number>(number.bits, number.negative))
+            content.emplace(std::in_place_type<Number>, static_cast<Number>(number.bits));
     });
     if (!known) return refused(std::string(nameOf(encoding)) + " is not the encoding of a number");
     if (!content) return refused(digits(number.bits, number.negative) + " does not fit " + nameOf(encoding));
