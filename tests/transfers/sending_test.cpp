@@ -13,6 +13,7 @@
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/NoMoreThreads.h"
 
 using namespace hostlink;
 using std::chrono::milliseconds;
@@ -323,6 +324,19 @@ TEST(SendingAFile, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(file.client.sendFile("/nowhere/at/all").text(), "the file /nowhere/at/all cannot be opened");
     const auto folder = file.client.sendFile("/tmp");
     EXPECT_EQ(folder.outcome(), Outcome::BadArgument) << folder.text();
+}
+
+TEST(SendingAFile, SaysThatThereIsNoThreadForIt) {
+    File file;
+    ASSERT_TRUE(file.client.waitUntilUp(seconds(20)));
+    {
+        const NoMoreThreads none;
+        const auto never = file.send();
+        EXPECT_EQ(never.outcome(), Outcome::NotSent);
+        EXPECT_EQ(never.text().rfind("the file a.bin: no thread for it: ", 0), 0u) << never.text();
+    }
+    const auto sent = file.send(); // nothing of the other one is in the way
+    EXPECT_TRUE(sent) << sent.text();
 }
 
 TEST(SendingAFile, InChunksOfItsOwnSize) {

@@ -13,6 +13,7 @@
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/NoMoreThreads.h"
 
 using namespace hostlink;
 using std::chrono::milliseconds;
@@ -209,4 +210,18 @@ TEST(ATunnel, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(none.statistics().opened, 0u);
     Tunnel ended;
     ended.end();
+}
+
+TEST(ATunnel, SaysThatThereIsNoThreadForIt) {
+    PlayedHost host;
+    Client client(host.wire());
+    ASSERT_TRUE(client.waitUntilUp(seconds(20)));
+    {
+        const NoMoreThreads none;
+        const auto never = client.tunnel();
+        EXPECT_EQ(never.outcome(), Outcome::NotSent);
+        EXPECT_EQ(never.text().rfind("the tunnel at 127.0.0.1: no thread for it: ", 0), 0u) << never.text();
+    }
+    const auto tunnel = client.tunnel();
+    EXPECT_TRUE(tunnel) << tunnel.text();
 }
