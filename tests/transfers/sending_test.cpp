@@ -4,6 +4,7 @@
 #include <fstream>
 #include <future>
 #include <sstream>
+#include <stdexcept>
 
 #include <exchange/ChunkMessages.h>
 #include <exchange/TransferChecksum.h>
@@ -53,6 +54,16 @@ struct OneWay : std::stringbuf {
 struct Pipe : std::istream {
     explicit Pipe(const ByteArray& content) : std::istream(nullptr), bytesOfIt(content) { rdbuf(&bytesOfIt); }
     OneWay bytesOfIt;
+};
+
+// A device that has failed, say.
+struct Unreadable : OneWay {
+    using OneWay::OneWay;
+    std::streamsize xsgetn(char*, std::streamsize) override { throw std::runtime_error("cannot be read"); }
+};
+struct BrokenFile : std::istream {
+    explicit BrokenFile(const ByteArray& content) : std::istream(nullptr), bytesOfIt(content) { rdbuf(&bytesOfIt); }
+    Unreadable bytesOfIt;
 };
 
 bool isTransfer(const ByteArray& message) {
@@ -324,6 +335,16 @@ TEST(SendingAFile, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(file.client.sendFile("/nowhere/at/all").text(), "the file /nowhere/at/all cannot be opened");
     const auto folder = file.client.sendFile("/tmp");
     EXPECT_EQ(folder.outcome(), Outcome::BadArgument) << folder.text();
+}
+
+TEST(SendingAFile, ThatCannotBeReadIsNotSent) {
+    File file;
+    const auto sent = file.client.beginSending(std::make_shared<BrokenFile>(file.content), named())->wait();
+    EXPECT_EQ(sent.outcome(), Outcome::BadArgument);
+    EXPECT_EQ(sent.text(),
+              "the file a.bin: the data cannot be read, or are not as many as announced (0 bytes acknowledged)");
+    EXPECT_FALSE(sent.mayHaveBeenExecuted());
+    EXPECT_EQ(file.host.count(MSG_DataTransfer), 0u);
 }
 
 TEST(SendingAFile, SaysThatThereIsNoThreadForIt) {
