@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include <exchange/TunnelMessages.h>
 #include <exchange/Tunnels.h>
 #include <hostlink/HostLinkMessage.h>
 #include <sockets/Socket.h>
@@ -155,6 +156,29 @@ TEST(ATunnel, LosesNothingWhereMessagesGetLost) {
     program.write(some);
     program.finish();
     EXPECT_EQ(program.read(), some);
+}
+
+// Each message longer than the link tries.
+TEST(ATunnel, SendsAgainWhatTheHostsLinkRefuses) {
+    EchoHost host;
+    int refusals = 0;
+    host.played.does([&](const ByteArray& message) {
+        const MessageId id = HostLinkMessage::messageId(message);
+        if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
+            return PlayedHost::Reaction{Accepted, host.played.simulated(message)};
+        const auto request = exchange::readTunnelRequest(message);
+        const bool refused = request && request->command == exchange::TunnelCommand::Data && ++refusals <= 20;
+        if (refused) return PlayedHost::Reaction{Rejected, {}};
+        host.tunnels.receive(message, now());
+        return PlayedHost::Reaction{Accepted, host.react()};
+    });
+    Client client(host.played.wire());
+    const auto tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    program.write(bytes("01 02 03"));
+    program.finish();
+    EXPECT_EQ(hex(program.read()), "01 02 03");
+    EXPECT_GT(refusals, 20);
 }
 
 TEST(ATunnel, EndsWithItsLastCopyAndTellsTheHost) {
