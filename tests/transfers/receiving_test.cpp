@@ -12,6 +12,7 @@
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/NoMoreThreads.h"
 
 using namespace hostlink;
 using std::chrono::milliseconds;
@@ -204,6 +205,19 @@ TEST(ReceivingAFile, SaysWhatIsWrongWithIt) {
     ReceiveOptions options = both.program.options();
     options.patience = milliseconds(0);
     EXPECT_NE(both.client.receiveFiles(options).text().find("a time of nothing"), std::string::npos);
+}
+
+TEST(ReceivingAFile, SaysThatThereIsNoThreadForIt) {
+    Both both;
+    {
+        const NoMoreThreads none;
+        const auto never = both.client.receiveFiles(both.program.options());
+        EXPECT_EQ(never.outcome(), Outcome::NotSent);
+        EXPECT_EQ(never.text().rfind("receiving files: no thread for it: ", 0), 0u) << never.text();
+    }
+    const auto receiving = both.client.receiveFiles(both.program.options());
+    ASSERT_TRUE(receiving) << receiving.text();
+    EXPECT_TRUE(both.host.ask(chunk(0, bytes("01"), true, true)).last);
 }
 
 TEST(FileEnds, HaveNames) {

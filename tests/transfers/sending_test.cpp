@@ -4,6 +4,7 @@
 #include <fstream>
 #include <future>
 #include <sstream>
+#include <stdexcept>
 
 #include <exchange/ChunkMessages.h>
 #include <exchange/TransferChecksum.h>
@@ -13,6 +14,7 @@
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/NoMoreThreads.h"
 
 using namespace hostlink;
 using std::chrono::milliseconds;
@@ -52,6 +54,16 @@ struct OneWay : std::stringbuf {
 struct Pipe : std::istream {
     explicit Pipe(const ByteArray& content) : std::istream(nullptr), bytesOfIt(content) { rdbuf(&bytesOfIt); }
     OneWay bytesOfIt;
+};
+
+// A device that has failed, say.
+struct Unreadable : OneWay {
+    using OneWay::OneWay;
+    std::streamsize xsgetn(char*, std::streamsize) override { throw std::runtime_error("cannot be read"); }
+};
+struct BrokenFile : std::istream {
+    explicit BrokenFile(const ByteArray& content) : std::istream(nullptr), bytesOfIt(content) { rdbuf(&bytesOfIt); }
+    Unreadable bytesOfIt;
 };
 
 bool isTransfer(const ByteArray& message) {
@@ -323,6 +335,29 @@ TEST(SendingAFile, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(file.client.sendFile("/nowhere/at/all").text(), "the file /nowhere/at/all cannot be opened");
     const auto folder = file.client.sendFile("/tmp");
     EXPECT_EQ(folder.outcome(), Outcome::BadArgument) << folder.text();
+}
+
+TEST(SendingAFile, ThatCannotBeReadIsNotSent) {
+    File file;
+    const auto sent = file.client.beginSending(std::make_shared<BrokenFile>(file.content), named())->wait();
+    EXPECT_EQ(sent.outcome(), Outcome::BadArgument);
+    EXPECT_EQ(sent.text(),
+              "the file a.bin: the data cannot be read, or are not as many as announced (0 bytes acknowledged)");
+    EXPECT_FALSE(sent.mayHaveBeenExecuted());
+    EXPECT_EQ(file.host.count(MSG_DataTransfer), 0u);
+}
+
+TEST(SendingAFile, SaysThatThereIsNoThreadForIt) {
+    File file;
+    ASSERT_TRUE(file.client.waitUntilUp(seconds(20)));
+    {
+        const NoMoreThreads none;
+        const auto never = file.send();
+        EXPECT_EQ(never.outcome(), Outcome::NotSent);
+        EXPECT_EQ(never.text().rfind("the file a.bin: no thread for it: ", 0), 0u) << never.text();
+    }
+    const auto sent = file.send(); // nothing of the other one is in the way
+    EXPECT_TRUE(sent) << sent.text();
 }
 
 TEST(SendingAFile, InChunksOfItsOwnSize) {

@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include <exchange/TunnelMessages.h>
 #include <exchange/Tunnels.h>
 #include <hostlink/HostLinkMessage.h>
 #include <sockets/Socket.h>
@@ -13,6 +14,7 @@
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/NoMoreThreads.h"
 
 using namespace hostlink;
 using std::chrono::milliseconds;
@@ -156,6 +158,29 @@ TEST(ATunnel, LosesNothingWhereMessagesGetLost) {
     EXPECT_EQ(program.read(), some);
 }
 
+// Each message longer than the link tries.
+TEST(ATunnel, SendsAgainWhatTheHostsLinkRefuses) {
+    EchoHost host;
+    int refusals = 0;
+    host.played.does([&](const ByteArray& message) {
+        const MessageId id = HostLinkMessage::messageId(message);
+        if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
+            return PlayedHost::Reaction{Accepted, host.played.simulated(message)};
+        const auto request = exchange::readTunnelRequest(message);
+        const bool refused = request && request->command == exchange::TunnelCommand::Data && ++refusals <= 20;
+        if (refused) return PlayedHost::Reaction{Rejected, {}};
+        host.tunnels.receive(message, now());
+        return PlayedHost::Reaction{Accepted, host.react()};
+    });
+    Client client(host.played.wire());
+    const auto tunnel = client.tunnel();
+    const Program program(tunnel->port());
+    program.write(bytes("01 02 03"));
+    program.finish();
+    EXPECT_EQ(hex(program.read()), "01 02 03");
+    EXPECT_GT(refusals, 20);
+}
+
 TEST(ATunnel, EndsWithItsLastCopyAndTellsTheHost) {
     EchoHost host;
     Client client(host.played.wire());
@@ -209,4 +234,18 @@ TEST(ATunnel, SaysWhatIsWrongWithIt) {
     EXPECT_EQ(none.statistics().opened, 0u);
     Tunnel ended;
     ended.end();
+}
+
+TEST(ATunnel, SaysThatThereIsNoThreadForIt) {
+    PlayedHost host;
+    Client client(host.wire());
+    ASSERT_TRUE(client.waitUntilUp(seconds(20)));
+    {
+        const NoMoreThreads none;
+        const auto never = client.tunnel();
+        EXPECT_EQ(never.outcome(), Outcome::NotSent);
+        EXPECT_EQ(never.text().rfind("the tunnel at 127.0.0.1: no thread for it: ", 0), 0u) << never.text();
+    }
+    const auto tunnel = client.tunnel();
+    EXPECT_TRUE(tunnel) << tunnel.text();
 }

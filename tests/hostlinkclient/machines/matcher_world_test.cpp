@@ -2,15 +2,20 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 
 #include "MatcherWorld.h"
+#include "support/Watchdog.h"
 
 namespace {
 
 TEST(MatcherProperties, NoResultBelongsToAnotherQuestionInAHundredThousand) {
     std::mt19937 generator(20261122);
     MatcherWorld world([&generator](unsigned limit) { return static_cast<unsigned>(generator() % limit); });
-    while (world.tally().asked < 100000 && world.complaint().empty()) world.step();
+    for (unsigned steps = 0; world.tally().asked < 100000 && world.complaint().empty(); ++steps) {
+        if (steps % 10000 == 0) testIsAt("step " + std::to_string(steps)); // takes minutes with coverage counters
+        world.step();
+    }
     world.finish();
     EXPECT_EQ(world.complaint(), "");
     // The faults were there, and did not keep everything from being answered.

@@ -443,6 +443,20 @@ TEST(ClientRequests, EndWhenTheyAreCancelled) {
     EXPECT_EQ(client.set(STA_PowerState, 1, Call(Confirm).cancelledBy(cancellation)).outcome(), Outcome::Cancelled);
 }
 
+TEST(ClientRequests, ThatHaveEndedAreNotCancelledAnyMore) {
+    PlayedHost host;
+    Client client(host.wire(), quick());
+    Cancellation cancellation;
+    const Call call = Call().cancelledBy(cancellation).whileDown(WhileDown::Wait);
+    EXPECT_TRUE(client.set(STA_PlayerVolume, 7, call));
+    const auto held = client.get(STA_PlayerVolume, call);
+    cancellation.cancel();
+    EXPECT_EQ(*held, Value(7));
+    EXPECT_EQ(client.get(STA_PlayerVolume, call).outcome(), Outcome::Cancelled);
+    cancellation = Cancellation(); // has nothing to do with that one
+    EXPECT_EQ(*client.get(STA_PlayerVolume, Call().cancelledBy(cancellation)), Value(7));
+}
+
 TEST(ClientRequests, TimeOutBeforeTheirTurnComes) {
     PlayedHost host;
     Options options = quick();

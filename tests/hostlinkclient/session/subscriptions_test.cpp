@@ -16,6 +16,7 @@
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/MustEnd.h"
+#include "support/ProcessCounts.h"
 
 namespace {
 
@@ -186,6 +187,30 @@ TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
     const Subscription next = client.subscribe({STA_PlayerVolume}, told.changes());
     EXPECT_TRUE(next.established(20s));
     told.take(1);
+}
+
+// The thread of the callback is then the last that knows of the subscription.
+TEST(ClientSubscriptions, MayCloseTheirClientAndEnd) {
+    PlayedHost host;
+    Client client(host.wire());
+    ASSERT_TRUE(client.waitUntilUp(20s));
+    const long threads = threadCount();
+    std::promise<void> ended;
+    std::mutex mutex;
+    Subscription changes;
+    {
+        const std::lock_guard lock(mutex);
+        changes = client.subscribe({STA_PlayerVolume}, [&](const Change&) {
+            const std::lock_guard inner(mutex);
+            client.close();
+            changes.end();
+            ended.set_value();
+        });
+    }
+    auto done = ended.get_future();
+    mustEnd(done, "the callback");
+    mustBecomeTrue([&] { return threadCount() < threads; }, "its thread has ended");
+    EXPECT_EQ(client.linkState(), LinkState::Closed);
 }
 
 TEST(ClientSubscriptions, OfWhatIsNoStateAreNotAskedFor) {

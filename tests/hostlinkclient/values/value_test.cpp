@@ -217,7 +217,8 @@ TEST(Outcome, HasAName) {
         {Outcome::LinkDown, "LinkDown"},
         {Outcome::Cancelled, "Cancelled"},
         {Outcome::TimedOutBeforeSending, "TimedOutBeforeSending"},
-        {Outcome::BadArgument, "BadArgument"}};
+        {Outcome::BadArgument, "BadArgument"},
+        {Outcome::Aborted, "Aborted"}};
     for (const auto& [outcome, name] : names) EXPECT_EQ(nameOf(outcome), name);
     EXPECT_STREQ(nameOf(static_cast<Outcome>(99)), "unknown");
 }

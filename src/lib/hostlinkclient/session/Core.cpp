@@ -69,18 +69,22 @@ Core::Core(const Wire& wire, const Options& options)
       packetSize(wire.inside().maxPacketSize),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
-      line(wire,
-           {[this] {
-                const std::lock_guard lock(mutex);
-                matcher.lastPacketGoesOut();
-            },
-            [this](const ByteArray& message) { takeMessage(message); },
-            [this](const std::string& why) {
-                Lock lock(mutex);
-                lose(why);
-                settle(lock, {});
-            }},
-           counted, keeper) {}
+      line(wire, lineEvents(), counted, keeper) {}
+
+Line::Events Core::lineEvents() {
+    Line::Events events;
+    events.lastPacketGoesOut = [this] {
+        const std::lock_guard lock(mutex);
+        matcher.lastPacketGoesOut();
+    };
+    events.received = [this](const ByteArray& message) { takeMessage(message); };
+    events.hungUp = [this](const std::string& why) {
+        Lock lock(mutex);
+        lose(why);
+        settle(lock, {});
+    };
+    return events;
+}
 
 Core::~Core() {
     close();

@@ -104,6 +104,7 @@ private:
     Handle addListener(MessageId id, MessageTold told);
     Handle addLinkListener(LinkTold told);
 
+    Line::Events lineEvents();
     void openLine();
     void advance();
     void askStep(const SubscriptionTable::Step& step);

@@ -20,10 +20,10 @@ FileEnd publicEnd(exchange::ReceivingEnd end) {
     switch (end) {
     case ReceivingEnd::Complete: return FileEnd::Complete;
     case ReceivingEnd::Damaged: return FileEnd::Damaged;
-    case ReceivingEnd::Aborted: return FileEnd::Aborted;
     case ReceivingEnd::Cancelled: return FileEnd::Cancelled;
     case ReceivingEnd::Silent: return FileEnd::Silent;
     case ReceivingEnd::Unwritable: return FileEnd::Unwritable;
+    case ReceivingEnd::Aborted: break;
     }
     return FileEnd::Aborted;
 }

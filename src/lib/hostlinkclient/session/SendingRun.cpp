@@ -50,7 +50,6 @@ Progress publicProgress(const exchange::TransferProgress& from) {
 // What happened and what to do.
 const char* textOf(TransferEnd end) {
     switch (end) {
-    case TransferEnd::Complete: return "";
     case TransferEnd::Cancelled: return "cancelled; the host was told, if it could be reached";
     case TransferEnd::Refused: return "the host has ended the transfer. Look at the host for its reason";
     case TransferEnd::Unsupported: return "the host does not support data transfers";
@@ -63,23 +62,24 @@ const char* textOf(TransferEnd end) {
     case TransferEnd::Damaged:
         return "the host says that it holds something else: another number of bytes or another "
                "checksum. Send it again";
-    case TransferEnd::Unreadable: return "the data cannot be read, or are not as many as announced";
+    case TransferEnd::Complete: // which is no failure
+    case TransferEnd::Unreadable: break;
     }
-    return "";
+    return "the data cannot be read, or are not as many as announced";
 }
 
 Outcome outcomeOf(TransferEnd end) {
     switch (end) {
-    case TransferEnd::Complete: return Outcome::Done;
     case TransferEnd::Cancelled: return Outcome::Cancelled;
     case TransferEnd::Refused:
     case TransferEnd::Forgotten: return Outcome::Aborted;
     case TransferEnd::Unsupported: return Outcome::Unsupported;
     case TransferEnd::Unanswered: return Outcome::Unanswered;
     case TransferEnd::Damaged: return Outcome::HoldsAnother;
-    case TransferEnd::Unreadable: return Outcome::BadArgument;
+    case TransferEnd::Complete: // which is no failure
+    case TransferEnd::Unreadable: break;
     }
-    return Outcome::Unanswered;
+    return Outcome::BadArgument;
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "hostlinkclient/Statistics.h"
 
 #include <numeric>
-#include <utility>
 #include <vector>
 
 #include "hostlinkclient/Client.h"
@@ -72,11 +71,12 @@ std::chrono::microseconds ResponseTimes::percentile(unsigned percent) const {
 std::string Statistics::text() const {
     std::string text;
     for (const Row& row : rowsOf(*this)) text += padded(std::to_string(row.number)) + "  " + row.text + "\n";
-    const std::vector<std::pair<const char*, std::chrono::microseconds>> times = {
-        {"us the longest answer", responseTimes.longest},
-        {"us within which half the answers came", responseTimes.percentile(50)},
-        {"us within which 99 of 100 answers came", responseTimes.percentile(99)}};
-    for (const auto& [what, time] : times) text += padded(std::to_string(time.count())) + "  " + what + "\n";
+    const auto add = [&text](std::chrono::microseconds time, const char* what) {
+        text += padded(std::to_string(time.count())) + "  " + what + "\n";
+    };
+    add(responseTimes.longest, "us the longest answer");
+    add(responseTimes.percentile(50), "us within which half the answers came");
+    add(responseTimes.percentile(99), "us within which 99 of 100 answers came");
     return text;
 }
 
