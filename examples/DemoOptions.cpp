@@ -15,9 +15,17 @@ std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options)
         ->type_name("NAME")
         ->capture_default_str();
     app.add_option("--baud", options.baud, "Bits per second (uart)")->type_name("N")->capture_default_str();
-    app.add_option("--gpio", options.gpio, "Number of the line on which the host asks to be read (i2c, spi)")
+    app.add_option("--gpio", options.gpio,
+                   "Number of the line on which the host asks to be read, with --gpio-chip on that chip (i2c, spi)")
         ->type_name("N")
         ->capture_default_str();
+    CLI::Option* chip = app.add_option("--gpio-chip", options.gpioChip,
+                                       "Chip of the line, a path such as /dev/gpiochip0 or a label; without it the "
+                                       "line is watched through sysfs (i2c, spi)")
+                            ->type_name("CHIP");
+    app.add_option("--gpio-line", options.gpioLine, "Name of the line on that chip, in place of --gpio (i2c, spi)")
+        ->type_name("NAME")
+        ->needs(chip);
     app.add_option("--i2c-address", options.i2cAddress, "Address of the host on the bus (i2c)")
         ->type_name("N")
         ->capture_default_str();

@@ -11,6 +11,8 @@ struct DemoOptions {
     std::string link = "uart";
     int baud = 115200;
     int gpio = 0;           ///< line on which the host asks to be read; I2C and SPI
+    std::string gpioChip;   ///< of that line, path or label; empty: through sysfs
+    std::string gpioLine;   ///< its name on that chip; empty: by its number
     int i2cAddress = 0x42;  ///< of the host
     int spiSpeed = 1000000; ///< Hz
     int maxPacketSize = 64;

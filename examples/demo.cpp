@@ -116,6 +116,8 @@ HostLinkPhysicalLayer::Properties propertiesOf(const DemoOptions& options) {
     properties.setInt(UartBaudRate, options.baud);
     properties.setInt(UartResponseTimeout, options.responseTimeout);
     properties.setInt(GpioNumber, options.gpio);
+    if (!options.gpioChip.empty()) properties.setString(GpioChip, options.gpioChip);
+    if (!options.gpioLine.empty()) properties.setString(GpioLine, options.gpioLine);
     properties.setInt(I2cSlaveAddress, options.i2cAddress);
     properties.setInt(SpiSpeed, options.spiSpeed);
     properties.setInt(MaxPacketSize, options.maxPacketSize);

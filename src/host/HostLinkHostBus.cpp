@@ -39,10 +39,15 @@ void announce(HostLinkHostBus& bus, uint8_t frameId, uint16_t length) {
     replyWith(bus, bus.answer, HOSTLINK_IRQ_FRAME_SIZE);
 }
 
+// While the host asks, the line is low for `interruptRepeat` and high for `interruptGap`, in turn. A span begins with
+// the look that sees it, so that who looks seldom sees the gap all the same.
+enum Asking : uint8_t { NotAsking, LineLow, LineInGap };
+
 // The module asks: an IRQ frame with the number of bytes that it is going to read.
 void takeIrq(HostLinkHostBus& bus, const uint8_t* packet, uint16_t length, uint32_t now) {
     notePacket(*bus.host, packet);
     bus.lineSince = now;
+    if (bus.asking == LineInGap) bus.asking = LineLow;
     const uint8_t frameId = hostLinkPacketGetFrameId(packet);
     if (!isPacketReady(*bus.host, now)) return replyWithResponse(bus, frameId, AcknowledgeType::None);
     uint16_t ready;
@@ -92,9 +97,8 @@ void keep(HostLinkHostBus& bus, uint8_t byte) {
     if (bus.receivedCount < bus.setup.receivedSize) bus.setup.received[bus.receivedCount++] = byte;
 }
 
-// One turn of the line while it asks: low for `interruptRepeat`, high for `interruptGap`.
-uint32_t turnOf(const HostLinkHostBus& bus) {
-    return uint32_t{bus.setup.interruptRepeat} + bus.setup.interruptGap;
+uint32_t spanOf(const HostLinkHostBus& bus) {
+    return bus.asking == LineLow ? bus.setup.interruptRepeat : bus.setup.interruptGap;
 }
 
 } // namespace
@@ -184,16 +188,21 @@ void hostLinkHostBusAdvance(HostLinkHostBus* bus, uint32_t now) {
 
 uint8_t hostLinkHostBusLine(HostLinkHostBus* bus, uint32_t now) {
     const bool asks = isPacketReady(*bus->host, now);
-    if (!asks || bus->asking == 0) bus->lineSince = now;
-    bus->asking = asks ? 1 : 0;
-    if (!asks || bus->setup.interruptRepeat == 0) return bus->asking;
-    while (now - bus->lineSince >= turnOf(*bus)) bus->lineSince += turnOf(*bus);
-    return now - bus->lineSince < bus->setup.interruptRepeat ? 1 : 0;
+    if (!asks || bus->asking == NotAsking) bus->lineSince = now;
+    if (!asks) {
+        bus->asking = NotAsking;
+    } else if (bus->asking == NotAsking) {
+        bus->asking = LineLow;
+    } else if (bus->setup.interruptRepeat != 0 && now - bus->lineSince >= spanOf(*bus)) {
+        bus->asking = bus->asking == LineLow ? LineInGap : LineLow;
+        bus->lineSince = now;
+    }
+    return bus->asking == LineLow ? 1 : 0;
 }
 
 uint32_t hostLinkHostBusWait(const HostLinkHostBus* bus, uint32_t now) {
-    if (bus->asking == 0) return senderWait(*bus->host, now);
+    if (bus->asking == NotAsking) return senderWait(*bus->host, now);
     if (bus->setup.interruptRepeat == 0) return HOSTLINK_HOST_NEVER;
     const uint32_t since = now - bus->lineSince;
-    return since < bus->setup.interruptRepeat ? bus->setup.interruptRepeat - since : turnOf(*bus) - since;
+    return since < spanOf(*bus) ? spanOf(*bus) - since : 0;
 }

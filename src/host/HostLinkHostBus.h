@@ -47,7 +47,7 @@ typedef struct HostLinkHostBus {
     uint16_t receivedCount;
     uint8_t phase;
     uint8_t replyIsPacket; // and not handed out yet
-    uint8_t asking;        // the line has been asked for since `lineSince`
+    uint8_t asking;        // how the line is, since `lineSince`
     uint8_t answer[HOSTLINK_IRQ_FRAME_SIZE];
 } HostLinkHostBus;
 

@@ -214,6 +214,21 @@ TEST(HostBus, RaisesALineThatNobodyServesForAnotherEdge) {
     EXPECT_FALSE(bus.isLow());
 }
 
+TEST(HostBus, WhoLooksSeldomSeesTheLineRiseAndFallAllTheSame) {
+    Bus bus;
+    bus.tell();
+    EXPECT_TRUE(bus.isLow());
+    bus.now = 260; // the gap would have been at 250
+    EXPECT_EQ(bus.wait(), 0U);
+    EXPECT_FALSE(bus.isLow());
+    EXPECT_EQ(bus.wait(), 1U);
+    bus.now = 280;
+    EXPECT_TRUE(bus.isLow());
+    EXPECT_EQ(bus.wait(), 250U);
+    bus.now = 280 + 251; // a whole turn later
+    EXPECT_FALSE(bus.isLow());
+}
+
 TEST(HostBus, AnIrqFrameBeginsTheTimeOfTheLineAnew) {
     Bus bus;
     bus.tell();

@@ -1,5 +1,6 @@
 #!/bin/sh
-# In the guest: the demo over I2C and SPI, with the rig's host behind the kernel's buses, which presses no button by itself.
+# In the guest: the demo over I2C and SPI, with the rig's host behind the kernel's buses, which presses no button by itself,
+# and its interrupt line through sysfs and through its chip's character device.
 set -e
 say() { zent-busrig-say "$@"; }
 demo() {
@@ -7,6 +8,8 @@ demo() {
     hostlink-demo --link "$@" --gpio 17 --file-size 65536 >/tmp/demo 2>&1 &
     demo=$!
     while ! grep -q "Waiting for somebody" /tmp/demo && kill -0 $demo 2>/dev/null; do usleep 20000; done
+    # A sysfs line stays exported, one of a character device is held as long as the demo runs.
+    case $* in *gpio-chip*) [ ! -e /sys/class/gpio/gpio17 ] ;; *) [ -e /sys/class/gpio/gpio17 ] ;; esac
     say press 1
     wait $demo || { cat /tmp/demo; exit 1; }
     cat /tmp/demo
@@ -15,3 +18,5 @@ demo() {
 }
 demo i2c --device /dev/i2c-1 --i2c-address 66
 demo spi --device /dev/spidev0.0
+demo i2c --device /dev/i2c-1 --i2c-address 66 --gpio-chip riggpio
+demo spi --device /dev/spidev0.0 --gpio-chip riggpio

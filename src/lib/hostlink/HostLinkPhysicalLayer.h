@@ -21,7 +21,8 @@ enum WriteDataResponse {
 /// Keys of a link's configuration.
 ///
 /// With `GpioChip` the interrupt line is watched through the chip's character device: `GpioNumber` is then the line's
-/// offset on that chip and not needed beside `GpioLine`. No edge is merged or lost that way.
+/// offset on that chip and not needed beside `GpioLine`. Edges that the kernel's interrupt handler keeps up with are
+/// served one by one; those that it loses are told.
 ///
 /// With `GpioSecondLook` an exchange that brought no packet is made once more when the line is still low so long after.
 enum DeviceProperties {
