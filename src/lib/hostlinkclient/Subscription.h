@@ -47,7 +47,7 @@ public:
     Result<void> established(std::chrono::milliseconds within) const;
 
     /// The value that the host told last; none when there was none yet, or it is not one of the states.
-    std::optional<Value> last(const StateId& state) const;
+    std::optional<Value> last(const StateId& of) const;
 
     /// How many changes were dropped because the callback was too slow.
     uint64_t missed() const;

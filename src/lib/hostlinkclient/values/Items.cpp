@@ -66,6 +66,7 @@ std::optional<std::vector<uint16_t>> readList(const ByteArray& bytes) {
     const HostLinkUInt16Message message(bytes);
     if (!message.isValid()) return std::nullopt;
     std::vector<uint16_t> numbers;
+    numbers.reserve(static_cast<size_t>(message.size()));
     for (int i = 0; i < message.size(); ++i) numbers.push_back(message[i]);
     return numbers;
 }
@@ -83,6 +84,7 @@ std::optional<std::vector<uint16_t>> sortedTags(const ByteArray& message) {
     } else {
         const auto items = readItems(message);
         if (!items) return std::nullopt;
+        tags.reserve(items->size());
         for (const Item& item : *items) tags.push_back(item.tag);
     }
     std::sort(tags.begin(), tags.end());

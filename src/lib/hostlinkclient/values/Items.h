@@ -21,10 +21,10 @@ struct Item {
 };
 
 /// All items of a value message; none when the message, or one of the items that it declares, cannot be read.
-std::optional<std::vector<Item>> readItems(const ByteArray& message);
+std::optional<std::vector<Item>> readItems(const ByteArray& bytes);
 
 /// The numbers of a list message; none when it cannot be read.
-std::optional<std::vector<uint16_t>> readList(const ByteArray& message);
+std::optional<std::vector<uint16_t>> readList(const ByteArray& bytes);
 
 /// The tags of a value message or the numbers of a list message, ascending; none when it cannot be read.
 std::optional<std::vector<uint16_t>> sortedTags(const ByteArray& message);
