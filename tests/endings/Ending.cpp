@@ -173,7 +173,7 @@ void endInState(EndingStack& stack, At state, const Remains& perRound) {
     for (int round = -warmUpRounds; round < rounds; ++round) {
         if (round == 0) before = countRemains();
         ASSERT_NO_FATAL_FAILURE(runRound(stack, state, stalls, round));
-        ASSERT_TRUE(waitForThreadCount(threads)) << "round " << round;
+        ASSERT_TRUE(waitUntilNoMoreThreadsThan(threads)) << "round " << round;
     }
     const Remains left = countRemains() - before;
     EXPECT_EQ(left.descriptors, rounds * perRound.descriptors);

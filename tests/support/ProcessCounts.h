@@ -28,3 +28,14 @@ inline bool waitForThreadCount(long expected, std::chrono::seconds limit = std::
     }
     return true;
 }
+
+/// Waits until there are no more threads than before. Fewer will do: a thread that has been joined may be counted for a
+/// moment longer, and so may have been among those before.
+inline bool waitUntilNoMoreThreadsThan(long before, std::chrono::seconds limit = std::chrono::seconds(20)) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (threadCount() > before) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}

@@ -58,7 +58,7 @@ void run(const ScenarioMaker& make, const std::optional<Fault>& fault) {
     CallLog::instance().begin(fault);
     runSteps(make);
     EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_TRUE(waitForThreadCount(threads));
+    EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
     EXPECT_EQ(CallLog::instance().failed().has_value(), fault.has_value()) << "the call was never made";
 }
 

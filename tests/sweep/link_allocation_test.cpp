@@ -79,7 +79,7 @@ template <typename Check> void expectStartsLater(HostLinkPhysicalLayer& link, Ch
             if (outcome.completed) return;
             checkFailed();
             ASSERT_EQ(openDescriptors(), descriptors);
-            ASSERT_TRUE(waitForThreadCount(threads));
+            ASSERT_TRUE(waitUntilNoMoreThreadsThan(threads));
         });
 }
 

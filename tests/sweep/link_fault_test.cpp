@@ -161,7 +161,7 @@ TEST_F(BusLinkFault, SecondThreadThatCannotBeStartedEndsTheFirst) {
     EXPECT_THAT(errors(), ElementsAre("Failed to start the serial device threads: Resource temporarily unavailable"));
     EXPECT_TRUE(log.contains(readLoopLeft)) << "the first was running";
     EXPECT_EQ(openDescriptors(), open);
-    EXPECT_TRUE(waitForThreadCount(threads));
+    EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
     shutdown();
     start();
     expectServed();

@@ -167,7 +167,7 @@ protected:
             client.reset();
             EXPECT_LT(std::chrono::steady_clock::now() - began, 1500ms);
         }
-        EXPECT_TRUE(waitForThreadCount(threads));
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         EXPECT_EQ(descriptorCount(), descriptors);
     }
 };

@@ -50,7 +50,7 @@ protected:
     }
     void TearDown() override {
         end();
-        EXPECT_TRUE(waitForThreadCount(threadsBefore));
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threadsBefore));
     }
 
     void end() {
