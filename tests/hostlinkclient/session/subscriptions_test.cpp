@@ -167,21 +167,30 @@ TEST(ClientSubscriptions, WithASlowCallbackDropTheOldestAndDelayNobodyElse) {
     EXPECT_EQ(latest.take(1), Texts{"PlayerVolume=5 read"});
 }
 
+namespace {
+
+// By a test and a callback's thread, which may leave it last.
+struct Shared {
+    std::promise<void> ended;
+    std::mutex mutex;
+};
+
+} // namespace
+
 TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
     PlayedHost host;
     Client client(host.wire());
-    std::promise<void> ended;
-    std::mutex mutex;
+    const auto shared = std::make_shared<Shared>();
     Subscription changes;
     {
-        const std::lock_guard lock(mutex);
-        changes = client.subscribe({STA_PlayerVolume}, [&](const Change&) {
-            const std::lock_guard inner(mutex);
+        const std::lock_guard lock(shared->mutex);
+        changes = client.subscribe({STA_PlayerVolume}, [&changes, shared](const Change&) {
+            const std::lock_guard inner(shared->mutex);
             changes.end();
-            ended.set_value();
+            shared->ended.set_value();
         });
     }
-    auto done = ended.get_future();
+    auto done = shared->ended.get_future();
     mustEnd(done, "the callback");
     Told told;
     const Subscription next = client.subscribe({STA_PlayerVolume}, told.changes());
@@ -195,19 +204,18 @@ TEST(ClientSubscriptions, MayCloseTheirClientAndEnd) {
     Client client(host.wire());
     ASSERT_TRUE(client.waitUntilUp(20s));
     const long threads = threadCount();
-    std::promise<void> ended;
-    std::mutex mutex;
+    const auto shared = std::make_shared<Shared>();
     Subscription changes;
     {
-        const std::lock_guard lock(mutex);
-        changes = client.subscribe({STA_PlayerVolume}, [&](const Change&) {
-            const std::lock_guard inner(mutex);
+        const std::lock_guard lock(shared->mutex);
+        changes = client.subscribe({STA_PlayerVolume}, [&client, &changes, shared](const Change&) {
+            const std::lock_guard inner(shared->mutex);
             client.close();
             changes.end();
-            ended.set_value();
+            shared->ended.set_value();
         });
     }
-    auto done = ended.get_future();
+    auto done = shared->ended.get_future();
     mustEnd(done, "the callback");
     mustBecomeTrue([&] { return threadCount() < threads; }, "its thread has ended");
     EXPECT_EQ(client.linkState(), LinkState::Closed);
