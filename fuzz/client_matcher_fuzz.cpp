@@ -1,7 +1,6 @@
 // Questions and answers in any order, lost, late, repeated and swapped: no result belongs to another question, and
 // every question ends.
 #include "hostlinkclient/machines/MatcherWorld.h"
-
 #include "support/Input.h"
 #include "support/Require.h"
 

@@ -1,7 +1,7 @@
 // The data-transfer checksum, and the chain of table look-ups that nothing with one table can avoid.
-#include "Checksums.h"
-
 #include <hostlink/HostLinkLib.h>
+
+#include "Checksums.h"
 
 namespace bench {
 

@@ -1,12 +1,11 @@
 // The text of a message for the log.
-#include "Printers.h"
-
 #include <iomanip>
 #include <sstream>
 
 #include <hostlink/HostLinkPrinter.h>
 #include <hostlink/HostLinkVocabulary.h>
 
+#include "Printers.h"
 #include "Samples.h"
 
 namespace bench {

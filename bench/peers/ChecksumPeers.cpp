@@ -1,7 +1,6 @@
 // The checksum by Boost.CRC, and by zlib, whose CRC-32 has the same polynomial in the other order of bits.
-#include <zlib.h>
-
 #include <boost/crc.hpp>
+#include <zlib.h>
 
 #include "Peers.h"
 #include "cases/Checksums.h"

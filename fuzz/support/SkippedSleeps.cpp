@@ -1,8 +1,8 @@
 #include "SkippedSleeps.h"
 
-#include <time.h>
-
 #include <atomic>
+
+#include <time.h>
 
 namespace {
 

@@ -1,8 +1,9 @@
 #include "GpioLines.h"
 
 #include <cerrno>
-#include <poll.h>
 #include <utility>
+
+#include <poll.h>
 
 namespace busrig {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <poll.h>

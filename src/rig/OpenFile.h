@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <memory>
+
 #include <sys/types.h>
 
 #include "GpioLines.h"

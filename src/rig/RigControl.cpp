@@ -4,8 +4,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <poll.h>
 #include <stdexcept>
+
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 

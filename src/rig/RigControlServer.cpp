@@ -3,9 +3,10 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
+
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <utility>
 
 // Threads: `acceptor` runs acceptLoop(), each connection's thread runs serve(). To stop: shutting down the listener
 // ends the acceptor, then shutting down each connection ends its thread; a connection is closed after its thread is

@@ -6,21 +6,23 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fcntl.h>
-#include <fuse3/fuse.h>
-#include <fuse3/fuse_lowlevel.h>
 #include <map>
 #include <mutex>
 #include <new>
-#include <poll.h>
 #include <stdexcept>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
-#include <utility>
-#include <vector>
+
+#include <fuse3/fuse.h>
+#include <fuse3/fuse_lowlevel.h>
 
 #include <descriptor/Descriptor.h>
 

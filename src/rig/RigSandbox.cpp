@@ -6,8 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <optional>
+
+#include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>

@@ -2,13 +2,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
+#include <vector>
+
 #include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 #include <descriptor/Descriptor.h>
 

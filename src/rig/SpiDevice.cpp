@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+
 #include <linux/spi/spidev.h>
 #include <poll.h>
 

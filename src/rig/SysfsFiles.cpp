@@ -1,7 +1,8 @@
 #include "SysfsFiles.h"
 
-#include <poll.h>
 #include <utility>
+
+#include <poll.h>
 
 namespace busrig {
 

@@ -5,9 +5,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+
 #include <descriptor/Descriptor.h>
 
 #include "HostSlave.h"

@@ -1,9 +1,9 @@
 /* The function core, used from C99. Each function says what went wrong; the C++ side of the test runs them. */
-#include <hostlink/HostLinkLib.h>
+#include "c99_header_test.h"
 
 #include <string.h>
 
-#include "c99_header_test.h"
+#include <hostlink/HostLinkLib.h>
 
 const char* c99WritesAResponseFrame(void) {
     static const uint8_t expected[8] = {0xFF, 0xFE, 0x08, 0x00, 0xA3, 0x05, 0x00, 0x00};

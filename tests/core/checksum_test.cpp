@@ -1,12 +1,12 @@
 // The checksum of data transfers.
-#include <hostlink/HostLinkLib.h>
-
 #include <array>
 #include <cstddef>
 #include <memory>
 #include <random>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkLib.h>
 
 #include "support/Bytes.h"
 

@@ -1,7 +1,7 @@
 // Division for a processor that has none, against this machine's.
-#include <hostlink/core/Division.h>
-
 #include <gtest/gtest.h>
+
+#include <hostlink/core/Division.h>
 
 #include "support/Properties.h"
 

@@ -1,7 +1,7 @@
 // Writing frames, cutting messages into packets, and gathering packets into frames.
-#include <hostlink/HostLinkLib.h>
-
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkLib.h>
 
 #include "support/Bytes.h"
 #include "support/Packets.h"

@@ -1,7 +1,7 @@
 // Reading single packets: getters, verification, and the search for the start mark.
-#include <hostlink/HostLinkLib.h>
-
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkLib.h>
 
 #include "support/AtPageEnd.h"
 #include "support/Bytes.h"

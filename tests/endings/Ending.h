@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <sys/types.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkPhysicalLayer.h>
 #include <hostlink/HostLinkTransportLayer.h>

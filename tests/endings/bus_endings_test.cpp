@@ -1,8 +1,8 @@
 // Ending an I2C or SPI link and a transport above it, in the rig.
-#include <gtest/gtest.h>
-
 #include <string>
 #include <tuple>
+
+#include <gtest/gtest.h>
 
 #include "Ending.h"
 #include "rig/RigControl.h"

@@ -1,14 +1,14 @@
 // How the port of a UART link goes, with the serial library of the project: the reader held between the moment when it
 // has fetched the port and the port itself, where no lock and no log line could hold it. This program stands in front
 // of the calls that the link makes of the serial library.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <memory>
 #include <thread>
 
 #include <dlfcn.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 #include <serialcomm/UartEnding.h>

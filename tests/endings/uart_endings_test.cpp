@@ -1,12 +1,12 @@
 // Ending a UART link and a transport above it, over a pseudo terminal.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <optional>
 #include <thread>
 
 #include <poll.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 

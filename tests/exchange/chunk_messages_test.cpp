@@ -1,8 +1,8 @@
 // What chunks and their answers look like on the wire. The vectors are written by hand, the checksums in them are those
 // of docs/wire-format.md.
-#include <exchange/ChunkMessages.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/ChunkMessages.h>
 
 #include "support/Bytes.h"
 

@@ -1,9 +1,9 @@
 // Receiving a file in chunks; vectors as in the test of the sender.
-#include <exchange/ChunkReceiver.h>
-
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <exchange/ChunkReceiver.h>
 
 #include "support/Bytes.h"
 

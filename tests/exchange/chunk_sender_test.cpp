@@ -1,9 +1,9 @@
 // Sending a file in chunks. Vectors by hand, checksums as in docs/wire-format.md and tests/hostsim/transfer_test.cpp.
-#include <exchange/ChunkSender.h>
-
 #include <algorithm>
 
 #include <gtest/gtest.h>
+
+#include <exchange/ChunkSender.h>
 
 #include "support/Bytes.h"
 

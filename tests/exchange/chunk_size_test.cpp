@@ -1,7 +1,7 @@
 // How large chunks are.
-#include <exchange/ChunkSize.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/ChunkSize.h>
 
 using namespace hostlink::exchange;
 

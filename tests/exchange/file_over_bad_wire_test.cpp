@@ -1,11 +1,11 @@
 // Both ends of a transfer over a wire that loses, repeats and damages: whatever is called complete is complete.
-#include <exchange/ChunkReceiver.h>
-#include <exchange/ChunkSender.h>
-
 #include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
+
+#include <exchange/ChunkReceiver.h>
+#include <exchange/ChunkSender.h>
 
 #include "support/Bytes.h"
 

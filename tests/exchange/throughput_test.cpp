@@ -1,7 +1,7 @@
 // Throughput and what is left.
-#include <exchange/Throughput.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/Throughput.h>
 
 using namespace hostlink::exchange;
 using std::chrono::hours;

@@ -1,8 +1,8 @@
 // The checksums come from a bitwise CRC in Python: polynomial 0x04C11DB7, not reflected, initial register 0xFFFFFFFF,
 // no final XOR, every four bytes fed in reverse, the end padded with zeros.
-#include <exchange/TransferChecksum.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/TransferChecksum.h>
 
 #include "support/Bytes.h"
 

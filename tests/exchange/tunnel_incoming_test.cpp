@@ -1,7 +1,7 @@
 // One direction of a tunnelled connection, where it ends.
-#include <exchange/TunnelIncoming.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/TunnelIncoming.h>
 
 #include "support/Bytes.h"
 

@@ -1,10 +1,10 @@
 // What tunnels look like on the wire. The checksums come from a bitwise CRC in Python over what docs/wire-format.md
 // names.
-#include <exchange/TunnelMessages.h>
-
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include <exchange/TunnelMessages.h>
 
 #include "support/Bytes.h"
 

@@ -1,7 +1,7 @@
 // One direction of a tunnelled connection, where it begins.
-#include <exchange/TunnelOutgoing.h>
-
 #include <gtest/gtest.h>
+
+#include <exchange/TunnelOutgoing.h>
 
 #include "support/Bytes.h"
 

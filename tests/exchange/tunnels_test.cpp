@@ -1,10 +1,10 @@
 // Both ends of tunnels, message by message and over a wire that loses and damages.
-#include <exchange/Tunnels.h>
-
 #include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
+
+#include <exchange/Tunnels.h>
 
 #include "support/Bytes.h"
 

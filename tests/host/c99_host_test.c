@@ -1,10 +1,10 @@
 /* The host's engine, used from C99 with static storage; the C++ side of the test runs the functions. */
-#include <host/HostLinkHostBus.h>
-#include <host/HostLinkHostUart.h>
+#include "c99_host_test.h"
 
 #include <string.h>
 
-#include "c99_host_test.h"
+#include <host/HostLinkHostBus.h>
+#include <host/HostLinkHostUart.h>
 
 static const uint8_t request[13] = {0xFF, 0xFE, 0x0D, 0x00, 0x23, 0x11, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x00};
 static const uint8_t answer[3] = {0x02, 0x80, 0x00};

@@ -1,7 +1,7 @@
 // Times that wrap.
-#include <host/Clock.h>
-
 #include <gtest/gtest.h>
+
+#include <host/Clock.h>
 
 using namespace hostlink;
 

@@ -1,7 +1,7 @@
 // Messages put together from packets, several at a time, in a pool of fixed size.
-#include <host/FramePool.h>
-
 #include <gtest/gtest.h>
+
+#include <host/FramePool.h>
 
 #include "TestHost.h"
 #include "support/Packets.h"

@@ -1,9 +1,9 @@
 // The ring of messages that wait to be sent.
-#include <host/OutQueue.h>
-
 #include <deque>
 
 #include <gtest/gtest.h>
+
+#include <host/OutQueue.h>
 
 #include "TestHost.h"
 #include "support/Properties.h"

@@ -1,7 +1,7 @@
 // When a packet is taken for the one before it.
-#include <host/Repetition.h>
-
 #include <gtest/gtest.h>
+
+#include <host/Repetition.h>
 
 #include "support/Bytes.h"
 #include "support/Packets.h"

@@ -1,8 +1,8 @@
 // Setting a host up: what it refuses, and that the macros tell sizes that do.
+#include <gtest/gtest.h>
+
 #include <host/HostLinkHostBus.h>
 #include <host/HostLinkHostUart.h>
-
-#include <gtest/gtest.h>
 
 #include "TestHost.h"
 

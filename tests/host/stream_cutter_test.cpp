@@ -1,7 +1,7 @@
 // Packets out of the bytes of a serial line: the cutter alone.
-#include <host/StreamCutter.h>
-
 #include <gtest/gtest.h>
+
+#include <host/StreamCutter.h>
 
 #include "support/Bytes.h"
 

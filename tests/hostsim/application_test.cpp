@@ -1,7 +1,7 @@
 // What the simulated host answers to messages.
-#include <hostsim/HostApplication.h>
-
 #include <gtest/gtest.h>
+
+#include <hostsim/HostApplication.h>
 
 #include "support/Bytes.h"
 

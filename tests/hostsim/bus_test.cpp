@@ -1,7 +1,7 @@
 // The simulated host as device on a bus with an interrupt line.
-#include <hostsim/HostOnBus.h>
-
 #include <gtest/gtest.h>
+
+#include <hostsim/HostOnBus.h>
 
 #include "support/Bytes.h"
 

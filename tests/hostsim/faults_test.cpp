@@ -1,11 +1,11 @@
 // Faults are decided by a seed, counted, and bounded.
-#include <hostsim/FaultInjector.h>
-
 #include <algorithm>
 #include <iterator>
 #include <set>
 
 #include <gtest/gtest.h>
+
+#include <hostsim/FaultInjector.h>
 
 #include "support/Bytes.h"
 

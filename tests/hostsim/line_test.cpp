@@ -1,7 +1,7 @@
 // The simulated host at the other end of a serial line: bytes in, bytes out, time handed in.
-#include <hostsim/HostOnLine.h>
-
 #include <gtest/gtest.h>
+
+#include <hostsim/HostOnLine.h>
 
 #include "support/Bytes.h"
 

@@ -1,8 +1,8 @@
 // How the simulated host finds packets on a serial line, and puts messages together from them.
+#include <gtest/gtest.h>
+
 #include <hostsim/HostOnLine.h>
 #include <hostsim/PacketCutter.h>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 

@@ -1,8 +1,8 @@
 // States as people write them, and bytes at the speed of a line.
+#include <gtest/gtest.h>
+
 #include <hostsim/LinePacer.h>
 #include <hostsim/StateText.h>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 

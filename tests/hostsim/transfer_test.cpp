@@ -1,9 +1,9 @@
 // The receiving end of a file. The checksums come from a bitwise CRC in Python: polynomial 0x04C11DB7, not reflected,
 // initial register 0xFFFFFFFF, no final XOR, every four bytes fed in reverse, the end padded with zeros.
+#include <gtest/gtest.h>
+
 #include <hostsim/HostApplication.h>
 #include <hostsim/TransferSink.h>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 

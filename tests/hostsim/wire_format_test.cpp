@@ -1,8 +1,8 @@
 // The examples of docs/wire-format.md that say what a host does, as they stand there.
+#include <gtest/gtest.h>
+
 #include <hostsim/HostApplication.h>
 #include <hostsim/HostOnLine.h>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 

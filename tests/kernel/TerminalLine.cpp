@@ -1,14 +1,14 @@
 #include "TerminalLine.h"
 
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/ioctl.h>
 #include <system_error>
-#include <unistd.h>
 
 #include <asm/termbits.h>
+#include <fcntl.h>
 #include <linux/serial.h>
 #include <linux/tty_flags.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 

@@ -1,7 +1,5 @@
 // What the kernel's GPIO character device does with an interrupt line: the facts that the link builds on and the
 // documents tell. System calls only.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -15,6 +13,8 @@
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "rig/RawCalls.h"
 #include "serialcomm/Descriptor.h"

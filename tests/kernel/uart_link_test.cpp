@@ -1,12 +1,12 @@
 // The UART link on the kernel's serial drivers, with a simulated host at the far side: ends that a pseudo terminal does
 // not have.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkPhysicalLayer.h>
 #include <hostlink/HostLinkTransportLayer.h>

@@ -1,6 +1,4 @@
 // The serial library on the kernel's serial drivers: a 16550 and a USB adapter, which the emulator models.
-#include <gtest/gtest.h>
-
 #include <future>
 #include <memory>
 #include <string>
@@ -9,6 +7,8 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <serialcomm/Uart.h>
 

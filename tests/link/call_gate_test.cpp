@@ -1,11 +1,11 @@
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <future>
 #include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/link/CallGate.h>
 

@@ -1,7 +1,7 @@
 // What an answer to a packet means, and what is logged about one that says nothing.
-#include <gtest/gtest.h>
-
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/link/HostResponse.h>
 

@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/link/LinkThread.h>
 

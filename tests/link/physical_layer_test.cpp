@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <functional>
 #include <memory>
@@ -8,6 +5,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/DummyPhysicalLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>

@@ -1,11 +1,11 @@
 // What the reply to an IRQ frame means. Every packet is written out by hand: FF FE, length, flags, frame id, packet id,
 // 0, then payload and two zero bytes where there is a payload.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/machines/IrqExchange.h>
 

@@ -1,12 +1,11 @@
 // Events of an interrupt line as the kernel writes them, byte by byte, and what is to be served for them.
-#include "hostlink/machines/LineEvents.h"
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
+#include "hostlink/machines/LineEvents.h"
 #include "support/Bytes.h"
 
 namespace {

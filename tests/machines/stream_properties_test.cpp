@@ -1,12 +1,12 @@
 // Properties of the UART reader over random input: garbage before, between and inside packets.
-#include <hostlink/HostLinkMsgFrame.h>
-#include <hostlink/HostLinkPacket.h>
-#include <hostlink/machines/UartStream.h>
-
 #include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkMsgFrame.h>
+#include <hostlink/HostLinkPacket.h>
+#include <hostlink/machines/UartStream.h>
 
 #include "support/Bytes.h"
 #include "support/Packets.h"

@@ -7,15 +7,15 @@ public:
     int kept = 7;
 };
 
-#include <hostlink/HostLinkMessageSerializable.h>
-#include <hostlink/HostLinkUInt16Message.h>
-#include <hostlink/HostLinkValueMessage.h>
-
 #include <cstddef>
 #include <cstring>
 #include <memory>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkMessageSerializable.h>
+#include <hostlink/HostLinkUInt16Message.h>
+#include <hostlink/HostLinkValueMessage.h>
 
 #include "support/Bytes.h"
 

@@ -1,16 +1,16 @@
 // The classes over packets and frames.
+#include <climits>
+#include <memory>
+#include <utility>
+
+#include <gtest/gtest.h>
+
 #include <hostlink/HostLinkFrame.h>
 #include <hostlink/HostLinkIrqFrame.h>
 #include <hostlink/HostLinkMsgFrame.h>
 #include <hostlink/HostLinkPacket.h>
 #include <hostlink/HostLinkRspFrame.h>
 #include <hostlink/HostLinkRstFrame.h>
-
-#include <climits>
-#include <memory>
-#include <utility>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 #include "support/Packets.h"

@@ -1,15 +1,15 @@
 // Properties of packets, frames, messages and the checksum over random input.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 #include <hostlink/HostLinkFrame.h>
 #include <hostlink/HostLinkLib.h>
 #include <hostlink/HostLinkMsgFrame.h>
 #include <hostlink/HostLinkPacket.h>
 #include <hostlink/HostLinkUInt16Message.h>
 #include <hostlink/HostLinkValueMessage.h>
-
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "support/Bytes.h"
 #include "support/Properties.h"

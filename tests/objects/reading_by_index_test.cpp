@@ -1,6 +1,4 @@
 // Reading the items of a value message by index: what the getters remember of the last reading is seen by nobody.
-#include <hostlink/HostLinkValueMessage.h>
-
 #include <atomic>
 #include <random>
 #include <string>
@@ -9,6 +7,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkValueMessage.h>
 
 #include "CountedSteps.h"
 #include "support/Bytes.h"

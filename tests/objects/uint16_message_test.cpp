@@ -1,11 +1,11 @@
 // Messages of 16-bit numbers.
-#include <hostlink/HostLinkUInt16Message.h>
-
 #include <climits>
 #include <memory>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkUInt16Message.h>
 
 #include "support/Bytes.h"
 

@@ -1,13 +1,13 @@
 // Messages of tagged values, and what can be told of raw message bytes.
-#include <hostlink/HostLinkMessage.h>
-#include <hostlink/HostLinkValueMessage.h>
-
 #include <climits>
 #include <cstring>
 #include <type_traits>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkMessage.h>
+#include <hostlink/HostLinkValueMessage.h>
 
 #include "support/Bytes.h"
 

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
@@ -8,6 +6,8 @@
 
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/ThreadState.h>
 

@@ -2,14 +2,14 @@
 /// One short truth run as a test, over any link.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "PatientRun.h"
 #include "TruthCase.h"

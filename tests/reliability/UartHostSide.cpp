@@ -1,7 +1,5 @@
 // The host at the far side of a pseudo terminal. Its thread owns the terminal's master; `mutex` guards the host, the
 // line and the journal, which the test's thread asks and changes.
-#include "HostSide.h"
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -18,6 +16,7 @@
 
 #include <hostsim/wire/FaultySerialLine.h>
 
+#include "HostSide.h"
 #include "support/Pty.h"
 
 namespace truth {

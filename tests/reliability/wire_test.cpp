@@ -1,7 +1,7 @@
 // The wire does what its journal says, and the journal survives its way as text.
-#include <gtest/gtest.h>
-
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostsim/wire/FaultDice.h>
 #include <hostsim/wire/WireJournal.h>

@@ -5,11 +5,12 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <string>
+#include <vector>
+
 #include <fcntl.h>
 #include <poll.h>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 #include <gtest/gtest.h>
 

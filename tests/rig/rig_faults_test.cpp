@@ -1,12 +1,13 @@
 // The faults and the control interface of the rig, seen by a program that makes raw system calls.
 
 #include <algorithm>
+#include <stdexcept>
+#include <thread>
+
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <linux/spi/spidev.h>
-#include <stdexcept>
 #include <sys/ioctl.h>
-#include <thread>
 
 #include "RawCalls.h"
 

@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <thread>
+
 #include <sys/epoll.h>
 #include <sys/stat.h>
-#include <thread>
 
 #include "RawCalls.h"
 

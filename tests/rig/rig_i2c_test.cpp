@@ -2,6 +2,7 @@
 // i2c-dev.c and of Documentation/i2c/dev-interface.rst.
 
 #include <cstring>
+
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <sys/ioctl.h>

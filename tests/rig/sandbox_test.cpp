@@ -5,6 +5,7 @@
 #include <fstream>
 #include <optional>
 #include <sstream>
+
 #include <sys/wait.h>
 
 #include "RawCalls.h"

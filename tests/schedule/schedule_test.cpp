@@ -1,8 +1,8 @@
 // What a seed draws: numbers only, no thread.
-#include <gtest/gtest.h>
-
 #include <set>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "support/schedule/Schedule.h"
 

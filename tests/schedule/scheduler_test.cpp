@@ -1,7 +1,4 @@
 // The hostile scheduler at work on threads and on a link.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -12,6 +9,9 @@
 #include <thread>
 
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 

@@ -1,7 +1,4 @@
 // I2c and Spi without a bus: what they refuse, and what goes wrong before a transfer.
-#include <serialcomm/I2c.h>
-#include <serialcomm/Spi.h>
-
 #include <limits>
 #include <memory>
 #include <string>
@@ -9,6 +6,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <serialcomm/I2c.h>
+#include <serialcomm/Spi.h>
 
 #include "support/LogCapture.h"
 #include "support/ProcessWatch.h"

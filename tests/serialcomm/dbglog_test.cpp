@@ -1,6 +1,6 @@
-#include <serialcomm/dbglog.h>
-
 #include <gtest/gtest.h>
+
+#include <serialcomm/dbglog.h>
 
 TEST(Dbglog, PutsTheScopeInBracketsBeforeTheFullSignature) {
     EXPECT_EQ(dbglog_scopedFunction("virtual bool DummyPhysicalLayer::init()", "HostLinkPhysicalLayer"),

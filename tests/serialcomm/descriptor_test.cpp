@@ -1,11 +1,12 @@
 // Ownership of a descriptor, by what the kernel says of its number.
-#include <serialcomm/Descriptor.h>
-
 #include <utility>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <serialcomm/Descriptor.h>
 
 using serialcomm::Descriptor;
 

@@ -1,9 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <future>
 #include <optional>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include <serialcomm/LogGate.h>
 

@@ -1,8 +1,8 @@
 // Ending a port that is destroyed later.
+#include <future>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <future>
 
 #include <serialcomm/UartEnding.h>
 

@@ -1,6 +1,4 @@
 // Uart over pseudo terminals: a pty shows everything but speed, parity and modem lines.
-#include <serialcomm/Uart.h>
-
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -18,13 +16,16 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <serialcomm/Uart.h>
 
 #include "support/LineSpeed.h"
 #include "support/LogCapture.h"

@@ -1,11 +1,12 @@
 // Addresses and sockets, over the loopback interface.
-#include <sockets/Socket.h>
-
 #include <stdexcept>
 #include <system_error>
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
+
+#include <gtest/gtest.h>
+
+#include <sockets/Socket.h>
 
 using namespace hostlink::exchange;
 

@@ -1,18 +1,19 @@
 // Both ends of tunnels with real sockets, over the loopback interface; the wire between them is a function call. One
 // thread: `until` lets everything happen that can, and waits for the kernel where nothing can.
-#include <sockets/TunnelSockets.h>
-
 #include <array>
 #include <chrono>
 #include <functional>
 #include <system_error>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <sockets/TunnelSockets.h>
 
 #include "support/Bytes.h"
 

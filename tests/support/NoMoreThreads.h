@@ -4,8 +4,9 @@
 
 #include <cstddef>
 
-#include <gtest/gtest.h>
 #include <pthread.h>
+
+#include <gtest/gtest.h>
 
 /// As long as it lives, std::thread fails with EAGAIN: the kernel has no room for the stack that a thread would get.
 /// Whatever else starts threads meanwhile fails too, so a test makes everything else first.

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>

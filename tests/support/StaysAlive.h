@@ -4,8 +4,9 @@
 
 #include <cstdlib>
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 /// From now on the copy is a new start of the program that runs the same test: one thread, whatever this one has.
 inline void startAlone() {

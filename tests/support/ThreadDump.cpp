@@ -1,13 +1,13 @@
 #include "ThreadDump.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
-#include <csignal>
 #include <execinfo.h>
 #include <fcntl.h>
 #include <sys/syscall.h>

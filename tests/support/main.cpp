@@ -5,10 +5,11 @@
 #include <memory>
 #include <string>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <log4cplus/configurator.h>
 #include <log4cplus/initializer.h>
-#include <unistd.h>
 
 #include "Watchdog.h"
 

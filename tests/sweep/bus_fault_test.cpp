@@ -1,7 +1,4 @@
 // What the I2C and the SPI bus do and say when one certain system call fails.
-#include <serialcomm/I2c.h>
-#include <serialcomm/Spi.h>
-
 #include <cerrno>
 #include <functional>
 #include <memory>
@@ -9,6 +6,9 @@
 #include <utility>
 
 #include <gmock/gmock.h>
+
+#include <serialcomm/I2c.h>
+#include <serialcomm/Spi.h>
 
 #include "FaultTest.h"
 #include "PlayedBoard.h"

@@ -1,13 +1,14 @@
 // The I2C and the SPI bus, while each of their system calls fails.
-#include <serialcomm/I2c.h>
-#include <serialcomm/Spi.h>
-
 #include <cerrno>
 #include <memory>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
+
+#include <gtest/gtest.h>
+
+#include <serialcomm/I2c.h>
+#include <serialcomm/Spi.h>
 
 #include "PlayedBoard.h"
 #include "Sweep.h"

@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <linux/gpio.h>
+
+#include <gmock/gmock.h>
 
 #include <hostlink/physicalLayers/I2cPhysicalLayer.h>
 #include <hostlink/physicalLayers/SpiPhysicalLayer.h>

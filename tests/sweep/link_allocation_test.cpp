@@ -7,14 +7,15 @@
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/nullappender.h>
 
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostlink/physicalLayers/I2cPhysicalLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/nullappender.h>
 #include <serialcomm/Uart.h>
 
 #include "AllocationSweep.h"

@@ -10,9 +10,10 @@
 #include <thread>
 #include <utility>
 
-#include <gmock/gmock.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
 
 #include <hostlink/physicalLayers/I2cPhysicalLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>

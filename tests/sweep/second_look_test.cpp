@@ -6,6 +6,7 @@
 #include <string>
 
 #include <fcntl.h>
+
 #include <gmock/gmock.h>
 
 #include <hostlink/physicalLayers/I2cPhysicalLayer.h>

@@ -1,6 +1,4 @@
 // What the serial port does and says when one certain system call fails.
-#include <serialcomm/Uart.h>
-
 #include <cerrno>
 #include <future>
 #include <memory>
@@ -8,10 +6,13 @@
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+
+#include <gmock/gmock.h>
+
+#include <serialcomm/Uart.h>
 
 #include "FaultTest.h"
 #include "PlayedTerminal.h"

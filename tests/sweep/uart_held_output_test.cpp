@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+
+#include <gmock/gmock.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 #include <serialcomm/UartOutput.h>

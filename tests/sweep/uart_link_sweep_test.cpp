@@ -6,9 +6,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <log4cplus/loggingmacros.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
-#include <log4cplus/loggingmacros.h>
 
 #include "PlayedTerminal.h"
 #include "Sweep.h"

@@ -1,15 +1,16 @@
 // What the serial port does with output that moves slowly, or no more.
-#include <serialcomm/Uart.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+
+#include <gmock/gmock.h>
+
+#include <serialcomm/Uart.h>
 
 #include "FaultTest.h"
 #include "PacedTerminal.h"

@@ -1,15 +1,15 @@
 // The serial port over a pty, while each of its system calls fails.
-#include <serialcomm/Uart.h>
-
 #include <cerrno>
 #include <memory>
 #include <thread>
 
-#include <gtest/gtest.h>
+#include <asm/ioctls.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 
-#include <asm/ioctls.h>
+#include <gtest/gtest.h>
+
+#include <serialcomm/Uart.h>
 
 #include "PlayedTerminal.h"
 #include "Sweep.h"

@@ -1,6 +1,4 @@
 // Who else uses a serial port.
-#include <serialcomm/Uart.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -9,9 +7,12 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include <serialcomm/Uart.h>
 
 #include "FaultTest.h"
 #include "PlayedTerminal.h"

@@ -1,7 +1,7 @@
 /* A program in C over the function core alone. */
-#include <hostlink/HostLinkLib.h>
-
 #include <stdio.h>
+
+#include <hostlink/HostLinkLib.h>
 
 int main(void) {
     const uint8_t packet[] = {0xFF, 0xFE, 0x08, 0x00, 0x00, 0x00, 0x00, 0x00};

@@ -1,14 +1,13 @@
 // Files of a host that the test plays.
-#include <hostlinkclient/Client.h>
-
 #include <condition_variable>
 #include <map>
 #include <mutex>
 
+#include <gtest/gtest.h>
+
 #include <exchange/ChunkMessages.h>
 #include <hostlink/HostLinkMessage.h>
-
-#include <gtest/gtest.h>
+#include <hostlinkclient/Client.h>
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"

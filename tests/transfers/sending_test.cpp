@@ -1,16 +1,15 @@
 // Files to a host that the test plays; it takes them as the simulated host does.
-#include <hostlinkclient/Client.h>
-
 #include <fstream>
 #include <future>
 #include <sstream>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
 #include <exchange/ChunkMessages.h>
 #include <exchange/TransferChecksum.h>
 #include <hostlink/HostLinkMessage.h>
-
-#include <gtest/gtest.h>
+#include <hostlinkclient/Client.h>
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"

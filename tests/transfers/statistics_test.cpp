@@ -1,9 +1,9 @@
 // What a client counts.
-#include <hostlinkclient/Client.h>
-
 #include <array>
 
 #include <gtest/gtest.h>
+
+#include <hostlinkclient/Client.h>
 
 #include "hostlinkclient/session/Histogram.h"
 #include "hostlinkclient/session/PlayedHost.h"

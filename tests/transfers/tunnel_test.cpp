@@ -1,16 +1,16 @@
 // The client's tunnel over a host that the test plays: at the host's end every connection is an echo.
-#include <hostlinkclient/Client.h>
-
 #include <array>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <gtest/gtest.h>
 
 #include <exchange/TunnelMessages.h>
 #include <exchange/Tunnels.h>
 #include <hostlink/HostLinkMessage.h>
+#include <hostlinkclient/Client.h>
 #include <sockets/Socket.h>
-
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"

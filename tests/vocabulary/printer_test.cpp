@@ -1,6 +1,4 @@
 // Packets and messages as text.
-#include <hostlink/HostLinkPrinter.h>
-
 #include <climits>
 #include <map>
 #include <string>
@@ -8,6 +6,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkPrinter.h>
 
 #include "objects/CountedSteps.h"
 #include "support/Bytes.h"

@@ -1,18 +1,18 @@
 // Reads every vocabulary table, and prints a message with them, at each time at which a program can: from a static
 // object's constructor, from main, from handlers of exit() that were registered after and before the library's own
 // start, and from a static object's destructor. Ends with 1 and a line for the first thing that differs.
-#include <hostlink/HostLinkPrinter.h>
-#include <hostlink/HostLinkVocabulary.h>
-
-#include <dlfcn.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <hostlink/HostLinkPrinter.h>
+#include <hostlink/HostLinkVocabulary.h>
 
 namespace {
 

@@ -1,13 +1,13 @@
 // How the tags and values of value messages are named.
-#include <hostlink/HostLinkPrinter.h>
-#include <hostlink/vocabulary/ValueNaming.h>
-
 #include <climits>
 #include <limits>
 #include <string>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkPrinter.h>
+#include <hostlink/vocabulary/ValueNaming.h>
 
 #include "support/Bytes.h"
 

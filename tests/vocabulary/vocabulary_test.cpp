@@ -1,6 +1,4 @@
 // The tables of names.
-#include <hostlink/HostLinkVocabulary.h>
-
 #include <algorithm>
 #include <iterator>
 #include <map>
@@ -10,6 +8,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <hostlink/HostLinkVocabulary.h>
 
 namespace {
 

@@ -2,8 +2,9 @@
 
 #include <array>
 #include <cerrno>
-#include <fcntl.h>
 #include <string_view>
+
+#include <fcntl.h>
 
 #include "SerialLog.h"
 

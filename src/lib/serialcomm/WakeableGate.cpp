@@ -1,6 +1,7 @@
 #include "WakeableGate.h"
 
 #include <cstdint>
+
 #include <sys/eventfd.h>
 
 namespace serialcomm {

@@ -1,9 +1,9 @@
 // The rules by which an answer finds its question, one by one; time is the test's.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlinkclient/machines/Matcher.h>
 #include <hostlinkclient/machines/Questions.h>

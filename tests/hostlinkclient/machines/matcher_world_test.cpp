@@ -1,8 +1,8 @@
 // No result is ever another question's, whatever the wire does.
-#include <gtest/gtest.h>
-
 #include <random>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "MatcherWorld.h"
 #include "support/Watchdog.h"

@@ -1,9 +1,9 @@
 // The small parts: pauses, packets that come twice, what waits for a subscriber, and who is subscribed to what.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlinkclient/machines/Backoff.h>
 #include <hostlinkclient/machines/ChangeQueue.h>

@@ -1,12 +1,12 @@
 // Whether a confirmed set tells the truth over a wire that damages packets. Short here; long by
 //     HOSTLINK_CLIENT_SETS=1000000 build/release/bin/client_session_tests --gtest_filter='ClientTruth*'
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <random>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>

@@ -1,12 +1,12 @@
 // Requests and their outcomes, over a host that the test plays.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>

@@ -1,6 +1,4 @@
 // The client against the simulator program at the other end of a pseudo terminal.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -14,6 +12,8 @@
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlinkclient/Client.h>
 

@@ -1,6 +1,4 @@
 // Being told by the host: changes, keys, messages, the link's state.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <future>
@@ -8,6 +6,8 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>

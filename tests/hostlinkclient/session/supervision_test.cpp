@@ -1,6 +1,4 @@
 // Links that go and come again, and how a client ends.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -11,6 +9,8 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>

@@ -1,10 +1,10 @@
 // Values, states and results. Bytes were written out by hand from the table of encodings.
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlinkclient/Value.h>
 #include <hostlinkclient/values/Items.h>

@@ -2,6 +2,8 @@
 // Two boards, each an I2C adapter (i2c-1, i2c-2) and a chip select of SPI bus 0 (spidev0.0, spidev0.1), whose far end
 // is a user process at /dev/rigbus0 and /dev/rigbus1: rigbus.h says how they talk. What stands in front, i2c-dev and
 // spidev, is the kernel's own. A test's module: never unloaded, so that nothing here is given back.
+#include "rigbus.h"
+
 #include <linux/completion.h>
 #include <linux/i2c.h>
 #include <linux/miscdevice.h>
@@ -11,8 +13,6 @@
 #include <linux/spi/spi.h>
 #include <linux/uaccess.h>
 #include <linux/wait.h>
-
-#include "rigbus.h"
 
 enum { MAX_BYTES = 65536, MAX_PHASES = 64, ANSWER_SECONDS = 60 };
 

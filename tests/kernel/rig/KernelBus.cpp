@@ -6,9 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <stdexcept>
 #include <string>
+
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace kernelrig {

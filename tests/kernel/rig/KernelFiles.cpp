@@ -2,10 +2,11 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <system_error>
+
 #include <fcntl.h>
 #include <linux/spi/spidev.h>
 #include <sys/ioctl.h>
-#include <system_error>
 #include <unistd.h>
 
 #include <rig/RigState.h>

@@ -1,10 +1,9 @@
 // A controller that goes while a link watches one of its lines. In a program of its own: Linux 6.1 never lets go of a
 // controller that went with a line requested, so that another one cannot have its numbers.
-#include "physicalLayers/bus/BusRigTest.h"
-
 #include <chrono>
 #include <string>
 
+#include "physicalLayers/bus/BusRigTest.h"
 #include "support/Watchdog.h"
 
 namespace {

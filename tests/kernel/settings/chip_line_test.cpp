@@ -1,8 +1,8 @@
 // A bus link whose interrupt line is watched through a real kernel's GPIO character device.
-#include "physicalLayers/bus/BusRigTest.h"
-
 #include <fstream>
 #include <string>
+
+#include "physicalLayers/bus/BusRigTest.h"
 
 using testing::HasSubstr;
 using testing::IsEmpty;

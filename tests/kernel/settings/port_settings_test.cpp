@@ -1,7 +1,4 @@
 // What a real kernel's serial drivers make of the settings, and what is left of them.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -16,6 +13,9 @@
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 #include <serialcomm/Uart.h>

@@ -2,9 +2,6 @@
 /// A bus link on the rig, over either wire.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -12,6 +9,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/SyncSerialLayer.h>
 

@@ -1,10 +1,10 @@
 // Exchanges that an edge starts, and writes, under the faults of a bus.
-#include "BusRigTest.h"
-
 #include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "BusRigTest.h"
 
 using std::chrono::milliseconds;
 using testing::ElementsAre;

@@ -1,8 +1,7 @@
 // What a link costs while the line is quiet.
-#include "BusRigTest.h"
-
 #include <algorithm>
 
+#include "BusRigTest.h"
 #include "support/LinkThreads.h"
 #include "support/ProcessWatch.h"
 

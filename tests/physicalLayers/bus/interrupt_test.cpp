@@ -1,6 +1,4 @@
 // The interrupt line: which of its moves lead to an exchange, and what ends the watch.
-#include "BusRigTest.h"
-
 #include <csignal>
 #include <set>
 
@@ -8,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "BusRigTest.h"
 #include "support/LinkThreads.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"

@@ -2,13 +2,13 @@
 //
 // HOSTLINK_BUS_MESSAGES in the environment sets how many; 10,000 unless that is given, 1,000 under a sanitizer, where
 // each costs several times as much.
-#include "BusRigTest.h"
-
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 
 #include <hostlink/HostLinkTransportLayer.h>
+
+#include "BusRigTest.h"
 
 namespace {
 

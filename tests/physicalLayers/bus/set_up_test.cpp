@@ -1,18 +1,17 @@
 // Setting up the interrupt line, and what happens when a step of it fails.
-#include "BusRigTest.h"
-
 #include <algorithm>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <set>
 #include <stdexcept>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "BusRigTest.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
 

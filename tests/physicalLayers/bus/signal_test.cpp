@@ -1,6 +1,5 @@
 // Which signals a bus link's threads take.
 #include "BusRigTest.h"
-
 #include "support/MaskCapture.h"
 
 namespace {

@@ -1,11 +1,11 @@
 // Transport, link, system calls and the simulated host together, over either bus. Every message is written out by hand.
-#include "BusRigTest.h"
-
 #include <algorithm>
 #include <memory>
 #include <thread>
 
 #include <hostlink/HostLinkTransportLayer.h>
+
+#include "BusRigTest.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -1,18 +1,17 @@
 // What a link does when it is stopped: what it still serves, what it says, and that it can be started again. That no
 // thread is left and no descriptor but that of the bus, which a link keeps for the rest of the process, is asked here
 // on the way; the endings ask it in each state that a link can be destroyed in.
-#include "BusRigTest.h"
-
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <future>
 #include <set>
 #include <stdexcept>
 #include <system_error>
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include "BusRigTest.h"
 #include "support/LinkThreads.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"

@@ -1,6 +1,4 @@
 // Two writers at once on one link: what the host puts together is what they have written.
-#include "BusRigTest.h"
-
 #include <algorithm>
 #include <future>
 #include <iterator>
@@ -10,6 +8,7 @@
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostsim/wire/WireJournal.h>
 
+#include "BusRigTest.h"
 #include "support/schedule/HostileScheduler.h"
 
 using faultywire::Entry;

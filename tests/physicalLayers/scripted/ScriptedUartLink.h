@@ -2,13 +2,13 @@
 /// The UART link above the scripted serial library.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 

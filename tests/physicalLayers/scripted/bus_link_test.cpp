@@ -1,8 +1,5 @@
 // The bus links above a serial library that the test plays: each transfer answers as the test says, byte by byte. No
 // line and no thread of the link: the test makes the reader's calls itself.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -18,6 +15,9 @@
 #include <vector>
 
 #include <sys/types.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/I2cPhysicalLayer.h>
 #include <hostlink/physicalLayers/SpiPhysicalLayer.h>

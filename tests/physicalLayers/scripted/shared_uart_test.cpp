@@ -1,12 +1,12 @@
 // How the port that threads share goes: each thread held between its announcement and the port.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <deque>
 #include <future>
 #include <memory>
 #include <optional>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include <hostlink/physicalLayers/SharedUart.h>
 

@@ -1,7 +1,4 @@
 // The UART link's ends and races, above a serial library whose port tells exactly where each thread is.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -13,6 +10,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostlink/physicalLayers/SharedUart.h>

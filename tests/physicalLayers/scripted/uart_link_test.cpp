@@ -1,12 +1,12 @@
 // The UART link above a serial library that the test plays: every read and write happens when and as the test says.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>

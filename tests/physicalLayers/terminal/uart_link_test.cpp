@@ -1,8 +1,5 @@
 // The UART link over a pseudo terminal: what the kernel and the project's serial library decide. Step by step it is
 // shown over a scripted serial library, its ends in tests/endings.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -13,6 +10,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <hostlink/HostLinkTransportLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>

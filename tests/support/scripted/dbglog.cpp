@@ -1,6 +1,6 @@
-#include <serialcomm/dbglog.h>
-
 #include <atomic>
+
+#include <serialcomm/dbglog.h>
 
 #include "ScriptedPort.h"
 

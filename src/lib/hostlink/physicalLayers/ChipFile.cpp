@@ -1,17 +1,17 @@
 #include "ChipFile.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <linux/gpio.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/gpio.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "hostlink/link/LinkLog.h"
 

@@ -1,10 +1,5 @@
 #include "ChipLine.h"
 
-#include <linux/gpio.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -13,6 +8,11 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+
+#include <linux/gpio.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "ChipFile.h"
 #include "hostlink/link/LinkLog.h"

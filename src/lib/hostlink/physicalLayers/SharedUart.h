@@ -2,14 +2,14 @@
 /// The serial port that a link's threads share, and that goes while they may be inside it.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
+
+#include <sys/types.h>
 
 #include <serialcomm/Uart.h>
 

@@ -1,14 +1,14 @@
 #include "SysfsLine.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <chrono>
 #include <string>
 #include <system_error>
 #include <thread>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include "hostlink/link/LinkLog.h"
 

@@ -1,9 +1,9 @@
 #include "ThreadState.h"
 
+#include <cstdio>
+
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <cstdio>
 
 pid_t currentThreadId() {
     return static_cast<pid_t>(syscall(SYS_gettid));

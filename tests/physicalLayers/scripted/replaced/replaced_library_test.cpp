@@ -1,8 +1,8 @@
 // The host-link library as it is built, and another serial library in the place of the one that it was linked with: all
 // that such a library must have is what stands in the headers of the classes.
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+
+#include <gtest/gtest.h>
 
 #include "../ScriptedUartLink.h"
 
