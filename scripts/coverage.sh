@@ -1,7 +1,7 @@
 #!/bin/sh
-# coverage.sh: runs the suite of build/coverage and tells how much of src/lib, src/exchange and src/sockets it has run. Below the gate it fails: every
-# line, and 95 of 100 branches, those that only an exception takes left out. What cannot be reached bears the mark
-# GCOVR_EXCL in the source, with the reason, and is listed.
+# coverage.sh: runs the suite of build/coverage and tells how much of src/lib, src/exchange and src/sockets it has run.
+# Below the gate it fails: every line, and 95 of 100 branches, those that only an exception takes left out. What cannot be
+# reached bears the mark GCOVR_EXCL in the source, with the reason, and is listed.
 set -eu
 cd "$(dirname "$0")/.."
 build=build/coverage
@@ -32,11 +32,11 @@ incomplete() {
             file = ""
         }' "$1" | grep . || echo "  none"
 }
-echo "Lines that no test runs:"
-incomplete "$build/lines.txt"
 echo "Branches that no test takes, by line:"
 incomplete "$build/branches.txt"
 echo "Left out, because it cannot be reached:"
 grep -rn 'GCOVR_EXCL' src/lib src/exchange src/sockets || echo "  nothing"
+echo "Lines that no test runs:"
+incomplete "$build/lines.txt"
 echo "Line by line: $build/html/index.html"
 report --txt "$build/lines.txt" --print-summary --fail-under-line 100 --fail-under-branch 95

@@ -130,6 +130,13 @@ struct Line {
     }
 };
 
+// As a program that dies: what it has not read is lost, and so is its connection.
+void breakOff(Peer& peer) {
+    const linger atOnce{1, 0};
+    ::setsockopt(peer.socket.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    peer = Peer();
+}
+
 // Where nobody listens: a port that the system gave and that has been given back.
 TcpAddress nobody() {
     const Socket gone = listenAt("127.0.0.1", 0);
@@ -195,10 +202,7 @@ TEST(TunnelSockets, AServerThatBreaksBreaksTheProgramsConnection) {
     Peer server = line.acceptAtServer();
     program.write(bytes("01"));
     ASSERT_TRUE(line.received(server, 1));
-    const linger atOnce{1, 0};
-    ::setsockopt(server.socket.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-    server.socket = Socket();
-    server = Peer();
+    breakOff(server);
     ASSERT_TRUE(line.ended(program));
     EXPECT_EQ(program.error, ECONNRESET);
     EXPECT_TRUE(line.until([&] { return line.atModule.connections() + line.atHost.connections() == 0; }));
@@ -215,6 +219,23 @@ TEST(TunnelSockets, AServerThatHasGoneBreaksTheProgramsConnectionToo) {
         program.write(more);
         return program.error == ECONNRESET || program.error == EPIPE;
     }));
+    EXPECT_TRUE(line.until([&] { return line.atModule.connections() + line.atHost.connections() == 0; }));
+}
+
+// After its end nothing is wanted of the server's socket, so that nobody is told of the break: the next byte meets it.
+TEST(TunnelSockets, AServerThatBreaksAfterItsEndBreaksTheProgramsConnectionWithTheNextByte) {
+    Line line;
+    Peer program = line.connect();
+    Peer server = line.acceptAtServer();
+    server.finish();
+    ASSERT_TRUE(line.ended(program));
+    EXPECT_EQ(program.error, 0);
+    breakOff(server);
+    EXPECT_TRUE(line.until([&] {
+        program.write(bytes("01"));
+        return program.error == ECONNRESET || program.error == EPIPE;
+    }));
+    EXPECT_EQ(line.atHost.counts().broken, 1u);
     EXPECT_TRUE(line.until([&] { return line.atModule.connections() + line.atHost.connections() == 0; }));
 }
 

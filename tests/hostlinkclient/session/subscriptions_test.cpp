@@ -177,9 +177,12 @@ struct Shared {
 
 } // namespace
 
+// Its thread has ended before the next subscription comes, which finds it over: it is let go there, by another thread.
 TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
     PlayedHost host;
     Client client(host.wire());
+    ASSERT_TRUE(client.waitUntilUp(20s));
+    const long threads = threadCount();
     const auto shared = std::make_shared<Shared>();
     Subscription changes;
     {
@@ -192,6 +195,7 @@ TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
     }
     auto done = shared->ended.get_future();
     mustEnd(done, "the callback");
+    mustBecomeTrue([&] { return threadCount() <= threads; }, "its thread has ended");
     Told told;
     const Subscription next = client.subscribe({STA_PlayerVolume}, told.changes());
     EXPECT_TRUE(next.established(20s));

@@ -290,12 +290,21 @@ TEST(ClientSession, TellsOnTheClientsOwnThread) {
     });
     EXPECT_EQ(answered.get_future().get(), Matcher::How::Answered);
 
+    // The client's thread is held meanwhile: what is let go cannot have been due before.
+    std::promise<void> held;
+    std::promise<void> goOn;
+    session.post([&] {
+        held.set_value();
+        goOn.get_future().wait();
+    });
+    held.get_future().wait();
     std::promise<void> later;
     std::atomic<bool> never{false};
     const auto soon = std::chrono::steady_clock::now() + 5ms;
     Session::Handle dropped = session.postAt(soon, [&] { never = true; });
     dropped.reset();
     const Session::Handle timer = session.postAt(soon, [&] { later.set_value(); });
+    goOn.set_value();
     later.get_future().wait();
     std::promise<void> called;
     session.callBack([&] {
