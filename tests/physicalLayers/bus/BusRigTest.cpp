@@ -60,9 +60,13 @@ void BusRigTest::make(const HostLinkPhysicalLayer::Properties& all) {
     link->addDataReceivedObserver([this](ByteArray packet) { delivered.add(std::move(packet)); });
 }
 
-void BusRigTest::start() {
-    ASSERT_NO_FATAL_FAILURE(make());
+void BusRigTest::start(const HostLinkPhysicalLayer::Properties& all) {
+    ASSERT_NO_FATAL_FAILURE(make(all));
     ASSERT_TRUE(link->serialOk());
+    ASSERT_NO_FATAL_FAILURE(init());
+}
+
+void BusRigTest::init() {
     ASSERT_TRUE(link->init());
     ASSERT_NE(linkThreads.polling(), -1);
 }

@@ -76,9 +76,12 @@ protected:
     /// Made, not started.
     void make(const HostLinkPhysicalLayer::Properties& all);
     void make() { make(properties()); }
-    /// Made and started, and the watcher asleep. A value file that was just opened reports an event although nothing
-    /// has happened; an edge that comes in the middle of the read that takes it back is seen twice.
-    void start();
+    /// Started, and the watcher asleep. A value file that was just opened reports an event although nothing has
+    /// happened; an edge that comes in the middle of the read that takes it back is seen twice.
+    void init();
+    /// Made and started.
+    void start() { start(properties()); }
+    void start(const HostLinkPhysicalLayer::Properties& all);
     /// The same, with a bus whose answers the test scripts and a line that only the test pulls.
     void startManual();
 

@@ -326,7 +326,7 @@ TEST_P(BusWrite, ObserverMayHaveAnotherThreadWriteWhileTheBusIsBusy) {
     link->shutdown();
     link->addDataReceivedObserver(
         [&](const ByteArray&) { writers.emplace_back([&] { accepted += write() == Accepted; }); });
-    ASSERT_TRUE(link->init());
+    ASSERT_NO_FATAL_FAILURE(init());
     for (int i = 0; i < 10; ++i) rig.press(1); // 20 messages
     ASSERT_TRUE(delivered.waitForCount(20));
     link->shutdown(); // the observers have returned

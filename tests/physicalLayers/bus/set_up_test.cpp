@@ -345,7 +345,7 @@ TEST_P(BusSetUp, MessagesFlowAgainAfterShutdownAndInit) {
     expectMessagesFlow();
     for (int round = 0; round < 5; ++round) {
         link->shutdown();
-        ASSERT_TRUE(link->init());
+        ASSERT_NO_FATAL_FAILURE(init());
         expectMessagesFlow();
         EXPECT_EQ(link->writeData(numberedMessage(1)), Accepted);
     }

@@ -19,7 +19,7 @@ protected:
         transport = std::make_unique<HostLinkTransportLayer>(link.get());
         transport->addMessageReceivedObserver([this](ByteArray message) { messages.add(std::move(message)); });
         transport->initTransportLayer();
-        ASSERT_NE(linkThreads.polling(), -1); // as in `start`
+        ASSERT_NE(linkThreads.polling(), -1); // as in `init`
     }
     void SetUp() override {
         BusRigTest::SetUp();
