@@ -235,10 +235,10 @@ std::string RigCommands::carryOutReply(size_t board, const Words& words) {
 }
 
 std::string RigCommands::askSlave(size_t board, const Words& words) {
-    const Time now = rig.now();
     const std::string argument = restOf(words);
-    const std::optional<std::string> answer = rig.access(
-        [&](RigState& state, Wakeups&) { return state.port(board).slave().command(words[0], argument, now); });
+    const std::optional<std::string> answer = rig.access([&](RigState& state, Wakeups&) {
+        return state.port(board).slave().command(words[0], argument, rig.now()); // the slave's time does not go back
+    });
     if (!answer) refuse("no such command: " + words[0]);
     return answer->empty() ? "ok" : "ok " + *answer;
 }

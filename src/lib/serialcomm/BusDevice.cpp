@@ -47,8 +47,9 @@ bool BusDevice::isPossible(const char* verb, long long size, std::size_t limit) 
         return refuse("cannot " + std::string(verb) + " " + std::to_string(size) + " bytes: " + why);
     };
     if (size < 0) return impossible("the size is negative");
-    if (static_cast<unsigned long long>(size) > limit)
+    if (static_cast<unsigned long long>(size) > limit) {
         return impossible("the driver takes " + std::to_string(limit) + " at once");
+    }
     return true;
 }
 

@@ -58,8 +58,9 @@ std::shared_ptr<const BusFile> BusFiles::current(const Key& key) {
 std::shared_ptr<const BusFile> BusFiles::share(const Key& key, Descriptor opened) {
     auto mine = std::make_shared<const BusFile>(std::move(opened));
     const std::lock_guard<std::mutex> lock(mutex);
-    for (auto entry = files.begin(); entry != files.end();)
+    for (auto entry = files.begin(); entry != files.end();) {
         entry = entry->second.expired() ? files.erase(entry) : std::next(entry);
+    }
     std::weak_ptr<const BusFile>& entry = files[key];
     std::shared_ptr<const BusFile> theirs = entry.lock();
     if (theirs && theirs->isSameAs(*mine)) return theirs;

@@ -34,8 +34,9 @@ constexpr std::array<Maker, 6> makers{{
 std::string makerOf(std::string_view path) {
     const std::size_t number = path.find_last_not_of("0123456789.") + 1;
     if (number == path.size()) return {};
-    for (const Maker& maker : makers)
+    for (const Maker& maker : makers) {
         if (path.substr(0, number) == maker.prefix) return "; " + std::string(maker.advice);
+    }
     return {};
 }
 
@@ -50,14 +51,15 @@ Descriptor openDeviceFile(const std::string& path, int extraFlags, const std::st
     Descriptor opened(repeatInterrupted([&] { return ::open(path.c_str(), flags); }));
     if (opened) return opened;
     const int error = errno;
-    if (error == EBUSY)
+    if (error == EBUSY) {
         logError(device, whenBusy(path));
-    else if (error == EACCES)
+    } else if (error == EACCES) {
         logSystemError(device, "cannot open (is this user in the group of the device file?)", error);
-    else if (error == ENOENT || error == ENXIO || error == ENODEV)
+    } else if (error == ENOENT || error == ENXIO || error == ENODEV) {
         logError(device, "cannot open: " + errorText(error) + makerOf(path));
-    else
+    } else {
         logSystemError(device, "cannot open", error);
+    }
     return {};
 }
 

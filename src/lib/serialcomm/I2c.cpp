@@ -50,8 +50,9 @@ struct I2c::Impl {
 std::string I2c::Impl::configure(int fd) const {
     // A driver that does not tell what it can do is given the benefit of the doubt; the transfers will show.
     unsigned long functions = 0;
-    if (::ioctl(fd, I2C_FUNCS, &functions) == 0 && (functions & I2C_FUNC_I2C) == 0)
+    if (::ioctl(fd, I2C_FUNCS, &functions) == 0 && (functions & I2C_FUNC_I2C) == 0) {
         return "the bus does SMBus commands only; plain I2C transfers are needed";
+    }
     if (repeatInterrupted([&] { return ::ioctl(fd, I2C_SLAVE, static_cast<long>(address)); }) >= 0) return {};
     const int error = errno;
     if (error == ENOTTY) return "not an I2C bus; give the path of a bus device such as /dev/i2c-1";
@@ -64,8 +65,9 @@ I2c::I2c(const std::string& path, int address) : impl(std::make_unique<Impl>(pat
 I2c::~I2c() = default;
 
 bool I2c::open() {
-    if (impl->address < lowestAddress || impl->address > highestAddress)
+    if (impl->address < lowestAddress || impl->address > highestAddress) {
         return impl->bus.refuse("not a device address; use 0x03 to 0x77");
+    }
     return impl->bus.open([this](int fd) { return impl->configure(fd); });
 }
 

@@ -79,10 +79,11 @@ int get(int fd, unsigned long request, void* line) {
 }
 
 bool reportUnreadable(int error, const std::string& device) {
-    if (error == ENOTTY)
+    if (error == ENOTTY) {
         logError(device, "not a serial port; give the path of a terminal device such as /dev/ttyS0");
-    else
+    } else {
         logSystemError(device, "cannot read the line settings", error);
+    }
     return false;
 }
 
@@ -217,10 +218,11 @@ void restoreLine(int fd, const LineSettings& settings, const FoundLine& found) {
     line.c_ispeed = left.inputSpeed;
     line.c_ospeed = left.outputSpeed;
     const auto older = load<struct termios>(left);
-    if (found.hasSpeeds)
+    if (found.hasSpeeds) {
         repeatInterrupted([&] { return ::ioctl(fd, TCSETS2, &line); });
-    else
+    } else {
         repeatInterrupted([&] { return ::ioctl(fd, TCSETS, &older); });
+    }
     serial_struct driver{};
     if (!found.lowLatencyAdded || ::ioctl(fd, TIOCGSERIAL, &driver) != 0) return;
     driver.flags &= ~static_cast<int>(ASYNC_LOW_LATENCY);

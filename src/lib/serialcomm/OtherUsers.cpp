@@ -67,8 +67,9 @@ Folder openFolder(int parent, const std::string& name) {
 bool holds(int processes, const std::string& process, const std::string& terminal) {
     const Folder files = openFolder(processes, process + "/fd");
     if (!files) return false;
-    while (const dirent* file = ::readdir(files.get()))
+    while (const dirent* file = ::readdir(files.get())) {
         if (targetOf(::dirfd(files.get()), file->d_name) == terminal) return true;
+    }
     return false;
 }
 
@@ -87,8 +88,9 @@ std::vector<std::string> holdersOf(const std::string& terminal) {
     while (const dirent* entry = ::readdir(processes.get())) {
         if (names.size() == mostNamed) break;
         const std::string process = entry->d_name;
-        if (isNumber(entry->d_name) && process != own && holds(folder, process, terminal))
+        if (isNumber(entry->d_name) && process != own && holds(folder, process, terminal)) {
             names.push_back(nameOf(folder, process));
+        }
     }
     return names;
 }
@@ -102,14 +104,16 @@ bool isPty(dev_t terminal) {
 void warnOfOtherUsers(int fd, const std::string& device) {
     struct stat status {};
     if (::fstat(fd, &status) != 0 || isPty(status.st_rdev)) return;
-    if (isConsole(status.st_rdev))
+    if (isConsole(status.st_rdev)) {
         logWarning(device, "is a console of the kernel (console= on its command line): the far side gets its messages");
+    }
     const std::string path = targetOf(AT_FDCWD, ("/proc/self/fd/" + std::to_string(fd)).c_str());
     if (path.empty()) return;
-    for (const std::string& holder : holdersOf(path))
+    for (const std::string& holder : holdersOf(path)) {
         logWarning(device,
                    "is also open in " + holder + ", which takes bytes from the far side and may send it others; " +
                        "end that program (a getty: systemctl disable --now serial-getty@ with the port's name)");
+    }
 }
 
 } // namespace serialcomm

@@ -28,8 +28,9 @@ std::size_t driverBufferSize() {
     const Descriptor file(repeatInterrupted([] { return ::open(bufferSizePath, O_RDONLY | O_CLOEXEC); }));
     if (!file) return usualBufferSize;
     std::array<char, 16> text{}; // stays terminated: one byte less is read
-    if (repeatInterrupted([&] { return ::read(file.get(), text.data(), text.size() - 1); }) <= 0)
+    if (repeatInterrupted([&] { return ::read(file.get(), text.data(), text.size() - 1); }) <= 0) {
         return usualBufferSize;
+    }
     const unsigned long size = std::strtoul(text.data(), nullptr, 10);
     return size == 0 ? usualBufferSize : size;
 }
@@ -89,8 +90,9 @@ Spi::~Spi() = default;
 
 bool Spi::open() {
     if (impl->speed <= 0) return impl->bus.refuse("speed " + std::to_string(impl->speed) + " is not possible; give Hz");
-    if (impl->mode > highestMode)
+    if (impl->mode > highestMode) {
         return impl->bus.refuse("mode " + std::to_string(impl->mode) + " is not known; use 0 to 3");
+    }
     if (!impl->bus.open([this](int fd) { return impl->configure(fd); })) return false;
     impl->limit = driverBufferSize();
     return true;

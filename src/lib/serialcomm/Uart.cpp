@@ -71,10 +71,11 @@ bool lockPort(int fd, bool exclusive, const std::string& device) {
     const int operation = (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
     if (repeatInterrupted([&] { return ::flock(fd, operation); }) == 0) return true;
     const int error = errno;
-    if (error == EWOULDBLOCK)
+    if (error == EWOULDBLOCK) {
         logError(device, "is in use by another program");
-    else
+    } else {
         logSystemError(device, "cannot lock", error);
+    }
     return false;
 }
 

@@ -36,6 +36,9 @@ struct board {
 
 static struct board boards[2];
 
+static bool single; // the adapters cannot combine: a transaction is one message
+module_param(single, bool, 0644);
+
 static int add_phase(struct board* board, u32 length, u32 ways, const void* bytes) {
     if (board->head.phases == MAX_PHASES || length > MAX_BYTES) return -EMSGSIZE;
     if ((ways & RIG_OUT) && board->head.outBytes + length > MAX_BYTES) return -EMSGSIZE;
@@ -74,6 +77,7 @@ static int i2c_transfer_rig(struct i2c_adapter* adapter, struct i2c_msg* message
     u32 at = 0;
     int i;
 
+    if (single && count > 1) return -EOPNOTSUPP;
     mutex_lock(&board->lock);
     board->head = (struct rig_transaction){.bus = RIG_I2C, .address = messages[0].addr};
     for (i = 0; i < count && result == 0; i++)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 // A GPIO controller "riggpio" with 64 lines and interrupts, numbers 0 to 63 below /sys/class/gpio, whose levels a user
-// process sets, and "riggpio-plain", numbers 64 to 71, which has neither outputs nor interrupts. To /dev/riggpio go
+// process sets; line 17 has the name "HOST_IRQ", as a device tree would give it. And "riggpio-plain", numbers 64 to 71,
+// which has neither outputs nor interrupts. To /dev/riggpio go
 //   "17 0"          the outside pulls line 17 low (1: lets it go)
 //   "inputs"        all lines are inputs, which they do not become by themselves when a program gives them back
 //   "remove", "add" both controllers go, as when their driver is unbound, and come again
@@ -12,9 +13,10 @@
 #include <linux/module.h>
 #include <linux/mutex.h>
 #include <linux/platform_device.h>
+#include <linux/property.h>
 #include <linux/uaccess.h>
 
-enum { LINES = 64, PLAIN_LINES = 8 };
+enum { LINES = 64, PLAIN_LINES = 8, NAMED_LINE = 17 };
 
 // What the pins do, which is there without the driver too.
 static DEFINE_SPINLOCK(pins);         // guards `high` and the order of its changes
@@ -145,8 +147,13 @@ static int bind(struct platform_device* device) {
 static struct platform_driver driver = {.probe = bind, .driver = {.name = "riggpio"}};
 
 static int add_board(void) {
+    static const char* const names[] = {[0 ... NAMED_LINE - 1] = "", [NAMED_LINE] = "HOST_IRQ"};
+    const struct property_entry properties[] = {PROPERTY_ENTRY_STRING_ARRAY("gpio-line-names", names), {}};
+    const struct platform_device_info information = {
+        .name = "riggpio", .id = PLATFORM_DEVID_NONE, .properties = properties};
+
     if (board) return -EEXIST;
-    board = platform_device_register_simple("riggpio", PLATFORM_DEVID_NONE, NULL, 0);
+    board = platform_device_register_full(&information);
     return PTR_ERR_OR_ZERO(board);
 }
 

@@ -112,6 +112,8 @@ TEST_P(KernelChipLine, WhatTheKernelRefusesIsTold) {
 
 // --- sysfs ---
 
+using Texts = std::vector<std::string>;
+
 TEST(KernelSysfsLineTold, LineOfAControllerWithoutInterruptsIsToldToBeDeaf) {
     busrig::RigControl rig;
     rig.reset();
@@ -120,11 +122,10 @@ TEST(KernelSysfsLineTold, LineOfAControllerWithoutInterruptsIsToldToBeDeaf) {
     properties.setInt(GpioNumber, 64);
     const std::unique_ptr<HostLinkPhysicalLayer> link(HostLinkPhysicalLayer::create("i2c", properties));
     EXPECT_TRUE(link->init());
-    EXPECT_TRUE(
-        log.contains(log4cplus::WARN_LOG_LEVEL,
-                     "Gpio 64: edge could not be set to falling: No such file or directory; the line is not "
-                     "exported, or its controller cannot interrupt: the link is deaf, the host's packets are not "
-                     "read"));
+    EXPECT_EQ(log.texts(log4cplus::WARN_LOG_LEVEL),
+              (Texts{"Gpio direction failed: 64", "Gpio edge failed: 64",
+                     "Gpio 64: edge could not be set to falling: No such file or directory; its controller cannot "
+                     "interrupt: the link is deaf, the host's packets are not read"}));
     std::ofstream("/sys/class/gpio/unexport") << 64 << std::flush;
 }
 
@@ -139,9 +140,25 @@ TEST(KernelSysfsLineTold, LineThatAnotherHoldsIsToldToBeHeld) {
     const LogCapture log("HostLinkPhysicalLayer");
     const std::unique_ptr<HostLinkPhysicalLayer> link(HostLinkPhysicalLayer::create("i2c", properties));
     EXPECT_FALSE(link->init());
-    EXPECT_TRUE(log.contains(log4cplus::WARN_LOG_LEVEL,
-                             "Gpio 17: a driver or another program holds the line (gpioinfo names it): it cannot be "
-                             "exported, and the link cannot start until it is free"));
+    EXPECT_EQ(log.texts(log4cplus::WARN_LOG_LEVEL),
+              (Texts{"Gpio direction failed: 17", "Gpio edge failed: 17", "Open failed: 17",
+                     "Gpio 17: a driver or another program holds the line (gpioinfo names it): it cannot be exported, "
+                     "and the link cannot start until it is free"}));
+}
+
+TEST(KernelSysfsLineTold, NumberOfNoControllerIsToldToBeNone) {
+    busrig::RigControl rig;
+    rig.reset();
+    const LogCapture log("HostLinkPhysicalLayer");
+    HostLinkPhysicalLayer::Properties properties = propertiesOf(Wire::I2c);
+    properties.setInt(GpioNumber, 4711);
+    const std::unique_ptr<HostLinkPhysicalLayer> link(HostLinkPhysicalLayer::create("i2c", properties));
+    EXPECT_FALSE(link->init());
+    EXPECT_EQ(
+        log.texts(log4cplus::WARN_LOG_LEVEL),
+        (Texts{"Gpio direction failed: 4711", "Gpio edge failed: 4711", "Open failed: 4711",
+               "Gpio 4711: could not be exported: Invalid argument (no controller has a line of this number); the "
+               "link cannot start until it is"}));
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #include "BusRigTest.h"
 
 #include <algorithm>
+#include <exception>
+#include <iostream>
 
 HostLinkPhysicalLayer::Properties propertiesOf(Wire wire, const busrig::RigBoard& board) {
     HostLinkPhysicalLayer::Properties properties;
@@ -40,6 +42,17 @@ bool Received::waitFor(const ByteArray& bytes) const {
                           [&] { return std::find(received.begin(), received.end(), bytes) != received.end(); });
 }
 
+// What the link said, and how often the host has asked, tell apart what the test alone cannot.
+BusRigTest::~BusRigTest() {
+    if (!HasFailure()) return;
+    for (const LogLine& line : log.lines()) std::cout << testing::PrintToString(line) << '\n';
+    try {
+        std::cout << "interrupts " << rig.count("interrupts") << ", edges " << rig.count("edges") << std::endl;
+    } catch (const std::exception& reason) {
+        std::cout << "the rig: " << reason.what() << std::endl;
+    }
+}
+
 void BusRigTest::make(const HostLinkPhysicalLayer::Properties& all) {
     link.reset();
     link.reset(dynamic_cast<SyncSerialLayer*>(HostLinkPhysicalLayer::create(nameOf(GetParam()).c_str(), all)));
@@ -47,10 +60,15 @@ void BusRigTest::make(const HostLinkPhysicalLayer::Properties& all) {
     link->addDataReceivedObserver([this](ByteArray packet) { delivered.add(std::move(packet)); });
 }
 
-void BusRigTest::start() {
-    ASSERT_NO_FATAL_FAILURE(make());
+void BusRigTest::start(const HostLinkPhysicalLayer::Properties& all) {
+    ASSERT_NO_FATAL_FAILURE(make(all));
     ASSERT_TRUE(link->serialOk());
+    ASSERT_NO_FATAL_FAILURE(init());
+}
+
+void BusRigTest::init() {
     ASSERT_TRUE(link->init());
+    ASSERT_NE(linkThreads.polling(), -1);
 }
 
 void BusRigTest::startManual() {
@@ -59,6 +77,7 @@ void BusRigTest::startManual() {
 }
 
 void BusRigTest::edge() {
+    ASSERT_NE(linkThreads.polling(), -1);
     rig.line(gpio, false);
     ASSERT_TRUE(log.waitFor("IRQ GPIO falling edge (rdbuf = 0)", ++edges));
     ASSERT_NE(linkThreads.polling(), -1); // it logs the edge before it queues it, and waits for the next one after

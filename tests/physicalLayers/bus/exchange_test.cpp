@@ -245,12 +245,12 @@ TEST_P(BusWrite, LinkWritesBeforeInitAndAfterShutdown) {
 }
 
 TEST_P(BusWrite, HostsAnswerDecidesTheResult) {
-    rig.command("host-options nackFirst=1");
+    newHost("nackFirst=1");
     EXPECT_EQ(write(), Rejected);
     EXPECT_EQ(write(), Accepted);
-    rig.command("host-options ackNackEvery=1");
+    newHost("ackNackEvery=1");
     EXPECT_EQ(write(), Error);
-    rig.command("host-options neitherEvery=1");
+    newHost("neitherEvery=1");
     EXPECT_EQ(write(), NoResponse);
     EXPECT_THAT(errors(), IsEmpty());
 }
@@ -258,7 +258,7 @@ TEST_P(BusWrite, HostsAnswerDecidesTheResult) {
 TEST_P(BusWrite, ResponseThatStartsLateIsAccepted) {
     for (const char* late : {"1", "2", "3"}) {
         log.clear();
-        rig.command(std::string("host-options lateTransfers=") + late);
+        newHost(std::string("lateTransfers=") + late);
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(write(), Accepted) << late;
         EXPECT_GE(std::chrono::steady_clock::now() - begin, std::stoi(late) * std::chrono::microseconds(1500));
@@ -267,7 +267,7 @@ TEST_P(BusWrite, ResponseThatStartsLateIsAccepted) {
 }
 
 TEST_P(BusWrite, ResponseThatStartsLaterThanTheLastReReadIsNone) {
-    rig.command("host-options lateTransfers=4");
+    newHost("lateTransfers=4");
     EXPECT_EQ(write(), NoResponse);
     EXPECT_THAT(errors(),
                 ElementsAre("Serial device read write failed", "Expected ack, got something else: 0 valid: 0"));
@@ -326,7 +326,7 @@ TEST_P(BusWrite, ObserverMayHaveAnotherThreadWriteWhileTheBusIsBusy) {
     link->shutdown();
     link->addDataReceivedObserver(
         [&](const ByteArray&) { writers.emplace_back([&] { accepted += write() == Accepted; }); });
-    ASSERT_TRUE(link->init());
+    ASSERT_NO_FATAL_FAILURE(init());
     for (int i = 0; i < 10; ++i) rig.press(1); // 20 messages
     ASSERT_TRUE(delivered.waitForCount(20));
     link->shutdown(); // the observers have returned

@@ -19,6 +19,7 @@ protected:
         transport = std::make_unique<HostLinkTransportLayer>(link.get());
         transport->addMessageReceivedObserver([this](ByteArray message) { messages.add(std::move(message)); });
         transport->initTransportLayer();
+        ASSERT_NE(linkThreads.polling(), -1); // as in `init`
     }
     void SetUp() override {
         BusRigTest::SetUp();
@@ -128,19 +129,19 @@ TEST_P(BusStack, LargePacketsAreWrittenWhole) {
 }
 
 TEST_P(BusStack, HostThatAnnouncesSizesIsReadAll) {
-    rig.command("host-options irqAnnounceFirst=1");
+    newHost("irqAnnounceFirst=1");
     expectEcho(200);
     EXPECT_THAT(errors(), testing::IsEmpty());
 }
 
 TEST_P(BusStack, HostThatRefusesOnceIsAskedAgain) {
-    rig.command("host-options irqNackFirst=1");
+    newHost("irqNackFirst=1");
     expectEcho(200);
     EXPECT_THAT(errors(), Each(std::string("Received NACK to IRQ frame, retrying")));
 }
 
 TEST_P(BusStack, HostThatRefusesOftenDeliversAfterItsNextEdges) {
-    rig.command("host-options irqNackFirst=3");
+    newHost("irqNackFirst=3,interruptRepeatMs=250");
     rig.send({0x06, 0x00, 0x01, 0x00, 0x00, 0xC0});
     expectMessages({bytes("06 00 01 00 00 C0")});
     EXPECT_THAT(errors(), ElementsAre("Received NACK to IRQ frame, retrying",
@@ -149,23 +150,24 @@ TEST_P(BusStack, HostThatRefusesOftenDeliversAfterItsNextEdges) {
 }
 
 TEST_P(BusStack, HostThatIsLateIsWaitedFor) {
-    rig.command("host-options lateTransfers=2");
+    newHost("lateTransfers=2");
     expectEcho(200);
     EXPECT_THAT(errors(), testing::IsEmpty());
 }
 
 TEST_P(BusStack, HostThatRefusesPacketsGetsThemAgain) {
-    rig.command("host-options nackFirst=3");
+    newHost("nackFirst=3");
     expectEcho(200);
 }
 
 TEST_P(BusStack, MessageIsGivenUpAfterTheFourthRefusal) {
-    rig.command("host-options nackFirst=4");
+    newHost("nackFirst=4");
     EXPECT_FALSE(transport->writeMessage(bytes("03 00 01 09 00")));
     EXPECT_EQ(rig.count("nacksSent"), 4U);
 }
 
 TEST_P(BusStack, GoesOnAfterEachFaultOfTheWire) {
+    newHost("interruptRepeatMs=250");
     for (const char* fault : {"late 2", "wrong-start 1", "edge-back-high 1", "edge-burst 4", "mute 1", "silent 1"}) {
         rig.fault(fault);
         rig.send({0x01, 0x02, 0x03}); // delivered as it is: the transport does not read it

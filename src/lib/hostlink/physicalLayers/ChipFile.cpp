@@ -15,6 +15,9 @@
 
 #include "hostlink/link/LinkLog.h"
 
+using descriptor::Descriptor;
+using descriptor::repeatInterrupted;
+
 namespace {
 
 log4cplus::Logger& logger = linkLogger();
@@ -26,20 +29,13 @@ std::string reasonOf(int error) {
     return std::generic_category().message(error);
 }
 
-int openFile(const std::string& path) {
-    int fd;
-    do {
-        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC); // requests need no more
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+Descriptor openFile(const std::string& path) {
+    return Descriptor(
+        repeatInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); })); // requests need no more
 }
 
-int askChip(int fd, unsigned long request, void* answer) {
-    int result;
-    do {
-        result = ::ioctl(fd, request, answer);
-    } while (result < 0 && errno == EINTR);
-    return result;
+int askChip(const Descriptor& chip, unsigned long request, void* answer) {
+    return repeatInterrupted([&] { return ::ioctl(chip.get(), request, answer); });
 }
 
 // The kernel ends its texts within their field.
@@ -47,10 +43,10 @@ template <std::size_t size> std::string textOf(const char (&field)[size]) {
     return {field, ::strnlen(field, size)};
 }
 
-bool askLine(int fd, std::uint32_t offset, gpio_v2_line_info* info) {
+bool askLine(const Descriptor& chip, std::uint32_t offset, gpio_v2_line_info* info) {
     *info = {};
     info->offset = offset;
-    return askChip(fd, GPIO_V2_GET_LINEINFO_IOCTL, info) >= 0;
+    return askChip(chip, GPIO_V2_GET_LINEINFO_IOCTL, info) >= 0;
 }
 
 // What would make the device file appear, or open.
@@ -78,24 +74,20 @@ std::vector<std::string> chipsInFolder() {
 
 } // namespace
 
-ChipFile::~ChipFile() {
-    if (fd >= 0) ::close(fd);
-}
-
 bool ChipFile::open(const std::string& chip) {
     return chip.find('/') != std::string::npos ? openPath(chip) : openLabel(chip);
 }
 
 bool ChipFile::openPath(const std::string& path) {
     file = path;
-    fd = openFile(path);
-    if (fd < 0) {
+    device = openFile(path);
+    if (!device) {
         const int error = errno;
         LOG4CPLUS_ERROR(logger, "Gpio chip " << path << ": cannot open" << adviceOn(error) << ": " << reasonOf(error));
         return false;
     }
     gpiochip_info chip{};
-    if (askChip(fd, GPIO_GET_CHIPINFO_IOCTL, &chip) < 0) {
+    if (askChip(device, GPIO_GET_CHIPINFO_IOCTL, &chip) < 0) {
         LOG4CPLUS_ERROR(logger, "Gpio chip "
                                     << path
                                     << ": not a GPIO chip; give the path of one such as /dev/gpiochip0, or its label");
@@ -110,15 +102,15 @@ bool ChipFile::openLabel(const std::string& label) {
     int refused = 0; // errno of the last chip that could not be opened
     for (const std::string& name : chipsInFolder()) {
         const std::string path = std::string(deviceFolder) + "/" + name;
-        const int candidate = openFile(path);
-        if (candidate < 0) {
+        const Descriptor candidate = openFile(path);
+        if (!candidate) {
             refused = errno;
             continue;
         }
         gpiochip_info chip{};
-        if (askChip(candidate, GPIO_GET_CHIPINFO_IOCTL, &chip) >= 0 && (textOf(chip.label) == label || name == label))
+        if (askChip(candidate, GPIO_GET_CHIPINFO_IOCTL, &chip) >= 0 && (textOf(chip.label) == label || name == label)) {
             matches.push_back(path);
-        ::close(candidate);
+        }
     }
     if (matches.size() == 1) return openPath(matches.front());
     if (!matches.empty()) {
@@ -140,7 +132,7 @@ int ChipFile::findLine(const std::string& name) const {
     int count = 0;
     for (std::uint32_t offset = 0; offset < lines; ++offset) {
         gpio_v2_line_info info{};
-        if (!askLine(fd, offset, &info)) {
+        if (!askLine(device, offset, &info)) {
             const int error = errno;
             LOG4CPLUS_ERROR(logger, "Gpio chip " << file << ": cannot ask for line " << offset
                                                  << " (Linux before 5.10?): " << reasonOf(error));
@@ -169,7 +161,7 @@ bool ChipFile::hasLine(int offset) const {
 
 std::string ChipFile::holderOf(int offset) const {
     gpio_v2_line_info info{};
-    if (!askLine(fd, static_cast<std::uint32_t>(offset), &info)) return "somebody";
+    if (!askLine(device, static_cast<std::uint32_t>(offset), &info)) return "somebody";
     if ((info.flags & GPIO_V2_LINE_FLAG_USED) == 0) return {};
     if (info.consumer[0] == 0) return "somebody";
     return "\"" + textOf(info.consumer) + "\"";

@@ -5,17 +5,14 @@
 #include <cstdint>
 #include <string>
 
+#include <descriptor/Descriptor.h>
+
 /// Finds and opens a chip, and finds a line on it. What fails is told at ERROR. One thread.
 class ChipFile {
 public:
-    ChipFile() = default;
-    ChipFile(const ChipFile&) = delete;
-    ChipFile& operator=(const ChipFile&) = delete;
-    ~ChipFile();
-
     /// Opens the chip at this path, or, for a text without a slash, the only one in /dev with this label or name.
     bool open(const std::string& chip);
-    int descriptor() const { return fd; }
+    int descriptor() const { return device.get(); }
     /// Of the device file; set by `open`.
     const std::string& path() const { return file; }
 
@@ -30,7 +27,7 @@ private:
     bool openPath(const std::string& path);
     bool openLabel(const std::string& label);
 
-    int fd = -1;
+    descriptor::Descriptor device;
     std::uint32_t lines = 0;
     std::string file;
 };

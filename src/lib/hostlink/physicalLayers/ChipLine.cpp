@@ -42,8 +42,9 @@ constexpr std::array<Bias, 4> biases{{{"", 0},
                                       {"disabled", GPIO_V2_LINE_FLAG_BIAS_DISABLED}}};
 
 std::optional<std::uint64_t> flagOf(const std::string& name) {
-    for (const Bias& bias : biases)
+    for (const Bias& bias : biases) {
         if (name == bias.name) return bias.flag;
+    }
     return std::nullopt;
 }
 
@@ -54,11 +55,7 @@ std::uint64_t now() {
 }
 
 int ask(int fd, unsigned long request, void* argument) {
-    int result;
-    do {
-        result = ::ioctl(fd, request, argument);
-    } while (result < 0 && errno == EINTR);
-    return result;
+    return descriptor::repeatInterrupted([&] { return ::ioctl(fd, request, argument); });
 }
 
 // The level of the one line of a request; none, with errno, when it cannot be read.
@@ -117,7 +114,7 @@ bool ChipLine::request(std::uint64_t flags) {
     line = "Gpio line " + std::to_string(offset) + " of " + chip.path();
     gpio_v2_line_request asked = requestOf(offset, flags, settings.debounce);
     if (ask(chip.descriptor(), GPIO_V2_GET_LINE_IOCTL, &asked) >= 0) {
-        fd = asked.fd;
+        watched = descriptor::Descriptor(asked.fd);
         return true;
     }
     const int error = errno;
@@ -139,7 +136,7 @@ bool ChipLine::request(std::uint64_t flags) {
 bool ChipLine::countLevel() {
     events = {};
     const std::uint64_t before = now();
-    const std::optional<bool> low = levelIsLow(fd);
+    const std::optional<bool> low = levelIsLow(watched.get());
     if (low) {
         untold = events.look(*low, before);
         return true;
@@ -150,7 +147,7 @@ bool ChipLine::countLevel() {
 }
 
 InterruptLine::Wait ChipLine::beforeWait() {
-    return {fd, POLLIN, untold > 0 ? 0 : minute};
+    return {watched.get(), POLLIN, untold > 0 ? 0 : minute};
 }
 
 InterruptLine::Seen ChipLine::afterWait(short reported) {
@@ -162,7 +159,7 @@ InterruptLine::Seen ChipLine::afterWait(short reported) {
 
 InterruptLine::Seen ChipLine::readEvents(std::size_t edges) {
     std::array<unsigned char, eventsAtOnce * LineEvents::eventBytes> bytes; // no memory: the watcher cannot do without
-    const ssize_t count = ::read(fd, bytes.data(), bytes.size());
+    const ssize_t count = ::read(watched.get(), bytes.data(), bytes.size());
     if (count < 0) return errno == EINTR || errno == EAGAIN ? Seen{true, edges} : lost(errno, edges);
     if (count == 0) return lost(ENODEV, edges);
     const LineEvents::Decision decision = events.take(bytes.data(), static_cast<std::size_t>(count));
@@ -184,11 +181,10 @@ InterruptLine::Seen ChipLine::lost(int error, std::size_t edges) const {
 }
 
 bool ChipLine::isLow() {
-    return levelIsLow(fd).value_or(false);
+    return levelIsLow(watched.get()).value_or(false);
 }
 
 void ChipLine::close() {
-    if (fd >= 0) ::close(fd);
-    fd = -1;
+    watched.reset();
     untold = 0;
 }

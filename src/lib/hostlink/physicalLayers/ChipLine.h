@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include <descriptor/Descriptor.h>
+
 #include "InterruptLine.h"
 #include "hostlink/machines/LineEvents.h"
 
@@ -23,7 +25,6 @@ public:
     };
 
     explicit ChipLine(Settings lineSettings);
-    ~ChipLine() override { ChipLine::close(); }
 
     /// False, in this order: a setting is not known; there is no such chip, it cannot be opened, or several have this
     /// label; it has no such line, or several of this name; the line is held by somebody, whom the ERROR line names, or
@@ -41,8 +42,8 @@ private:
     Seen lost(int error, std::size_t edges) const;
 
     const Settings settings;
-    std::string line;       // how log lines name it
-    int fd = -1;            // of the request
-    LineEvents events;      // the watcher's once the line is open
-    std::size_t untold = 0; // edges that the watcher has not been told of yet; as above
+    std::string line;               // how log lines name it
+    descriptor::Descriptor watched; // of the request
+    LineEvents events;              // the watcher's once the line is open
+    std::size_t untold = 0;         // edges that the watcher has not been told of yet; as above
 };

@@ -5,14 +5,13 @@
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
+#include <descriptor/Descriptor.h>
 #include <serialcomm/SerialBus.h>
 
 #include "InterruptLine.h"
+#include "StopSignal.h"
 #include "hostlink/HostLinkIrqFrame.h"
 #include "hostlink/HostLinkRspFrame.h"
 #include "hostlink/link/CallGate.h"
@@ -79,6 +78,7 @@ struct SyncSerialLayer::Round {
 
 SyncSerialLayer::SyncSerialLayer(const Properties& properties)
     : HostLinkPhysicalLayer(properties),
+      stopSignal(std::make_unique<StopSignal>()),
       irqExchange(std::make_unique<IrqExchange>()),
       callers(std::make_unique<CallGate>()) {
     readProperties(properties);
@@ -148,31 +148,17 @@ void SyncSerialLayer::undoInit() {
 bool SyncSerialLayer::openDescriptors() {
     if (!line->open()) return false; // may take a second: not under the lock
     const std::lock_guard lock(descriptorMutex);
-    stopFd = eventfd(0, EFD_CLOEXEC);
-    if (stopFd < 0) {
-        LOG4CPLUS_ERROR(logger, "Failed to create eventfd");
-        return false;
-    }
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        LOG4CPLUS_ERROR(logger, "Failed to create pipe: " << std::generic_category().message(errno));
-        return false;
-    }
-    lastResortReadFd = ends[0];
-    lastResortWriteFd = ends[1];
-    return true;
+    return stopSignal->make();
 }
 
 void SyncSerialLayer::closeDescriptors() {
     const std::lock_guard lock(descriptorMutex);
     line->close();
-    for (int* fd : {&stopFd, &lastResortReadFd, &lastResortWriteFd}) closeAndClearFd(fd);
+    stopSignal->close();
 }
 
 void SyncSerialLayer::closeAndClearFd(int* fd) {
-    if (fd == nullptr || *fd < 0) return;
-    close(*fd);
-    *fd = -1;
+    if (fd != nullptr && *fd >= 0) descriptor::Descriptor(std::exchange(*fd, -1)).reset();
 }
 
 bool SyncSerialLayer::startThreads() {
@@ -201,17 +187,7 @@ void SyncSerialLayer::shutdown() {
 
 void SyncSerialLayer::signalWatcher() {
     const std::lock_guard lock(descriptorMutex);
-    if (stopFd < 0) return;
-    const uint64_t one = 1;
-    ssize_t written;
-    do {
-        written = write(stopFd, &one, sizeof one);
-    } while (written < 0 && errno == EINTR);
-    if (written < static_cast<ssize_t>(sizeof one)) {
-        const int error = errno;
-        closeAndClearFd(&lastResortWriteFd);
-        LOG4CPLUS_ERROR(logger, "Failed to stop qpio thread: " << written << " " << error);
-    }
+    stopSignal->raise();
 }
 
 void SyncSerialLayer::join(std::unique_ptr<std::thread>& thread) {
@@ -224,24 +200,18 @@ void SyncSerialLayer::join(std::unique_ptr<std::thread>& thread) {
 
 void SyncSerialLayer::gpioIrqLoop() {
     HOSTLINK_TRACE_ENTER(logger, scope, "");
-    int stop;
-    int lastResort;
-    {
-        const std::lock_guard lock(descriptorMutex);
-        stop = stopFd;
-        lastResort = lastResortReadFd;
-    }
-    while (waitForEdge(stop, lastResort)) {
+    while (waitForEdge()) {
     }
     closeDescriptors();
     HOSTLINK_TRACE_LEAVE(logger, scope, "");
 }
 
 // One wake-up of the watcher; false when it has to leave.
-bool SyncSerialLayer::waitForEdge(int stop, int lastResort) {
+bool SyncSerialLayer::waitForEdge() {
     const InterruptLine::Wait wait = line->beforeWait();
-    pollfd waits[] = {{wait.descriptor, wait.events, 0}, {stop, POLLIN | POLLPRI, 0}, {lastResort, 0, 0}};
-    if (poll(waits, 3, wait.timeout) < 0) {
+    const StopSignal::Ends stop = stopSignal->ends(); // nobody closes them but this thread
+    pollfd waits[] = {{wait.descriptor, wait.events, 0}, {stop.counter, POLLIN | POLLPRI, 0}, {stop.pipe, 0, 0}};
+    if (::poll(waits, 3, wait.timeout) < 0) {
         if (errno == EINTR) return true;
         LOG4CPLUS_ERROR(logger, "poll failed");
         return false;
@@ -321,7 +291,7 @@ bool SyncSerialLayer::isStillLow() {
     std::this_thread::sleep_for(secondLook);
     if (!isQueueEmpty()) return false; // the next exchange comes anyway, or none does
     const std::lock_guard lock(descriptorMutex);
-    return stopFd >= 0 && line->isLow();
+    return stopSignal->isMade() && line->isLow();
 }
 
 bool SyncSerialLayer::isQueueEmpty() {

@@ -19,6 +19,7 @@ class CallGate;
 class InterruptLine;
 class IrqExchange;
 class SerialBus;
+class StopSignal;
 
 /// Carries packets over I2C or SPI; a subclass opens the bus.
 ///
@@ -109,7 +110,7 @@ private:
     bool takeEdge(const Served& last);
     bool isWorthServing(const Served& last) const;
     Served serveEdge();
-    bool waitForEdge(int stop, int lastResort);
+    bool waitForEdge();
     bool isStillLow();
     bool isQueueEmpty();
     Round exchange(int size);
@@ -126,10 +127,8 @@ private:
     // Guards the descriptors, the line's among them: the watcher closes them while shutdown() writes one, or the reader
     // looks at the level. Before the watcher runs, and in its own use of the line, nobody closes them.
     std::mutex descriptorMutex;
-    std::unique_ptr<InterruptLine> line; // the pointer is constant after construction
-    int stopFd = -1;                     // event counter: wakes the watcher for shutdown
-    int lastResortReadFd = -1;           // pipe: its closing wakes the watcher when the event counter cannot be written
-    int lastResortWriteFd = -1;
+    std::unique_ptr<InterruptLine> line;          // the pointer is constant after construction
+    const std::unique_ptr<StopSignal> stopSignal; // wakes the watcher for shutdown
 
     std::unique_ptr<std::thread> readThread; // init() and shutdown(), on one thread at a time
     std::unique_ptr<std::thread> gpioThread;

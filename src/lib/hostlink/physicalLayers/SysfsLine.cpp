@@ -10,7 +10,11 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "SysfsSetUp.h"
 #include "hostlink/link/LinkLog.h"
+
+using descriptor::Descriptor;
+using descriptor::repeatInterrupted;
 
 namespace {
 
@@ -23,20 +27,13 @@ std::string lineFile(int number, const char* name) {
     return std::string(gpioFolder) + "gpio" + std::to_string(number) + "/" + name;
 }
 
-int openFile(const std::string& path, int flags) {
-    int fd;
-    do {
-        fd = ::open(path.c_str(), flags | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+Descriptor openFile(const std::string& path, int flags) {
+    return Descriptor(repeatInterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC); }));
 }
 
 // 0 or an errno value. An attribute takes its value whole, so a part of it is none.
-int writeValue(int fd, const std::string& text) {
-    ssize_t written;
-    do {
-        written = write(fd, text.data(), text.size());
-    } while (written < 0 && errno == EINTR);
+int writeValue(const Descriptor& file, const std::string& text) {
+    const ssize_t written = repeatInterrupted([&] { return ::write(file.get(), text.data(), text.size()); });
     if (written < 0) return errno;
     return written == static_cast<ssize_t>(text.size()) ? 0 : EIO;
 }
@@ -45,10 +42,10 @@ int writeValue(int fd, const std::string& text) {
 // moment. So a file that may not be opened is tried again for a while: for all files of a line together.
 class PatientOpening {
 public:
-    int open(const std::string& path, int flags) {
+    Descriptor open(const std::string& path, int flags) {
         for (;; --retriesLeft) {
-            const int fd = openFile(path, flags);
-            if (fd >= 0 || errno != EACCES || retriesLeft == 0) return fd;
+            Descriptor file = openFile(path, flags);
+            if (file || errno != EACCES || retriesLeft == 0) return file;
             std::this_thread::sleep_for(interval);
         }
     }
@@ -58,106 +55,79 @@ private:
     int retriesLeft = 100; // one second
 };
 
-// How one of the files was written: 0 or an errno value for each of the two steps.
-struct Outcome {
-    int opening = 0;
-    int writing = 0;
-
-    bool failed() const { return opening != 0 || writing != 0; }
-    std::string reason() const { return std::generic_category().message(opening != 0 ? opening : writing); }
-};
-
 // Takes the descriptor that opening the file gave, with errno.
-Outcome writeAndClose(int fd, const std::string& path, const std::string& text) {
-    if (fd < 0) return {errno, 0};
-    const int error = writeValue(fd, text);
-    close(fd);
+SysfsSetUp::Step writeAndClose(Descriptor file, const std::string& path, const std::string& text) {
+    if (!file) return {errno, 0};
+    const int error = writeValue(file, text);
+    file.reset();
     if (error != 0) {
         LOG4CPLUS_DEBUG(logger, "Writing " << text << " to " << path << ": " << std::generic_category().message(error));
     }
     return {0, error};
 }
 
-// Each step counts as failed only when its file cannot be opened. A value that the kernel refuses is told with what it
-// means for the link.
+// Each step counts as failed only when its file cannot be opened: the short lines are those that programs look for.
+// Why, and what it means for the link, is told in one line behind them.
 
-// A line that is exported already is refused, and is there all the same. True when it was refused as busy.
-bool exportLine(int number) {
+SysfsSetUp::Step exportLine(int number) {
     const std::string path = std::string(gpioFolder) + "export";
-    const std::string text = std::to_string(number);
-    const Outcome outcome = writeAndClose(openFile(path, writeFlags), path, text);
-    if (outcome.opening != 0) {
-        LOG4CPLUS_ERROR(logger, "Gpio export failed: " << number);
-    } else if (outcome.failed() && outcome.writing != EBUSY) {
-        LOG4CPLUS_WARN(logger, "Gpio " << number << ": could not be exported: " << outcome.reason()
-                                       << "; unless the line is there already, no interrupts: the host's packets are "
-                                          "not read until it is exported and the link started again");
-    }
-    return outcome.writing == EBUSY;
+    const SysfsSetUp::Step step = writeAndClose(openFile(path, writeFlags), path, std::to_string(number));
+    if (step.opening != 0) LOG4CPLUS_ERROR(logger, "Gpio export failed: " << number);
+    return step;
 }
 
-void makeInput(int number, PatientOpening& opening) {
+SysfsSetUp::Step makeInput(int number, PatientOpening& opening) {
     const std::string path = lineFile(number, "direction");
-    const Outcome outcome = writeAndClose(opening.open(path, writeFlags), path, "in");
-    if (outcome.opening != 0) {
-        LOG4CPLUS_ERROR(logger, "Gpio direction failed: " << number);
-        LOG4CPLUS_WARN(logger, "Gpio " << number << ": direction could not be set to in: " << outcome.reason()
-                                       << "; harmless where the line is an input already, or its controller has inputs "
-                                          "only");
-    } else if (outcome.failed()) {
-        LOG4CPLUS_WARN(logger, "Gpio " << number << ": direction could not be set to in: " << outcome.reason()
-                                       << "; unless the line is an input already, no interrupts: the host's packets "
-                                          "are not read until "
-                                       << path << " says in");
-    }
+    const SysfsSetUp::Step step = writeAndClose(opening.open(path, writeFlags), path, "in");
+    if (step.opening != 0) LOG4CPLUS_ERROR(logger, "Gpio direction failed: " << number);
+    return step;
 }
 
-void reportFallingEdges(int number, PatientOpening& opening) {
+SysfsSetUp::Step reportFallingEdges(int number, PatientOpening& opening) {
     const std::string path = lineFile(number, "edge");
-    const Outcome outcome = writeAndClose(opening.open(path, writeFlags), path, "falling");
-    if (!outcome.failed()) return;
-    if (outcome.opening != 0) LOG4CPLUS_ERROR(logger, "Gpio edge failed: " << number);
-    if (outcome.opening == ENOENT) {
-        LOG4CPLUS_WARN(logger, "Gpio " << number << ": edge could not be set to falling: " << outcome.reason()
-                                       << "; the line is not exported, or its controller cannot interrupt: the link is "
-                                          "deaf, the host's packets are not read");
-        return;
-    }
-    LOG4CPLUS_WARN(logger, "Gpio " << number << ": edge could not be set to falling: " << outcome.reason()
-                                   << "; no interrupts: the host's packets are not read until " << path
-                                   << " says falling");
+    const SysfsSetUp::Step step = writeAndClose(opening.open(path, writeFlags), path, "falling");
+    if (step.opening != 0) LOG4CPLUS_ERROR(logger, "Gpio edge failed: " << number);
+    return step;
 }
 
-// Who has a line that was busy and is not there?
-void reportHeld(int number) {
-    LOG4CPLUS_WARN(logger, "Gpio " << number
-                                   << ": a driver or another program holds the line (gpioinfo names it): it cannot be "
-                                      "exported, and the link cannot start until it is free");
+// Whoever may not write the file may read it.
+bool fallingEdgesAreReported(int number) {
+    const Descriptor file = openFile(lineFile(number, "edge"), O_RDONLY);
+    char text[8] = {};
+    if (!file || repeatInterrupted([&] { return ::read(file.get(), text, sizeof text - 1); }) <= 0) return false;
+    const std::string edge = text;
+    return edge == "falling" || edge == "both\n";
 }
 
 } // namespace
 
 bool SysfsLine::open() {
-    const bool busy = exportLine(number);
+    SysfsSetUp setUp;
+    setUp.exporting = exportLine(number);
     PatientOpening opening;
-    makeInput(number, opening);
-    reportFallingEdges(number, opening);
+    setUp.direction = makeInput(number, opening);
+    setUp.edge = reportFallingEdges(number, opening);
     value = opening.open(lineFile(number, "value"), O_RDONLY);
-    if (value >= 0) return true;
-    if (busy && errno == ENOENT) reportHeld(number);
-    LOG4CPLUS_ERROR(logger, "Open failed: " << number);
-    return false;
+    if (!value) {
+        setUp.value = errno;
+        LOG4CPLUS_ERROR(logger, "Open failed: " << number);
+    } else if (setUp.edge.failed()) {
+        setUp.edgeIsSet = fallingEdgesAreReported(number);
+    }
+    const std::string explanation = setUp.explanation(number);
+    if (!explanation.empty()) LOG4CPLUS_WARN(logger, explanation);
+    return static_cast<bool>(value);
 }
 
 InterruptLine::Wait SysfsLine::beforeWait() {
-    lseek(value, 0, SEEK_SET);
-    return {value, POLLPRI, -1};
+    ::lseek(value.get(), 0, SEEK_SET);
+    return {value.get(), POLLPRI, -1};
 }
 
 InterruptLine::Seen SysfsLine::afterWait(short reported) {
     constexpr short gone = POLLERR | POLLHUP | POLLNVAL;
     char content[4] = {};
-    if (read(value, content, sizeof content) < 0) {
+    if (::read(value.get(), content, sizeof content) < 0) {
         if (errno == EINTR) return {true, 0};
         LOG4CPLUS_ERROR(logger, "read error!");
         return {false, 0};
@@ -175,15 +145,11 @@ InterruptLine::Seen SysfsLine::afterWait(short reported) {
 
 // Through a descriptor of its own: reading through the watcher's would take its event back.
 bool SysfsLine::isLow() {
-    const int fd = openFile(lineFile(number, "value"), O_RDONLY);
-    if (fd < 0) return false;
+    const Descriptor file = openFile(lineFile(number, "value"), O_RDONLY);
     char level = 0;
-    const bool low = read(fd, &level, 1) == 1 && level == '0';
-    ::close(fd);
-    return low;
+    return file && ::read(file.get(), &level, 1) == 1 && level == '0';
 }
 
 void SysfsLine::close() {
-    if (value >= 0) ::close(value);
-    value = -1;
+    value.reset();
 }

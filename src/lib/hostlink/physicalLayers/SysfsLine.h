@@ -2,6 +2,8 @@
 /// The host's interrupt line, through sysfs.
 #pragma once
 
+#include <descriptor/Descriptor.h>
+
 #include "InterruptLine.h"
 
 /// Line `number` of /sys/class/gpio. An edge is served when the line is still low as its level is read, so that pulses
@@ -9,7 +11,6 @@
 class SysfsLine : public InterruptLine {
 public:
     explicit SysfsLine(int lineNumber) : number(lineNumber) {}
-    ~SysfsLine() override { SysfsLine::close(); }
 
     /// Exports the line, sets direction and edge, and opens its value. A step of the set-up that fails is logged and
     /// the others are still taken: the line may have been set up before. False only when the value cannot be opened.
@@ -24,5 +25,5 @@ public:
 
 private:
     const int number;
-    int value = -1; // the open value file
+    descriptor::Descriptor value; // the open value file
 };

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 pid_t currentThreadId() {
-    return static_cast<pid_t>(syscall(SYS_gettid));
+    return static_cast<pid_t>(::syscall(SYS_gettid));
 }
 
 bool isAsleep(pid_t thread) {
