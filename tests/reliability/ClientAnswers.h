@@ -12,7 +12,7 @@ struct AnswerOptions {
     uint64_t requests = 0; ///< in all
     uint32_t seed = 1;
     unsigned clients = 16; ///< at a time, each with a host of its own
-    unsigned threads = 4; ///< of each client, asking about the same few states
+    unsigned threads = 4;  ///< of each client, asking about the same few states
 };
 
 struct AnswerFigures {
