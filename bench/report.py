@@ -160,6 +160,15 @@ def goals(m):
                "1 ×")
     yield Goal("idle link, wake-ups in half a second", [m.times["idle", "UART link", "half a second"].wake_ups], [0],
                "wake-ups", "0")
+    client, by_hand = requests(m)
+    yield Goal("a `get` through the client against transport and condition variable by hand: own processor time / clock",
+               [client.cpu / by_hand.cpu, client.real / by_hand.real], [1.15, 1.15], "×", "1 ×")
+    yield Goal("idle client, wake-ups in half a second", [m.times["idle", "client", "half a second"].wake_ups], [0],
+               "wake-ups", "0")
+
+
+def requests(m):
+    return (m.times["request over a terminal", subject, "get"] for subject in ("client", "transport by hand"))
 
 
 def exchange(m):
@@ -290,6 +299,19 @@ def links(m):
                 "a second.", ""]
 
 
+def client(m):
+    through, by_hand = requests(m)
+    yield from ["## Client", "",
+                "A `get` over a pseudo terminal whose far side, another process, answers at once; beside it a program of "
+                "its own that writes the request through the transport, waits on a condition variable for its observer "
+                "and reads the value, and knows neither late answers nor anything else that can go wrong.", ""]
+    yield from table(["", "own processor time", "clock"],
+                     [["client", times(through.cpu / by_hand.cpu), times(through.real / by_hand.real)],
+                      ["transport by hand", "1.00 ×", "1.00 ×"]])
+    yield from [f"An idle client wakes up {m.times['idle', 'client', 'half a second'].wake_ups:.0f} times in half a "
+                "second.", ""]
+
+
 def growth(m):
     yield from ["## Growth", "",
                 "Time through the transport as one thing grows, against its smallest. Message size: written over a link "
@@ -332,7 +354,7 @@ def page(m):
                 "own: a third of their instructions is asking for memory and giving it back. The function core keeps "
                 "nothing between two calls, so reading by index walks over all items before the one that is asked for.",
                 ""]
-    for group in (whole_path, message, items, checksum, scan, text, transport, links, growth):
+    for group in (whole_path, message, items, checksum, scan, text, transport, links, client, growth):
         yield from group(m)
 
 

@@ -4,6 +4,8 @@
 #   half of MINUTES    every link up and idle: no thread wakes up, nothing grows
 #   half of MINUTES    every link with traffic: nothing grows, no message is lost
 #   TRUTH_MINUTES      the truth run: every kind of fault at every rate; a quarter of MINUTES unless given
+#   10000 sets a minute    through the client over damaged packets: no confirmed one may be wrong
+#   1000 requests a minute   through the client while answers are late, lost, repeated and swapped
 #   a quarter of MINUTES   links under a scheduler that is against them, or SCHEDULE_SEEDS seeds of it when given
 #   a twentieth of MINUTES   random tests with seeds from SEED on, each of them told
 #
@@ -44,6 +46,8 @@ echo "soak   $half s idle, $half s with traffic, then $truth s of truth run with
 in_rig watch --idle "$half" --traffic "$half" || code=$?
 [ "$code" -ne 77 ] || exit 77 # no rig here
 in_rig truth --time "$truth" --seed "$seed" --csv "$out/reliability.csv" || code=$?
+"$build/bin/zent-soak" client --sets $((minutes * 10000)) --seed "$seed" || code=$?
+"$build/bin/zent-soak" answers --requests $((minutes * 1000)) --seed "$seed" || code=$?
 if [ -n "${SCHEDULE_SEEDS:-}" ]; then
     scripts/hunt.sh --seeds "$SCHEDULE_SEEDS" || code=$?
 else

@@ -12,8 +12,12 @@ namespace bench {
 /// process has threads.
 class HostProcess {
 public:
+    /// Whether it is asked as well: then each message, which must ask for one state, is also answered with its value,
+    /// and response frames are taken for that.
+    enum class Kind { Accepting, Answering };
+
     /// With a baud rate, it answers when a line of that speed (10 bits a byte) would have carried packet and response.
-    explicit HostProcess(long baudRate = 0);
+    explicit HostProcess(long baudRate = 0, Kind kind = Kind::Accepting);
     ~HostProcess();
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;

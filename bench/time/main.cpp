@@ -6,6 +6,7 @@
 #include <log4cplus/log4cplus.h>
 
 #include "LinkTimes.h"
+#include "RequestTimes.h"
 #include "cases/Case.h"
 #include "peers/Peers.h"
 
@@ -24,6 +25,7 @@ void registerCases(const bench::Cases& cases) {
 
 int main(int argc, char** argv) try {
     const bench::Hosts hosts; // before anything starts a thread
+    const bench::AnsweringHosts answering;
     const log4cplus::Initializer log;
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
     benchmark::Initialize(&argc, argv);
@@ -31,6 +33,7 @@ int main(int argc, char** argv) try {
     registerCases(bench::ownCases());
     registerCases(bench::peerCases());
     bench::registerLinkTimes(hosts);
+    bench::registerRequestTimes(answering);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::ClearRegisteredBenchmarks(); // with them the links go, before their far sides
     return 0;

@@ -7,13 +7,15 @@
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
 
+#include "ClientAnswers.h"
+#include "ClientSets.h"
 #include "Matrix.h"
 #include "Watch.h"
 
 namespace {
 
 int run(int argc, char** argv) {
-    CLI::App app("Links over a long time: the serial link, and inside the bus rig I2C and SPI as well.");
+    CLI::App app("Links over a long time: the serial link, inside the bus rig I2C and SPI as well, and the client.");
     app.require_subcommand(1);
     truth::WatchOptions watch;
     truth::MatrixOptions matrix;
@@ -36,6 +38,18 @@ int run(int argc, char** argv) {
     round->add_option("--seed", one.seed, "Of messages and faults")->required();
     round->add_option("--segments", one.segments, "Times with faults");
     round->add_option("--messages", one.messages, "Of each of them");
+    uint64_t sets = 1000000;
+    uint32_t setsSeed = std::random_device()();
+    CLI::App* client =
+        app.add_subcommand("client", "What a set's \"done\" is worth through a client, by damaged packets");
+    client->add_option("--sets", sets, "Confirmed ones at the highest rate")->check(CLI::Range(1000UL, 1000000000UL));
+    client->add_option("--seed", setsSeed, "Of values and faults; a random one when absent");
+    uint64_t requests = 100000;
+    uint32_t requestsSeed = std::random_device()();
+    CLI::App* answers =
+        app.add_subcommand("answers", "Whose answer it is, while answers are late, lost, repeated, swapped");
+    answers->add_option("--requests", requests, "In all")->check(CLI::Range(1000UL, 1000000000UL));
+    answers->add_option("--seed", requestsSeed, "Of requests and faults; a random one when absent");
     CLI11_PARSE(app, argc, argv);
 
     const log4cplus::Initializer initializer;
@@ -44,6 +58,8 @@ int run(int argc, char** argv) {
     watch.traffic = std::chrono::seconds(traffic);
     matrix.time = std::chrono::seconds(time);
     if (round->parsed()) return truth::runRound(one) ? 0 : 1;
+    if (client->parsed()) return truth::runClientCurve(sets, setsSeed) ? 0 : 1;
+    if (answers->parsed()) return truth::runClientAnswers(requests, requestsSeed) ? 0 : 1;
     const bool good = soak->parsed() ? truth::runWatch(watch) : truth::runMatrix(matrix);
     return good ? 0 : 1;
 }

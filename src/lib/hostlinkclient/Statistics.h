@@ -48,6 +48,16 @@ struct HOSTLINK_EXPORT Statistics {
     uint64_t timeouts = 0;          ///< requests whose answer did not come
     uint64_t staleAnswers = 0;      ///< answers to what had ended, or to nothing that was asked; dropped
 
+    /// @name What only links know: 0 with a link that is no `CountingLink`
+    /// @{
+    uint64_t garbageBytes = 0; ///< outside packets, dropped; serial links
+    uint64_t badPackets = 0;   ///< of the host, damaged, refused
+    uint64_t otherPackets = 0; ///< of the host, whole, but none that a host sends by itself
+    uint64_t edges = 0;        ///< of the interrupt line; bus links, as the next two
+    uint64_t exchanges = 0;    ///< IRQ frames sent
+    uint64_t rereads = 0;      ///< reads made again because the host was not ready
+    /// @}
+
     uint64_t links = 0;              ///< that were opened
     uint64_t reconnects = 0;         ///< links after the first
     uint64_t losses = 0;             ///< of links

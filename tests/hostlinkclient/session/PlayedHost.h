@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <hostlink/HostLinkFrame.h>
@@ -27,6 +29,7 @@ public:
     struct Reaction {
         WriteDataResponse response = Accepted;
         std::vector<ByteArray> answers{};
+        bool twice = false; ///< the packet of each answer comes twice
     };
     using React = std::function<Reaction(const ByteArray& message)>;
 
@@ -46,22 +49,27 @@ public:
     /// What the simulated host answers.
     std::vector<ByteArray> simulated(const ByteArray& message) { return application.handle(message); }
     hostsim::HostApplication& host() { return application; }
+    /// Does what must not meet a message that is being taken.
+    template <typename What> auto guarded(What what) {
+        const std::lock_guard lock(mutex);
+        return what();
+    }
 
     /// A message of the host's own, over the present link; lost when there is none.
     void say(const ByteArray& message) {
         const std::lock_guard lock(mutex);
-        if (present != nullptr) present->queue(packetOf(message));
+        if (present != nullptr) send(packetOf(message));
     }
     /// The same packet as the last one again.
     void repeatLast() {
         const std::lock_guard lock(mutex);
-        if (present != nullptr) present->queue(lastPacket);
+        if (present != nullptr) send(lastPacket);
     }
 
-    /// What the wire does to a packet, in either direction.
-    void damages(std::function<void(ByteArray& packet)> how) {
+    /// Packets that a link could not deliver for so long are lost.
+    void losesAfter(std::chrono::milliseconds time) {
         const std::lock_guard lock(mutex);
-        damage = std::move(how);
+        lastsFor = time;
     }
 
     /// Packets that are not the last of their message are not answered.
@@ -84,6 +92,8 @@ public:
     }
 
 private:
+    using Moment = std::chrono::steady_clock::time_point;
+
     class Link : public HostLinkPhysicalLayer {
     public:
         explicit Link(PlayedHost& at) : HostLinkPhysicalLayer(Properties()), owner(at) {}
@@ -100,9 +110,9 @@ private:
         int nextFrameId() override { return next++ & 0xFF; }
         WriteDataResponse writeData(const ByteArray& packet) override { return owner.take(packet); }
 
-        void queue(const ByteArray& packet) {
+        void queue(const ByteArray& packet, Moment lastsUntil) {
             const std::lock_guard lock(mutex);
-            packets.push_back(packet);
+            packets.emplace_back(packet, lastsUntil);
             changed.notify_all();
         }
 
@@ -124,10 +134,10 @@ private:
             for (;;) {
                 changed.wait(lock, [this] { return ended || !packets.empty(); });
                 if (ended) return;
-                const ByteArray packet = packets.front();
+                const auto [packet, lastsUntil] = packets.front();
                 packets.pop_front();
                 lock.unlock();
-                notifyObservers(packet);
+                if (std::chrono::steady_clock::now() < lastsUntil) notifyObservers(packet);
                 lock.lock();
             }
         }
@@ -136,7 +146,7 @@ private:
         std::atomic<int> next{0};
         std::mutex mutex; // guards the three below
         std::condition_variable changed;
-        std::deque<ByteArray> packets;
+        std::deque<std::pair<ByteArray, Moment>> packets;
         bool ended = false;
         std::thread thread;
     };
@@ -146,9 +156,8 @@ private:
         return std::make_unique<Link>(*this);
     }
 
-    WriteDataResponse take(ByteArray packet) {
+    WriteDataResponse take(const ByteArray& packet) {
         const std::lock_guard lock(mutex);
-        if (damage) damage(packet);
         if (!HostLinkPacket::isLast(packet)) {
             frame.addPacket(packet);
             return breaksOff ? NoResponse : Accepted;
@@ -162,12 +171,13 @@ private:
         received.push_back(message);
         if (present != nullptr)
             for (const ByteArray& answer : reaction.answers) {
-                ByteArray onTheWire = packetOf(answer);
-                if (damage) damage(onTheWire);
-                present->queue(onTheWire);
+                send(packetOf(answer));
+                if (reaction.twice) send(lastPacket);
             }
         return reaction.response;
     }
+
+    void send(const ByteArray& packet) { present->queue(packet, std::chrono::steady_clock::now() + lastsFor); }
 
     ByteArray packetOf(const ByteArray& message) {
         lastPacket = HostLinkMsgFrame(message, frameId++ & 0xFF, 4096).serializePacket(0);
@@ -182,7 +192,7 @@ private:
     ByteArray lastPacket;
     int frameId = 0;
     bool breaksOff = false;
-    std::function<void(ByteArray&)> damage;
+    std::chrono::milliseconds lastsFor{std::chrono::hours(1)};
     std::vector<ByteArray> received;
     std::atomic<bool> linksAreRefused{false};
     std::atomic<int> made{0};

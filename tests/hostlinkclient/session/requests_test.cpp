@@ -339,6 +339,23 @@ TEST(ClientRequests, ConfirmedSetsAreRepeatedUntilTheHostHoldsTheValue) {
     EXPECT_EQ(*client.get(STA_PlayerVolume), Value(5));
 }
 
+TEST(ClientRequests, ConfirmedSetsDoNotBelieveOneAnswerAlone) {
+    PlayedHost host;
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(client.waitUntilUp(20s));
+    // The first set arrives as 7, its answer says so, and the answer to the first question is damaged back.
+    host.does([&host, sets = 0, gets = 0](const ByteArray& message) mutable {
+        if (hasId(message, MSG_SetState) && ++sets == 1)
+            return Reaction{Accepted, host.simulated(bytes("01 00 01 09 00 CC 07"))};
+        if (hasId(message, MSG_GetState) && ++gets == 1) return Reaction{Accepted, {bytes("02 80 01 09 00 CC 05")}};
+        return Reaction{Accepted, host.simulated(message)};
+    });
+    EXPECT_EQ(client.set(STA_PlayerVolume, 5, Confirm).text(), "");
+    EXPECT_EQ(host.count(MSG_SetState), 2U);
+    EXPECT_EQ(host.count(MSG_GetState), 4U); // one for the link, two after the first set, one after the second
+    EXPECT_EQ(*client.get(STA_PlayerVolume), Value(5));
+}
+
 TEST(ClientRequests, ConfirmedSetsTellWhatTheHostHoldsInstead) {
     PlayedHost host;
     Client client(host.wire(), quick());

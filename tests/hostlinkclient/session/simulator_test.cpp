@@ -107,6 +107,10 @@ TEST_P(ClientOverATerminal, SetsAndGetsItsOwnValues) {
         ASSERT_TRUE(value) << i << ": " << value.text();
         EXPECT_EQ(*value, Value(i));
     }
+    const Statistics counts = client.statistics();
+    EXPECT_EQ(counts.garbageBytes > 0,
+              GetParam().name == std::string("Garbage") || GetParam().name == std::string("AllOfThem"))
+        << counts.text();
 }
 
 INSTANTIATE_TEST_SUITE_P(Under, ClientOverATerminal,

@@ -58,6 +58,22 @@ TEST_P(BusInterrupt, EdgeLeadsToOneExchange) {
     EXPECT_THAT(errors(), IsEmpty());
 }
 
+TEST_P(BusInterrupt, EdgesAreCounted) {
+    LinkCounts counts;
+    rig.slaveManual();
+    make();
+    link->countInto(counts);
+    ASSERT_TRUE(link->init());
+    for (const unsigned number : {1U, 2U}) {
+        replyWithMessage(number);
+        edge();
+        ASSERT_TRUE(waitForExchanges(number));
+    }
+    EXPECT_EQ(counts.of(LinkCounter::Edges), 2U);
+    EXPECT_EQ(counts.of(LinkCounter::Exchanges), 2U);
+    link.reset(); // before the counts
+}
+
 TEST_P(BusInterrupt, EdgeIsTracedWithTheLevelThatWasRead) {
     startManual();
     replyWithMessage(1);

@@ -650,6 +650,26 @@ TEST_P(BusLink, OtherAcknowledgementsEndTheExchange) {
     }
 }
 
+TEST_P(BusLink, WhatOnlyTheLinkSeesIsCounted) {
+    LinkCounts counts;
+    auto* counting = dynamic_cast<CountingLink*>(static_cast<HostLinkPhysicalLayer*>(link.get()));
+    ASSERT_NE(counting, nullptr);
+    counting->countInto(counts);
+    bus.answer(idle8);
+    bus.answer(message); // one exchange, one read again
+    link->readFromSlave(64);
+    bus.answer(bytes("FF FE 08 00 21 07 00 00"));
+    link->readFromSlave(64);
+    for (int i = 0; i < 4; ++i) bus.answer(idle8); // three more reads again, in vain
+    link->readFromSlave(64);
+    EXPECT_EQ(counts.of(LinkCounter::Exchanges), 3U);
+    EXPECT_EQ(counts.of(LinkCounter::Rereads), 4U);
+    EXPECT_EQ(counts.of(LinkCounter::OtherPackets), 1U);
+    EXPECT_EQ(counts.of(LinkCounter::BadPackets), 1U);
+    EXPECT_EQ(counts.of(LinkCounter::Edges), 0U);
+    link.reset(); // before the counts
+}
+
 TEST_P(BusLink, UnknownFrameTypeIsDroppedWithoutAnAcknowledgement) {
     bus.answer(bytes("FF FE 08 00 21 07 00 00"));
     bus.answer(bytes("FF FE 0B 00 25 07 00 00 2A 00 00"));

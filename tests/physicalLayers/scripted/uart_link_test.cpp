@@ -315,6 +315,31 @@ TEST_F(ScriptedUartLink, InvalidPacketIsRefusedAndNotDelivered) {
     EXPECT_FALSE(log.contains("Removing"));
 }
 
+TEST_F(ScriptedUartLink, WhatOnlyTheLinkSeesIsCounted) {
+    LinkCounts counts;
+    make(propertiesOf(never));
+    auto* counting = dynamic_cast<CountingLink*>(static_cast<HostLinkPhysicalLayer*>(link.get()));
+    ASSERT_NE(counting, nullptr);
+    counting->countInto(counts);
+    ASSERT_TRUE(link->init());
+    supply(bytes("00 FE FF 11") + incoming);
+    supply(ByteArray(64, 0x55));
+    supply(bytes("FF FE 0A 00 23 07 00 00 00 00")); // declares ten bytes: no payload
+    supply(bytes("FF FE 08 00 21 07 00 00"));       // a reset
+    EXPECT_EQ(counts.of(LinkCounter::GarbageBytes), 68U);
+    EXPECT_EQ(counts.of(LinkCounter::BadPackets), 1U);
+    EXPECT_EQ(counts.of(LinkCounter::OtherPackets), 1U);
+    EXPECT_EQ(counts.of(LinkCounter::Edges), 0U);
+    link.reset(); // before the counts
+}
+
+TEST(LinkCounts, IgnoreWhatIsNewerThanThey) {
+    LinkCounts counts;
+    const auto newer = static_cast<LinkCounter>(LinkCounts::size);
+    counts.add(newer);
+    EXPECT_EQ(counts.of(newer), 0U);
+}
+
 TEST_F(ScriptedUartLink, LengthZeroGetsOneNackAndTheNextPacketComesThrough) {
     start();
     supply(bytes("FF FE 00 00 23 07 00 00"));

@@ -26,8 +26,9 @@ UartStream::Step UartStream::next() {
 
     const uint32_t start = hostLinkPacketHasSop(pending.data(), countOf(pending));
     if (start == HOSTLINK_NO_SOP) {
+        const size_t dropped = pending.size();
         pending.clear();
-        return {Event::NoStart, 0, 0, {}};
+        return {Event::NoStart, static_cast<int>(dropped), 0, {}};
     }
     if (start > 0) {
         pending.erase(pending.begin(), pending.begin() + start);

@@ -21,7 +21,7 @@ public:
 
     struct Step {
         Event event;
-        int count;         ///< NeedBytes: how many; Skipped: how many
+        int count;         ///< NeedBytes, NoStart, Skipped: how many
         unsigned int code; ///< BadPacket: the result code of the check
         ByteArray packet;
     };

@@ -190,6 +190,14 @@ void SyncSerialLayer::signalWatcher() {
     stopSignal->raise();
 }
 
+void SyncSerialLayer::countInto(LinkCounts& counts) {
+    counted = &counts;
+}
+
+void SyncSerialLayer::count(LinkCounter what, uint64_t times) {
+    if (counted != nullptr) counted->add(what, times);
+}
+
 void SyncSerialLayer::join(std::unique_ptr<std::thread>& thread) {
     if (!thread) return;
     thread->join();
@@ -229,6 +237,7 @@ bool SyncSerialLayer::waitForEdge() {
 // outlives both notifications: whoever stops the link joins the watcher before anything goes, and is itself the one
 // that queues the stop.
 void SyncSerialLayer::queueEdges(std::size_t edges) {
+    count(LinkCounter::Edges, edges);
     {
         const std::lock_guard lock(queueMutex);
         if (eventQueue.stop) return;
@@ -318,6 +327,7 @@ SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
     const ByteArray irqFrame =
         HostLinkIrqFrame::create(static_cast<unsigned char>(nextFrameId()), static_cast<unsigned int>(size));
     printBuffer(irqFrame, "Sending IRQ frame: ");
+    count(LinkCounter::Exchanges);
 
     const std::lock_guard lock(busMutex);
     const ByteArray reply = writeReadPacket(irqFrame, size);
@@ -326,6 +336,7 @@ SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
     hostAnswered = decision.verdict != IrqExchange::Verdict::Invalid;
     switch (decision.verdict) {
     case IrqExchange::Verdict::Invalid:
+        count(LinkCounter::BadPackets);
         LOG4CPLUS_ERROR(logger, "Invalid message received");
         sendAckPacket(AcknowledgeType::Nack);
         break;
@@ -342,6 +353,7 @@ SyncSerialLayer::Round SyncSerialLayer::exchange(int size) {
                                                      << " to IRQ frame, already retried:" << decision.alreadyRetried);
         break;
     case IrqExchange::Verdict::Unsupported:
+        count(LinkCounter::OtherPackets);
         LOG4CPLUS_ERROR(logger, "Unsupported incoming message: " << decision.value);
         break;
     }
@@ -373,6 +385,7 @@ ByteArray SyncSerialLayer::transfer(const ByteArray& packet, int size) {
             return result;
         }
         std::this_thread::sleep_for(rereadDelay);
+        count(LinkCounter::Rereads);
         result = bus->read(size);
     }
     LOG4CPLUS_ERROR(logger, "Serial device read write failed");

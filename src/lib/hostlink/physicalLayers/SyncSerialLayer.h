@@ -14,6 +14,7 @@
 
 #include "../HostLinkLib.h"
 #include "../HostLinkPhysicalLayer.h"
+#include "../LinkCounters.h"
 
 class CallGate;
 class InterruptLine;
@@ -27,7 +28,7 @@ class StopSignal;
 /// threads: a watcher of the line and a reader that serves each falling edge with one exchange.
 ///
 /// Observers run on the reader thread while the bus is held: an observer must not write through this link itself.
-class HOSTLINK_EXPORT SyncSerialLayer : public HostLinkPhysicalLayer {
+class HOSTLINK_EXPORT SyncSerialLayer : public HostLinkPhysicalLayer, public CountingLink {
 public:
     /// Properties: `DevicePath` and `GpioNumber`, both required; an ERROR line when one is missing. Opens nothing. With
     /// `GpioChip` a `GpioLine` will do in place of the number; the keys that go with it are read too.
@@ -79,6 +80,9 @@ public:
     /// Closes `*fd` unless it is negative and sets it to −1; a null pointer is ignored.
     void closeAndClearFd(int* fd);
 
+    /// All but garbage bytes: edges, exchanges, reads again, bad and other packets.
+    void countInto(LinkCounts& counts) override;
+
 protected:
     /// Ends what calls into this object: shuts down, refuses further calls of `writeData` and `sendAckPacket`, and
     /// waits for those that are inside. For good: there is no `init` afterwards. May be called again; not from an
@@ -117,6 +121,7 @@ private:
     WriteDataResponse writeAndAwaitResponse(const ByteArray& packet);
     ByteArray transfer(const ByteArray& packet, int size);
     void join(std::unique_ptr<std::thread>& thread);
+    void count(LinkCounter what, uint64_t times = 1);
 
     std::atomic<uint8_t> frameId{0}; // drawn by writers and by the reader
     const int irqReadSize = 64;      // bytes announced in an IRQ frame unless the host asks for more
@@ -149,5 +154,6 @@ private:
 
     std::mutex busMutex;                      // held for a whole transaction, observers of a received packet included
     std::unique_ptr<IrqExchange> irqExchange; // guarded by busMutex
+    LinkCounts* counted = nullptr;            // constant from init() on
     std::unique_ptr<CallGate> callers;        // the destructor waits for calls of other threads that are inside
 };

@@ -127,6 +127,14 @@ int UartPhysicalLayer::nextFrameId() {
     return frameId.fetch_add(1);
 }
 
+void UartPhysicalLayer::countInto(LinkCounts& counts) {
+    counted = &counts;
+}
+
+void UartPhysicalLayer::count(LinkCounter what, uint64_t times) {
+    if (counted != nullptr) counted->add(what, times);
+}
+
 bool UartPhysicalLayer::uartOk() const {
     return uart->isPresent();
 }
@@ -156,8 +164,12 @@ void UartPhysicalLayer::readFromUartLoop() {
             if (!error) stream.append(bytes);
             break;
         }
-        case UartStream::Event::NoStart: LOG4CPLUS_WARN(logger, "Received data without packet start"); break;
+        case UartStream::Event::NoStart:
+            count(LinkCounter::GarbageBytes, static_cast<uint64_t>(step.count));
+            LOG4CPLUS_WARN(logger, "Received data without packet start");
+            break;
         case UartStream::Event::Skipped:
+            count(LinkCounter::GarbageBytes, static_cast<uint64_t>(step.count));
             LOG4CPLUS_WARN(logger, "Removing " << step.count << "bytes from start after SOP found");
             break;
         case UartStream::Event::BadPacket:
@@ -190,6 +202,7 @@ void UartPhysicalLayer::storeResponse(const ByteArray& packet) {
 
 void UartPhysicalLayer::handleIncomingPacket(const ByteArray& packet, bool valid) {
     if (!valid) {
+        count(LinkCounter::BadPackets);
         LOG4CPLUS_ERROR(logger, "Invalid message received");
         sendAckPacket(AcknowledgeType::Nack);
         return;
@@ -202,6 +215,7 @@ void UartPhysicalLayer::handleIncomingPacket(const ByteArray& packet, bool valid
         sendAckPacket(AcknowledgeType::Ack);
         notifyObservers(packet);
     } else {
+        count(LinkCounter::OtherPackets);
         LOG4CPLUS_ERROR(logger, "Unsupported incoming message: " << type);
         sendAckPacket(AcknowledgeType::Nack);
     }

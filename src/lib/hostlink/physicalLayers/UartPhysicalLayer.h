@@ -11,6 +11,7 @@
 
 #include "../HostLinkLib.h"
 #include "../HostLinkPhysicalLayer.h"
+#include "../LinkCounters.h"
 
 class CallGate;
 class SharedUart;
@@ -23,7 +24,7 @@ class Uart;
 /// packets and delivers them to the observers, after the acknowledgement. A writer waits for the host's response to its
 /// packet; one writer at a time is assumed. An observer must not write: the thread it runs on is the one that would
 /// read the response.
-class HOSTLINK_EXPORT UartPhysicalLayer : public HostLinkPhysicalLayer {
+class HOSTLINK_EXPORT UartPhysicalLayer : public HostLinkPhysicalLayer, public CountingLink {
 public:
     explicit UartPhysicalLayer(const Properties& linkProperties);
 
@@ -71,6 +72,9 @@ public:
     /// The reader thread's loop: until the port can no longer be read.
     void readFromUartLoop();
 
+    /// Garbage bytes, bad and other packets.
+    void countInto(LinkCounts& counts) override;
+
 private:
     bool openPort();
     bool startReader();
@@ -79,6 +83,7 @@ private:
     ByteArray awaitResponse();
     void dropHeldOutput(Uart& port);
     void reportQueuedOutput();
+    void count(LinkCounter what, uint64_t times = 1);
 
     const Properties properties;
     std::atomic<uint8_t> frameId{0};  // drawn by writers and, for response frames, by the reader
@@ -94,6 +99,7 @@ private:
     bool flowControl = false;          // as above
     std::atomic<int> queuedByWrite{0}; // bytes in the port right after the last packet; with flow control only
     std::atomic<int> heldOutput{
-        0}; // bytes that had not moved when a response failed to come; the next packet clears it
+        0};                        // bytes that had not moved when a response failed to come; the next packet clears it
+    LinkCounts* counted = nullptr; // constant from init() on
     std::unique_ptr<CallGate> writers; // the destructor waits for writers inside
 };

@@ -12,6 +12,9 @@ namespace {
 
 using How = Matcher::How;
 
+// A damaged answer can say by chance what a damaged request has failed to do. Two that agree do not.
+constexpr int enough = 2;
+
 // Kept alive by the question that is under way; one question at a time, so nothing here is shared by threads at once.
 class Confirmation : public std::enable_shared_from_this<Confirmation> {
 public:
@@ -35,6 +38,7 @@ public:
     }
 
     void set() {
+        agreeing = 0;
         ask(request.question, [self = shared_from_this()](const Matcher::End& end) { self->afterSet(end); });
     }
 
@@ -44,7 +48,7 @@ private:
         if (present) present->submit(question, cancellation, std::move(next));
     }
 
-    // Whatever the answer says may be damaged; only what keeps the question from being asked ends it here.
+    // Whatever else the answer says may be damaged; only what keeps the question from being asked ends it here.
     void afterSet(const Matcher::End& end) {
         wasSent = wasSent || end.mayBeExecuted;
         if (end.how == How::Cancelled || end.how == How::LinkDown || end.how == How::TimedOut ||
@@ -52,17 +56,29 @@ private:
             finish(end);
             return;
         }
+        if (end.how == How::Answered && saysValues(*readItems(end.answer), values)) ++agreeing;
+        get();
+    }
+
+    void get() {
         ask(readBack, [self = shared_from_this()](const Matcher::End& answer) { self->afterGet(answer); });
     }
 
     void afterGet(const Matcher::End& end) {
         if (end.how != How::Answered) {
-            finish(end);
+            const bool isForNow = end.how == How::Unanswered || end.how == How::Refused;
+            if (isForNow && --roundsLeft > 0)
+                set(); // a serial link in a false header answers nothing before it is made anew
+            else
+                finish(end);
             return;
         }
         const auto items = readItems(end.answer);
         if (saysValues(*items, values)) {
-            done({});
+            if (++agreeing >= enough)
+                done({});
+            else
+                get();
         } else if (--roundsLeft > 0) {
             held = valuesOf(*items);
             set();
@@ -101,6 +117,7 @@ private:
     const std::function<void(Result<void>)> done;
     StateValues held; // what the host said last, when it was something else
     int roundsLeft;
+    int agreeing = 0; // answers since the last set that say the values, its own included
     bool wasSent = false;
 };
 

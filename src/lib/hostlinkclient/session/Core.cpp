@@ -333,11 +333,14 @@ void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const
     settle(lock, {});
 }
 
-// Whether there is a host at the other end: it is asked something. Whatever it answers will do.
+// Whether there is a host at the other end: it is asked something. Whatever it answers will do, also what it was asked
+// over the link before.
 void Core::probe() {
+    Question question = ownQuestion(getQuestion({settings.probe.number()}));
+    question.family = probeFamily;
     add(
-        ownQuestion(getQuestion({settings.probe.number()})),
-        [this, number = linkNumber](const Matcher::End& end) { probeEnded(number, end); }, nullptr);
+        std::move(question), [this, number = linkNumber](const Matcher::End& end) { probeEnded(number, end); },
+        nullptr);
 }
 
 void Core::probeEnded(uint64_t number, const Matcher::End& end) {

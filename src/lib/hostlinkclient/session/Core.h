@@ -120,7 +120,8 @@ private:
     const std::string wireName;
     const int packetSize;
     Counters counted;
-    std::atomic<uint64_t> families{0};
+    static constexpr uint64_t probeFamily = 1;
+    std::atomic<uint64_t> families{probeFamily};
 
     mutable std::mutex mutex;                // guards all from here to the workers; never held while calling out
     mutable std::condition_variable changed; // the link's state, or that of a subscription

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include <hostlink/LinkCounters.h>
+
 #include "hostlinkclient/session/Histogram.h"
 
 namespace hostlink {
@@ -30,6 +32,7 @@ struct Counters {
     Count losses{0};             ///< links that were lost, or given up to be made anew
     Count resynchronisations{0}; ///< of those, the ones given up after unanswered writes
     Histogram responseTimes;     ///< of requests that were answered
+    LinkCounts ofLinks;          ///< what the links count themselves, where they do
 };
 
 inline void countUp(Counters::Count& count, uint64_t by = 1) {

@@ -32,6 +32,12 @@ std::vector<Row> rowsOf(const Statistics& from) {
         {"retries", "requests sent again", from.retries},
         {"timeouts", "requests without an answer", from.timeouts},
         {"staleAnswers", "answers that were dropped as late or foreign", from.staleAnswers},
+        {"garbageBytes", "bytes outside packets", from.garbageBytes},
+        {"badPackets", "damaged packets of the host", from.badPackets},
+        {"otherPackets", "packets of the host of a kind that it does not send", from.otherPackets},
+        {"edges", "edges of the interrupt line", from.edges},
+        {"exchanges", "IRQ frames sent", from.exchanges},
+        {"rereads", "reads made again because the host was not ready", from.rereads},
         {"links", "links opened", from.links},
         {"reconnects", "links opened anew", from.reconnects},
         {"losses", "links lost", from.losses},
@@ -126,6 +132,12 @@ Statistics Client::statistics() const {
     now.retries = read(counted.retries);
     now.timeouts = read(counted.timeouts);
     now.staleAnswers = read(counted.staleAnswers);
+    now.garbageBytes = counted.ofLinks.of(LinkCounter::GarbageBytes);
+    now.badPackets = counted.ofLinks.of(LinkCounter::BadPackets);
+    now.otherPackets = counted.ofLinks.of(LinkCounter::OtherPackets);
+    now.edges = counted.ofLinks.of(LinkCounter::Edges);
+    now.exchanges = counted.ofLinks.of(LinkCounter::Exchanges);
+    now.rereads = counted.ofLinks.of(LinkCounter::Rereads);
     now.links = read(counted.links);
     now.reconnects = now.links > 0 ? now.links - 1 : 0;
     now.losses = read(counted.losses);

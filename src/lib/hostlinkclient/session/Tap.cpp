@@ -31,6 +31,7 @@ Tap::Tap(std::unique_ptr<HostLinkPhysicalLayer> link, int packetBytes, Counters&
       counters(counted),
       repeated(repeatedPackets),
       lastPacketGoesOut(std::move(whenLastPacketGoesOut)) {
+    if (auto* counting = dynamic_cast<CountingLink*>(real.get())) counting->countInto(counters.ofLinks);
     real->addDataReceivedObserver([this](const ByteArray& packet) { takePacket(packet); });
 }
 

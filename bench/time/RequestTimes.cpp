@@ -1,0 +1,92 @@
+#include "RequestTimes.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <hostlink/HostLinkMessage.h>
+#include <hostlink/HostLinkPhysicalLayer.h>
+#include <hostlink/HostLinkTransportLayer.h>
+#include <hostlink/HostLinkUInt16Message.h>
+#include <hostlink/HostLinkValueMessage.h>
+#include <hostlinkclient/Client.h>
+
+#include "Exchanges.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::chrono::seconds patience{5};
+constexpr unsigned held = 5; // by the far side, in every state
+
+// What a program does that needs one answer at a time and has never heard of late ones.
+class ByHand {
+public:
+    explicit ByHand(const HostProcess& host) : link(HostLinkPhysicalLayer::create("uart", propertiesOf(host))) {
+        transport = std::make_unique<HostLinkTransportLayer>(link.get());
+        transport->addMessageReceivedObserver([this](const ByteArray& message) { take(message); });
+        if (!link->init()) throw std::runtime_error("the UART link does not start");
+    }
+
+    std::optional<unsigned> get(uint16_t state) {
+        {
+            const std::lock_guard lock(mutex);
+            answer.clear();
+        }
+        if (!transport->writeMessage(HostLinkUInt16Message(MSG_GetState).addValue(state).serialize())) return {};
+        std::unique_lock lock(mutex);
+        if (!came.wait_for(lock, patience, [this] { return !answer.empty(); })) return {};
+        const HostLinkValueMessage message(answer);
+        bool ok = false;
+        const unsigned value = message.getUint8(0, &ok);
+        if (!ok || HostLinkMessage::messageId(answer) != MSG_GetStateResponse) return {};
+        return value;
+    }
+
+private:
+    static HostLinkPhysicalLayer::Properties propertiesOf(const HostProcess& host) {
+        HostLinkPhysicalLayer::Properties properties;
+        properties.setString(DevicePath, host.slavePath());
+        properties.setInt(UartBaudRate, 115200);
+        properties.setInt(UartResponseTimeout, 5000);
+        return properties;
+    }
+    void take(const ByteArray& message) {
+        {
+            const std::lock_guard lock(mutex);
+            answer = message;
+        }
+        came.notify_all();
+    }
+
+    std::unique_ptr<HostLinkPhysicalLayer> link;
+    std::unique_ptr<HostLinkTransportLayer> transport; // goes before the link
+    std::mutex mutex;                                  // guards answer
+    std::condition_variable came;
+    ByteArray answer;
+};
+
+std::shared_ptr<hostlink::Client> startedClient(const HostProcess& host) {
+    auto client = std::make_shared<hostlink::Client>(hostlink::Uart{host.slavePath(), 115200, patience});
+    if (!client->waitUntilUp(patience)) throw std::runtime_error("the client finds no host: " + client->linkText());
+    return client;
+}
+
+} // namespace
+
+void registerRequestTimes(const AnsweringHosts& hosts) {
+    registerExchange("request over a terminal|client|get", shortRun, manyRuns, [client = startedClient(hosts.client)] {
+        return client->get(STA_PlayerVolume).valueOr({}) == hostlink::Value(held);
+    });
+    registerExchange(
+        "request over a terminal|transport by hand|get", shortRun, manyRuns,
+        [byHand = std::make_shared<ByHand>(hosts.byHand)] { return byHand->get(STA_PlayerVolume) == held; });
+    registerIdle("idle|client|half a second", [client = startedClient(hosts.idle)] { client->get(STA_PlayerVolume); });
+}
+
+} // namespace bench
