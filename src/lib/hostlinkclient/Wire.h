@@ -29,6 +29,8 @@ struct I2c {
     int address = 0;    ///< of the host on the bus
     int gpio = 0;       ///< number of the line on which the host asks to be read
     int maxPacketSize = 64;
+    std::string gpioChip{}; ///< of that line, "/dev/gpiochip0" or a chip's label; empty: the line is one of sysfs
+    std::string gpioLine{}; ///< its name on that chip, in place of the number
 };
 
 /// An SPI bus with an interrupt line of the host.
@@ -37,6 +39,8 @@ struct Spi {
     int speed = 1000000; ///< Hz
     int gpio = 0;        ///< number of the line on which the host asks to be read
     int maxPacketSize = 64;
+    std::string gpioChip{}; ///< of that line, "/dev/gpiochip0" or a chip's label; empty: the line is one of sysfs
+    std::string gpioLine{}; ///< its name on that chip, in place of the number
 };
 
 /// Links that the program makes itself, for example over a library of its own. Called on a thread of the client for

@@ -23,6 +23,13 @@ std::function<std::unique_ptr<HostLinkPhysicalLayer>()> maker(const char* name, 
     };
 }
 
+// The host's line, of a bus of either kind.
+template <typename Bus> void setLine(Properties& properties, const Bus& bus) {
+    properties.setInt(GpioNumber, bus.gpio);
+    if (!bus.gpioChip.empty()) properties.setString(GpioChip, bus.gpioChip);
+    if (!bus.gpioLine.empty()) properties.setString(GpioLine, bus.gpioLine);
+}
+
 // The analyser loses the function on its way into what is returned.
 // NOLINTBEGIN(clang-analyzer-cplusplus.NewDeleteLeaks): a function owns what it has caught
 Wire::Data dataOf(const Uart& uart) {
@@ -37,14 +44,14 @@ Wire::Data dataOf(const Uart& uart) {
 Wire::Data dataOf(const I2c& i2c) {
     Properties properties = base(i2c.device, i2c.maxPacketSize);
     properties.setInt(I2cSlaveAddress, i2c.address);
-    properties.setInt(GpioNumber, i2c.gpio);
+    setLine(properties, i2c);
     return {maker("i2c", properties), i2c.device, i2c.device, false, i2c.maxPacketSize};
 }
 
 Wire::Data dataOf(const Spi& spi) {
     Properties properties = base(spi.device, spi.maxPacketSize);
     properties.setInt(SpiSpeed, spi.speed);
-    properties.setInt(GpioNumber, spi.gpio);
+    setLine(properties, spi);
     return {maker("spi", properties), spi.device, spi.device, false, spi.maxPacketSize};
 }
 // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
