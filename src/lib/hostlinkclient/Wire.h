@@ -23,24 +23,32 @@ struct Uart {
     int maxPacketSize = 64;                         ///< bytes
 };
 
+/// How the line is watched on which the host asks to be read. As it is: through sysfs, one exchange for an edge.
+struct LineWatch {
+    std::string chip; ///< "/dev/gpiochip0" or a chip's label: through its character device; empty: sysfs
+    std::string line; ///< the line's name on the chip, in place of its number
+    std::string bias; ///< on a chip: "pull-up", "pull-down" or "disabled"; empty: as it is
+    std::chrono::microseconds debounce{0};   ///< on a chip: how long a level must last
+    std::chrono::milliseconds secondLook{0}; ///< up to 100: for a host that needs longer than 4.5 ms; 0: none
+};
+
 /// An I2C bus with an interrupt line of the host.
 struct I2c {
     std::string device; ///< "/dev/i2c-1"
     int address = 0;    ///< of the host on the bus
-    int gpio = 0;       ///< number of the line on which the host asks to be read
+    int gpio = 0;       ///< number of the line on which the host asks to be read; on a chip its offset there
     int maxPacketSize = 64;
-    std::string gpioChip{}; ///< of that line, "/dev/gpiochip0" or a chip's label; empty: the line is one of sysfs
-    std::string gpioLine{}; ///< its name on that chip, in place of the number
+    LineWatch watch = {};
+    bool twoTransactions = false; ///< a stop between write and read: for devices or adapters that cannot do without
 };
 
 /// An SPI bus with an interrupt line of the host.
 struct Spi {
     std::string device;  ///< "/dev/spidev0.0"
     int speed = 1000000; ///< Hz
-    int gpio = 0;        ///< number of the line on which the host asks to be read
+    int gpio = 0;        ///< number of the line on which the host asks to be read; on a chip its offset there
     int maxPacketSize = 64;
-    std::string gpioChip{}; ///< of that line, "/dev/gpiochip0" or a chip's label; empty: the line is one of sysfs
-    std::string gpioLine{}; ///< its name on that chip, in place of the number
+    LineWatch watch = {};
 };
 
 /// Links that the program makes itself, for example over a library of its own. Called on a thread of the client for

@@ -404,10 +404,6 @@ TEST_F(MatcherTest, EndsOrKeepsWhatIsAskedWhenTheLinkGoes) {
     EXPECT_EQ(*matcher.timeOf(2), now + 1000ms);
     matcher.setLink(Matcher::Link::Probing, now);
     EXPECT_EQ(write(), 0U);
-    add(timed(probe, 1));
-    EXPECT_EQ(write(), 0U); // of the kind of the one that may still be answered
-    matcher.cancel(7, now);
-    ends();
     matcher.setLink(Matcher::Link::Up, now);
     EXPECT_EQ(write(), 2U);
     EXPECT_EQ(*matcher.nextTime({2}), now + 1000ms);
@@ -420,6 +416,23 @@ TEST_F(MatcherTest, LetsProbesPassBeforeTheHostIsKnown) {
     add(get({mute}));
     add(probe);
     EXPECT_EQ(write(), 2U);
+}
+
+TEST_F(MatcherTest, LetsProbesPassThoseThatWereSentOverTheLinkBefore) {
+    Question patient = get({volume}, 4);
+    patient.waitsForLink = true;
+    const Id asked = add(patient);
+    EXPECT_EQ(write(), asked);
+    matcher.setLink(Matcher::Link::Down, now);
+    matcher.setLink(Matcher::Link::Probing, now);
+    Question probe = get({mute});
+    probe.isProbe = true;
+    const Id probing = add(probe);
+    EXPECT_EQ(write(), probing);
+    EXPECT_TRUE(matcher.received(mute1, now));
+    EXPECT_EQ(ends(), "2 Answered");
+    matcher.setLink(Matcher::Link::Up, now);
+    EXPECT_EQ(write(), asked);
 }
 
 TEST_F(MatcherTest, LetsProbesPassThoseThatWaitForThem) {

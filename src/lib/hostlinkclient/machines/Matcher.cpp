@@ -56,9 +56,10 @@ bool Matcher::mayBeSent(const Open& question) const {
 
 bool Matcher::isHeldUp(const Open& question, Time now) const {
     if (!mayBeSent(question)) return true;
-    const auto isInItsWay = [&question](const Open& other) {
+    // What was sent over a former link waits for this one, which waits for the probes: they do not wait for it.
+    const auto isInItsWay = [&](const Open& other) {
         return other.id != question.id && other.answerId == question.answerId && other.answerId != MSG_Invalid &&
-               (other.stage != Stage::Waiting || other.outstanding > 0);
+               (other.stage != Stage::Waiting || (other.outstanding > 0 && mayBeSent(other)));
     };
     if (std::any_of(open.begin(), open.end(), isInItsWay)) return true;
     const auto until = confusedUntil(question);

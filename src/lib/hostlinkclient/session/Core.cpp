@@ -94,6 +94,7 @@ Core::~Core() {
 }
 
 void Core::start() {
+    acceptSilence();
     sender.post([this] { openLine(); });
 }
 

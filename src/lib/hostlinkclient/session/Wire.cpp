@@ -17,17 +17,24 @@ Properties base(const std::string& device, int maxPacketSize) {
     return properties;
 }
 
+void setUnlessEmpty(Properties& properties, DeviceProperties key, const std::string& value) {
+    if (!value.empty()) properties.setString(key, value);
+}
+
+// A named line goes without its number: without a chip a link refuses it, where the number would be that of any line.
+void setLine(Properties& properties, int gpio, const LineWatch& watch) {
+    if (watch.line.empty()) properties.setInt(GpioNumber, gpio);
+    setUnlessEmpty(properties, GpioChip, watch.chip);
+    setUnlessEmpty(properties, GpioLine, watch.line);
+    setUnlessEmpty(properties, GpioBias, watch.bias);
+    properties.setInt(GpioDebounce, static_cast<int>(watch.debounce.count()));
+    properties.setInt(GpioSecondLook, static_cast<int>(watch.secondLook.count()));
+}
+
 std::function<std::unique_ptr<HostLinkPhysicalLayer>()> maker(const char* name, Properties properties) {
     return [name, properties = std::move(properties)] {
         return std::unique_ptr<HostLinkPhysicalLayer>(HostLinkPhysicalLayer::create(name, properties));
     };
-}
-
-// The host's line, of a bus of either kind.
-template <typename Bus> void setLine(Properties& properties, const Bus& bus) {
-    properties.setInt(GpioNumber, bus.gpio);
-    if (!bus.gpioChip.empty()) properties.setString(GpioChip, bus.gpioChip);
-    if (!bus.gpioLine.empty()) properties.setString(GpioLine, bus.gpioLine);
 }
 
 // The analyser loses the function on its way into what is returned.
@@ -44,14 +51,15 @@ Wire::Data dataOf(const Uart& uart) {
 Wire::Data dataOf(const I2c& i2c) {
     Properties properties = base(i2c.device, i2c.maxPacketSize);
     properties.setInt(I2cSlaveAddress, i2c.address);
-    setLine(properties, i2c);
+    properties.setInt(I2cOptions, i2c.twoTransactions ? 1 : 0);
+    setLine(properties, i2c.gpio, i2c.watch);
     return {maker("i2c", properties), i2c.device, i2c.device, false, i2c.maxPacketSize};
 }
 
 Wire::Data dataOf(const Spi& spi) {
     Properties properties = base(spi.device, spi.maxPacketSize);
     properties.setInt(SpiSpeed, spi.speed);
-    setLine(properties, spi);
+    setLine(properties, spi.gpio, spi.watch);
     return {maker("spi", properties), spi.device, spi.device, false, spi.maxPacketSize};
 }
 // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
