@@ -28,7 +28,7 @@ demo=$build/bin/hostlink-demo
 last="hostlink-demo: cannot open"
 
 echo "'$demo' --device '$folder/none'" >"$folder/run"
-expect "missing device" "$folder/none: cannot open: No such file or directory" "Failed to initialize uart" "$last"
+expect "missing device" "$last $folder/none: No such file or directory"
 
 echo "'$demo' --device /dev/null" >"$folder/run"
 expect "no serial port" "not a serial port" "Failed to initialize uart" "$last"
@@ -53,5 +53,5 @@ if [ "$(id -u)" = 0 ] && setpriv --reuid=65534 --regid=65534 --clear-groups "$de
     port=$(readlink -f "$folder/host")
     chmod 600 "$port"
     echo "setpriv --reuid=65534 --regid=65534 --clear-groups '$demo' --device '$port'" >"$folder/run"
-    expect "no permission" "Permission denied" "Failed to initialize uart" "$last"
+    expect "no permission" "$last $port: Permission denied (is this user in the group of the device file?)"
 fi

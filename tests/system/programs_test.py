@@ -172,9 +172,9 @@ def DeviceInExclusiveUseIsInUse(build):
 
 
 def set_volume_and_end(build, port):
-    """The ten lines, until the host has answered."""
+    """The ten lines, until the host has told the volume."""
     with Program(os.path.join(build, "bin", "hostlink-ten-lines"), port) as program:
-        program.wait_for("SetStateResponseMessage")
+        program.wait_for("PlayerVolume is 40\n")
         program.say("\n")
         expect("exit code", program.end(), 0)
 
@@ -190,12 +190,12 @@ def ProgramsInQuickSuccessionAreHeard(build):
             host.say("quit\n")
             expect("exit code", host.end(), 0)
             counts = json.loads(host.printed.splitlines()[-1])
-            expect("messages, repetitions", (counts["messagesReceived"], counts["duplicatePackets"]), (3, 0))
+            expect("repetitions", counts["duplicatePackets"], 0)
 
 
 def TenLinesHelp(build):
     usage = ("usage: hostlink-ten-lines [DEVICE]\n"
-             "Sets the volume on the host at this serial port (/dev/ttyS1) and prints what the host says, "
+             "Sets the volume on the host at this serial port (/dev/ttyS1) and prints what the host says of it, "
              "until Enter is pressed.\n")
     with tempfile.TemporaryDirectory() as folder:
         build = os.path.abspath(build)

@@ -14,6 +14,7 @@
 #include <hostlink/HostLinkVocabularyNumbers.h>
 #include <hostlinkclient/Call.h>
 #include <hostlinkclient/Change.h>
+#include <hostlinkclient/Events.h>
 #include <hostlinkclient/Options.h>
 #include <hostlinkclient/Result.h>
 #include <hostlinkclient/StateId.h>
@@ -50,7 +51,7 @@ struct InputEvent {
 /// with a bad argument sends nothing.
 ///
 /// The destructor ends what is under way (`Cancelled`), waits for callbacks that are running and closes the link. Not
-/// to be called from a callback of the client.
+/// to be called from a callback of the client, unless that runs in the program's own loop (`Options::events`).
 class HOSTLINK_EXPORT Client {
 public:
     template <typename T> using Callback = std::function<void(Result<T>)>;

@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <hostlinkclient/Call.h>
+#include <hostlinkclient/Events.h>
 #include <hostlinkclient/StateId.h>
 
 namespace hostlink {
@@ -45,6 +47,10 @@ struct Options {
     /// Told what the client logs, besides log4cplus (logger "HostLinkClient"); on any thread, and must not call the
     /// client.
     std::function<void(LogLevel level, const std::string& line)> log;
+
+    /// Where callbacks run: with it, when the program calls `Events::dispatch()`, and no thread of the client's calls
+    /// the program but for `log` and those of file transfers; without it, on threads of the client's own.
+    std::optional<Events> events;
 };
 
 } // namespace hostlink

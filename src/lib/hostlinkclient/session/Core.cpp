@@ -19,13 +19,14 @@
 //     no lock: Line::write                no lock: end the request
 //     wait for the slot  <----------------  (the slot), wake the sender     sender
 //                                                                           writeNow, openLine, Line::close
-//   callbacks: what the program handed in; each subscription has a thread of its own
+//   callbacks: what the program handed in; each subscription has a thread of its own. Or, with Options::events, both on
+//   the thread of the program's loop
 //
 // One message is written at a time: Matcher::nextToSend gives one out and no other before `written`. It is written by
 // whoever waits for it, when its turn has come as he asks, else by the sender.
 //
 // Stopping, in close(): everything asked ends as cancelled; the sender closes the line and is joined; then the other
-// workers.
+// workers; a callback that runs in the loop of another thread is waited for.
 
 namespace hostlink {
 
@@ -67,6 +68,8 @@ Core::Core(const Wire& wire, const Options& options)
     : settings(options),
       wireName(wire.inside().name),
       packetSize(wire.inside().maxPacketSize),
+      loop(options.events ? options.events->queue() : nullptr),
+      loopGate(std::make_shared<Listening::State>()),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
       line(wire, lineEvents(), counted, keeper) {}
@@ -91,6 +94,7 @@ Core::~Core() {
 }
 
 void Core::start() {
+    acceptSilence();
     sender.post([this] { openLine(); });
 }
 
@@ -116,6 +120,7 @@ void Core::close() {
     sender.stop();
     keeper.stop();
     callbacks.stop();
+    loopGate->end();
     std::map<uint64_t, std::shared_ptr<Subscription::State>> told;
     {
         const std::lock_guard lock(mutex);
@@ -280,6 +285,13 @@ void Core::openLine() {
     settle(lock, {});
 }
 
+void Core::callBack(Task task) {
+    if (loop)
+        loop->post([gate = loopGate, task = std::move(task)] { gate->call(task); });
+    else
+        callbacks.post(std::move(task));
+}
+
 // With the lock. Asks the host for what it has not been asked for; a new host, besides, whether it is there at all.
 // When there is nothing left, the link is up.
 void Core::advance() {
@@ -400,7 +412,8 @@ std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>&
     if (!problem.empty()) wrong = Failure(Outcome::BadArgument, "subscribe: " + problem);
     if (!told && !wrong) wrong = Failure(Outcome::BadArgument, "subscribe: there is no callback to be told");
     Lock lock(mutex);
-    auto made = std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told));
+    auto made =
+        std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told), loop);
     if (wrong || closing) return made;
     made->start();
     for (auto old = subscribers.begin(); old != subscribers.end();)
@@ -519,7 +532,7 @@ Session::Handle Core::watchLink(std::function<void(bool)> told) {
 std::shared_ptr<Listening::State> Core::tell(MessageId id, std::function<void(const ByteArray&)> told) {
     auto listening = std::make_shared<Listening::State>();
     listening->handle = addListener(id, [this, listening, told = std::move(told)](const ByteArray& message) {
-        callbacks.post([listening, told, message] { listening->call([&] { told(message); }); });
+        callBack([listening, told, message] { listening->call([&] { told(message); }); });
     });
     return listening;
 }
@@ -528,7 +541,7 @@ std::shared_ptr<Listening::State> Core::tellLink(std::function<void(LinkState, c
     auto listening = std::make_shared<Listening::State>();
     listening->handle =
         addLinkListener([this, listening, told = std::move(told)](LinkState now, const std::string& why) {
-            callbacks.post([listening, told, now, why] { listening->call([&] { told(now, why); }); });
+            callBack([listening, told, now, why] { listening->call([&] { told(now, why); }); });
         });
     return listening;
 }

@@ -20,6 +20,7 @@
 #include "hostlinkclient/machines/Matcher.h"
 #include "hostlinkclient/machines/SubscriptionTable.h"
 #include "hostlinkclient/session/Counters.h"
+#include "hostlinkclient/session/EventQueue.h"
 #include "hostlinkclient/session/Line.h"
 #include "hostlinkclient/session/ListeningState.h"
 #include "hostlinkclient/session/Session.h"
@@ -76,7 +77,7 @@ public:
     Handle watchLink(std::function<void(bool up)> told) override;
     void post(Task task) override { keeper.post(std::move(task)); }
     Handle postAt(Time when, Task task) override;
-    void callBack(Task task) override { callbacks.post(std::move(task)); }
+    void callBack(Task task) override;
     bool keep(Role role, const std::shared_ptr<Companion>& companion) override;
     void release(Role role, const Companion* companion) override;
     int maxPacketSize() const override { return packetSize; }
@@ -119,6 +120,8 @@ private:
     const Options settings;
     const std::string wireName;
     const int packetSize;
+    const std::shared_ptr<Events::Queue> loop;        // the program's, for callbacks; none: the worker
+    const std::shared_ptr<Listening::State> loopGate; // what of ours waits there is not begun after the end
     Counters counted;
     static constexpr uint64_t probeFamily = 1;
     std::atomic<uint64_t> families{probeFamily};
@@ -152,7 +155,7 @@ private:
     Worker keeper;         // time, the session's tasks, and the end of the device
     Line line;             // opened and closed by the sender
     Worker sender;         // writes what nobody waits for, makes and ends links
-    Worker callbacks;      // the program's, one after another
+    Worker callbacks;      // the program's, one after another, and the log
 };
 
 } // namespace hostlink

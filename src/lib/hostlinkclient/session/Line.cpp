@@ -1,6 +1,7 @@
 #include "hostlinkclient/session/Line.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <vector>
@@ -14,6 +15,14 @@
 namespace hostlink {
 
 namespace {
+
+// What is being written when the end comes, a last unsubscription at most times, is a message that a host takes at
+// once.
+constexpr std::chrono::milliseconds farewell{100};
+
+const char* adviceOn(int error) {
+    return error == EACCES ? " (is this user in the group of the device file?)" : "";
+}
 
 // A serial link that was never opened cannot be destroyed: its destructor ends the process. It is kept, for good.
 void keepForGood(std::unique_ptr<HostLinkPhysicalLayer> link) {
@@ -79,7 +88,7 @@ std::string Line::watchDevice() {
     const Wire::Data& to = wire.inside();
     if (to.device.empty() || sentinel >= 0) return "";
     const int fd = ::open(to.device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return "cannot open " + name() + ": " + std::strerror(errno);
+    if (fd < 0) return "cannot open " + name() + ": " + std::strerror(errno) + adviceOn(errno);
     if (!to.tellsHangUp) {
         ::close(fd);
         return "";
@@ -101,8 +110,9 @@ void Line::close() {
 void Line::stopWriting() {
     std::shared_ptr<Tap> present;
     {
-        const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
         isOpen = false;
+        wrote.wait_for(lock, farewell, [this] { return !isWriting; });
         if (isWriting) present = tap;
     }
     if (present) present->stopWriters();

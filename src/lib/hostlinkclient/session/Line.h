@@ -37,7 +37,8 @@ public:
     /// @return why it could not be opened; empty when it is open
     std::string open();
     void close();
-    /// Has a write that is under way come back, and refuses others until the line is opened anew. Any thread.
+    /// Has a write that is under way come back, soon if not at once, and refuses others until the line is opened anew.
+    /// Any thread.
     void stopWriting();
 
     struct Sent {

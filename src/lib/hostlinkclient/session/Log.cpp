@@ -1,6 +1,7 @@
 #include "hostlinkclient/session/Log.h"
 
 #include <log4cplus/logger.h>
+#include <log4cplus/nullappender.h>
 
 #include <serialcomm/LogGate.h>
 
@@ -33,6 +34,17 @@ log4cplus::LogLevel levelOf(LogLevel level) {
 void writeLog(LogLevel level, const std::string& line) {
     const serialcomm::LogGate::Pass pass(gate);
     if (pass) clientLogger().log(levelOf(level), line);
+}
+
+void acceptSilence() {
+    using log4cplus::Logger;
+    const serialcomm::LogGate::Pass pass(gate);
+    if (!pass || !Logger::getRoot().getAllAppenders().empty()) return;
+    for (const char* name : {"HostLinkClient", "HostLinkTransportLayer", "HostLinkPhysicalLayer", "SerialComm"}) {
+        Logger logger = Logger::getInstance(name);
+        if (logger.getAllAppenders().empty())
+            logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    }
 }
 
 } // namespace hostlink

@@ -2,13 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include "hostlinkclient/session/QuietThread.h"
 
@@ -24,13 +20,8 @@ timespec spanUntil(exchange::Time when) {
 
 } // namespace
 
-Pump::Pump() : wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (wakeFd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-}
-
 Pump::~Pump() {
     stop();
-    ::close(wakeFd);
 }
 
 void Pump::start(Turn turn, int readable) {
@@ -43,7 +34,7 @@ void Pump::post(Task task) {
         if (ending) return;
         tasks.push_back(std::move(task));
     }
-    wake();
+    event.set();
 }
 
 void Pump::end() {
@@ -51,7 +42,7 @@ void Pump::end() {
         const std::lock_guard lock(mutex);
         ending = true;
     }
-    wake();
+    event.set();
 }
 
 void Pump::finish() {
@@ -70,11 +61,6 @@ void Pump::join() {
     if (thread.joinable()) thread.join();
 }
 
-void Pump::wake() const {
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(wakeFd, &one, sizeof one); // full is awake too
-}
-
 bool Pump::takeTasks(std::deque<Task>& into) {
     const std::lock_guard lock(mutex);
     into.swap(tasks); // it comes empty
@@ -91,10 +77,9 @@ void Pump::run(const Turn& turn, int readable) {
         const std::optional<exchange::Time> next = turn(now());
         timespec span{};
         if (next) span = spanUntil(*next);
-        std::array<pollfd, 2> descriptors{{{wakeFd, POLLIN, 0}, {readable, POLLIN, 0}}};
+        std::array<pollfd, 2> descriptors{{{event.descriptor(), POLLIN, 0}, {readable, POLLIN, 0}}};
         ::ppoll(descriptors.data(), descriptors.size(), next ? &span : nullptr, nullptr);
-        uint64_t count = 0;
-        [[maybe_unused]] const ssize_t got = ::read(wakeFd, &count, sizeof count);
+        event.clear();
     }
 }
 

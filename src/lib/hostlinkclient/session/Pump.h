@@ -11,6 +11,8 @@
 
 #include <exchange/ExchangeTime.h>
 
+#include "hostlinkclient/session/WakeEvent.h"
+
 namespace hostlink {
 
 /// What happens is handed to the thread as tasks. After each, when its descriptor is readable, and when the time has
@@ -25,7 +27,7 @@ public:
     static exchange::Time now() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
     /// @throw std::system_error no descriptor to be had
-    Pump();
+    Pump() = default;
     Pump(const Pump&) = delete;
     Pump& operator=(const Pump&) = delete;
     /// As `stop()`. Not on the thread itself.
@@ -47,10 +49,9 @@ private:
     void run(const Turn& turn, int readable);
     bool takeTasks(std::deque<Task>& into);
     void join();
-    void wake() const;
 
-    int wakeFd;
-    std::mutex mutex; // guards the two below
+    const WakeEvent event; // there is something that the thread has not looked at yet
+    std::mutex mutex;      // guards the two below
     std::deque<Task> tasks;
     bool ending = false;
     std::mutex joining; // guards the thread as it is joined

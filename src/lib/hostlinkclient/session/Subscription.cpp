@@ -10,11 +10,17 @@
 namespace hostlink {
 
 Subscription::State::State(std::weak_ptr<Core> at, uint64_t number, std::optional<Failure> problem, Keep keep,
-                           std::function<void(const Change&)> told)
-    : core(std::move(at)), id(number), wrong(std::move(problem)), callback(std::move(told)), queue(keep.capacity()) {}
+                           std::function<void(const Change&)> told, std::shared_ptr<Events::Queue> in)
+    : core(std::move(at)),
+      id(number),
+      wrong(std::move(problem)),
+      callback(std::move(told)),
+      loop(std::move(in)),
+      queue(keep.capacity()) {}
 
 // The thread keeps what it runs on, so that its own callback may end the subscription.
 void Subscription::State::start() {
+    if (loop) return;
     thread = startQuietThread([self = shared_from_this()] { self->run(); });
 }
 
@@ -22,7 +28,10 @@ void Subscription::State::push(Change change) {
     const std::lock_guard lock(mutex);
     if (ended) return;
     queue.push(std::move(change));
-    changed.notify_all();
+    if (loop)
+        postIfNeeded();
+    else
+        changed.notify_all();
 }
 
 void Subscription::State::run() {
@@ -38,11 +47,39 @@ void Subscription::State::run() {
     over = true;
 }
 
+// With the lock. One change a task, so that nobody else in the loop has to wait for all of them.
+void Subscription::State::postIfNeeded() {
+    if (isPosted || ended || queue.empty()) return;
+    isPosted = true;
+    loop->post([self = shared_from_this()] { self->runInLoop(); });
+}
+
+void Subscription::State::runInLoop() {
+    std::unique_lock lock(mutex);
+    isPosted = false;
+    if (ended) return;
+    const std::optional<Change> change = queue.pop();
+    toldOn = std::this_thread::get_id();
+    lock.unlock();
+    struct Leaving { // also when the callback throws
+        ~Leaving() {
+            const std::lock_guard guard(state.mutex);
+            state.toldOn.reset();
+            state.changed.notify_all();
+            state.postIfNeeded();
+        }
+        State& state;
+    };
+    const Leaving leaving{*this};
+    callback(*change);
+}
+
 void Subscription::State::stop() {
     {
-        const std::lock_guard lock(mutex);
+        std::unique_lock lock(mutex);
         ended = true;
         changed.notify_all();
+        changed.wait(lock, [this] { return !toldOn || toldOn == std::this_thread::get_id(); });
     }
     if (isOnItsThread()) return; // its callback ends it, and is not waited for
     const std::lock_guard once(stopping);
@@ -137,15 +174,22 @@ void Listening::State::end() {
 }
 
 void Listening::State::call(const std::function<void()>& task) {
-    std::unique_lock lock(mutex);
-    if (ended) return;
-    isRunning = true;
-    runs = std::this_thread::get_id();
-    lock.unlock();
+    {
+        const std::lock_guard lock(mutex);
+        if (ended) return;
+        isRunning = true;
+        runs = std::this_thread::get_id();
+    }
+    struct Leaving { // also when the task throws, which only a program's loop catches
+        ~Leaving() {
+            const std::lock_guard guard(state.mutex);
+            state.isRunning = false;
+            state.left.notify_all();
+        }
+        State& state;
+    };
+    const Leaving leaving{*this};
     task();
-    lock.lock();
-    isRunning = false;
-    left.notify_all();
 }
 
 } // namespace hostlink

@@ -1,23 +1,12 @@
 #include "hostlinkclient/session/Worker.h"
 
-#include <cerrno>
-#include <system_error>
-
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include "hostlinkclient/session/QuietThread.h"
 
 namespace hostlink {
 
 namespace {
-
-int makeEvent() {
-    const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (fd < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
-    return fd;
-}
 
 timespec durationUntil(Time when) {
     const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(when - std::chrono::steady_clock::now());
@@ -26,12 +15,6 @@ timespec durationUntil(Time when) {
 }
 
 } // namespace
-
-Worker::Event::Event() : fd(makeEvent()) {}
-
-Worker::Event::~Event() {
-    ::close(fd);
-}
 
 Worker::Worker() : thread(startQuietThread([this] { run(); })) {}
 
@@ -45,7 +28,7 @@ void Worker::post(Task task) {
         if (ending) return;
         tasks.push_back(std::move(task));
     }
-    wake();
+    event.set();
 }
 
 Worker::Timer Worker::postAt(Time when, Task task) {
@@ -55,7 +38,7 @@ Worker::Timer Worker::postAt(Time when, Task task) {
         timer = {when, ++lastTimer};
         timers.emplace(timer, std::move(task));
     }
-    wake();
+    event.set();
     return timer;
 }
 
@@ -73,7 +56,7 @@ void Worker::watch(int descriptor, Task hungUp) {
     watched = descriptor;
     onHangUp = std::move(hungUp);
     const uint64_t own = ++watches;
-    wake();
+    event.set();
     watchChanged.wait(lock, [this, own] { return polling == 0 || polling > own || ending; });
 }
 
@@ -82,7 +65,7 @@ void Worker::stop() {
         const std::lock_guard lock(mutex);
         ending = true;
     }
-    wake();
+    event.set();
     watchChanged.notify_all();
     if (thread.joinable()) thread.join();
     std::deque<Task> dropped; // what they hold goes without the lock
@@ -90,12 +73,6 @@ void Worker::stop() {
     const std::lock_guard lock(mutex);
     dropped.swap(tasks);
     droppedTimers.swap(timers);
-}
-
-// The counter cannot be full: whoever reads it empties it.
-void Worker::wake() const {
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(event.fd, &one, sizeof one);
 }
 
 void Worker::run() {
@@ -122,7 +99,7 @@ std::deque<Worker::Task> Worker::takeDue() {
 }
 
 void Worker::sleep() {
-    pollfd polled[2] = {{event.fd, POLLIN, 0}, {-1, 0, 0}}; // the kernel passes over a negative descriptor
+    pollfd polled[2] = {{event.descriptor(), POLLIN, 0}, {-1, 0, 0}}; // the kernel passes over a negative descriptor
     std::optional<timespec> longest;
     {
         const std::lock_guard lock(mutex);
@@ -131,8 +108,7 @@ void Worker::sleep() {
         polling = watches + 1; // never 0
     }
     ::ppoll(polled, 2, longest ? &*longest : nullptr, nullptr);
-    uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = ::read(event.fd, &count, sizeof count);
+    event.clear();
     Task hungUp;
     {
         const std::lock_guard lock(mutex);

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "hostlinkclient/machines/Question.h"
+#include "hostlinkclient/session/WakeEvent.h"
 
 namespace hostlink {
 
@@ -48,18 +49,8 @@ private:
     void run();
     std::deque<Task> takeDue();
     void sleep();
-    void wake() const;
 
-    /// Counts what the thread has not looked at yet.
-    struct Event {
-        Event();
-        Event(const Event&) = delete;
-        Event& operator=(const Event&) = delete;
-        ~Event();
-        const int fd;
-    };
-
-    Event event;
+    const WakeEvent event;    // there is something that the thread has not looked at yet
     mutable std::mutex mutex; // guards all below but the thread
     std::condition_variable watchChanged;
     std::deque<Task> tasks;

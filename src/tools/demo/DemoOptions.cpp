@@ -40,6 +40,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options)
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
+    app.add_option("--patience", options.patience, "How long to wait for a host that does not answer, or is gone")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 3600))
+        ->capture_default_str();
     app.add_option("--file", options.file, "File to send; without it one is made up")
         ->type_name("PATH")
         ->check(CLI::ExistingFile);

@@ -17,6 +17,7 @@ struct DemoOptions {
     int spiSpeed = 1000000; ///< Hz
     int maxPacketSize = 64;
     int responseTimeout = 1000; ///< milliseconds
+    int patience = 10;          ///< seconds
     std::string file;           ///< empty: one is made up
     size_t fileSize = 262144;
     std::string logLevel = "error";
