@@ -61,6 +61,7 @@ class Module:
         self.packet_size, self.timeout = packet_size, timeout
         self.received, self.frames, self.messages = b"", {}, []
         self.responses = []
+        self.packets_seen = []  # as they came, until somebody takes them
         self.frame_id = 0
         self.longest_packet = 0
         self.counts = {"refused": 0, "unanswered": 0, "skipped": 0}
@@ -104,6 +105,7 @@ class Module:
         if len(self.received) < length:
             return False
         whole, self.received = self.received[:length], self.received[length:]
+        self.packets_seen.append(whole)
         self.longest_packet = max(self.longest_packet, length)
         if length == 8:
             self.responses.append((whole[4] & 0xC0, whole[5]))
@@ -161,7 +163,7 @@ class Module:
         self.frame_id = 0
         self.frames.clear()
         self.responses.clear()
-        self.write(packet(RESET, 0))
+        self.write(packet(LAST | RESET, 0))
         return self.response() == ACK
 
     def next(self, wanted=lambda message: True, seconds=10):
