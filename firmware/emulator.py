@@ -18,7 +18,7 @@ import time
 import tty
 
 EMULATOR = "qemu-system-arm"
-MACHINES = ("mps2-an385", "mps2-an386", "microbit")
+MACHINES = ("mps2-an385", "mps2-an386", "mps2-an505", "microbit")
 PR_SET_PDEATHSIG = 1  # linux/prctl.h
 
 

@@ -119,6 +119,10 @@ def DemoOnCortexM4(tried):
     demo_with_button(tried, "mps2-an386", 64, 8192)
 
 
+def DemoOnCortexM33(tried):
+    demo_with_button(tried, "mps2-an505", 256, 8192)
+
+
 def DemoOnCortexM0(tried):
     """Its button presses itself: nobody else can."""
     with tried.board("microbit") as board:

@@ -16,14 +16,14 @@ static inline void interruptsOn(void) {
     __asm volatile("cpsie i" ::: "memory");
 }
 
-/// The nested vectored interrupt controller, interrupts 0 to 31.
+/// The nested vectored interrupt controller.
 static inline void interruptEnable(unsigned number) {
-    REGISTER(0xE000E100) = UINT32_C(1) << number;
+    REGISTER(0xE000E100 + number / 32 * 4) = UINT32_C(1) << number % 32;
 }
 
 /// Has the handler run as if the device had asked.
 static inline void interruptPend(unsigned number) {
-    REGISTER(0xE000E200) = UINT32_C(1) << number;
+    REGISTER(0xE000E200 + number / 32 * 4) = UINT32_C(1) << number % 32;
 }
 
 /// Ends at once where one waits, also while they are off.

@@ -1,9 +1,11 @@
-/* Arm MPS2, FPGA images AN385 and AN386: the module on UART 0, buttons as characters '1' to '9' on UART 1. */
+/* Arm MPS2: the module on UART 0, buttons as characters '1' to '9' on UART 1. What the FPGA images differ in is in a
+   header each, which the build names. */
 #include "../Board.h"
 
 #include "../common/Port.h"
+#include MPS2_IMAGE
 
-enum { clockHz = 25000000, baudRate = 115200 };
+enum { baudRate = 115200 };
 
 /* SysTick, which most Cortex-M have. */
 #define TICK_CONTROL REGISTER(0xE000E010)
@@ -20,29 +22,21 @@ typedef struct Uart {
     volatile uint32_t baudDivider;
 } Uart;
 
-#define MODULE_UART ((Uart*)0x40004000)
-#define BUTTON_UART ((Uart*)0x40005000)
 enum { stateTransmitFull = 1, stateReceived = 2 };
 enum { transmitOn = 1, receiveOn = 2, transmitInterruptOn = 4, receiveInterruptOn = 8 };
 enum { transmitInterrupt = 1, receiveInterrupt = 2 };
 
-/* Numbers of the interrupts. */
-enum { moduleReceived, moduleTransmitted };
-
-static void moduleReceivedHandler(void) {
-    MODULE_UART->interrupts = receiveInterrupt;
-    while (MODULE_UART->state & stateReceived) portReceived((uint8_t)MODULE_UART->data);
-}
-
-static void moduleTransmittedHandler(void) {
+/* Of both interrupts. */
+static void moduleHandler(void) {
     uint8_t byte;
-    MODULE_UART->interrupts = transmitInterrupt;
+    MODULE_UART->interrupts = transmitInterrupt | receiveInterrupt;
+    while (MODULE_UART->state & stateReceived) portReceived((uint8_t)MODULE_UART->data);
     if (!(MODULE_UART->state & stateTransmitFull) && portNextByte(&byte)) MODULE_UART->data = byte;
 }
 
-/* It puts the first byte out as well: it runs as if one had just left. */
+/* The handler puts the first byte out as well. */
 void portStartTransmitter(void) {
-    interruptPend(moduleTransmitted);
+    interruptPend(moduleInterrupt);
 }
 
 static void startUart(Uart* uart, uint32_t control) {
@@ -57,8 +51,8 @@ void boardInit(void) {
     TICK_CONTROL = tickOnWithInterrupt;
     startUart(MODULE_UART, transmitOn | receiveOn | transmitInterruptOn | receiveInterruptOn);
     startUart(BUTTON_UART, receiveOn);
-    interruptEnable(moduleReceived);
-    interruptEnable(moduleTransmitted);
+    interruptEnable(moduleInterrupt);
+    interruptEnable(moduleInterrupt + 1);
     interruptsOn();
 }
 
@@ -68,4 +62,4 @@ uint8_t boardButton(void) {
     return character >= '1' && character <= '9' ? (uint8_t)(character - '0') : 0;
 }
 
-VECTOR_TABLE = {FIRST_VECTORS, portTick, moduleReceivedHandler, moduleTransmittedHandler};
+VECTOR_TABLE = {FIRST_VECTORS, portTick, VECTORS_BEFORE_MODULE moduleHandler, moduleHandler};
