@@ -13,7 +13,8 @@ import threading
 import zlib
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "firmware"))
+TOP = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "firmware"))
 import vectors
 from emulator import EMULATOR, Board
 from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESPONSE, SET, SUBSCRIBE, TUNNEL,
@@ -402,6 +403,14 @@ def HungBoardIsKilledAndFails(tried):
         assert not module.send(ids(GET, VOLUME))
         expect("unanswered", module.counts["unanswered"], 1)
     expect("how it ended", board.process.returncode, -signal.SIGKILL)
+
+
+# -- what it takes
+
+def SizesAreWithinThoseOnThePage(tried):
+    done = subprocess.run([sys.executable, "-B", TOP / "firmware" / "sizes.py", "--check", "--build", tried.images.parent],
+                          check=False)
+    expect("exit code", done.returncode, 0)
 
 
 def hindrance(firmware):
