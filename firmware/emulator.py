@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs an image in the emulator, with its line to the module on a pseudo terminal.
 
-    emulator.py IMAGE [--link PATH] [--press-every MS]
+    emulator.py IMAGE [--link PATH] [--press-every MS] [--gdb]
 
 The image's name begins with the name of its machine. A line of one digit on the standard input presses that button.
 """
@@ -30,7 +30,7 @@ def die_with_parent():
 class Board:
     """A board that runs until it is closed. `path` is the module's end of its line, `master` the board's."""
 
-    def __init__(self, image):
+    def __init__(self, image, *more):
         image = pathlib.Path(image)
         machine = next((each for each in MACHINES if image.name.startswith(each)), None)
         if machine is None:
@@ -45,7 +45,7 @@ class Board:
         words = [EMULATOR, "-M", machine, "-display", "none", "-monitor", "none", "-kernel", str(image),
                  "-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1",
                  "-serial", "chardev:module",
-                 "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons"]
+                 "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
         self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, pass_fds=(master, buttons.fileno()),
                                         preexec_fn=die_with_parent)
         os.close(master)
@@ -96,10 +96,11 @@ def main():
     parser.add_argument("image")
     parser.add_argument("--link", help="make this a link to the terminal")
     parser.add_argument("--press-every", type=int, metavar="MS", help="press a button every so many milliseconds")
+    parser.add_argument("--gdb", action="store_true", help="let a debugger attach at port 1234")
     arguments = parser.parse_args()
     signal.signal(signal.SIGTERM, ended)
     try:
-        with Board(arguments.image) as board:
+        with Board(arguments.image, *(["-s"] if arguments.gdb else [])) as board:
             if arguments.link:
                 pathlib.Path(arguments.link).unlink(missing_ok=True)
                 os.symlink(board.path, arguments.link)
