@@ -1,6 +1,6 @@
 # The commands of the project. Each works alone on a fresh Debian 12 machine and installs what it lacks.
 #
-#   make demo            build, then hold a conversation with a simulated host     LINK=uart|i2c|spi
+#   make demo            build, then hold a conversation with a simulated host     LINK=uart|i2c|spi HOST=simulator|firmware
 #   make test            build and run all tests
 #   make test-asan       the same under AddressSanitizer and UndefinedBehaviorSanitizer
 #   make test-tsan       the same under ThreadSanitizer
@@ -16,10 +16,13 @@
 #   make bench           times, instructions and allocations beside those of others, into docs/performance.md
 #   make bench-counts    instructions and allocations as stored in bench/counts.txt, or it fails    RENEW=1 stores them
 #   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= SCHEDULE_SEEDS= REPORT=
+#   make firmware        firmware of all boards, and their sizes into docs/host-firmware.md
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
 
 LINK ?= uart
+# Not from the environment: shells keep the name of the machine there.
+HOST = simulator
 PREFIX ?= /usr/local
 DESTDIR ?=
 export PREFIX DESTDIR
@@ -33,8 +36,10 @@ SECONDS ?= 20
 
 # What the demo needs; on a bus, the rig that stands for the hardware as well.
 DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zent-hostsim,zent-busrig zent-busrig-run)
+# In an emulated micro-controller there is a UART and nothing else.
+DEMO_HOSTS = simulator $(if $(filter uart,$(LINK)),firmware)
 
-.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 test-kernel coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 test-kernel coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak firmware install clean
 
 # What stands at the top.
 help:
@@ -42,9 +47,11 @@ help:
 
 demo:
 	@case '$(LINK)' in uart | i2c | spi) ;; *) echo "make demo: there is no link '$(LINK)'; LINK is uart, i2c or spi" >&2; exit 2 ;; esac
-	scripts/install-packages.sh build test
+	@case ' $(DEMO_HOSTS) ' in *' $(HOST) '*) ;; *) echo "make demo: there is no host '$(HOST)' on $(LINK); HOST is simulator, or firmware on uart" >&2; exit 2 ;; esac
+	scripts/install-packages.sh build test $(filter firmware,$(HOST))
+	$(if $(filter firmware,$(HOST)),scripts/build-firmware.sh)
 	scripts/build.sh release $(DEMO_PROGRAMS)
-	scripts/demo.sh build/release $(LINK)
+	scripts/demo.sh build/release $(LINK) $(HOST)
 
 test:
 	scripts/install-packages.sh build test
@@ -117,6 +124,11 @@ bench-counts:
 soak:
 	scripts/install-packages.sh build test
 	scripts/soak.sh $(MINUTES)
+
+firmware:
+	scripts/install-packages.sh firmware
+	scripts/build-firmware.sh
+	python3 firmware/sizes.py
 
 install:
 	scripts/install-packages.sh build test

@@ -58,7 +58,7 @@ for cpu in cortex-m0 cortex-m4; do
 done
 
 # The headers as a firmware in C includes them.
-for header in HostLinkHost HostLinkHostUart HostLinkHostBus; do
-    echo "#include <host/$header.h>" | arm-none-eabi-gcc -std=c99 -mcpu=cortex-m0 -mthumb -ffreestanding -Wall -Wextra \
+for header in host/HostLinkHost host/HostLinkHostUart host/HostLinkHostBus hostlink/HostLinkVocabularyNumbers; do
+    echo "#include <$header.h>" | arm-none-eabi-gcc -std=c99 -mcpu=cortex-m0 -mthumb -ffreestanding -Wall -Wextra \
         -Wpedantic -Werror -I src -I src/lib -fsyntax-only -x c -
 done

@@ -1,6 +1,6 @@
 #!/bin/sh
-# demo-bus.sh BUILD_DIRECTORY i2c|spi: hostlink-demo over a bus, inside the rig that stands for bus, interrupt line and
-# host. The exit code is that of the demo; 77 where the rig cannot run.
+# demo-bus.sh BUILD_DIRECTORY i2c|spi [OPTIONS]: hostlink-demo over a bus, inside the rig that stands for bus, interrupt line
+# and host; OPTIONS of the host as src/rig/README.md lists them. The exit code is that of the demo; 77 where the rig cannot run.
 set -eu
 build=$1
 link=$2
@@ -23,7 +23,7 @@ done
 
 code=0
 "$here/run-in-rig.sh" --busrig "$build/bin/zent-busrig" --quiet \
-    --host-options "inputEventEveryMs=500" -- \
+    --host-options "inputEventEveryMs=500${3:+,$3}" -- \
     "$build/bin/hostlink-demo" --link "$link" --device "$device" --gpio 17 || code=$?
 if [ "$code" -eq 0 ]; then
     cat <<END

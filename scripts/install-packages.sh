@@ -29,6 +29,10 @@ for group in "$@"; do
     kernel) packages="$packages qemu-system-x86 cpio kmod binutils make libelf1 python3 device-tree-compiler" ;;
     kernel-arm64) packages="$packages qemu-system-arm" ;;
     coverage) packages="$packages gcovr" ;;
+    firmware)
+        packages="$packages cmake ninja-build python3 gcc-arm-none-eabi qemu-system-arm"
+        packages="$packages libnewlib-arm-none-eabi" # the headers alone
+        ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac

@@ -2,6 +2,9 @@
 from reading import Mistake
 
 COLUMNS = 120
+# The macros of HostLinkNumbers.h that give an enumeration its type where the language knows one.
+WIDTHS = {"uint8_t": "HOSTLINK_OF_8_BITS", "uint16_t": "HOSTLINK_OF_16_BITS", "uint32_t": "HOSTLINK_OF_32_BITS",
+          "int32_t": "HOSTLINK_OF_SIGNED_32_BITS"}
 WRITTEN = "Written by protocol/generate.py from protocol/hostlink.toml, do not edit: `make protocol` writes it anew."
 
 
@@ -35,15 +38,9 @@ def described(enumeration):
     return line(enumeration, f"/// {enumeration.doc}")
 
 
-def enumeration(each, type_name, number="{}", **how):
-    """An enumeration of C++ alone."""
-    return [described(each), f"enum {name_of(each)} : {type_name} {{", *enumerators(each.rows, number, **how), "};", ""]
-
-
 def shared_enumeration(each, type_name, number="{}", **how):
     """An enumeration of C99 and C++17; C has its name as an integer of that width."""
-    bits = type_name.removeprefix("uint").removesuffix("_t")
-    return [described(each), f"enum {name_of(each)} HOSTLINK_OF_{bits}_BITS {{",
+    return [described(each), f"enum {name_of(each)} {WIDTHS[type_name]} {{",
             *enumerators(each.rows, number, **how), "};", "#ifndef __cplusplus",
             f"typedef {type_name} {name_of(each)};", "#endif", ""]
 

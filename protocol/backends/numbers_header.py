@@ -16,11 +16,13 @@ HEAD = f"""\
 #define HOSTLINK_OF_8_BITS : uint8_t
 #define HOSTLINK_OF_16_BITS : uint16_t
 #define HOSTLINK_OF_32_BITS : uint32_t
+#define HOSTLINK_OF_SIGNED_32_BITS : int32_t
 #else
 /* C99 enumerations have no fixed width: the constants stand alone and the name is an integer of that width. */
 #define HOSTLINK_OF_8_BITS
 #define HOSTLINK_OF_16_BITS
 #define HOSTLINK_OF_32_BITS
+#define HOSTLINK_OF_SIGNED_32_BITS
 #endif
 """
 

@@ -31,6 +31,7 @@ HostOnBus::HostOnBus(SimulatedHost& simulatedHost, const BusOptions& options)
     setup.interruptRepeat = engineSpan<uint16_t>(options.interruptRepeat);
     setup.interruptGap = std::max(engineSpan<uint16_t>(options.interruptGap), uint16_t{1});
     hostLinkHostBusInit(&bus, &host.engine(), &setup);
+    if (options.byteByByte) peripheral.emplace(bus);
 }
 
 void HostOnBus::write(const ByteArray& bytes, Time now) {
@@ -100,7 +101,11 @@ void HostOnBus::replaceWith(const ByteArray& frame) {
 }
 
 void HostOnBus::give(const ByteArray& bytes, Time now) {
-    hostLinkHostBusWrite(&bus, bytes.data(), static_cast<uint32_t>(bytes.size()), wholeMilliseconds(now));
+    if (peripheral) {
+        peripheral->write(bytes, wholeMilliseconds(now));
+    } else {
+        hostLinkHostBusWrite(&bus, bytes.data(), static_cast<uint32_t>(bytes.size()), wholeMilliseconds(now));
+    }
     host.settle();
 }
 
@@ -129,11 +134,12 @@ ByteArray HostOnBus::answer(size_t count, Time now) {
         note(reply.frame);
         return reply.frame;
     }
-    // Read to its end also where the module reads less: it is told as a whole.
+    ByteArray clocked = peripheral ? peripheral->read(count, wholeMilliseconds(now)) : ByteArray{};
+    // Read to its end also where the module reads less: it is told as a whole. Each read begins at its first byte.
     ByteArray bytes(std::max<size_t>({count, host.engine().setup.packetSize, HOSTLINK_IRQ_FRAME_SIZE}));
     hostLinkHostBusRead(&bus, bytes.data(), static_cast<uint32_t>(bytes.size()), wholeMilliseconds(now));
     note(packetIn(bytes));
-    return bytes;
+    return peripheral ? clocked : bytes;
 }
 
 // The first time.

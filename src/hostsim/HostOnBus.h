@@ -10,17 +10,20 @@
 #include <hostlink/ByteArray.h>
 
 #include "HostTime.h"
+#include "I2cPeripheral.h"
 #include "PacketFaults.h"
 #include "SimulatedHost.h"
 
 namespace hostsim {
 
-/// Timing of the interrupt line, each up to 65 s.
+/// How the bus is served; times each up to 65 s.
 struct BusOptions {
     /// A line that has been low for this long without an IRQ frame from the module goes high for `interruptGap` and low
     /// again: the edge may have come before the module was listening. 0: never.
     Time interruptRepeat = std::chrono::milliseconds(250);
     Time interruptGap = std::chrono::milliseconds(1);
+    /// The engine is driven from the interrupts of an I2C peripheral, a byte at a time, not by whole phases.
+    bool byteByByte = false;
 };
 
 /// Puts a host behind bus transactions, bytes that the master writes and reads in and out, the level of the interrupt
@@ -90,6 +93,7 @@ private:
     PacketFaults packetFaults;
     std::unique_ptr<uint8_t[]> received;
     HostLinkHostBus bus{};
+    std::optional<I2cPeripheral> peripheral; // in front of `bus`, where each byte is an interrupt
     Reply reply;
     Asked asked;
 };

@@ -125,6 +125,8 @@ void setOption(HostSetup& setup, const std::string& name, const std::string& val
         setup.host.outgoing.responseTimeout = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
     } else if (name == "repeatWindowMs") {
         setup.host.repeatWindow = std::chrono::milliseconds(numberUpTo<uint16_t>(value));
+    } else if (name == "byteByByte") {
+        setup.bus.byteByByte = numberUpTo<uint8_t>(value) != 0;
     } else if (name == "inputEventEveryMs") {
         const auto interval = std::chrono::milliseconds(numberUpTo<uint32_t>(value));
         if (interval.count() == 0) throw std::invalid_argument("inputEventEveryMs must be above 0");

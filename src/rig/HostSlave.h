@@ -14,7 +14,8 @@ namespace busrig {
 
 /// Sets a host up from "name=value,name=value", the names being the members of `hostsim::FaultOptions` ("nackFirst",
 /// "toHost.dropRate", "seed", ...), with "lateByMs" in place of `lateBy`, "interruptRepeatMs", "responseTimeoutMs",
-/// "repeatWindowMs", and "inputEventEveryMs".
+/// "repeatWindowMs", "byteByByte" (not 0: the host is driven from the interrupts of an I2C peripheral), and
+/// "inputEventEveryMs".
 /// Throws std::invalid_argument for anything else.
 struct HostSetup {
     hostsim::HostOptions host;

@@ -5,7 +5,6 @@
 
 #include "support/Bytes.h"
 
-using hostsim::HostOnBus;
 using hostsim::HostOptions;
 using hostsim::SimulatedHost;
 using hostsim::Time;
@@ -24,21 +23,35 @@ constexpr char ack[] = "FF FE 08 00 A3 12 00 00";
 constexpr char nack[] = "FF FE 08 00 63 12 00 00";
 constexpr char idle8[] = "FF FF FF FF FF FF FF FF";
 
-struct Bus {
-    SimulatedHost endpoint;
-    HostOnBus host;
+/// In both ways to drive the engine: by whole phases, and byte by byte from an interrupt handler.
+class HostOnBus : public ::testing::TestWithParam<bool> {
+protected:
+    struct Bus {
+        SimulatedHost endpoint;
+        hostsim::HostOnBus host;
 
-    explicit Bus(const HostOptions& options = {}) : endpoint(options), host(endpoint) {}
+        explicit Bus(const HostOptions& options = {}) : endpoint(options), host(endpoint, busOptions()) {}
 
-    std::string read(size_t count, Time now = Time(0)) { return hex(host.read(count, now)); }
-    void write(const std::string& text, Time now = Time(0)) { host.write(bytes(text), now); }
-    std::string writeRead(const std::string& text, size_t count, Time now = Time(0)) {
-        write(text, now);
-        return read(count, now);
-    }
-    bool low(Time now = Time(0)) { return host.interruptLow(now); }
-    void press() { endpoint.send({hostsim::HostApplication::press(1).front()}); }
+        static hostsim::BusOptions busOptions() {
+            hostsim::BusOptions options;
+            options.byteByByte = GetParam();
+            return options;
+        }
+
+        std::string read(size_t count, Time now = Time(0)) { return hex(host.read(count, now)); }
+        void write(const std::string& text, Time now = Time(0)) { host.write(bytes(text), now); }
+        std::string writeRead(const std::string& text, size_t count, Time now = Time(0)) {
+            write(text, now);
+            return read(count, now);
+        }
+        bool low(Time now = Time(0)) { return host.interruptLow(now); }
+        void press() { endpoint.send({hostsim::HostApplication::press(1).front()}); }
+    };
 };
+
+INSTANTIATE_TEST_SUITE_P(Driven, HostOnBus, ::testing::Bool(), [](const ::testing::TestParamInfo<bool>& byteByByte) {
+    return byteByByte.param ? std::string("ByteByByte") : std::string("ByPhases");
+});
 
 std::string padded(const std::string& text, size_t count) {
     ByteArray data = bytes(text);
@@ -52,13 +65,13 @@ std::string pressIn(const std::string& frame) {
 
 } // namespace
 
-TEST(HostOnBus, AnswersAWrittenPacketInTheSameTransaction) {
+TEST_P(HostOnBus, AnswersAWrittenPacketInTheSameTransaction) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(getVolume, 8), ackOf11);
     EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
 }
 
-TEST(HostOnBus, HearsAModuleThatStartsOverWithAnIrqFrame) {
+TEST_P(HostOnBus, HearsAModuleThatStartsOverWithAnIrqFrame) {
     constexpr char firstIrq[] = "FF FE 0E 00 22 00 00 00 40 00 00 00 00 00";
     constexpr char first[] = "FF FE 0F 00 23 01 00 00 02 00 01 09 00 00 00"; // getVolume in frame 1
     Bus bus;
@@ -71,13 +84,13 @@ TEST(HostOnBus, HearsAModuleThatStartsOverWithAnIrqFrame) {
     EXPECT_EQ(bus.endpoint.counts().messagesReceived, 2u);
 }
 
-TEST(HostOnBus, IsIdleWhenNothingWasWritten) {
+TEST_P(HostOnBus, IsIdleWhenNothingWasWritten) {
     Bus bus;
     EXPECT_EQ(bus.read(8), idle8);
     EXPECT_EQ(bus.read(0), "");
 }
 
-TEST(HostOnBus, PullsTheLineUntilItsPacketIsRead) {
+TEST_P(HostOnBus, PullsTheLineUntilItsPacketIsRead) {
     Bus bus;
     EXPECT_FALSE(bus.low());
     bus.writeRead(getVolume, 8);
@@ -91,7 +104,7 @@ TEST(HostOnBus, PullsTheLineUntilItsPacketIsRead) {
     EXPECT_EQ(bus.endpoint.counts().messagesSent, 1u);
 }
 
-TEST(HostOnBus, PullsTheLineAgainForTheNextPacket) {
+TEST_P(HostOnBus, PullsTheLineAgainForTheNextPacket) {
     Bus bus;
     bus.press();
     bus.press();
@@ -102,7 +115,7 @@ TEST(HostOnBus, PullsTheLineAgainForTheNextPacket) {
     EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("01"), 64));
 }
 
-TEST(HostOnBus, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
+TEST_P(HostOnBus, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
     Bus bus;
     bus.writeRead(getVolume, 8);
     EXPECT_EQ(bus.writeRead(irq16, 16), padded("FF FE 0E 00 22 07 00 00 11 00 00 00 00 00", 16));
@@ -110,7 +123,7 @@ TEST(HostOnBus, AnnouncesTheSizeOfAPacketThatDoesNotFit) {
     EXPECT_EQ(bus.writeRead(irq17, 17), volumeAnswer);
 }
 
-TEST(HostOnBus, OffersARefusedPacketAgain) {
+TEST_P(HostOnBus, OffersARefusedPacketAgain) {
     Bus bus;
     bus.press();
     bus.writeRead(irq64, 64);
@@ -121,7 +134,7 @@ TEST(HostOnBus, OffersARefusedPacketAgain) {
     EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(11)), padded(pressIn("00"), 64));
 }
 
-TEST(HostOnBus, GivesUpAPacketThatIsReadAndNotAcknowledged) {
+TEST_P(HostOnBus, GivesUpAPacketThatIsReadAndNotAcknowledged) {
     Bus bus;
     bus.press();
     bus.press();
@@ -134,12 +147,12 @@ TEST(HostOnBus, GivesUpAPacketThatIsReadAndNotAcknowledged) {
     EXPECT_EQ(bus.writeRead(irq64, 64, milliseconds(1000)), padded(pressIn("01"), 64));
 }
 
-TEST(HostOnBus, AnswersAnIrqFrameWithNeitherBitWhenItHasNothing) {
+TEST_P(HostOnBus, AnswersAnIrqFrameWithNeitherBitWhenItHasNothing) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(irq64, 14), padded("FF FE 08 00 23 07 00 00", 14));
 }
 
-TEST(HostOnBus, GivesTheAnswerFromItsBeginningToEachRead) {
+TEST_P(HostOnBus, GivesTheAnswerFromItsBeginningToEachRead) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(getVolume, 3), "FF FE 08");
     EXPECT_EQ(bus.read(8), ackOf11);
@@ -147,13 +160,13 @@ TEST(HostOnBus, GivesTheAnswerFromItsBeginningToEachRead) {
     EXPECT_EQ(bus.endpoint.counts().acksSent, 1u);
 }
 
-TEST(HostOnBus, RefusesBytesThatAreNoPacket) {
+TEST_P(HostOnBus, RefusesBytesThatAreNoPacket) {
     Bus bus;
     EXPECT_EQ(bus.writeRead("41 42 43", 8), "FF FE 08 00 63 00 00 00");
     EXPECT_EQ(bus.endpoint.counts().badPackets, 1u);
 }
 
-TEST(HostOnBus, AnEmptyWriteIsAScanAndChangesNothing) {
+TEST_P(HostOnBus, AnEmptyWriteIsAScanAndChangesNothing) {
     Bus bus;
     EXPECT_EQ(bus.writeRead("", 8), idle8);
     bus.write(getVolume);
@@ -161,7 +174,7 @@ TEST(HostOnBus, AnEmptyWriteIsAScanAndChangesNothing) {
     EXPECT_EQ(bus.endpoint.counts().badPackets, 0u);
 }
 
-TEST(HostOnBus, AWriteOfWhichNoByteArrivesIsNone) {
+TEST_P(HostOnBus, AWriteOfWhichNoByteArrivesIsNone) {
     HostOptions options;
     options.faults.toHost.dropRate = 1;
     Bus bus(options);
@@ -170,17 +183,17 @@ TEST(HostOnBus, AWriteOfWhichNoByteArrivesIsNone) {
     EXPECT_EQ(bus.endpoint.counts().badPackets, 0u);
 }
 
-TEST(HostOnBus, IgnoresBytesBehindAPacket) {
+TEST_P(HostOnBus, IgnoresBytesBehindAPacket) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(std::string(getVolume) + " 41 42", 8), ackOf11);
 }
 
-TEST(HostOnBus, DoesNotAnswerAResponseFrame) {
+TEST_P(HostOnBus, DoesNotAnswerAResponseFrame) {
     Bus bus;
     EXPECT_EQ(bus.writeRead(ack, 8), idle8);
 }
 
-TEST(HostOnBus, LiftsALineThatNobodyServesForAMoment) {
+TEST_P(HostOnBus, LiftsALineThatNobodyServesForAMoment) {
     Bus bus;
     bus.press();
     EXPECT_TRUE(bus.low(milliseconds(10)));
@@ -192,7 +205,7 @@ TEST(HostOnBus, LiftsALineThatNobodyServesForAMoment) {
     EXPECT_FALSE(bus.low(milliseconds(511)));
 }
 
-TEST(HostOnBus, AnIrqFrameKeepsTheLineLow) {
+TEST_P(HostOnBus, AnIrqFrameKeepsTheLineLow) {
     Bus bus;
     bus.press();
     EXPECT_TRUE(bus.low());
@@ -203,7 +216,7 @@ TEST(HostOnBus, AnIrqFrameKeepsTheLineLow) {
 
 // ---- faults
 
-TEST(HostOnBus, StartsLateOnRequest) {
+TEST_P(HostOnBus, StartsLateOnRequest) {
     HostOptions options;
     options.faults.lateTransfers = 2;
     Bus bus(options);
@@ -219,7 +232,7 @@ TEST(HostOnBus, StartsLateOnRequest) {
     EXPECT_EQ(bus.endpoint.counts().faultLateTransfers, 2u);
 }
 
-TEST(HostOnBus, IsIdleUntilALateAnswerIsDue) {
+TEST_P(HostOnBus, IsIdleUntilALateAnswerIsDue) {
     HostOptions options;
     options.faults.lateEvery = 1;
     options.faults.lateBy = milliseconds(3);
@@ -229,7 +242,7 @@ TEST(HostOnBus, IsIdleUntilALateAnswerIsDue) {
     EXPECT_EQ(bus.read(8, milliseconds(3)), ackOf11);
 }
 
-TEST(HostOnBus, RefusesIrqFramesOnRequest) {
+TEST_P(HostOnBus, RefusesIrqFramesOnRequest) {
     HostOptions options;
     options.faults.irqNackFirst = 1;
     Bus bus(options);
@@ -243,7 +256,7 @@ TEST(HostOnBus, RefusesIrqFramesOnRequest) {
     EXPECT_EQ(bus.endpoint.counts().faultIrqNacks, 2u);
 }
 
-TEST(HostOnBus, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
+TEST_P(HostOnBus, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
     HostOptions options;
     options.faults.irqAnnounceFirst = 2;
     Bus bus(options);
@@ -253,7 +266,7 @@ TEST(HostOnBus, AnnouncesTheSizeOnRequestAlthoughThePacketFits) {
     EXPECT_EQ(bus.writeRead(irq64, 64), padded(pressIn("00"), 64));
 }
 
-TEST(HostOnBus, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
+TEST_P(HostOnBus, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
     HostOptions options;
     options.faults.irqAnnounceFirst = 2;
     Bus bus(options);
@@ -263,7 +276,7 @@ TEST(HostOnBus, AnnouncesNoSizeIntoAReadThatIsTooShortForIt) {
     EXPECT_EQ(bus.endpoint.counts().faultIrqAnnouncements, 1u);
 }
 
-TEST(HostOnBus, AnIrqFrameThatIsRefusedKeepsTheLineLowToo) {
+TEST_P(HostOnBus, AnIrqFrameThatIsRefusedKeepsTheLineLowToo) {
     HostOptions options;
     options.faults.irqNackFirst = 1;
     Bus bus(options);
@@ -274,7 +287,7 @@ TEST(HostOnBus, AnIrqFrameThatIsRefusedKeepsTheLineLowToo) {
     EXPECT_FALSE(bus.low(milliseconds(450)));
 }
 
-TEST(HostOnBus, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
+TEST_P(HostOnBus, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
     HostOptions options;
     options.faults.repeatEvery = 1;
     Bus bus(options);
@@ -291,7 +304,7 @@ TEST(HostOnBus, RepeatsAPacketAfterItsAcknowledgementOnRequest) {
     EXPECT_FALSE(bus.low(milliseconds(30)));
 }
 
-TEST(HostOnBus, AFaultyAnswerStandsInPlaceOfTheEngines) {
+TEST_P(HostOnBus, AFaultyAnswerStandsInPlaceOfTheEngines) {
     HostOptions options;
     options.faults.neitherEvery = 2;
     Bus bus(options);
@@ -303,7 +316,7 @@ TEST(HostOnBus, AFaultyAnswerStandsInPlaceOfTheEngines) {
     EXPECT_EQ(bus.endpoint.counts().messagesReceived, 2u);
 }
 
-TEST(HostOnBus, StaysSilentOnRequest) {
+TEST_P(HostOnBus, StaysSilentOnRequest) {
     HostOptions options;
     options.faults.silentEvery = 1;
     Bus bus(options);
@@ -311,7 +324,7 @@ TEST(HostOnBus, StaysSilentOnRequest) {
     EXPECT_EQ(bus.read(8), idle8);
 }
 
-TEST(HostOnBus, GivesGarbageOnceAndThenThePacketOnRequest) {
+TEST_P(HostOnBus, GivesGarbageOnceAndThenThePacketOnRequest) {
     HostOptions options;
     options.faults.garbageEvery = 1;
     Bus bus(options);
@@ -322,7 +335,7 @@ TEST(HostOnBus, GivesGarbageOnceAndThenThePacketOnRequest) {
     EXPECT_EQ(bus.read(64), padded(pressIn("00"), 64));
 }
 
-TEST(HostOnBus, AReadIsAlwaysAsLongAsTheMasterClocks) {
+TEST_P(HostOnBus, AReadIsAlwaysAsLongAsTheMasterClocks) {
     HostOptions options;
     options.faults.toModule.dropRate = 0.5;
     options.faults.toModule.insertRate = 0.5;

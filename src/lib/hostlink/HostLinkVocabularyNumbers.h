@@ -1,41 +1,56 @@
 // Written by protocol/generate.py from protocol/hostlink.toml, do not edit: `make protocol` writes it anew.
 /// @file
-/// What value messages carry: tags, states and values by their numbers.
-#pragma once
+/// What value messages carry: tags, states and values by their numbers. Reads as C99 and as C++17.
+#ifndef HOSTLINK_VOCABULARY_NUMBERS_H
+#define HOSTLINK_VOCABULARY_NUMBERS_H
 
-#include <cstdint>
+#include <stdint.h>
+
+#include "HostLinkNumbers.h"
 
 /// Tags of "SetLedApi" messages.
-enum LedApiCmd : uint16_t {
+enum LedApiCmd HOSTLINK_OF_16_BITS {
     LED_SetPalette = 0,
     LED_SetPattern = 1,
 };
+#ifndef __cplusplus
+typedef uint16_t LedApiCmd;
+#endif
 
 /// Tags of "InputEventMessage".
-enum ButtonState : uint16_t {
+enum ButtonState HOSTLINK_OF_16_BITS {
     BUT_KeyReleased = 0,
     BUT_KeyPressed = 1,
     BUT_KeyRepeated = 2,
 };
+#ifndef __cplusplus
+typedef uint16_t ButtonState;
+#endif
 
 /// Tags of "TcpTunnelingMessage" and its response.
-enum TcpTunnelingState : uint16_t {
+enum TcpTunnelingState HOSTLINK_OF_16_BITS {
     TCP_Connection = 0,
     TCP_Data = 1,
     TCP_Command = 2,
 };
+#ifndef __cplusplus
+typedef uint16_t TcpTunnelingState;
+#endif
 
 /// Values of `TCP_Data` in a response.
-enum TcpTunnelingResult : int32_t {
+enum TcpTunnelingResult HOSTLINK_OF_SIGNED_32_BITS {
     TCP_Success = 0,
     TCP_InvalidMessage = 1,
     TCP_InvalidConnection = 2,
     TCP_TranferFailed = 3,
     TCP_InvalidCommand = 4,
 };
+#ifndef __cplusplus
+typedef int32_t TcpTunnelingResult;
+#endif
 
 /// Tags of "DataTransfer" and its response.
-enum DataTransferState : uint16_t {
+enum DataTransferState HOSTLINK_OF_16_BITS {
     DTT_FileName = 0,
     DTT_SequenceNum = 1,
     DTT_Data = 2,
@@ -44,9 +59,12 @@ enum DataTransferState : uint16_t {
     DTT_AbortTransfer = 5,
     DTT_FileSize = 6,
 };
+#ifndef __cplusplus
+typedef uint16_t DataTransferState;
+#endif
 
 /// State ids: the tags of "SetStateMessage", "StateChangedMessage" and their responses, and the items of list messages.
-enum State : int32_t {
+enum State HOSTLINK_OF_SIGNED_32_BITS {
     STA_Undefined = 0x0000,
     STA_FirmwareVersion = 0x0001,
     STA_FirmwareState = 0x0002,
@@ -174,3 +192,8 @@ enum State : int32_t {
     STA_CurrentOutputType = 0xF315,
     STA_VolumeMode = 0xF316,
 };
+#ifndef __cplusplus
+typedef int32_t State;
+#endif
+
+#endif

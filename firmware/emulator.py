@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""Runs an image in the emulator, with its line to the module on a pseudo terminal.
+
+    emulator.py IMAGE [--link PATH] [--press-every MS] [--gdb]
+
+The image's name begins with the name of its machine. A line of one digit on the standard input presses that button.
+"""
+import argparse
+import ctypes
+import os
+import pathlib
+import select
+import signal
+import socket
+import subprocess
+import sys
+import time
+import tty
+
+EMULATOR = "qemu-system-arm"
+MACHINES = ("mps2-an385", "mps2-an386", "mps2-an505", "microbit")
+PR_SET_PDEATHSIG = 1  # linux/prctl.h
+
+
+def die_with_parent():
+    """A hung emulator ignores everything but KILL, and must not outlive who started it."""
+    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+
+
+class Board:
+    """A board that runs until it is closed. `path` is the module's end of its line, `master` the board's."""
+
+    def __init__(self, image, *more):
+        image = pathlib.Path(image)
+        machine = next((each for each in MACHINES if image.name.startswith(each)), None)
+        if machine is None:
+            raise ValueError(f"{image.name}: no machine of that name; there are {', '.join(MACHINES)}")
+        if not image.is_file():
+            raise ValueError(f"there is no {image}; build it with: make firmware")
+        master, self.slave = os.openpty()  # the near end stays open here: without one the far end would hang up
+        tty.setraw(self.slave)
+        self.path = os.ttyname(self.slave)
+        # The emulator is given the terminal: one that it makes itself it would look at once in a second.
+        self.buttons, buttons = socket.socketpair()
+        words = [EMULATOR, "-M", machine, "-display", "none", "-monitor", "none", "-kernel", str(image),
+                 "-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1",
+                 "-serial", "chardev:module",
+                 "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, pass_fds=(master, buttons.fileno()),
+                                        preexec_fn=die_with_parent)
+        os.close(master)
+        buttons.close()
+
+    def press(self, button):
+        self.buttons.send(b"%d" % button)
+
+    def runs(self):
+        return self.process.poll() is None
+
+    def close(self):
+        self.process.kill()
+        self.process.wait()
+        self.buttons.close()
+        os.close(self.slave)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+def serve(board, press_every):
+    """Until the emulator or the standard input ends."""
+    next_press = time.monotonic() + (press_every or 0) / 1000
+    inputs = [sys.stdin]
+    while board.runs():
+        wait = max(0, next_press - time.monotonic()) if press_every else 1
+        if select.select(inputs, [], [], min(wait, 1))[0]:
+            line = sys.stdin.readline()
+            if not line:
+                inputs = []
+            elif line.strip().isdigit() and len(line.strip()) == 1:
+                board.press(int(line))
+        if press_every and time.monotonic() >= next_press:
+            board.press(4)  # which does nothing else
+            next_press += press_every / 1000
+
+
+def ended(*_):
+    raise SystemExit(0)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
+    parser.add_argument("image")
+    parser.add_argument("--link", help="make this a link to the terminal")
+    parser.add_argument("--press-every", type=int, metavar="MS", help="press a button every so many milliseconds")
+    parser.add_argument("--gdb", action="store_true", help="let a debugger attach at port 1234")
+    arguments = parser.parse_args()
+    signal.signal(signal.SIGTERM, ended)
+    try:
+        with Board(arguments.image, *(["-s"] if arguments.gdb else [])) as board:
+            if arguments.link:
+                pathlib.Path(arguments.link).unlink(missing_ok=True)
+                os.symlink(board.path, arguments.link)
+            print("listening on", arguments.link or board.path, flush=True)
+            try:
+                serve(board, arguments.press_every)
+            finally:
+                if arguments.link:
+                    os.unlink(arguments.link)
+            print(f"{EMULATOR} ended by itself", file=sys.stderr)
+    except ValueError as mistake:
+        print(f"emulator.py: {mistake}", file=sys.stderr)
+        return 2
+    except FileNotFoundError:
+        print(f"emulator.py: no {EMULATOR} here; it is in the package of that name, which make firmware installs",
+              file=sys.stderr)
+        return 2
+    except KeyboardInterrupt:
+        return 0
+    return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,437 @@
+"""firmware_test.py FIRMWARE BUILD TEST: the firmware in the emulator, over its own line, with an independent module's side
+or the project's demo at the other end.
+
+A board that hangs fails its test: everything waits within bounds, and the emulator is killed at the end whatever it does.
+"""
+import pathlib
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import threading
+import zlib
+
+sys.dont_write_bytecode = True
+TOP = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "firmware"))
+import vectors
+from emulator import EMULATOR, Board
+from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESPONSE, SET, SUBSCRIBE, TUNNEL,
+                    TUNNEL_RESPONSE, U8, U16, U32, UNSUBSCRIBE, UNSUPPORTED, Module, ids, items_of, number, packet, text,
+                    values)
+from relay import Relay
+
+VOLUME, PLAY_TIME, PLAY_STATUS, BALANCE = 0x0009, 0x000A, 0x000B, 0x0019
+NAME, MAX_VOLUME, CONTROL = 0x0311, 0xF311, 0x0004
+SYSTEM_INFO, FIRMWARE = 0xF300, 0xF001
+STOPPED, PLAYING, PAUSED = 0, 2, 3
+NIL, I8, U64 = 192, 208, 207
+PRESSED, RELEASED = 1, 0
+PATIENT = 20  # seconds for one answer: the machine may be busy
+
+
+def expect(what, seen, wanted):
+    assert seen == wanted, "%s: %r instead of %r" % (what, seen, wanted)
+
+
+class Tried:
+    """Where the firmware and the programs were built."""
+
+    def __init__(self, firmware, build):
+        self.images, self.build = pathlib.Path(firmware) / "images", pathlib.Path(build)
+
+    def board(self, name="mps2-an385"):
+        return Board(self.images / (name + ".elf"))
+
+    def demo(self, path, packet_size, file_size):
+        done = subprocess.run([self.build / "bin/hostlink-demo", "--device", path, "--max-packet-size", str(packet_size),
+                               "--file-size", str(file_size), "--response-timeout", "5000"],
+                              capture_output=True, text=True, timeout=200, check=False)
+        print(done.stdout[-300:], done.stderr)
+        expect("exit code", done.returncode, 0)
+        assert "All went well." in done.stdout, done.stdout
+
+
+class Conversation(Module):
+    """A module at the board's line, after its reset."""
+
+    def __init__(self, board, packet_size=64, timeout=PATIENT):
+        super().__init__(board.path, packet_size, timeout)
+        assert self.reset(), "no answer to a reset"
+
+    def get(self, *states):
+        return self.ask(ids(GET, *states), GET | RESPONSE, PATIENT)
+
+    def set(self, *items):
+        return self.ask(values(SET, *items), SET | RESPONSE, PATIENT)
+
+    def subscribe(self, *states):
+        wanted = ids(SUBSCRIBE | RESPONSE, *states)
+        assert self.send(ids(SUBSCRIBE, *states))
+        self.next(lambda message: message == wanted, PATIENT)
+
+    def told(self):
+        """The items of the next message about changes."""
+        return items_of(self.next(lambda message: message[:2] == b"\x04\x00", PATIENT))[1]
+
+    def expect_no_more(self):
+        """It answers in order: nothing else stands before the answer to this."""
+        self.get(VOLUME)
+        expect("messages", [message.hex(" ") for message in self.messages], [])
+
+
+class Pressing:
+    """Somebody who presses a button twice a second."""
+
+    def __init__(self, board):
+        self.over = threading.Event()
+        self.thread = threading.Thread(target=self.press, args=(board,))
+
+    def press(self, board):
+        while not self.over.wait(0.5):
+            board.press(4)
+
+    def __enter__(self):
+        self.thread.start()
+
+    def __exit__(self, *_):
+        self.over.set()
+        self.thread.join()
+
+
+# -- the demo
+
+def demo_with_button(tried, image, packet_size, file_size):
+    with tried.board(image) as board, Pressing(board):
+        tried.demo(board.path, packet_size, file_size)
+        assert board.runs()
+
+
+def DemoOnCortexM3(tried):
+    demo_with_button(tried, "mps2-an385", 256, 65536)
+
+
+def DemoOnCortexM3WithSmallPackets(tried):
+    demo_with_button(tried, "mps2-an385-small", 64, 8192)
+
+
+def DemoOnCortexM4(tried):
+    demo_with_button(tried, "mps2-an386", 64, 8192)
+
+
+def DemoOnCortexM33(tried):
+    demo_with_button(tried, "mps2-an505", 256, 8192)
+
+
+def DemoOnCortexM0(tried):
+    """Its button presses itself: nobody else can."""
+    with tried.board("microbit") as board:
+        tried.demo(board.path, 64, 8192)
+
+
+def DemoOverALineWithNoise(tried):
+    """Few faults: packets bear no checksum, so a byte that changes inside a message may change what it means."""
+    for seed, kind in enumerate(("lose", "change", "insert"), 1):
+        with tried.board() as board, Pressing(board):
+            with Relay(board.path, [kind], rate=0.0005, most=3, seed=seed) as relay:
+                tried.demo(relay.path, 64, 8192)
+                print(kind, relay.faults)
+                assert relay.faults > 0, "no fault: another seed is needed"
+
+
+# -- what it says
+
+def StatesAreHeldWithinTheirLimits(tried):
+    with tried.board() as board, Conversation(board) as module:
+        expect("at first", module.get(SYSTEM_INFO, FIRMWARE, VOLUME, 0x7777),
+               [(SYSTEM_INFO, BIN, b"Example product"), (FIRMWARE, BIN, b"1.0.0"), (VOLUME, U8, 30), (0x7777, NIL, None)])
+        for item, held in ((number(VOLUME, 100), 100), (number(VOLUME, 101), 100), (number(VOLUME, 0), 0),
+                           (number(VOLUME, 40, U16), 40), (number(VOLUME, 256, U16), 40),
+                           (struct.pack("<HBQ", VOLUME, U64, 41), 41), (struct.pack("<HBQ", VOLUME, U64, 1 << 32), 41),
+                           (struct.pack("<HBb", VOLUME, I8, -1), 41), (text(VOLUME, b"7"), 41),
+                           (struct.pack("<HB", VOLUME, NIL), 41)):
+            expect("volume after " + item.hex(" "), module.set(item), [(VOLUME, U8, held)])
+        for item, held in ((struct.pack("<HBb", BALANCE, I8, -50), -50), (struct.pack("<HBb", BALANCE, I8, -51), -50),
+                           (struct.pack("<HBh", BALANCE, 209, -1), -1), (number(BALANCE, 50), 50),
+                           (number(BALANCE, 200), 50)):
+            expect("balance after " + item.hex(" "), module.set(item), [(BALANCE, I8, held)])
+        for word, held in ((b"", b""), (b"x" * 64, b"x" * 64), (b"y" * 65, b"x" * 64), (b"a\0b", b"a\0b")):
+            expect("name", module.set(text(NAME, word)), [(NAME, BIN, held)])
+        expect("not to be set", module.set(text(SYSTEM_INFO, b"mine"), number(0x7777, 1)),
+               [(SYSTEM_INFO, BIN, b"Example product"), (0x7777, NIL, None)])
+        module.expect_no_more()
+
+
+def ChangesAreToldOnceAndInOrder(tried):
+    with tried.board() as board, Conversation(board) as module:
+        module.set(number(VOLUME, 20))  # before anybody asked
+        module.subscribe(VOLUME, PLAY_STATUS)
+        for volume in range(21, 51):
+            module.set(number(VOLUME, volume))
+            module.set(number(VOLUME, volume))  # no change
+        expect("volumes", [module.told() for _ in range(21, 51)], [[(VOLUME, U8, each)] for each in range(21, 51)])
+        module.set(number(MAX_VOLUME, 10))  # which nobody has subscribed to, and what follows from it
+        expect("limited", module.told(), [(VOLUME, U8, 10)])
+        assert module.send(ids(UNSUBSCRIBE, VOLUME))
+        expect("unsubscribed", module.next(seconds=PATIENT), ids(UNSUBSCRIBE | RESPONSE, VOLUME))
+        module.set(number(VOLUME, 5), number(PLAY_STATUS, PAUSED))
+        expect("the other", module.told(), [(PLAY_STATUS, U8, PAUSED)])
+        assert module.reset()
+        module.set(number(PLAY_STATUS, STOPPED))
+        module.expect_no_more()
+
+
+def PlayerPlaysOn(tried):
+    with tried.board() as board, Conversation(board) as module:
+        module.subscribe(PLAY_TIME)
+        module.set(number(PLAY_STATUS, PLAYING))
+        expect("a second later", module.told(), [(PLAY_TIME, U32, 1)])
+        module.set(number(CONTROL, 1))
+        expect("stopped", module.get(PLAY_STATUS, PLAY_TIME), [(PLAY_STATUS, U8, STOPPED), (PLAY_TIME, U32, 0)])
+
+
+def ButtonsAreToldAndDoWhatTheyShould(tried):
+    with tried.board() as board, Conversation(board) as module:
+        module.subscribe(VOLUME, PLAY_STATUS)
+        for button, change in ((2, (VOLUME, U8, 32)), (3, (VOLUME, U8, 30)), (1, (PLAY_STATUS, U8, PLAYING)),
+                               (1, (PLAY_STATUS, U8, PAUSED))):
+            board.press(button)
+            told = [items_of(module.next(seconds=PATIENT)) for _ in range(3)]
+            expect("button %d" % button, told,
+                   [(EVENT, [(PRESSED, U16, button)]), (EVENT, [(RELEASED, U16, button)]), (CHANGED, [change])])
+        module.expect_no_more()
+
+
+def RequestsThatCannotBeReadAreAnswered(tried):
+    unsupported = struct.pack("<HB", UNSUPPORTED, 0)
+    with tried.board() as board, Conversation(board) as module:
+        for request in (values(0x1F), values(LED, number(0, 1)), b"\x01", b"\x01\x00",
+                        struct.pack("<HB", SET, 2) + number(VOLUME, 77), struct.pack("<HB", GET, 2) + b"\x09\x00",
+                        values(SET, number(VOLUME, 78), struct.pack("<HBB", PLAY_STATUS, 0xC3, 1)),
+                        struct.pack("<HB", DATA, 1), struct.pack("<HB", TUNNEL, 1)):
+            assert module.send(request)
+            expect("answer to " + request.hex(" "), module.next(seconds=PATIENT), unsupported)
+        assert module.send(values(SET | RESPONSE))  # a response is not answered
+        expect("no items", module.set(), [])
+        expect("volume", module.get(VOLUME), [(VOLUME, U8, 30)])
+        expect("255 states", module.get(*[VOLUME] * 255), [(VOLUME, U8, 30)] * 255)
+        assert module.send(ids(GET, *[SYSTEM_INFO] * 255))  # longer than it can say
+        expect("answer to 255 texts", module.next(seconds=PATIENT), unsupported)
+        module.expect_no_more()
+
+
+def checksum(data):
+    """CRC-32/MPEG-2 of the data, each group of four bytes reversed, what lacks to whole groups zeros."""
+    data += bytes(-len(data) % 4)
+    register = 0xFFFFFFFF
+    for at in range(0, len(data), 4):
+        for byte in reversed(data[at:at + 4]):
+            register ^= byte << 24
+            for _ in range(8):
+                register = (register << 1 ^ (0x04C11DB7 if register >> 31 else 0)) & 0xFFFFFFFF
+    return register
+
+
+def FilesAreTakenAndChecked(tried):
+    name, sequence, data, last, crc, abort, size = range(7)
+    first, second = bytes(range(250)), b"\xff\xfe" * 511 + b"\x01"
+    whole = first + bytes(2) + second + bytes(1)  # each chunk padded
+
+    def chunk(count, content, *more, claimed=None):
+        return values(DATA, *more, number(sequence, count, U16), text(data, content),
+                      number(crc, checksum(content) if claimed is None else claimed, U32))
+
+    end = struct.pack("<HB", last, NIL)
+    with tried.board() as board, Conversation(board, 256) as module:
+        def ask(request):
+            return module.ask(request, DATA | RESPONSE, PATIENT)
+
+        def taken(count, content):
+            return [(sequence, U16, count), (crc, U32, checksum(content))]
+
+        expect("no file yet", ask(chunk(0, first)), taken(0, first) + [(abort, NIL, None)])
+        for _ in range(2):  # the second time in place of an answer that was lost
+            expect("first", ask(chunk(65535, first, text(name, b"a"))), taken(65535, first))
+        expect("damaged", ask(chunk(0, second, claimed=7)), taken(0, second))
+        for _ in range(2):
+            expect("last", ask(chunk(0, second, end)),
+                   taken(0, second) + [(last, NIL, None), (size, U32, 1273), (crc, U32, checksum(whole))])
+        expect("another", ask(chunk(0, first, text(name, b"b"))), taken(0, first))
+        expect("one left out", ask(chunk(2, first)), taken(2, first) + [(abort, NIL, None)])
+        expect("dropped", ask(chunk(1, first)), taken(1, first) + [(abort, NIL, None)])
+
+
+def TunnelsEcho(tried):
+    connection, data, command = number(0, 7, U16), text(1, b"hello"), number(2, 1)
+    with tried.board() as board, Conversation(board) as module:
+        for items, result in (((connection, data), 0), ((connection, command), 0), ((connection,), 1), ((data,), 2)):
+            wanted = [(0, U16, 7)] if connection in items else []
+            expect("answer", module.ask(values(TUNNEL, *items), TUNNEL_RESPONSE, PATIENT), wanted + [(1, U8, result)])
+        expect("echo", [items_of(module.next(seconds=PATIENT))], [(TUNNEL, [(0, U16, 7), (1, BIN, b"hello")])])
+        module.expect_no_more()
+
+
+# -- the wire
+
+def VectorsOnCortexM3(tried):
+    play_vectors(tried, "mps2-an385")
+
+
+def VectorsOnCortexM0(tried):
+    play_vectors(tried, "microbit")
+
+
+def play_vectors(tried, image):
+    with tried.board(image) as board, Module(board.path, timeout=PATIENT) as module:
+        for vector in vectors.read():
+            vectors.play(vector, module)
+
+
+def PacketsOf256Bytes(tried):
+    packets_of(tried, "mps2-an385", 256)
+
+
+def PacketsOf64Bytes(tried):
+    packets_of(tried, "mps2-an385-small", 64)
+
+
+def packets_of(tried, image, size):
+    """It takes them up to its size and uses it, and refuses longer ones at once."""
+    with tried.board(image) as board, Conversation(board, size) as module:
+        word = bytes(range(64))
+        module.set(text(NAME, word))
+        expect("name, ten times", module.get(*[NAME] * 10), [(NAME, BIN, word)] * 10)
+        expect("longest packet", module.longest_packet, size)
+        request = values(SET, *[number(VOLUME, 50)] * 255)  # 1023 bytes
+        expect("long request", module.ask(request, SET | RESPONSE, PATIENT), [(VOLUME, U8, 50)] * 255)
+        module.write(packet(LAST | MESSAGE, 99, 0, bytes(size - 9)))
+        expect("one byte longer", module.response(), NACK)
+        module.serve(0.3)  # its rest is noise
+        assert module.reset()
+        expect("volume", module.get(VOLUME), [(VOLUME, U8, 50)])
+
+
+def ResetInTheMiddleOfAFrame(tried):
+    with tried.board() as board, Conversation(board, 32) as module:
+        request = values(SET, *[number(VOLUME, 77)] * 20)  # 83 bytes: four packets
+        for cut in range(1, 4):
+            module.frame_id = 0
+            for each in module.packets(request)[:cut]:
+                assert module.send_packet(each)
+            assert module.reset()
+            module.responses.clear()
+            module.write(module.packets(request)[cut])  # the rest of a frame that is gone
+            expect("rest", module.response(), NACK)
+            expect("volume", module.get(VOLUME), [(VOLUME, U8, 30)])
+        half = packet(LAST | MESSAGE, 5, 0, values(SET, number(VOLUME, 78)))[:12]
+        module.write(half)  # in the middle of a packet: it is given up first
+        expect("half", module.response(), NACK)
+        assert module.reset()
+        expect("volume", module.get(VOLUME), [(VOLUME, U8, 30)])
+        module.expect_no_more()
+
+
+def TenThousandMessagesEachWay(tried):
+    many = 10000
+    with tried.board() as board, Conversation(board, 256) as module:
+        got = []
+        for i in range(many):
+            assert module.send(values(SET, text(NAME, b"%d" % i))), i
+            got += module.messages
+            module.messages.clear()
+        while len(got) < many:
+            got.append(module.next(seconds=PATIENT))
+        wanted = [values(SET | RESPONSE, text(NAME, b"%d" % i)) for i in range(many)]
+        assert got == wanted, next((i, a.hex(" "), b.hex(" ")) for i, (a, b) in enumerate(zip(got, wanted)) if a != b)
+        expect("bytes that were no packet", module.counts["skipped"], 0)
+        module.expect_no_more()
+
+
+def signed(count):
+    """A text that tells when it is damaged."""
+    return b"%d %08x" % (count, zlib.crc32(b"%d" % count))
+
+
+def count_of(name):
+    """None for a damaged one."""
+    count = name.split()[0] if name.split() else b""
+    return int(count) if count.isdigit() and name == signed(int(count)) else None
+
+
+def NoiseNeverBringsBackWhatIsOver(tried):
+    """What was accepted is held until something later is; without a fault all is accepted. Afterwards all is well.
+
+    Nothing is lost on the way to the module: what it is told there has happened."""
+    most = 8
+    for seed in (1, 2):
+        with tried.board() as board, Relay(board.path, ("lose", "change", "insert"), 0.01, most, seed) as relay:
+            with Conversation(relay, timeout=5) as module:
+                accepted, undisturbed = 0, 0
+                for count in range(1, 41):
+                    before = relay.faults
+                    taken = module.send(values(SET, text(NAME, signed(count))))
+                    undisturbed = undisturbed + 1 if relay.faults == before else 0
+                    assert taken or undisturbed < 2, (seed, count)  # the first may still meet what a fault has left
+                    accepted = count if taken and undisturbed else accepted
+                    held = held_name(module, relay)
+                    assert held is None or accepted <= held <= count, (seed, accepted, held, count)
+                expect("faults", relay.faults, most)  # else another seed is needed
+                module.set(text(NAME, b"well"))
+                expect("afterwards", module.get(NAME), [(NAME, BIN, b"well")])
+
+
+def held_name(module, relay):
+    """The count that is held; None for a damaged name. Asked until no fault has met the question."""
+    for _ in range(20):
+        module.messages.clear()
+        before = relay.faults
+        module.send(ids(GET, NAME))
+        try:
+            answer = module.next(lambda message: message[:2] == b"\x02\x80", 2)
+        except AssertionError:
+            continue  # a fault has made something else of the question
+        items = items_of(answer)[1]
+        if relay.faults == before and len(items) == 1 and items[0][0] == NAME:
+            return count_of(items[0][2]) if items[0][2] != b"Kitchen" else 0
+    raise AssertionError("the board does not answer any more")
+
+
+def HungBoardIsKilledAndFails(tried):
+    with tried.board() as board, Conversation(board, timeout=0.5) as module:
+        board.process.send_signal(signal.SIGSTOP)
+        assert not module.send(ids(GET, VOLUME))
+        expect("unanswered", module.counts["unanswered"], 1)
+    expect("how it ended", board.process.returncode, -signal.SIGKILL)
+
+
+# -- what it takes
+
+def SizesAreWithinThoseOnThePage(tried):
+    done = subprocess.run([sys.executable, "-B", TOP / "firmware" / "sizes.py", "--check", "--build", tried.images.parent],
+                          check=False)
+    expect("exit code", done.returncode, 0)
+
+
+def hindrance(firmware):
+    """Why nothing can be tried here; none when it can."""
+    if not shutil.which(EMULATOR):
+        return f"no {EMULATOR} here; scripts/install-packages.sh firmware installs it"
+    if not (pathlib.Path(firmware) / "images").is_dir():
+        return ("the firmware was not built: no arm-none-eabi-g++ when the build was set up; "
+                "scripts/install-packages.sh firmware installs it, cmake --preset release finds it")
+    return None
+
+
+def main():
+    firmware, build, name = sys.argv[1:]
+    reason = hindrance(firmware)
+    if reason:
+        print("SKIPPED:", reason)
+        return 77
+    globals()[name](Tried(firmware, build))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
