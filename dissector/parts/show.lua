@@ -61,64 +61,63 @@ local function valueName(message, item, range)
 end
 
 local function tagName(message, item)
-    local names = words.tags[message.vocabulary]
+    local names = words.tags[message.list and "State" or message.vocabulary]
     return names and names[item.tag] or string.format("Unknown (%d)", item.tag)
 end
 
-local function addNumber(tree, item, range)
-    if item.kind == "unsigned" and item.width == 8 then
-        tree:add_le(fields["value.unsigned"], range)
-        return tostring(range:le_uint64())
-    end
-    local number
-    if item.width == 8 then
-        number = range:le_int64()
-    else
-        number = Int64.new(item.kind == "signed" and range:le_int() or range:le_uint())
-    end
-    tree:add(fields.value, range, number)
-    return tostring(number)
+-- The number of an item, as Wireshark has one of 64 bits.
+local function numberOf(item, range)
+    if item.width == 8 then return item.kind == "signed" and range:le_int64() or range:le_uint64() end
+    return Int64.new(item.kind == "signed" and range:le_int() or range:le_uint())
 end
 
-local function addBinary(tree, item, range, before)
-    tree:add_le(fields["value.size"], before)
-    if item.size == 0 then return '""' end
-    tree:add(fields["value.bytes"], range)
-    local text = range:string(ENC_UTF_8)
-    tree:add(fields["value.text"], range, text)
-    return string.format('"%s"%s', text:sub(1, 40):gsub("%c", "."), #text > 40 and "…" or "")
+local function quoted(range)
+    local text = range:string(ENC_UTF_8):gsub("%c", ".")
+    return '"' .. text:sub(1, 40) .. '"' .. (#text > 40 and "…" or "")
 end
 
--- Adds what stands behind tag and encoding; returns it in words.
-local function addValue(tree, message, item, bytes)
+-- The value of an item in words; `range` is nil where it has no bytes.
+local function valueText(message, item, range)
     if item.kind == "nil" then return "Nil" end
+    if item.kind == "binary" then return range and quoted(range) or '""' end
+    return valueName(message, item, range) or tostring(numberOf(item, range))
+end
+
+local function addBinary(tree, item, range, length)
+    tree:add_le(fields["value.size"], length)
+    if not range then return end
+    tree:add(fields["value.bytes"], range)
+    tree:add(fields["value.text"], range, range:string(ENC_UTF_8))
+end
+
+-- What stands behind tag and encoding.
+local function addValue(tree, message, item, range, bytes)
     if item.kind == "binary" then
-        local range = item.size > 0 and bytes(item.value, item.size) or nil
-        return addBinary(tree, item, range, bytes(item.value - item.width, item.width))
+        addBinary(tree, item, range, bytes(item.value - item.width, item.width))
+    elseif range then
+        local unsigned = item.kind == "unsigned" and item.width == 8
+        tree:add(unsigned and fields["value.unsigned"] or fields.value, range, numberOf(item, range))
+        local name = valueName(message, item, range)
+        if name then tree:add(fields["value.name"], range, name) end
     end
-    local range = bytes(item.value, item.size)
-    local number = addNumber(tree, item, range)
-    local name = valueName(message, item, range)
-    if name then tree:add(fields["value.name"], range, name) end
-    return name or number
 end
 
 -- ---- messages
 
 local function addItem(tree, message, item, bytes)
-    local whole = bytes(item.at, item.value + item.size - item.at)
+    local range = item.size > 0 and bytes(item.value, item.size) or nil
     local title = tagName(message, item)
-    local tree_item = tree:add(fields.item, whole, title)
+    if not message.list then title = title .. " = " .. valueText(message, item, range) end
+    local branch = tree:add(fields.item, bytes(item.at, item.value + item.size - item.at), title)
+    branch:set_text(title)
     local vocabulary = message.list and "State" or message.vocabulary
-    local shown = tree_item:add_le(tagFields[vocabulary] or fields.tag, bytes(item.at, 2))
+    local tag = branch:add_le(tagFields[vocabulary] or fields.tag, bytes(item.at, 2))
     if vocabulary and not words.tags[vocabulary][item.tag] then
-        shown:add_proto_expert_info(experts.unknown, "No tag of the vocabulary")
+        tag:add_proto_expert_info(experts.unknown, "No tag of the vocabulary")
     end
-    if not message.list then
-        tree_item:add(fields.encoding, bytes(item.at + 2, 1))
-        title = title .. " = " .. addValue(tree_item, message, item, bytes)
-    end
-    tree_item:set_text(title)
+    if message.list then return title end
+    branch:add(fields.encoding, bytes(item.at + 2, 1))
+    addValue(branch, message, item, range, bytes)
     return title
 end
 
@@ -154,7 +153,7 @@ local function showMessage(tree, packet, payload)
     if message.id then
         title = words.messageNames[message.id] or string.format("Unknown message 0x%04x", message.id)
         local shown = item:add_le(fields.message, bytes(0, 2))
-        if not words.messageNames[message.id] then
+        if not words.messageNames[message.id] and not message.why then
             shown:add_proto_expert_info(experts.unknown, "No message of the vocabulary")
         end
     end

@@ -3,6 +3,7 @@ import struct
 
 USER0 = 147  # link type
 TO_MODULE, TO_HOST, UNKNOWN = 1, 2, 0  # inbound and outbound in the flags of a packet
+EPOCH = 1_000_000_000_000_000  # microseconds: a day in 2001
 SECTION, INTERFACE, PACKET = 0x0A0D0D0A, 1, 6
 COMMENT, NAME, FLAGS, DESCRIPTION, RESOLUTION = 1, 2, 2, 3, 9
 
@@ -27,15 +28,15 @@ class Capture:
         self.interfaces = 0
         self.packets = []  # (interface, direction, data): what has been written
 
-    def interface(self, name, description):
+    def interface(self, name, description, link_type=USER0):
         told = options((NAME, name.encode()), (DESCRIPTION, description.encode()), (RESOLUTION, b"\6"))
-        self.blocks.append(block(INTERFACE, struct.pack("<HHI", USER0, 0, 0) + told))
+        self.blocks.append(block(INTERFACE, struct.pack("<HHI", link_type, 0, 0) + told))
         self.interfaces += 1
         return self.interfaces - 1
 
     def packet(self, interface, direction, data, at=None, comments=()):
         """`at` is microseconds since the epoch; the number of the packet in the capture comes back."""
-        at = 1_000_000_000 * 1000 + 1000 * len(self.packets) if at is None else at
+        at = EPOCH + 1000 * len(self.packets) if at is None else at
         told = [(COMMENT, text.encode()) for text in comments]
         if direction != UNKNOWN:
             told.append((FLAGS, struct.pack("<I", direction)))

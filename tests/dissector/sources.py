@@ -3,6 +3,8 @@ import pathlib
 import re
 import struct
 
+from pcapng import EPOCH, TO_HOST, TO_MODULE
+
 TOP = pathlib.Path(__file__).resolve().parents[2]
 ROW = re.compile(r'"([^"]*)"|([^,{}"\s][^,{}"]*)')
 
@@ -59,30 +61,30 @@ def conversations(name):
 
 
 def line_capture(capture, faults, steps):
-    """A conversation on a serial line as the recorder would see it; (interface, the bytes of each direction)."""
-    interface, now = capture.interface(f"line {faults}", "uart bytes, 115200 baud"), 1_000_000_000_000_000
+    """A conversation on a serial line as a recorder at the module has it; its interface."""
+    interface, now = capture.interface(f"line {faults}", "uart bytes, 115200 baud"), EPOCH
     for what, rest in steps:
         if what == "after":
             now += 1000 * int(rest)
         elif what in ("module", "host"):
             now += 100
-            capture.packet(interface, 2 if what == "module" else 1, bytes.fromhex(rest), now)
+            capture.packet(interface, TO_HOST if what == "module" else TO_MODULE, bytes.fromhex(rest), now)
     return interface
 
 
 def bus_capture(capture, faults, steps):
     """The same on a bus: each phase of a transaction a packet, idle bytes to the end of a read."""
-    interface, now = capture.interface(f"bus {faults}", "i2c transactions, address 0x28"), 1_000_000_000_000_000
+    interface, now = capture.interface(f"bus {faults}", "i2c transactions, address 0x28"), EPOCH
     for what, rest in steps:
         if what == "after":
             now += 1000 * int(rest)
             continue
         now += 100
         if what == "write":
-            capture.packet(interface, 2, bytes.fromhex(rest), now)
+            capture.packet(interface, TO_HOST, bytes.fromhex(rest), now)
         elif what == "read":
             count, content = (rest + " ").split(" ", 1)
-            capture.packet(interface, 1, bytes.fromhex(content).ljust(int(count), b"\xff"), now)
+            capture.packet(interface, TO_MODULE, bytes.fromhex(content).ljust(int(count), b"\xff"), now)
         elif what == "line":
-            capture.packet(interface, 1, b"", now, [f"line {rest.strip()}"])
+            capture.packet(interface, TO_MODULE, b"", now, [f"line {rest.strip()}"])
     return interface
