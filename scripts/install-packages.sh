@@ -33,6 +33,7 @@ for group in "$@"; do
         packages="$packages cmake ninja-build python3 gcc-arm-none-eabi qemu-system-arm"
         packages="$packages libnewlib-arm-none-eabi" # the headers alone
         ;;
+    dissector) packages="$packages tshark wireshark-common python3" ;; # who may capture is not asked: files need no right
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac
@@ -59,14 +60,17 @@ if [ "$(id -u)" != 0 ]; then
         exit 1
     fi
 fi
+# For apt-get alone, through sudo too, which passes no environment on: a package with a question takes its own answer.
+apt_get() {
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get "$@"
+}
 echo "Installing:$missing"
 if [ -n "$foreign" ] && ! dpkg --print-foreign-architectures | grep -qx "$foreign"; then
     $as_root dpkg --add-architecture "$foreign"
-    $as_root apt-get update -qq
+    apt_get update -qq
 fi
-export DEBIAN_FRONTEND=noninteractive
 # An index from an earlier day may name packages that are gone: fetch it anew when the first try fails.
-$as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null 2>&1 || {
-    $as_root apt-get update -qq
-    $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
+apt_get install -y -qq --no-install-recommends $missing >/dev/null 2>&1 || {
+    apt_get update -qq
+    apt_get install -y -qq --no-install-recommends $missing >/dev/null
 }

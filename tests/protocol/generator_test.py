@@ -18,7 +18,8 @@ SOURCE = "protocol/hostlink.toml"
 PAGES = ("docs/wire-format.md", "docs/vocabulary.md")
 WRITTEN = {"src/lib/hostlink/HostLinkNumbers.h", "src/lib/hostlink/HostLinkVocabularyNumbers.h",
            "src/lib/hostlink/vocabulary/VocabularyRows.h", "src/lib/hostlink/core/WireNumbers.h",
-           "fuzz/hostlink.dict", *PAGES}
+           "fuzz/hostlink.dict", "dissector/hostlink.lua", *PAGES}
+READ = [str(path.relative_to(TOP)) for path in (TOP / "dissector/parts").iterdir()]
 
 
 PROTOCOL = tomllib.loads((TOP / SOURCE).read_text(encoding="utf-8"))
@@ -49,7 +50,7 @@ class Copy(unittest.TestCase):
     def setUp(self):
         self.top = pathlib.Path(tempfile.mkdtemp())
         self.addCleanup(shutil.rmtree, self.top)
-        for path in (SOURCE, *WRITTEN):
+        for path in (SOURCE, *WRITTEN, *READ):
             (self.top / path).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(TOP / path, self.top / path)
 
@@ -466,10 +467,12 @@ class Changes(Copy):
         before = self.contents()
         self.add_state()
         self.assertEqual(self.changed(Run(self.top)), {
-            "src/lib/hostlink/HostLinkVocabularyNumbers.h", "src/lib/hostlink/vocabulary/VocabularyRows.h", PAGES[1]})
+            "src/lib/hostlink/HostLinkVocabularyNumbers.h", "src/lib/hostlink/vocabulary/VocabularyRows.h",
+            "dissector/hostlink.lua", PAGES[1]})
         after = self.contents()
         for path, line in (("src/lib/hostlink/HostLinkVocabularyNumbers.h", "    STA_PlayerSpeed = 0xEFFF,\n"),
                            ("src/lib/hostlink/vocabulary/VocabularyRows.h", '    {STA_PlayerSpeed, "PlayerSpeed"},\n'),
+                           ("dissector/hostlink.lua", '            [0xEFFF] = "PlayerSpeed",\n'),
                            (PAGES[1], '| `0xEFFF` | 61439 | `STA_PlayerSpeed` | "PlayerSpeed" | |\n')):
             self.assertEqual(after[path].replace(line, ""), before[path])
             self.assertEqual(after[path].count(line), 1)
@@ -499,7 +502,7 @@ class Changes(Copy):
         self.assertEqual(run.stderr.splitlines(), [
             f"{path} is not what {SOURCE} says; mend it with: make protocol"
             for path in ("src/lib/hostlink/HostLinkVocabularyNumbers.h", "src/lib/hostlink/vocabulary/VocabularyRows.h",
-                         PAGES[1])])
+                         PAGES[1], "dissector/hostlink.lua")])
         self.assertEqual(self.contents(), before)
 
     def test_check_sees_a_written_file_that_was_edited(self):
