@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
          {command::declareGet, command::declareSet, command::declareWatch, command::declareEvents,
           command::declarePress, command::declareLed, command::declareSend, command::declareReceive,
           command::declareTunnel, command::declarePing, command::declareStates, command::declareProfiles,
-          command::declareDecode, command::declareCompletion, command::declareManual}) {
+          command::declareExplain, command::declareDecode, command::declareCompletion, command::declareManual}) {
         declare(app, chosen);
     }
     try {

@@ -267,6 +267,27 @@ def ProfilesNameWires(build):
         expect("the command line is above it", (code, "cannot open /nowhere" in err), (NO_LINK, True))
 
 
+def ExplainKnowsNumbersNamesAndLinesOfTheLog(build):
+    def explained(*words):
+        code, out, err = run(build, "hostlink", "--json", "explain", *words)
+        expect(" ".join(words), (code, err), (GOOD, ""))
+        return [json.loads(line) for line in out.splitlines()]
+
+    expect("state", explained("PlayerPlayStatus"),
+           [{"kind": "state", "name": "PlayerPlayStatus", "number": 11,
+             "text": "Stopped 0, Transitioning 1, Playing 2, Paused 3"}])
+    expect("number", {(each["kind"], each["name"]) for each in explained("2")} >= {("message", "GetStateMessage")}, True)
+    # A line as the library writes it, its level and logger before it.
+    line = explained("ERROR HostLinkPhysicalLayer - Expected ack, got something else: 3 valid: 1")[0]
+    assert line["line"].startswith("`Expected ack, got something else"), line
+    assert line["remedy"].startswith("wiring, speed"), line
+    lines = explained("Uart /dev/ttyS1: cannot set the line to 921600 baud: the driver does 100000 instead")
+    assert lines[0]["line"] == "`cannot set the line to N baud: the driver does N instead`", lines
+    code, out, err = run(build, "hostlink", "explain", "what", "nobody", "writes")
+    expect("nothing", (code, out), (BAD_USAGE, ""))
+    assert "'what nobody writes' is no state" in err, err
+
+
 # Get state 0x0015, then its acknowledgement.
 GET = "FF FE 0F 00 23 2A 00 00 02 00 01 15 00 00 00"
 ACK = "FF FE 08 00 A3 2A 00 00"

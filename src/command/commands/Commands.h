@@ -23,6 +23,7 @@ void declareTunnel(CLI::App& app, Run& chosen);
 void declarePing(CLI::App& app, Run& chosen);
 void declareStates(CLI::App& app, Run& chosen);
 void declareProfiles(CLI::App& app, Run& chosen);
+void declareExplain(CLI::App& app, Run& chosen);
 void declareDecode(CLI::App& app, Run& chosen);
 void declareCompletion(CLI::App& app, Run& chosen);
 void declareManual(CLI::App& app, Run& chosen);
