@@ -81,7 +81,7 @@ Value orThrow(const hostlink::Result<Value>& value) {
 } // namespace
 
 StateId stateFrom(const std::string& text) {
-    const StateId state(text);
+    StateId state(text);
     if (!state.isValid()) throw UsageError(state.problem() + statesLike(text));
     return state;
 }

@@ -45,7 +45,7 @@ ExitCode states(Program& program, const StatesOptions& options) {
             text += bits ? "\tbits:" : "\t";
             const char* between = bits ? " " : "";
             for (const auto& [value, valueName] : values->second) {
-                text += between + valueName + "=" + std::to_string(value);
+                text.append(between).append(valueName).append(1, '=').append(std::to_string(value));
                 between = " ";
             }
         }

@@ -21,12 +21,13 @@ bool isHex(const std::string& text) {
 }
 
 unsigned digit(char character) {
-    const auto code = static_cast<unsigned char>(character);
-    return std::isdigit(code) != 0 ? code - unsigned{'0'}
-                                   : static_cast<unsigned>(std::tolower(code)) - unsigned{'a'} + 10;
+    static const std::string digits = "0123456789abcdef";
+    const int lower = std::tolower(static_cast<unsigned char>(character));
+    return static_cast<unsigned>(digits.find(static_cast<char>(lower)));
 }
 
-// Where the digits of an offset end with which a line of a dump begins; 0 where there is none.
+// Where the digits of an offset end with which a line of a dump begins; 0 where
+// there is none.
 std::size_t offsetEnd(const std::string& line) {
     constexpr std::size_t fewestDigits = 7; // od prints so many, the others eight
     std::size_t end = line.find_first_not_of("0123456789abcdefABCDEF");
@@ -35,7 +36,8 @@ std::size_t offsetEnd(const std::string& line) {
     return end >= fewestDigits && ends ? end : 0;
 }
 
-// "00000010: fffe 0f00  ....", "00000010  ff fe 0f 00  |....|": without the offset, and the characters behind.
+// "00000010: fffe 0f00  ....", "00000010  ff fe 0f 00  |....|": without the offset,
+// and the characters behind.
 std::string withoutColumns(std::string line) {
     const std::size_t end = offsetEnd(line);
     const bool colon = end < line.size() && line[end] == ':';

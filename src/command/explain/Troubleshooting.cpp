@@ -101,6 +101,7 @@ std::vector<Explanation> explanationsOf(const std::string& line, const std::stri
     }
     std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
     std::vector<Explanation> explanations;
+    explanations.reserve(found.size());
     for (auto& [likenessOfIt, explanation] : found) explanations.push_back(std::move(explanation));
     return explanations;
 }
