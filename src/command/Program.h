@@ -1,0 +1,58 @@
+/// @file
+/// What all commands have in common.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <hostlinkclient/Client.h>
+
+#include "ExitCode.h"
+#include "Output.h"
+#include "Stop.h"
+#include "WireOptions.h"
+
+namespace command {
+
+/// Options that every command has.
+struct CommonOptions {
+    WireOptions wire;
+    std::string profile;
+    std::string profiles; ///< path of their file; empty: the usual one
+    bool json = false;
+    int timeout = 3000; ///< milliseconds
+    std::string logLevel = "off";
+};
+
+/// One run: its options, its output, its end, and its host once it is needed.
+class Program {
+public:
+    Program(const CommonOptions& options, Output& output, Stop& stop);
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    const CommonOptions& options() const { return common; }
+    Output& output() { return out; }
+    Stop& stop() { return end; }
+    std::chrono::milliseconds timeout() const { return std::chrono::milliseconds(common.timeout); }
+
+    /// Opens the link when it is asked for first.
+    /// @throw UsageError no wire is named
+    hostlink::Client& host();
+    /// How requests are made: within the time-out, and until Ctrl-C.
+    hostlink::Call call() const;
+
+private:
+    const CommonOptions& common;
+    Output& out;
+    Stop& end;
+    std::unique_ptr<hostlink::Client> client;
+};
+
+/// What a command does.
+using Run = std::function<ExitCode(Program&)>;
+
+} // namespace command

@@ -1,0 +1,140 @@
+#include "WireOptions.h"
+
+#include <chrono>
+
+#include <CLI/CLI.hpp>
+
+#include "UsageError.h"
+
+namespace command {
+
+namespace {
+
+constexpr int smallestPacket = 11; // a header and three bytes, less than which says nothing
+constexpr int largestPacket = 4096;
+constexpr int highestAddress = 0x7F; // seven bits
+
+template <typename T> void takeUnsaid(std::optional<T>& mine, const std::optional<T>& base) {
+    if (!mine) mine = base;
+}
+
+std::string number(int value) {
+    return std::to_string(value);
+}
+
+} // namespace
+
+WireOptions WireOptions::over(const WireOptions& base) const {
+    WireOptions all = *this;
+    if (!namesWire()) {
+        all.uart = base.uart;
+        all.i2c = base.i2c;
+        all.spi = base.spi;
+    }
+    takeUnsaid(all.baud, base.baud);
+    takeUnsaid(all.parity, base.parity);
+    takeUnsaid(all.responseTimeout, base.responseTimeout);
+    takeUnsaid(all.address, base.address);
+    takeUnsaid(all.speed, base.speed);
+    takeUnsaid(all.gpio, base.gpio);
+    takeUnsaid(all.packetSize, base.packetSize);
+    return all;
+}
+
+std::string WireOptions::print() const {
+    if (uart) return "uart " + *uart + ", " + number(baud.value_or(hostlink::Uart{}.baud)) + " baud";
+    if (i2c) return "i2c " + *i2c + ", address " + number(address.value_or(0)) + ", gpio " + number(gpio.value_or(0));
+    if (spi) {
+        return "spi " + *spi + ", " + number(speed.value_or(hostlink::Spi{}.speed)) + " Hz, gpio " +
+               number(gpio.value_or(0));
+    }
+    return "no wire";
+}
+
+hostlink::Wire WireOptions::wire() const {
+    if (uart) {
+        hostlink::Uart port;
+        port.device = *uart;
+        port.baud = baud.value_or(port.baud);
+        port.parity = parity.value_or(port.parity);
+        if (responseTimeout) port.responseTimeout = std::chrono::milliseconds(*responseTimeout);
+        port.maxPacketSize = packetSize.value_or(port.maxPacketSize);
+        return port;
+    }
+    if (i2c) {
+        if (!address || !gpio) throw UsageError("--i2c needs --address and --gpio too");
+        hostlink::I2c bus;
+        bus.device = *i2c;
+        bus.address = *address;
+        bus.gpio = *gpio;
+        bus.maxPacketSize = packetSize.value_or(bus.maxPacketSize);
+        return bus;
+    }
+    if (spi) {
+        if (!gpio) throw UsageError("--spi needs --gpio too");
+        hostlink::Spi bus;
+        bus.device = *spi;
+        bus.speed = speed.value_or(bus.speed);
+        bus.gpio = *gpio;
+        bus.maxPacketSize = packetSize.value_or(bus.maxPacketSize);
+        return bus;
+    }
+    throw UsageError("which wire leads to the host? Name it: --uart DEVICE, --i2c DEVICE, --spi DEVICE, or --profile "
+                     "NAME (see hostlink profiles)");
+}
+
+void declareWire(CLI::App& app, WireOptions& options) {
+    const std::string group = "Wire";
+    auto* uart = app.add_option("--uart", options.uart, "Serial port, for example /dev/ttyS1");
+    auto* i2c = app.add_option("--i2c", options.i2c, "I2C bus, for example /dev/i2c-1");
+    auto* spi = app.add_option("--spi", options.spi, "SPI device, for example /dev/spidev0.0");
+    for (auto* device : {uart, i2c, spi}) device->type_name("DEVICE")->group(group);
+    uart->excludes(i2c)->excludes(spi);
+    i2c->excludes(spi);
+
+    app.add_option("--baud", options.baud, "Bits per second of the serial port [115200]")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber)
+        ->group(group);
+    app.add_option("--parity", options.parity, "Parity of the serial port: none, even or odd [none]")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"none", "even", "odd"}))
+        ->group(group);
+    app.add_option("--response-timeout", options.responseTimeout,
+                   "How long the host may take to accept a packet from the serial port, in milliseconds [500]")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber)
+        ->group(group);
+    app.add_option("--address", options.address, "Address of the host on the I2C bus, for example 0x42")
+        ->type_name("N")
+        ->check(CLI::Range(0, highestAddress))
+        ->group(group);
+    app.add_option("--speed", options.speed, "Clock of the SPI bus in Hz [1000000]")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber)
+        ->group(group);
+    app.add_option("--gpio", options.gpio, "Number of the line on which the host asks to be read (i2c, spi)")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber)
+        ->group(group);
+    app.add_option("--packet-size", options.packetSize, "Longest packet, in bytes [64]")
+        ->type_name("N")
+        ->check(CLI::Range(smallestPacket, largestPacket))
+        ->group(group);
+}
+
+WireOptions wireFrom(const std::vector<std::string>& words) {
+    WireOptions options;
+    CLI::App parser;
+    declareWire(parser, options);
+    try {
+        std::vector<std::string> backwards(words.rbegin(), words.rend()); // as CLI11 takes them
+        parser.parse(backwards);
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    }
+    options.wire();
+    return options;
+}
+
+} // namespace command

@@ -1,0 +1,25 @@
+/// @file
+/// How a command is declared.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "Commands.h"
+
+namespace command {
+
+/// A command of this name. Its options are filled in by the parser and handed to `run` when it is the one that was
+/// given.
+template <typename Options>
+CLI::App* declareCommand(CLI::App& app, Run& chosen, const std::string& name, const std::string& text,
+                         std::shared_ptr<Options> options, ExitCode (*run)(Program&, const Options&)) {
+    CLI::App* command = app.add_subcommand(name, text);
+    command->callback(
+        [&chosen, options, run] { chosen = [options, run](Program& program) { return run(program, *options); }; });
+    return command;
+}
+
+} // namespace command

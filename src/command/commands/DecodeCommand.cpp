@@ -1,0 +1,140 @@
+// decode: bytes in words.
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include <hostlink/HostLinkFrame.h>
+#include <hostlink/HostLinkPacket.h>
+#include <hostlink/HostLinkPrinter.h>
+#include <hostlink/HostLinkVocabulary.h>
+
+#include "Declare.h"
+#include "command/UsageError.h"
+#include "command/decode/HexText.h"
+#include "command/decode/PacketFinder.h"
+
+namespace command {
+
+namespace {
+
+constexpr int messageFrame = 3;
+
+struct DecodeOptions {
+    std::string file;
+    std::string bytes;
+};
+
+std::string readAll(const DecodeOptions& options) {
+    if (!options.bytes.empty()) return options.bytes;
+    const auto contentOf = [](std::istream& input) { return std::string(std::istreambuf_iterator<char>(input), {}); };
+    if (options.file.empty() || options.file == "-") return contentOf(std::cin);
+    std::ifstream file(options.file, std::ios::binary);
+    if (!file) throw UsageError("cannot read " + options.file);
+    return contentOf(file);
+}
+
+std::string hexOf(const ByteArray& bytes) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const auto byte : bytes) {
+        const auto bits = static_cast<unsigned char>(byte);
+        if (!text.empty()) text += ' ';
+        text += {digits[bits >> 4], digits[bits & 0xF]};
+    }
+    return text;
+}
+
+std::string indented(const std::string& text) {
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) result += "\n    " + line;
+    return result;
+}
+
+/// Prints stretches, and messages where their last packet is.
+class Words {
+public:
+    explicit Words(Output& output) : out(output) {}
+
+    void tell(const Stretch& stretch) {
+        if (stretch.kind == Stretch::Kind::Packet) {
+            tellPacket(stretch);
+            return;
+        }
+        clean = false;
+        const bool cutOff = stretch.kind == Stretch::Kind::CutOff;
+        json::Object object;
+        object.number("at", stretch.at).number("bytes", stretch.bytes.size());
+        object.text("kind", cutOff ? "cut off" : "no packet").text("hex", hexOf(stretch.bytes));
+        out.line(head(stretch) + (cutOff ? " of a packet that is cut off" : " that belong to no packet") +
+                     indented(hexOf(stretch.bytes)),
+                 object);
+    }
+    /// Whether everything was packets.
+    bool wereAllPackets() const { return clean; }
+
+private:
+    static std::string head(const Stretch& stretch) {
+        return "at " + std::to_string(stretch.at) + ": " + std::to_string(stretch.bytes.size()) + " bytes";
+    }
+    void tellPacket(const Stretch& packet) {
+        const std::string text = HostLinkPrinter::printHostLinkPacket(packet.bytes);
+        json::Object object;
+        object.number("at", packet.at).number("bytes", packet.bytes.size()).text("kind", "packet");
+        object.number("frameType", HostLinkPacket::frameType(packet.bytes));
+        object.number("frame", HostLinkPacket::frameId(packet.bytes))
+            .truth("last", HostLinkPacket::isLast(packet.bytes));
+        object.text("text", text).text("hex", hexOf(packet.bytes));
+        out.line(head(packet) + indented(text), object);
+        if (HostLinkPacket::frameType(packet.bytes) == messageFrame) gather(packet);
+    }
+    void gather(const Stretch& packet) {
+        const int id = HostLinkPacket::frameId(packet.bytes);
+        constexpr std::size_t packetIdOffset = 6;
+        if (packet.bytes[packetIdOffset] == 0) frames.erase(id);
+        HostLinkFrame& frame = frames[id];
+        if (frame.addPacket(packet.bytes) != 0 || !frame.complete()) return;
+        const ByteArray message = frame.data();
+        frames.erase(id);
+        const std::string text = HostLinkPrinter::printHostLinkMessage(message);
+        json::Object object;
+        object.number("at", packet.at).number("bytes", message.size()).text("kind", "message").number("frame", id);
+        object.text("text", text).text("hex", hexOf(message));
+        out.line("    message of " + std::to_string(message.size()) + " bytes" + indented(indented(text).substr(1)),
+                 object);
+    }
+
+    Output& out;
+    std::map<int, HostLinkFrame> frames; ///< begun and not complete, by their ids
+    bool clean = true;
+};
+
+ExitCode decode(Program& program, const DecodeOptions& options) {
+    const ByteArray bytes = bytesOf(readAll(options));
+    Words words(program.output());
+    for (const Stretch& stretch : findPackets(bytes)) words.tell(stretch);
+    return words.wereAllPackets() ? ExitCode::Good : ExitCode::HostSaidNo;
+}
+
+} // namespace
+
+void declareDecode(CLI::App& app, Run& chosen) {
+    auto options = std::make_shared<DecodeOptions>();
+    auto* command = declareCommand(app, chosen, "decode",
+                                   "Print packets and messages in words; exit code 1 when there were bytes that belong "
+                                   "to none",
+                                   options, decode);
+    auto* file =
+        command->add_option("FILE", options->file,
+                            "Hexadecimal digits, a dump as xxd or hexdump -C print it, or the bytes themselves; "
+                            "without it the standard input");
+    file->option_text(" ");
+    command->add_option("--bytes", options->bytes, "The bytes, in place of a file: \"FF FE 08 00 A3 09 00 00\"")
+        ->type_name("HEX")
+        ->excludes(file);
+}
+
+} // namespace command

@@ -1,0 +1,97 @@
+// press and led: what is told to the host and not answered.
+#include <string>
+#include <vector>
+
+#include <hostlink/HostLinkVocabulary.h>
+
+#include "Declare.h"
+#include "command/StateText.h"
+#include "command/UsageError.h"
+
+namespace command {
+
+namespace {
+
+struct PressOptions {
+    std::string key;
+    bool press = false;
+    bool release = false;
+    bool repeat = false;
+};
+
+struct LedOptions {
+    std::string command;
+    std::string value;
+};
+
+hostlink::Value keyFrom(const std::string& text) {
+    const auto number = numberFrom(text);
+    return number ? *number : hostlink::Value(text);
+}
+
+std::vector<ButtonState> eventsOf(const PressOptions& options) {
+    if (!options.press && !options.release && !options.repeat) return {BUT_KeyPressed, BUT_KeyReleased};
+    std::vector<ButtonState> events;
+    if (options.press) events.push_back(BUT_KeyPressed);
+    if (options.repeat) events.push_back(BUT_KeyRepeated);
+    if (options.release) events.push_back(BUT_KeyReleased);
+    return events;
+}
+
+ExitCode press(Program& program, const PressOptions& options) {
+    const hostlink::Value key = keyFrom(options.key);
+    for (const ButtonState event : eventsOf(options)) {
+        const auto sent = program.host().sendInputEvent(event, key, program.call());
+        if (!sent) return program.output().failed(sent);
+        const std::string& name = buttonStateToString.at(event);
+        json::Object object;
+        object.text("event", name).raw("key", key.isNumber() ? key.print() : json::quoted(key.print()));
+        program.output().line(name + " " + key.print(), object);
+    }
+    return ExitCode::Good;
+}
+
+LedApiCmd ledCommandNamed(const std::string& text) {
+    std::string known;
+    for (const auto& [command, name] : ledApiCmdToString) {
+        const bool isNamed = name == text || name == "LED_" + text;
+        if (isNamed || std::to_string(static_cast<unsigned>(command)) == text) return command;
+        known += (known.empty() ? "" : ", ") + name;
+    }
+    throw UsageError("there is no LED command '" + text + "'; there is " + known);
+}
+
+ExitCode led(Program& program, const LedOptions& options) {
+    const LedApiCmd command = ledCommandNamed(options.command);
+    const hostlink::Value value = keyFrom(options.value);
+    const auto sent = program.host().setLed(command, value, program.call());
+    if (!sent) return program.output().failed(sent);
+    const std::string& name = ledApiCmdToString.at(command);
+    json::Object object;
+    object.text("led", name).raw("value", value.isNumber() ? value.print() : json::quoted(value.print()));
+    program.output().line(name + " " + value.print(), object);
+    return ExitCode::Good;
+}
+
+} // namespace
+
+void declarePress(CLI::App& app, Run& chosen) {
+    auto options = std::make_shared<PressOptions>();
+    auto* command =
+        declareCommand(app, chosen, "press", "Tell the host of a key: pressed and released", options, press);
+    command->add_option("KEY", options->key, "The key's number")->required()->option_text(" ");
+    command->add_flag("--down", options->press, "Pressed");
+    command->add_flag("--repeat", options->repeat, "Held so long that it repeats");
+    command->add_flag("--up", options->release, "Released");
+}
+
+void declareLed(CLI::App& app, Run& chosen) {
+    auto options = std::make_shared<LedOptions>();
+    auto* command = declareCommand(app, chosen, "led", "Send a command for the host's LEDs", options, led);
+    command->add_option("COMMAND", options->command, "SetPalette, SetPattern, or its number")
+        ->required()
+        ->option_text(" ");
+    command->add_option("VALUE", options->value, "A number, or a text")->required()->option_text(" ");
+}
+
+} // namespace command

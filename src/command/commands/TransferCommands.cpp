@@ -1,0 +1,157 @@
+// send and receive.
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include <sys/stat.h>
+
+#include "Declare.h"
+#include "ProgressLine.h"
+#include "command/UsageError.h"
+
+namespace command {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+struct SendingOptions {
+    std::string file;
+    std::string name;
+    std::size_t chunk = 0;
+};
+
+struct ReceivingOptions {
+    std::string folder = ".";
+    unsigned count = 0;
+    bool force = false;
+};
+
+std::string hex(uint32_t number) {
+    char text[12];
+    std::snprintf(text, sizeof text, "0x%08x", number);
+    return text;
+}
+
+ExitCode send(Program& program, const SendingOptions& options) {
+    Output& output = program.output();
+    ProgressLine progress(output); // drawn by the transfer's thread until the transfer has ended
+    hostlink::SendOptions how;
+    how.name = options.name;
+    how.chunk = options.chunk;
+    how.progress = [&progress](const hostlink::Progress& now) { progress.show(now); };
+    const auto sending = program.host().beginSending(options.file, how);
+    if (!sending) return output.failed(sending);
+    constexpr milliseconds look{50};
+    while (!sending->waitFor(look)) {
+        if (program.stop().isRequested()) sending->cancel();
+    }
+    const auto sent = sending->wait();
+    progress.end();
+    if (!sent) return output.failed(sent);
+    json::Object object;
+    object.text("file", options.file).number("bytes", sent->bytes).text("checksum", hex(sent->checksum));
+    object.number("chunks", sent->chunks).number("repeated", sent->repeated).number("restarts", sent->restarts);
+    object.number("ms", sent->took.count());
+    output.line("the host holds " + std::to_string(sent->bytes) + " bytes, checksum " + hex(sent->checksum) +
+                    ", after " + std::to_string(sent->took.count()) + " ms; " + std::to_string(sent->repeated) +
+                    " of " + std::to_string(sent->chunks) + " chunks sent again",
+                object);
+    return ExitCode::Good;
+}
+
+/// Puts files of the host into a folder, under the last part of their names and never over a file that is there.
+class Folder {
+public:
+    Folder(const ReceivingOptions& receiving, Program& run) : options(receiving), program(run) {}
+
+    bool begin(const hostlink::IncomingFile& file) {
+        const std::string name = file.name.substr(file.name.find_last_of('/') + 1);
+        path = options.folder + "/" + name;
+        const bool named = !name.empty() && name != "." && name != ".." && name.find('\0') == std::string::npos;
+        if (!named) return refuse("the host's file has no name that a file here can have: '" + file.name + "'");
+        struct stat found {};
+        if (!options.force && ::stat(path.c_str(), &found) == 0)
+            return refuse(path + " is there already; --force puts the host's in its place");
+        part.open(partPath(), std::ios::binary | std::ios::trunc);
+        return part.is_open() || refuse("cannot write " + partPath());
+    }
+    bool write(const unsigned char* data, std::size_t size) {
+        part.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+        return part.good() || refuse("cannot write " + partPath());
+    }
+    void end(const hostlink::ReceivedFile& file) {
+        part.close();
+        const bool whole = file.end == hostlink::FileEnd::Complete && part.good();
+        if (whole && std::rename(partPath().c_str(), path.c_str()) == 0) {
+            ++received;
+            tell(file);
+        } else {
+            std::remove(partPath().c_str());
+            failures = true;
+            program.output().failed(ExitCode::HostSaidNo, nameOf(file.end),
+                                    path + " has not come whole: " + nameOf(file.end));
+        }
+        if (options.count != 0 && received == options.count) program.stop().request();
+    }
+    bool anyFailed() const { return failures; }
+
+private:
+    std::string partPath() const { return path + ".part"; }
+    bool refuse(const std::string& why) {
+        failures = true;
+        program.output().failed(ExitCode::BadUsage, "Refused", why);
+        return false;
+    }
+    void tell(const hostlink::ReceivedFile& file) {
+        json::Object object;
+        object.text("file", path).number("bytes", file.bytes).text("checksum", hex(file.checksum));
+        program.output().line(path + ": " + std::to_string(file.bytes) + " bytes, checksum " + hex(file.checksum),
+                              object);
+    }
+
+    // All by the client's thread for files, until that has ended.
+    const ReceivingOptions& options;
+    Program& program;
+    std::string path;
+    std::ofstream part;
+    unsigned received = 0;
+    bool failures = false;
+};
+
+ExitCode receive(Program& program, const ReceivingOptions& options) {
+    Folder folder(options, program);
+    hostlink::ReceiveOptions how;
+    how.begin = [&folder](const hostlink::IncomingFile& file) { return folder.begin(file); };
+    how.write = [&folder](const unsigned char* data, std::size_t size) { return folder.write(data, size); };
+    how.end = [&folder](const hostlink::ReceivedFile& file) { folder.end(file); };
+    const auto receiving = program.host().receiveFiles(how);
+    if (!receiving) return program.output().failed(receiving);
+    program.output().note("waiting for files; Ctrl-C ends");
+    program.stop().wait();
+    program.host().close(); // nobody calls the folder any more
+    return folder.anyFailed() ? ExitCode::HostSaidNo : ExitCode::Good;
+}
+
+} // namespace
+
+void declareSend(CLI::App& app, Run& chosen) {
+    auto options = std::make_shared<SendingOptions>();
+    auto* command = declareCommand(app, chosen, "send", "Send a file to the host", options, send);
+    command->add_option("FILE", options->file, "The file")->required()->check(CLI::ExistingFile)->option_text(" ");
+    command->add_option("--name", options->name, "What the host is to call it; without it as here")->type_name("NAME");
+    command->add_option("--chunk", options->chunk, "Bytes at a time, a multiple of four [about a thousand]")
+        ->type_name("BYTES");
+}
+
+void declareReceive(CLI::App& app, Run& chosen) {
+    auto options = std::make_shared<ReceivingOptions>();
+    auto* command = declareCommand(app, chosen, "receive", "Take the files that the host sends", options, receive);
+    command->add_option("FOLDER", options->folder, "Where to put them")
+        ->check(CLI::ExistingDirectory)
+        ->capture_default_str();
+    command->add_option("--count", options->count, "End after so many files")->type_name("N");
+    command->add_flag("--force", options->force, "Put the host's file in the place of one that is there");
+}
+
+} // namespace command

@@ -1,0 +1,90 @@
+// hostlink: talks to a host.
+#include <cctype>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <log4cplus/configurator.h>
+#include <log4cplus/initializer.h>
+#include <log4cplus/logger.h>
+
+#include "Program.h"
+#include "UsageError.h"
+#include "commands/Commands.h"
+
+namespace {
+
+using command::ExitCode;
+
+constexpr const char* exitCodes =
+    "Exit code: 0 done; 1 the host answered, and not as asked; 2 the command is wrong, nothing was\n"
+    "sent; 3 the host has not got it; 4 the host may have acted on it.";
+
+void declareCommon(CLI::App& app, command::CommonOptions& options) {
+    app.add_option("--profile", options.profile, "Name of a profile, which says what is not said here")
+        ->type_name("NAME");
+    app.add_option("--config", options.profiles, "File with the profiles [$XDG_CONFIG_HOME/hostlink/profiles.toml]")
+        ->type_name("FILE");
+    app.add_flag("--json", options.json, "One JSON object a line");
+    app.add_option("--timeout", options.timeout, "How long a request may take, in milliseconds")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--log-level", options.logLevel, "What the library logs to the standard error")
+        ->type_name("LEVEL")
+        ->check(CLI::IsMember({"trace", "debug", "info", "warn", "error", "off"}))
+        ->capture_default_str();
+}
+
+void startLogging(std::string level) {
+    for (char& letter : level) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    log4cplus::BasicConfigurator(log4cplus::Logger::getDefaultHierarchy(), true).configure(); // true: standard error
+    log4cplus::Logger::getRoot().setLogLevel(log4cplus::getLogLevelManager().fromString(level));
+}
+
+ExitCode runChosen(const command::Run& chosen, const command::CommonOptions& options) {
+    command::Stop stop; // first: threads that are made later take no signals
+    const log4cplus::Initializer logging;
+    startLogging(options.logLevel);
+    command::Output output(std::cout, std::cerr, options.json, [&stop] { stop.request(); });
+    try {
+        command::Program program(options, output, stop);
+        return chosen(program);
+    } catch (const command::UsageError& error) {
+        return output.failed(ExitCode::BadUsage, "BadUsage", error.what());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // a reader of the output that goes is noticed when it is written
+    CLI::App app("Talks to a host micro-controller over its link.");
+    app.footer(exitCodes);
+    app.require_subcommand(1);
+    app.fallthrough();
+    command::CommonOptions options;
+    command::Run chosen;
+    declareCommon(app, options);
+    declareWire(app, options.wire);
+    for (const auto declare :
+         {command::declareGet, command::declareSet, command::declareWatch, command::declareEvents,
+          command::declarePress, command::declareLed, command::declareSend, command::declareReceive,
+          command::declareTunnel, command::declarePing, command::declareStates, command::declareProfiles,
+          command::declareExplain, command::declareDecode, command::declareCompletion, command::declareManual}) {
+        declare(app, chosen);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::BadUsage);
+    }
+    try {
+        return static_cast<int>(runChosen(chosen, options));
+    } catch (const std::exception& error) {
+        std::cerr << "hostlink: " << error.what() << '\n';
+        return static_cast<int>(ExitCode::NoLink);
+    }
+}
