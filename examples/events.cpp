@@ -3,6 +3,19 @@
 
 #include <hostlinkclient/Client.h>
 
+namespace {
+
+const char* nameOf(ButtonState event) {
+    switch (event) {
+    case BUT_KeyReleased: return "released";
+    case BUT_KeyPressed: return "pressed";
+    case BUT_KeyRepeated: return "repeated";
+    }
+    return "something else";
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     if (argc != 2) {
         std::cerr << "usage: hostlink-events DEVICE\n";
@@ -11,8 +24,7 @@ int main(int argc, char** argv) {
     hostlink::Client host(hostlink::Uart{argv[1], 115200});
 
     const auto keys = host.onInputEvent([](const hostlink::InputEvent& event) {
-        const char* what = event.event == BUT_KeyPressed ? "pressed" : event.event == BUT_KeyReleased ? "released" : "";
-        std::cout << "key " << event.key.print() << ' ' << what << std::endl;
+        std::cout << "key " << event.key.print() << ' ' << nameOf(event.event) << std::endl;
     });
     if (!host.waitUntilUp(std::chrono::seconds(5))) {
         std::cerr << host.linkText() << '\n';
