@@ -28,9 +28,11 @@ def die_with_parent():
 
 
 class Board:
-    """A board that runs until it is closed. `path` is the module's end of its line, `master` the board's."""
+    """A board that runs until it is closed. `path` is the module's end of its line.
 
-    def __init__(self, image, *more):
+    `more` are further words for the emulator, `given` descriptors that they speak of."""
+
+    def __init__(self, image, *more, given=()):
         image = pathlib.Path(image)
         machine = next((each for each in MACHINES if image.name.startswith(each)), None)
         if machine is None:
@@ -46,8 +48,8 @@ class Board:
                  "-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1",
                  "-serial", "chardev:module",
                  "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
-        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, pass_fds=(master, buttons.fileno()),
-                                        preexec_fn=die_with_parent)
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, 
+                                        pass_fds=(master, buttons.fileno(), *given), preexec_fn=die_with_parent)
         os.close(master)
         buttons.close()
 
