@@ -521,7 +521,11 @@ class Captures(Dissected):
 
     def test_link_type_left_to_others(self):
         self.alone("uart bytes", TO_HOST, self.GET)
-        self.assertEqual(self.columns("hostlink.message", words=("-o", "hostlink.claim:FALSE")), [[""]])
+        left = ("-o", "hostlink.claim:FALSE")
+        self.assertEqual(self.columns("hostlink.message", words=left), [[""]])
+        table = 'uat:user_dlts:"User 0 (DLT=147)","hostlink","9","","0",""'
+        asked = ("hostlink.message", "frame.protocols")  # the table says that 9 bytes stand before it
+        self.assertEqual(self.columns(*asked, words=(*left, "-o", table)), [["", "user_dlt:data:hostlink"]])
 
     def test_two_passes_show_the_same(self):
         line_capture(self.capture, "noise", conversations("line")["noise"])
