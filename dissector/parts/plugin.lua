@@ -27,16 +27,11 @@ local function listen()
     end
 end
 
-local claimed = false
+-- Wireshark's own, which asks the user's table of link types.
+local others = encapsulations:get_dissector(wtap_encaps.USER0)
+
 local function preferencesChanged()
-    if hostlink.prefs.claim ~= claimed then
-        claimed = hostlink.prefs.claim
-        if claimed then
-            encapsulations:add(wtap_encaps.USER0, hostlink)
-        else
-            encapsulations:remove(wtap_encaps.USER0, hostlink)
-        end
-    end
+    encapsulations:set(wtap_encaps.USER0, hostlink.prefs.claim and hostlink.dissector or others)
     listen()
 end
 

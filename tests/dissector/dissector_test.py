@@ -169,10 +169,11 @@ class Streams(Dissected):
 
     def test_a_packet_says_where_it_began_and_where_it_is_shown(self):
         one = packet(bytes.fromhex("02 00 01 09 00"))
-        self.alone("uart bytes", TO_HOST, one[:1], one[1:9], one[9:])
+        self.alone("uart bytes", TO_HOST, one, one[:1], one[1:9], one[9:])
         asked = ("hostlink.part", "hostlink.part_of", "hostlink.shown_in", "hostlink.message")
         self.assertEqual(self.columns(*asked, words=("-2", "-Y", "frame")),
-                         [["ff", "", "3", ""], [one[1:9].hex(), "1", "3", ""], ["", "", "", "0x0002"]])
+                         [["", "", "", "0x0002"], ["ff", "", "4", ""], [one[1:9].hex(), "2", "4", ""],
+                          ["", "", "", "0x0002"]])
 
 
 class Conversations(Dissected):
@@ -360,6 +361,11 @@ class Findings(Dissected):
         self.talk(("<", response(0xA3), 0))
         self.assertEqual(self.fields("expert.stray"), [["1"]])
 
+    def test_an_answer_is_rather_that_of_a_packet(self):
+        self.talk((">", self.GET, 0), (">", bytes.fromhex("FF FE 09 00 23 01 00 00"), 1), ("<", response(0xA3), 1))
+        self.assertEqual(self.fields("response_to", "expert.unanswered", "dropped"),
+                         [["", "", ""], ["", "", "090023010000"], ["1", "", ""]])
+
     def test_answers_that_end_a_message(self):
         self.talk((">", self.GET, 0), ("<", response(0xE3), 1), (">", self.GET, 50), ("<", response(0x23), 1))
         self.assertEqual(self.fields("acknowledge", "expert.error"), [["", ""], ["3", "1"], ["", ""], ["0", "1"]])
@@ -453,6 +459,7 @@ class Filters(Dissected):
                 ('hostlink.value.text contains "Hi" && hostlink.value.size == 2', [1]),
                 ('hostlink.frame_type == "response" && hostlink.direction == "host to module"', [4]),
                 ('hostlink.wire == "uart" && hostlink.flags.ack == 1', [4]),
+                ("hostlink && _ws.expert", [2, 3]),  # those before them had no answer
                 ('hostlink.state == "Undefined"', [])):
             self.assertEqual(self.passed(display_filter), expected, display_filter)
 
@@ -514,7 +521,11 @@ class Captures(Dissected):
 
     def test_link_type_left_to_others(self):
         self.alone("uart bytes", TO_HOST, self.GET)
-        self.assertEqual(self.columns("hostlink.message", words=("-o", "hostlink.claim:FALSE")), [[""]])
+        left = ("-o", "hostlink.claim:FALSE")
+        self.assertEqual(self.columns("hostlink.message", words=left), [[""]])
+        table = 'uat:user_dlts:"User 0 (DLT=147)","hostlink","9","","0",""'
+        asked = ("hostlink.message", "frame.protocols")  # the table says that 9 bytes stand before it
+        self.assertEqual(self.columns(*asked, words=(*left, "-o", table)), [["", "user_dlt:data:hostlink"]])
 
     def test_two_passes_show_the_same(self):
         line_capture(self.capture, "noise", conversations("line")["noise"])
