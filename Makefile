@@ -120,7 +120,7 @@ soak:
 
 install:
 	scripts/install-packages.sh build test
-	scripts/build.sh release zent_hostLinkClient zent_hostLinkLib zent_hostLinkCore zent_serialComm zent-hostsim zent-busrig zent-busrig-run zent-busrig-say
+	scripts/build.sh release zent_hostLinkClient zent_hostLinkLib zent_hostLinkCore zent_serialComm zent-hostsim zent-hostcheck zent-busrig zent-busrig-run zent-busrig-say
 	scripts/install.sh build/release
 
 clean:
