@@ -59,6 +59,8 @@ std::vector<ByteArray> HostApplication::handle(const ByteArray& message) {
     case MSG_UnsubscribeState: return unsubscribe(message);
     case MSG_DataTransfer: return transfer(message);
     case MSG_TcpTunneling: return tunnel(message);
+    case MSG_StateChanged:
+    case MSG_InputEvent: return {}; // they tell and ask nothing
     default: return unsupported();
     }
 }

@@ -32,6 +32,7 @@ public:
 /// | "UnsubscribeStateMessage" | "UnsubscribeStateResponseMessage" with the same ids |
 /// | "DataTransfer" | "DataTransferResponseMessage", see below |
 /// | "TcpTunnelingMessage" | "TcpTunnelingResponseMessage" with `TCP_Connection` as it came and `TCP_Data` as Uint8, see below |
+/// | "StateChangedMessage", "InputEventMessage" | none |
 /// | any other request, and a message that cannot be read | "UnsupportedMessageResponse" without items |
 /// | any response | none: a response is never answered |
 ///

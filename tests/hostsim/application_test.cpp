@@ -100,10 +100,15 @@ TEST(HostApplication, AMessageWithOneUnreadableItemHasNoEffect) {
 TEST(HostApplication, UnsupportedRequestsAreNamedSo) {
     Host host;
     for (const char* message : {"09 00 01 00 00 CC 01", // SetLedApi
-                                "04 00 01 09 00 CC 01", // StateChanged: the host holds the states
-                                "06 00 01 01 00 CC 01", // InputEvent: the buttons are the host's
                                 "00 00 00", "0A 00 00", "FF 7F 00", "", "01", "02 00", "02 00 02 09 00", "03 00 01"})
         EXPECT_EQ(host.ask(message), Texts{unsupported}) << message;
+}
+
+TEST(HostApplication, WhatTellsAndAsksNothingIsNotAnswered) {
+    Host host;
+    EXPECT_TRUE(host.ask("04 00 01 09 00 CC 01").empty()); // StateChanged: the host holds the states
+    EXPECT_EQ(host.ask("02 00 01 09 00"), Texts{"02 80 01 09 00 C0"});
+    EXPECT_TRUE(host.ask("06 00 01 01 00 CC 01").empty()); // InputEvent: the buttons are the host's
 }
 
 TEST(HostApplication, ResponsesAreNeverAnswered) {

@@ -1,0 +1,105 @@
+#include "Runner.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "Packets.h"
+#include "Rules.h"
+
+namespace hostcheck {
+
+namespace {
+
+constexpr unsigned aliveRule = 71;
+constexpr unsigned heldRule = 51;
+
+std::string whyNot(const Check& check, const Bench& bench) {
+    if (check.wires == Wires::Serial && bench.serial == nullptr) return "for serial lines";
+    if (check.wires == Wires::Bus && bench.bus == nullptr) return "for buses";
+    if (check.destructive && !bench.setup.destructive) return "changes states or writes files; see --destructive";
+    return {};
+}
+
+} // namespace
+
+std::vector<const Check*> selected(const std::vector<std::string>& words, bool mustsOnly) {
+    std::vector<const Check*> found;
+    for (const Check& check : allChecks()) {
+        const bool isNamed = words.empty() || std::any_of(words.begin(), words.end(), [&](const std::string& word) {
+                                 return word == check.name || word == check.group;
+                             });
+        if (isNamed && (!mustsOnly || rule(check.rule).strength == Strength::Must)) found.push_back(&check);
+    }
+    for (const std::string& word : words) {
+        const auto& all = allChecks();
+        if (std::none_of(all.begin(), all.end(),
+                         [&](const Check& check) { return word == check.name || word == check.group; })) {
+            throw std::invalid_argument("no check and no group is named '" + word + "'");
+        }
+    }
+    return found;
+}
+
+Result Runner::run(const Check& check) {
+    Result result;
+    result.check = &check;
+    result.text = whyNot(check, bench);
+    if (!result.text.empty()) {
+        result.outcome = Outcome::Skipped;
+        return result;
+    }
+    const Time began = bench.module.now();
+    bench.notes.clear();
+    judge(check, result);
+    result.notes = bench.notes;
+    if (check.destructive && !tidyUp() && result.outcome == Outcome::Passed) {
+        result.outcome = Outcome::Failed;
+        result.rule = heldRule;
+        result.text = "the state is put back to what it was";
+        result.wire = transcript.lines();
+    }
+    result.took = bench.module.now() - began;
+    return result;
+}
+
+void Runner::judge(const Check& check, Result& result) {
+    try {
+        prepare();
+        check.run(bench);
+    } catch (const Failure& failure) {
+        result.outcome = Outcome::Failed;
+        result.rule = failure.rule;
+        result.text = failure.expected;
+        result.wire = transcript.lines();
+    } catch (const Skip& skip) {
+        result.outcome = Outcome::Skipped;
+        result.text = skip.why;
+    }
+}
+
+void Runner::prepare() {
+    bench.module.forget();
+    bench.module.send(resetPacket(bench.module.nextId()));
+    bench.module.settle(bench.waits.retry, bench.waits.message);
+    const bool isThere = bench.becomesUsable(bench.waits.recovery);
+    if (!isThere) throw Failure{aliveRule, "the host answers a question before the check begins"};
+    bench.module.settle(bench.waits.retry, bench.waits.message);
+    bench.module.forget();
+    transcript.clear();
+}
+
+bool Runner::tidyUp() {
+    bench.module.forget();
+    bench.module.send(resetPacket(bench.module.nextId()));
+    bench.module.settle(bench.waits.retry, bench.waits.message);
+    return bench.putBack();
+}
+
+bool Runner::leaveInOrder() {
+    const bool isPutBack = tidyUp();
+    bench.module.send(resetPacket(bench.module.nextId()));
+    bench.module.settle(bench.waits.retry, bench.waits.message);
+    return isPutBack;
+}
+
+} // namespace hostcheck

@@ -1,0 +1,73 @@
+/// @file
+/// Real wires for the checker of hosts.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <descriptor/Descriptor.h>
+#include <hostcheck/Wire.h>
+#include <serialcomm/SerialBus.h>
+#include <serialcomm/Uart.h>
+
+#include "HostcheckOptions.h"
+
+/// Set by SIGINT and SIGTERM. Whoever waits takes it, once for each signal.
+class Interruption {
+public:
+    /// Takes the signals over, for the process.
+    static void takeSignals();
+    /// @throw hostcheck::Interrupted when there was one since
+    static void check();
+};
+
+/// A serial port of the project's serial library.
+class SerialPort : public hostcheck::SerialWire {
+public:
+    /// @throw std::runtime_error it cannot be opened; the log says why
+    explicit SerialPort(const HostcheckOptions& options);
+    ~SerialPort() override;
+
+    hostcheck::Time now() override;
+    void send(const ByteArray& bytes) override;
+    ByteArray receive(hostcheck::Time until) override;
+    hostcheck::Time lineTime(size_t bytes) const override;
+
+private:
+    void readOn();
+
+    std::unique_ptr<Uart> uart;
+    int bitsOfAByte;
+    int baud;
+
+    std::mutex mutex; // guards the two below
+    ByteArray come;
+    bool isLost = false;
+    std::condition_variable changed;
+    std::thread reader; // blocks in the port's read; ends with the port
+};
+
+/// A bus of the project's serial library and a line of sysfs.
+class BusPort : public hostcheck::BusWire {
+public:
+    /// @throw std::runtime_error, std::system_error one of them cannot be opened
+    explicit BusPort(const HostcheckOptions& options);
+
+    hostcheck::Time now() override;
+    bool write(const ByteArray& bytes) override;
+    ByteArray read(size_t count) override;
+    ByteArray writeRead(const ByteArray& bytes, size_t count) override;
+    bool lineLow() override;
+    bool waitForEdge(hostcheck::Time until) override;
+    void pause(hostcheck::Time until) override;
+
+private:
+    std::unique_ptr<SerialBus> device;
+    // Two of the same file: reading one takes its edge away, the other one's stays.
+    descriptor::Descriptor edges;
+    descriptor::Descriptor level;
+    bool isPending = false; // an edge nobody has been told of
+};

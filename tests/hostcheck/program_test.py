@@ -1,0 +1,147 @@
+"""program_test.py BUILD_DIRECTORY TEST: zent-hostcheck as people and their CI use it, over a real terminal."""
+import json
+import os
+import select
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import xml.etree.ElementTree
+
+PATIENCE = 200  # seconds until a test that hangs is given up; nothing here takes long by itself
+UNHURRIED = ["--response-timeout", "20000"]  # a busy machine is no slow host
+
+
+def expect(what, seen, wanted):
+    assert seen == wanted, "%s: %r instead of %r" % (what, seen, wanted)
+
+
+class Simulator:
+    """A host on a pseudo terminal."""
+
+    def __init__(self, build, *options):
+        self.process = subprocess.Popen([os.path.join(build, "bin", "zent-hostsim"), "--json", "--commands", *options],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.device = json.loads(self.line())["device"]
+
+    def line(self):
+        assert select.select([self.process.stdout], [], [], PATIENCE)[0], "the simulator says nothing"
+        return self.process.stdout.readline().decode()
+
+    def ask(self, command):
+        self.process.stdin.write((command + "\n").encode())
+        self.process.stdin.flush()
+        return json.loads(self.line())
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.kill()
+        self.process.wait()
+
+
+def only(*names):
+    return [word for name in names for word in ("--only", name)]
+
+
+def check(build, *arguments):
+    done = subprocess.run([os.path.join(build, "bin", "zent-hostcheck"), *arguments], capture_output=True,
+                          timeout=PATIENCE, check=False)
+    return done.returncode, done.stdout.decode(), done.stderr.decode()
+
+
+def RightHostPasses(build):
+    names = ["response-form", "own-form", "reset-idle", "get-in-order", "unknown-requests"]
+    with Simulator(build) as host:
+        code, out, err = check(build, "--device", host.device, "--json", *UNHURRIED, *only(*names))
+    results = json.loads(out)
+    expect("exit code", code, 0)
+    expect("standard error", err, "")
+    expect("checks", [one["name"] for one in results["checks"]], ["response-form", "reset-idle", "own-form",
+                                                                  "get-in-order", "unknown-requests"])
+    expect("outcomes", {one["outcome"] for one in results["checks"]}, {"pass"})
+    expect("counts", (results["passed"], results["failed"], results["skipped"]), (5, 0, 0))
+
+
+def WrongHostFailsWithBytesAndRule(build):
+    with Simulator(build, "--garbage-every", "1") as host, tempfile.TemporaryDirectory() as folder:
+        file = os.path.join(folder, "results.xml")
+        code, out, _ = check(build, "--device", host.device, "--junit", file, *UNHURRIED,
+                             *only("own-form", "set-other"))
+        suite = xml.etree.ElementTree.parse(file).getroot()
+    expect("exit code", code, 1)
+    assert "fail    own-form" in out, out
+    assert "rule 39 (must)" in out and "FF FE" in out and "GetStateResponseMessage" in out, out
+    assert "0 passed, 1 failed, 1 skipped" in out, out
+    expect("failures", (suite.get("tests"), suite.get("failures"), suite.get("skipped")), ("2", "1", "1"))
+    expect("cases", [(case.get("name"), case[0].tag) for case in suite],
+           [("own-form", "failure"), ("set-other", "skipped")])
+
+
+def UsageIsExitCode2(build):
+    expect("no device", check(build)[0], 2)
+    expect("unknown option", check(build, "--walk")[0], 2)
+    code, _, err = check(build, "--device", "/nowhere/tty")
+    expect("a device that is not there", code, 2)
+    assert "/nowhere/tty" in err, err
+    code, _, err = check(build, "--device", "/nowhere/tty", "--only", "walking")
+    expect("a check that is not there", code, 2)
+    assert "no check and no group is named 'walking'" in err, err
+
+
+def ListTellsEachCheck(build):
+    code, out, _ = check(build, "--list")
+    expect("exit code", code, 0)
+    for text in ("answers\n", "  response-form\n", "  set-other  [destructive]\n", "  bus-announce  [bus]\n",
+                 "      expects: ", "      why:     rule 1, must: "):
+        assert text in out, text
+    expect("one group", check(build, "--list", "--only", "load")[1].count("does:"), 2)
+    musts = check(build, "--list", "--must")[1]
+    assert "response-median" in out and "response-median" not in musts and "response-time" in musts, musts
+
+
+def InterruptLeavesTheHostInOrder(build):
+    with Simulator(build) as host:
+        process = subprocess.Popen([os.path.join(build, "bin", "zent-hostcheck"), "--device", host.device, "--load-time",
+                                    "3600", *UNHURRIED, *only("response-form", "both-directions")],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        try:
+            assert select.select([process.stdout], [], [], PATIENCE)[0], "no first result"
+            assert b"response-form" in process.stdout.readline()
+            before = host.ask("counts")["messagesReceived"]
+            deadline = time.monotonic() + PATIENCE
+            while host.ask("counts")["messagesReceived"] < before + 10:  # the load runs
+                assert time.monotonic() < deadline
+            process.send_signal(signal.SIGINT)
+            out, err = process.communicate(timeout=PATIENCE)
+        finally:
+            process.kill()
+            process.wait()
+        expect("exit code", process.returncode, 130)
+        assert "leaving the host in order" in err.decode(), err
+        assert "1 passed, 0 failed, 0 skipped" in out.decode(), out
+        code, _, _ = check(build, "--device", host.device, *UNHURRIED, *only("response-form"))
+        expect("a check afterwards", code, 0)
+
+
+def StatesArePutBack(build):
+    with Simulator(build, "--state", "PlayerVolume=41") as host:
+        code, out, _ = check(build, "--device", host.device, "--destructive", *UNHURRIED,
+                             *only("set-other", "set-other-encoding", "set-twice"))
+        assert code == 0 and "3 passed" in out, out
+        state = host.ask("get PlayerVolume")
+        expect("the state", (state["encoding"], state["value"]), ("Uint8", 41))
+
+
+def RulesOfThePageAreThoseOfTheProgram(build):
+    code, out, _ = check(build, "--rules")
+    expect("exit code", code, 0)
+    page = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs", "host-rules.md")
+    with open(page, encoding="utf-8") as file:
+        assert out in file.read(), "docs/host-rules.md differs from zent-hostcheck --rules"
+
+
+if __name__ == "__main__":
+    globals()[sys.argv[2]](sys.argv[1])
