@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <cstdio>
 
 #include "Bench.h"
 #include "Check.h"
 #include "Packets.h"
+#include "Text.h"
 
 namespace hostcheck {
 
@@ -26,8 +26,8 @@ void responseForm(Bench& bench) {
                   "one response frame to one packet; came: " + std::to_string(1 + bench.module.strays.size()));
 }
 
-double milli(Time time) {
-    return static_cast<double>(time.count()) / 1000;
+std::string milli(Time time) {
+    return inUnits(time, milliseconds(1), 2) + " ms";
 }
 
 std::vector<Time> measure(Bench& bench, unsigned samples) {
@@ -40,10 +40,9 @@ std::vector<Time> measure(Bench& bench, unsigned samples) {
         bench.module.inbox.clear();
     }
     std::sort(times.begin(), times.end());
-    char text[128];
-    std::snprintf(text, sizeof text, "%u answers: median %.2f ms, 99 %% within %.2f ms, longest %.2f ms", samples,
-                  milli(times[times.size() / 2]), milli(times[times.size() * 99 / 100]), milli(times.back()));
-    bench.notes.emplace_back(text);
+    bench.notes.push_back(std::to_string(samples) + " answers: median " + milli(times[times.size() / 2]) +
+                          ", 99 % within " + milli(times[times.size() * 99 / 100]) + ", longest " +
+                          milli(times.back()));
     return times;
 }
 

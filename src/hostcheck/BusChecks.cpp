@@ -88,6 +88,15 @@ void readAgain(Bench& bench) {
     bench.require(isSame, 81, "the packet again, from its first byte, in another read; came: " + hex(again));
 }
 
+void idleBytes(Bench& bench) {
+    makeItSpeak(bench);
+    fetch(bench);
+    acknowledge(bench);
+    const ByteArray idle = bench.bus->read(BusLink::usualRead);
+    const bool isMark = idle.size() >= sizeof HOSTLINK_SOP && hostLinkPacketGetSop(idle.data()) == HOSTLINK_SOP;
+    bench.require(!isMark, 75, "bytes that are not FF FE when there is no answer; came: " + hex(idle));
+}
+
 void countReads(Bench& bench) {
     const auto before = bench.busLink->readCounts();
     for (unsigned i = 0; i < 50; ++i) bench.ask(bench.question(), MSG_GetStateResponse, 49);
@@ -160,6 +169,7 @@ std::vector<Check> busChecks() {
         {"bus-one-edge", group, bus, false, 73, "Fetches two packets.", "An edge for each; the line is high between them, and stays high behind them.", oneEdge},
         {"bus-announce", group, bus, false, 74, "Asks for a packet with 14 bytes, and with its own length.", "One announcement of the length; none.", announces},
         {"bus-read-again", group, bus, false, 81, "Reads a response and a packet several times.", "The same bytes from the first.", readAgain},
+        {"bus-idle-bytes", group, bus, false, 75, "Reads when there is nothing to answer.", "Bytes that do not begin with FF FE.", idleBytes},
         {"bus-in-time", group, bus, false, 76, "Asks 50 questions.", "Every answer within four reads. Tells the distribution.", inTime},
         {"bus-in-3-ms", group, bus, false, 77, "Asks 50 questions.", "Every answer within three reads.", inThreeMilliseconds},
         {"bus-after-nack", group, bus, false, 78, "Refuses a packet.", "The line falls again, the same bytes come.", afterNack},

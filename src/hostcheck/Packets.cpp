@@ -1,9 +1,11 @@
 #include "Packets.h"
 
-#include <cstdio>
+#include <algorithm>
 
 #include <exchange/MessageItems.h>
 #include <hostlink/HostLinkVocabulary.h>
+
+#include "Text.h"
 
 namespace hostcheck {
 
@@ -16,17 +18,11 @@ void append16(ByteArray& bytes, size_t number) {
     bytes.push_back(static_cast<unsigned char>(number >> 8));
 }
 
-std::string number(unsigned value, const char* form) {
-    char text[16];
-    std::snprintf(text, sizeof text, form, value);
-    return text;
-}
-
 std::string messageInWords(const ByteArray& packet) {
     uint16_t size = 0;
     const uint8_t* payload = hostLinkPacketGetData(packet.data(), &size);
-    std::string text = "message, frame " + number(hostLinkPacketGetFrameId(packet.data()), "%u") + ", packet " +
-                       number(hostLinkPacketGetPacketId(packet.data()), "%u");
+    std::string text = "message, frame " + std::to_string(hostLinkPacketGetFrameId(packet.data())) + ", packet " +
+                       std::to_string(hostLinkPacketGetPacketId(packet.data()));
     if (hostLinkPacketIsLast(packet.data()) != 0) text += ", last";
     if (hostLinkPacketGetPacketId(packet.data()) == 0 && payload != nullptr)
         text += ": " + nameOfMessage(hostLinkMessageId(payload, size));
@@ -145,7 +141,7 @@ std::string hex(const ByteArray& bytes, size_t longest) {
     std::string text;
     for (size_t i = 0; i < bytes.size() && i < longest; ++i) {
         if (i != 0) text += ' ';
-        text += number(bytes[i], "%02X");
+        text += hexadecimal(bytes[i], 2);
     }
     if (bytes.size() > longest) text += " ... (" + std::to_string(bytes.size()) + " bytes)";
     return text;
@@ -153,7 +149,7 @@ std::string hex(const ByteArray& bytes, size_t longest) {
 
 std::string nameOfMessage(uint16_t id) {
     const auto found = messageIdToString.find(static_cast<MessageId>(id));
-    return found == messageIdToString.end() ? "message " + number(id, "0x%04X") : found->second;
+    return found == messageIdToString.end() ? "message 0x" + hexadecimal(id, 4) : found->second;
 }
 
 std::string nameOf(AcknowledgeType type) {
@@ -168,13 +164,13 @@ std::string nameOf(AcknowledgeType type) {
 std::string inWords(const ByteArray& packet) {
     if (hostLinkPacketVerify(packet.data(), static_cast<uint16_t>(packet.size())) != HOSTLINK_SUCCESS)
         return "no packet";
-    const std::string frame = ", frame " + number(hostLinkPacketGetFrameId(packet.data()), "%u");
+    const std::string frame = ", frame " + std::to_string(hostLinkPacketGetFrameId(packet.data()));
     switch (hostLinkPacketGetFrameType(packet.data())) {
     case FRT_Response: return "response: " + nameOf(hostLinkFrameRspDeserialize(packet.data())) + frame;
     case FRT_Reset: return "reset" + frame;
     case FRT_Irq:
         return "IRQ, value " +
-               number(hostLinkFrameIrqDeserialize(packet.data(), static_cast<uint16_t>(packet.size())), "%u") + frame;
+               std::to_string(hostLinkFrameIrqDeserialize(packet.data(), static_cast<uint16_t>(packet.size()))) + frame;
     case FRT_Message: return messageInWords(packet);
     default: return "packet of an unknown format" + frame;
     }

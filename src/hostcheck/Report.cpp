@@ -1,21 +1,20 @@
 #include "Report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "Rules.h"
+#include "Text.h"
 
 namespace hostcheck {
 
 namespace {
 
-constexpr double microsecondsInASecond = 1e6;
+constexpr size_t outcomeColumns = 8;
+constexpr size_t nameColumns = 28;
 
 std::string seconds(Time time) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f", static_cast<double>(time.count()) / microsecondsInASecond);
-    return text;
+    return inUnits(time, std::chrono::seconds(1), 3);
 }
 
 std::string quoted(const std::string& text) {
@@ -91,9 +90,7 @@ const char* nameOf(Outcome outcome) {
 }
 
 std::string asText(const Result& result) {
-    char head[96];
-    std::snprintf(head, sizeof head, "%-8s%-28s", nameOf(result.outcome), result.check->name);
-    std::string text = head;
+    std::string text = filledUp(nameOf(result.outcome), outcomeColumns) + filledUp(result.check->name, nameColumns);
     if (result.outcome == Outcome::Skipped) return text + result.text + "\n";
     text += seconds(result.took) + " s\n";
     for (const std::string& note : result.notes) text += "        " + note + "\n";

@@ -1,6 +1,7 @@
 #include "CheckerPorts.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -28,10 +29,10 @@ constexpr unsigned long readSize = 4096;
 constexpr int bitsWithoutParity = 10;
 constexpr uint8_t spiMode = 0;
 
-volatile std::sig_atomic_t signalled = 0;
+std::atomic<bool> signalled{false}; // set by whichever thread a signal finds
 
 extern "C" void noteSignal(int /*signal*/) {
-    signalled = 1;
+    signalled = true;
 }
 
 Time sinceStart() {
@@ -74,9 +75,7 @@ void Interruption::takeSignals() {
 }
 
 void Interruption::check() {
-    if (signalled == 0) return;
-    signalled = 0;
-    throw hostcheck::Interrupted();
+    if (signalled.exchange(false)) throw hostcheck::Interrupted();
 }
 
 SerialPort::SerialPort(const HostcheckOptions& options)

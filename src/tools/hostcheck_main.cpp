@@ -1,5 +1,4 @@
 // zent-hostcheck: plays the module against a host and tells what it does right and wrong.
-#include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -52,6 +51,22 @@ struct Workplace {
     }
 };
 
+// What is being done, for a person at a terminal; gone when it is done.
+class Progress {
+public:
+    Progress(const char* name, size_t number, size_t all) {
+        if (isShown) std::cerr << "[" << number << "/" << all << "] " << name << std::flush;
+    }
+    ~Progress() {
+        if (isShown) std::cerr << "\r\x1b[K" << std::flush;
+    }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+private:
+    bool isShown = ::isatty(STDERR_FILENO) == 1;
+};
+
 class Session {
 public:
     Session(const HostcheckOptions& checkOptions, Workplace& workplace)
@@ -76,18 +91,13 @@ public:
 
 private:
     void make(const Check& check, size_t all) {
-        const bool showsProgress = ::isatty(STDERR_FILENO) == 1;
-        if (showsProgress) std::cerr << "[" << made.size() + 1 << "/" << all << "] " << check.name << std::flush;
-        Result result;
-        try {
-            result = runner.run(check);
-        } catch (...) {
-            if (showsProgress) std::cerr << "\r\x1b[K" << std::flush;
-            throw;
-        }
-        if (showsProgress) std::cerr << "\r\x1b[K" << std::flush;
-        if (!options.json) std::cout << hostcheck::asText(result) << std::flush;
-        made.push_back(result);
+        made.push_back(runWithProgress(check, all));
+        if (!options.json) std::cout << hostcheck::asText(made.back()) << std::flush;
+    }
+
+    Result runWithProgress(const Check& check, size_t all) {
+        const Progress progress(check.name, made.size() + 1, all);
+        return runner.run(check);
     }
 
     void leave() {

@@ -17,15 +17,3 @@ inline hostcheck::Setup everything() {
 inline const hostcheck::Check& checkNamed(const std::string& name) {
     return *hostcheck::selected({name}, false).at(0);
 }
-
-/// "ends with both bits" as "EndsWithBothBits", a name for a case of a test.
-inline std::string camelCase(const std::string& words) {
-    std::string camel;
-    bool isFirst = true;
-    for (const char c : words) {
-        const bool isLetter = std::isalnum(static_cast<unsigned char>(c)) != 0;
-        if (isLetter) camel += isFirst ? static_cast<char>(std::toupper(static_cast<unsigned char>(c))) : c;
-        isFirst = !isLetter;
-    }
-    return camel;
-}

@@ -25,10 +25,6 @@ struct WrongBusHost {
     void (*make)(Case&);
 };
 
-void PrintTo(const WrongBusHost& host, std::ostream* out) {
-    *out << host.name;
-}
-
 bool isOfFormat(const ByteArray& bytes, unsigned format, size_t length) {
     return bytes.size() >= 8 && bytes[0] == 0xFF && bytes[1] == 0xFE && bytes[2] == length && (bytes[4] & 7U) == format;
 }
@@ -72,6 +68,13 @@ const WrongBusHost wrongHosts[] = {
              const bool isAgain = bytes == last;
              last = bytes;
              return isAgain ? ByteArray(bytes.begin() + 1, bytes.end()) : bytes;
+         };
+     }},
+    {"fills reads with start marks", "bus-idle-bytes",
+     [](Case& host) {
+         host.wrongs.read = [](ByteArray bytes) {
+             if (bytes.size() > 1 && bytes[0] == 0xFF && bytes[1] == 0xFF) bytes[1] = 0xFE;
+             return bytes;
          };
      }},
     {"needs more than four reads", "bus-in-time", [](Case& host) { host.options.faults.lateTransfers = 5; }},
@@ -128,18 +131,15 @@ struct BusChecker {
 
 } // namespace
 
-class WrongBusHostTest : public testing::TestWithParam<WrongBusHost> {};
-
-TEST_P(WrongBusHostTest, IsCaughtByTheCheckThatIsNamedForIt) {
-    Case wrong;
-    GetParam().make(wrong);
-    BusChecker checker(wrong.options, wrong.wrongs);
-    const Result result = checker.runner.run(checkNamed(GetParam().caughtBy));
-    EXPECT_EQ(result.outcome, Outcome::Failed) << "a host that " << GetParam().name << " gets through";
+TEST(WrongBusHosts, EachIsCaughtByTheCheckThatIsNamedForIt) {
+    for (const WrongBusHost& host : wrongHosts) {
+        Case wrong;
+        host.make(wrong);
+        BusChecker checker(wrong.options, wrong.wrongs);
+        const Result result = checker.runner.run(checkNamed(host.caughtBy));
+        EXPECT_EQ(result.outcome, Outcome::Failed) << "a host that " << host.name << " gets through " << host.caughtBy;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, WrongBusHostTest, testing::ValuesIn(wrongHosts),
-                         [](const auto& one) { return camelCase(one.param.name); });
 
 TEST(WrongBusHosts, ThereIsOneForEachCheckOfTheBus) {
     std::set<std::string> caught;

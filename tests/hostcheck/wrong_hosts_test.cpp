@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <exchange/ChunkMessages.h>
+#include <hostcheck/Rules.h>
 #include <hostcheck/Runner.h>
 #include <hostlink/HostLinkVocabulary.h>
 
@@ -742,27 +743,19 @@ struct Checker {
         : world(options, wrongs), setup(everything()), bench(link, &world, nullptr, nullptr, setup) {}
 };
 
-// Named by their case in messages of the tests.
-void PrintTo(const WrongHost& host, std::ostream* out) {
-    *out << host.name;
-}
-
 } // namespace
 
-class WrongHostTest : public testing::TestWithParam<WrongHost> {};
-
-TEST_P(WrongHostTest, IsCaughtByTheCheckThatIsNamedForIt) {
-    Case wrong;
-    GetParam().make(wrong);
-    Checker checker(wrong.options, wrong.wrongs);
-    const Result result = checker.runner.run(checkNamed(GetParam().caughtBy));
-    EXPECT_EQ(result.outcome, Outcome::Failed) << "a host that " << GetParam().name << " gets through";
-    EXPECT_NE(result.text, "the host answers a question before the check begins");
+// One test for all of them: starting a program takes longer than fifty of them.
+TEST(WrongHosts, EachIsCaughtByTheCheckThatIsNamedForIt) {
+    for (const WrongHost& host : wrongHosts) {
+        Case wrong;
+        host.make(wrong);
+        Checker checker(wrong.options, wrong.wrongs);
+        const Result result = checker.runner.run(checkNamed(host.caughtBy));
+        EXPECT_EQ(result.outcome, Outcome::Failed) << "a host that " << host.name << " gets through " << host.caughtBy;
+        EXPECT_NE(result.text, "the host answers a question before the check begins") << host.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, WrongHostTest, testing::ValuesIn(wrongHosts), [](const auto& one) {
-    return camelCase(one.param.name + std::string(" ") + one.param.caughtBy);
-});
 
 // The simulator with each of its faults, and a check that tells it.
 const WrongHost faults[] = {
@@ -784,17 +777,14 @@ const WrongHost faults[] = {
     {"repeat-rate", "both-directions", [](Case& host) { host.options.faults.toHost.repeatRate = 0.01; }},
 };
 
-class FaultTest : public testing::TestWithParam<WrongHost> {};
-
-TEST_P(FaultTest, IsTold) {
-    Case wrong;
-    GetParam().make(wrong);
-    Checker checker(wrong.options, wrong.wrongs);
-    EXPECT_EQ(checker.runner.run(checkNamed(GetParam().caughtBy)).outcome, Outcome::Failed);
+TEST(Faults, OfTheSimulatorAreTold) {
+    for (const WrongHost& host : faults) {
+        Case wrong;
+        host.make(wrong);
+        Checker checker(wrong.options, wrong.wrongs);
+        EXPECT_EQ(checker.runner.run(checkNamed(host.caughtBy)).outcome, Outcome::Failed) << host.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, FaultTest, testing::ValuesIn(faults),
-                         [](const auto& one) { return camelCase(one.param.name); });
 
 // Faults that are none: bytes one by one, and events that nobody asked for.
 TEST(RightHost, PassesAlthoughItWritesByteByByteAndSendsEvents) {
@@ -814,6 +804,17 @@ TEST(WrongHosts, ThereIsOneForEachCheck) {
     for (const hostcheck::Check& check : hostcheck::allChecks()) {
         if (check.wires == hostcheck::Wires::Bus) continue;
         EXPECT_EQ(caught.count(check.name), 1u) << check.name;
+    }
+}
+
+TEST(Rules, EachThatIsNotFreeHasACheck) {
+    std::set<unsigned> checked;
+    for (const hostcheck::Check& check : hostcheck::allChecks()) checked.insert(check.rule);
+    unsigned number = 0;
+    for (const hostcheck::Rule& rule : hostcheck::allRules()) {
+        EXPECT_GT(rule.number, number) << "numbers go up";
+        number = rule.number;
+        EXPECT_EQ(checked.count(rule.number), rule.strength == hostcheck::Strength::Free ? 0u : 1u) << rule.number;
     }
 }
 
