@@ -130,7 +130,7 @@ def DemoOnCortexM33(tried):
 
 def DemoOnCortexM0(tried):
     """Its button presses itself: nobody else can."""
-    with tried.board("microbit") as board:
+    with tried.board("microbit-pressing") as board:
         tried.demo(board.path, 64, 8192)
 
 
