@@ -24,6 +24,8 @@ number() {
 skipped=$(number skipped)
 if [ "${skipped:-0}" -gt 0 ]; then
     why=$(scripts/run-in-rig.sh --busrig "build/$preset/bin/zent-busrig" --quiet true 2>&1) || true
+    command -v qemu-system-arm >/dev/null ||
+        why="${why:+$why }Without qemu-system-arm the firmware is not tried: scripts/install-packages.sh firmware"
     echo "$skipped of $(number tests) tests were SKIPPED. ${why:-The list above names them.}" >&2
 elif ! grep -q '^ZENT_RIG_AVAILABLE:INTERNAL=ON' "build/$preset/CMakeCache.txt"; then
     echo "The tests of the I2C and SPI links were SKIPPED: the bus rig is not built; it needs libfuse3-dev and libcli11-dev" >&2

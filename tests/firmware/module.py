@@ -156,6 +156,7 @@ class Module:
                 self.counts["unanswered"] += 1
                 return False
             self.counts["refused"] += 1
+            time.sleep(0.01)  # as the module does
         return False
 
     def reset(self):

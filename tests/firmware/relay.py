@@ -7,19 +7,24 @@ import tty
 
 
 class Relay:
-    """Each byte towards the board meets a fault with this probability, drawn from the seed, until `most` have been."""
+    """After `disturb`, each byte towards the board meets a fault with this probability, drawn from the seed."""
 
-    def __init__(self, board_path, kinds=(), rate=0.0, most=0, seed=1):
+    def __init__(self, board_path, kinds, rate, seed):
         self.board = os.open(board_path, os.O_RDWR | os.O_NOCTTY)
         self.master, self.slave = os.openpty()
         tty.setraw(self.slave)
         self.path = os.ttyname(self.slave)
-        self.kinds, self.rate, self.left = kinds, rate, most
+        self.kinds, self.rate = kinds, rate
+        self.left = 0  # faults until it is over
         self.random = random.Random(seed)
         self.faults = 0  # so far
         self.wake, self.woken = os.pipe()
         self.thread = threading.Thread(target=self.carry)
         self.thread.start()
+
+    def disturb(self, most):
+        """From now on, until so many faults have been."""
+        self.left = most
 
     def carry(self):
         while True:
