@@ -20,11 +20,11 @@ constexpr uint16_t firstState = 0x4000;
 constexpr uint16_t states = 200; // in turn, so that no set waits for what is still remembered of its state
 constexpr uint32_t values = 60000;
 
-Options optionsOfClient() {
+Options optionsOfClient(std::chrono::milliseconds answerTime) {
     Options options;
     options.deadline = std::chrono::seconds(20);
-    options.answerTime = std::chrono::milliseconds(20); // the answer is there at once, or it is lost
-    options.lateFor = std::chrono::milliseconds(1000);  // a busy machine lets it come late
+    options.answerTime = answerTime;
+    options.lateFor = std::chrono::milliseconds(1000); // a busy machine lets it come late
     options.firstPause = std::chrono::milliseconds(1);
     options.longestPause = std::chrono::milliseconds(5);
     options.whileDown = WhileDown::Wait;
@@ -54,7 +54,7 @@ Result<void> setOne(Client& client, SetForm form, uint16_t state, uint16_t value
 // One client and its host.
 SetFigures setsOfOne(const SetOptions& options, uint64_t sets, uint32_t seed) {
     MemoryHost host;
-    Client client(host.wire(), optionsOfClient());
+    Client client(host.wire(), optionsOfClient(options.answerTime));
     if (!client.waitUntilUp(std::chrono::seconds(20))) return {};
     host.setFaults(faultsOf(options.rate, seed));
     std::mt19937 random(seed);
@@ -131,7 +131,7 @@ bool runClientCurve(uint64_t sets, uint32_t seed) {
         for (const SetForm form : {SetForm::Plain, SetForm::Compared, SetForm::Confirmed}) {
             const bool isLong = form == SetForm::Confirmed && rate == rates[3];
             const uint64_t asked = isLong ? sets : sets / 10;
-            const SetFigures made = makeSets({form, rate, asked, seed, clientsAtATime});
+            const SetFigures made = makeSets({form, rate, asked, seed, clientsAtATime, SetOptions().answerTime});
             const auto all = static_cast<double>(made.sets);
             std::printf("| %.0f %% | %lu | %s | %.2f %% | %lu | %lu | %lu | %.2f | %.0f |\n", 100 * rate, made.sets,
                         nameOf(form), 100 * static_cast<double>(made.done) / all, made.wrong, made.another,

@@ -2,6 +2,7 @@
 /// States set through a client over a bad line, and what the host really holds afterwards.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,6 +25,9 @@ struct SetOptions {
     uint64_t sets = 0; ///< in all
     uint32_t seed = 1;
     unsigned clients = 16; ///< at a time, each with a host of its own: most of the time is waiting
+    /// How long a client waits: the answer is there at once, or it is lost. A machine that is busy may let it come
+    /// later.
+    std::chrono::milliseconds answerTime{20};
 };
 
 struct SetFigures {

@@ -19,7 +19,7 @@ TEST(ClientAnswers, AreNeverThoseOfAnotherRequest) {
     for (const std::string& one : all.wrong) ADD_FAILURE() << one;
     EXPECT_EQ(all.asked, options.requests);
     // The faults were there, and did not keep everything from being answered.
-    EXPECT_GT(all.answered, options.requests / 2);
+    EXPECT_GT(all.answered, options.requests / 4);
     EXPECT_GT(all.unanswered, 10U);
     EXPECT_GT(all.late, 100U);
     EXPECT_GT(all.lost, 10U);

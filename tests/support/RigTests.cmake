@@ -7,11 +7,12 @@ else()
     set(ZENT_BUSRIG $<TARGET_FILE:zent-busrig> CACHE INTERNAL "The rig that tests run in")
 endif()
 
-# zent_add_rig_tests(target [SUITES suite...] [TIMEOUT seconds] [SHARDS number]): runs a GoogleTest program inside the rig,
+# zent_add_rig_tests(target [SUITES suite...] [TIMEOUT seconds] [SHARDS number] [LABELS label...]): runs a GoogleTest program inside the rig,
 # one CTest entry for each suite, named "target.suite". The suites are read from the sources when none are given. Starting
-# a rig costs about as much as ten tests, so there is no entry for each test. SHARDS: see zent_add_whole.
+# a rig costs about as much as ten tests, so there is no entry for each test. SHARDS, LABELS: see zent_add_whole and
+# zent_add_tests.
 function(zent_add_rig_tests target)
-    cmake_parse_arguments(arg "" "TIMEOUT;SHARDS" "SUITES" ${ARGN})
+    cmake_parse_arguments(arg "" "TIMEOUT;SHARDS" "SUITES;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -28,12 +29,16 @@ function(zent_add_rig_tests target)
         endforeach()
         list(REMOVE_DUPLICATES arg_SUITES)
     endif()
+    set(label single)
+    if(client IN_LIST arg_LABELS)
+        set(label single-client)
+    endif()
     set(command ${ZENT_RUN_IN_RIG} --busrig ${ZENT_BUSRIG} --quiet -- ${CMAKE_CROSSCOMPILING_EMULATOR}
         $<TARGET_FILE:${target}>)
     foreach(suite IN LISTS arg_SUITES)
         add_test(NAME ${target}.${suite} COMMAND ${command} --gtest_filter=${suite}.*:*/${suite}.*:${suite}/*)
         set_tests_properties(${target}.${suite} PROPERTIES TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE 77
-            LABELS "rig;single")
+            LABELS "rig;${label}")
     endforeach()
-    zent_add_whole(${target} COMMAND ${command} SHARDS ${arg_SHARDS} LABELS rig)
+    zent_add_whole(${target} COMMAND ${command} SHARDS ${arg_SHARDS} LABELS rig ${arg_LABELS})
 endfunction()

@@ -356,6 +356,18 @@ TEST(ClientRequests, ConfirmedSetsDoNotBelieveOneAnswerAlone) {
     EXPECT_EQ(*client.get(STA_PlayerVolume), Value(5));
 }
 
+TEST(ClientRequests, ConfirmedSetsAreRepeatedWhenTheAnswerSaysTooLittle) {
+    PlayedHost host;
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(client.waitUntilUp(20s));
+    host.does([&host, gets = 0](const ByteArray& message) mutable {
+        if (hasId(message, MSG_GetState) && ++gets == 1) return Reaction{Accepted, {bytes("02 80 00")}};
+        return Reaction{Accepted, host.simulated(message)};
+    });
+    EXPECT_EQ(client.set(STA_PlayerVolume, 5, Confirm).text(), "");
+    EXPECT_EQ(host.count(MSG_SetState), 2U);
+}
+
 TEST(ClientRequests, ConfirmedSetsTellWhatTheHostHoldsInstead) {
     PlayedHost host;
     Client client(host.wire(), quick());

@@ -66,7 +66,8 @@ private:
 
     void afterGet(const Matcher::End& end) {
         if (end.how != How::Answered) {
-            const bool isForNow = end.how == How::Unanswered || end.how == How::Refused;
+            const bool isForNow =
+                end.how == How::Unanswered || end.how == How::Refused || end.how == How::Part; // damaged, mostly
             if (isForNow && --roundsLeft > 0)
                 set(); // a serial link in a false header answers nothing before it is made anew
             else

@@ -41,7 +41,6 @@ public:
     /// once that has returned the thread does not look at the former descriptor any more: the caller may close it.
     void watch(int descriptor, Task hungUp);
 
-    bool isThis() const { return thread.get_id() == std::this_thread::get_id(); }
     /// Ends the thread: the task that is running is waited for, the others are dropped. Not from a task.
     void stop();
 

@@ -1,0 +1,149 @@
+// The client over I2C and SPI, against the simulated host of the rig.
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <hostlinkclient/Client.h>
+
+#include "rig/RigControl.h"
+#include "support/MustEnd.h"
+#include "support/NoMoreThreads.h"
+#include "support/ProcessCounts.h"
+
+namespace {
+
+using namespace hostlink;
+using namespace std::chrono_literals;
+
+enum class Bus { I2c, Spi };
+void PrintTo(Bus bus, std::ostream* out) {
+    *out << (bus == Bus::I2c ? "I2c" : "Spi");
+}
+
+class ClientOnABus : public testing::TestWithParam<Bus> {
+protected:
+    void SetUp() override { rig.reset(); }
+
+    static Wire wire() {
+        const busrig::RigBoard& board = busrig::firstBoard;
+        if (GetParam() == Bus::I2c) return I2c{board.i2cPath, board.i2cAddress, board.gpio};
+        return Spi{board.spiPath, 1000000, board.gpio};
+    }
+    static Options quick() {
+        Options options;
+        options.deadline = 20s;
+        options.answerTime = 200ms;
+        options.lateFor = 1s;
+        options.firstPause = 20ms;
+        options.longestPause = 100ms;
+        return options;
+    }
+    static std::unique_ptr<Client> connected(const Options& options = quick()) {
+        auto client = std::make_unique<Client>(wire(), options);
+        EXPECT_TRUE(client->waitUntilUp(20s)) << client->linkText();
+        return client;
+    }
+    // A byte of so many of a hundred packets is hit, and as many answers are lost.
+    void damagePackets(int percent) {
+        const std::string rate = std::to_string(percent / 400.0);
+        // Neither a line that stays low after an exchange that failed nor an acknowledgement that does not come holds
+        // the host's answers up for longer than the client waits.
+        rig.command("host-options interruptRepeatMs=20,responseTimeoutMs=20,repeatWindowMs=5000");
+        rig.command("wire seed=20261122,late-by-ms=0,lost-byte=" + rate + ",corrupted-byte=" + rate +
+                    ",inserted-byte=" + rate + ",repeated-byte=" + rate + ",lost-answer=" + rate);
+    }
+    template <typename Bring> void endsSoon(Bring bring) {
+        const long threads = threadCount();
+        for (int round = 0; round < 3; ++round) {
+            auto client = connected();
+            bring(*client);
+            const auto began = std::chrono::steady_clock::now();
+            client.reset();
+            EXPECT_LT(std::chrono::steady_clock::now() - began, 1500ms);
+            rig.reset();
+        }
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
+    }
+
+    busrig::RigControl rig;
+};
+
+INSTANTIATE_TEST_SUITE_P(Over, ClientOnABus, testing::Values(Bus::I2c, Bus::Spi), testing::PrintToStringParamName());
+
+TEST_P(ClientOnABus, AsksAndIsTold) {
+    const auto client = connected();
+    std::atomic<int> volume{-1};
+    std::atomic<int> keys{0};
+    const Subscription changes = client->subscribe(
+        {STA_PlayerVolume}, [&](const Change& change) { volume = change.value.to<int>().valueOr(-2); });
+    const Listening events = client->onInputEvent([&](const InputEvent&) { ++keys; });
+    ASSERT_TRUE(changes.established(20s));
+    for (int i = 1; i <= 20; ++i) {
+        EXPECT_EQ(client->set(STA_PlayerVolume, i).text(), "");
+        EXPECT_EQ(client->get(STA_PlayerVolume).valueOr({}), Value(i));
+    }
+    mustBecomeTrue([&] { return volume == 20; }, "told of the last value");
+    rig.press(7);
+    mustBecomeTrue([&] { return keys == 2; }, "pressed and released");
+    const Statistics counts = client->statistics();
+    EXPECT_GT(counts.edges, 0U);
+    EXPECT_GE(counts.exchanges, counts.edges);
+    EXPECT_EQ(counts.garbageBytes, 0U);
+}
+
+TEST_P(ClientOnABus, HoldsWhatWasConfirmedUnderDamage) {
+    damagePackets(10);
+    const auto client = connected();
+    for (int i = 0; i < 25; ++i) {
+        const uint16_t state = static_cast<uint16_t>(0x4000 + i);
+        const auto set = client->set(state, 1000 + i, Call(Confirm).whileDown(WhileDown::Wait));
+        ASSERT_TRUE(set) << i << ": " << set.text();
+    }
+    rig.command("wire");
+    for (int i = 0; i < 25; ++i)
+        EXPECT_EQ(client->get(0x4000 + i, Call().whileDown(WhileDown::Wait)).valueOr({}), Value(1000 + i)) << i;
+}
+
+TEST_P(ClientOnABus, ComesBackWithAHostThatWasDeaf) {
+    Options impatient = quick();
+    impatient.answerTime = 50ms;
+    impatient.lateFor = 100ms;
+    const auto client = connected(impatient);
+    rig.slaveManual();
+    mustBecomeTrue(
+        [&] {
+            client->get(STA_PlayerVolume, Call().within(50ms));
+            return client->linkState() == LinkState::Down;
+        },
+        "down");
+    rig.slaveAuto();
+    EXPECT_EQ(client->set(STA_PlayerVolume, 12, Call().whileDown(WhileDown::Wait)).text(), "");
+    EXPECT_EQ(client->linkState(), LinkState::Up);
+    EXPECT_GE(client->statistics().reconnects, 1U);
+}
+
+TEST_P(ClientOnABus, EndsSoonWhenIdle) {
+    endsSoon([](Client&) {});
+}
+
+TEST_P(ClientOnABus, EndsSoonWhenTheHostIsDeaf) {
+    endsSoon([this](Client& client) {
+        rig.slaveManual();
+        client.getAsync(STA_PlayerVolume);
+    });
+}
+
+TEST_P(ClientOnABus, EndsSoonUnderAFloodOfEvents) {
+    endsSoon([this](Client& client) {
+        std::atomic<int> keys{0};
+        const Listening events = client.onInputEvent([&](const InputEvent&) { ++keys; });
+        rig.burst(5000);
+        mustBecomeTrue([&] { return keys > 10; }, "events come");
+    });
+}
+
+} // namespace
