@@ -11,6 +11,7 @@ if [ -d "build/$preset" ] && [ ! -w "build/$preset" ]; then
     echo "build.sh: cannot write to $(pwd)/build/$preset: another user has built there; make clean as that user" >&2
     exit 1
 fi
+one_make "build/$preset"
 # A terminal gets ninja's one moving line; a log does not need one for each file.
 quiet=
 if [ ! -t 1 ]; then

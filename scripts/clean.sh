@@ -4,4 +4,5 @@ set -eu
 cd "$(dirname "$0")/.."
 [ -d build ] || exit 0
 . scripts/one-make.sh
+one_make
 rm -rf build

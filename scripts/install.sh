@@ -16,5 +16,6 @@ export DESTDIR
 
 cd "$(dirname "$0")/.."
 . scripts/one-make.sh
+one_make "$build"
 umask 022 # what is installed is for everybody, whoever installs
 cmake --install "$build" --prefix "$prefix"
