@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <json/Json.h>
+
 #include "Rules.h"
 #include "Text.h"
 
@@ -17,19 +19,10 @@ std::string seconds(Time time) {
     return inUnits(time, std::chrono::seconds(1), 3);
 }
 
-std::string quoted(const std::string& text) {
-    std::string json = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') json += '\\';
-        json += c;
-    }
-    return json + '"';
-}
-
 std::string listed(const std::vector<std::string>& lines) {
-    std::string json = "[";
-    for (const std::string& line : lines) json += (json.size() > 1 ? "," : "") + quoted(line);
-    return json + "]";
+    std::string list = "[";
+    for (const std::string& line : lines) list += (list.size() > 1 ? "," : "") + json::quoted(line);
+    return list + "]";
 }
 
 std::string escaped(const std::string& text) {
@@ -43,7 +36,7 @@ std::string escaped(const std::string& text) {
             xml += "&gt;";
         } else if (c == '"') {
             xml += "&quot;";
-        } else {
+        } else if (static_cast<unsigned char>(c) >= ' ') { // XML has no control characters
             xml += c;
         }
     }
@@ -56,13 +49,12 @@ std::string ruleInWords(unsigned number) {
 }
 
 std::string jsonOf(const Result& result) {
-    std::string json = "{\"name\":" + quoted(result.check->name) + ",\"group\":" + quoted(result.check->group) +
-                       ",\"outcome\":" + quoted(nameOf(result.outcome)) + ",\"rule\":" +
-                       std::to_string(result.outcome == Outcome::Failed ? result.rule : result.check->rule) +
-                       ",\"seconds\":" + seconds(result.took) + ",\"text\":" + quoted(result.text) +
-                       ",\"notes\":" + listed(result.notes);
-    if (result.outcome == Outcome::Failed) json += ",\"wire\":" + listed(result.wire);
-    return json + "}";
+    json::Object object;
+    object.text("name", result.check->name).text("group", result.check->group).text("outcome", nameOf(result.outcome));
+    object.number("rule", result.outcome == Outcome::Failed ? result.rule : result.check->rule);
+    object.raw("seconds", seconds(result.took)).text("text", result.text).raw("notes", listed(result.notes));
+    if (result.outcome == Outcome::Failed) object.raw("wire", listed(result.wire));
+    return object.print();
 }
 
 size_t count(const std::vector<Result>& results, Outcome outcome) {
@@ -112,11 +104,12 @@ std::string summary(const std::vector<Result>& results) {
 }
 
 std::string asJson(const std::vector<Result>& results) {
-    std::string json = "{\"passed\":" + std::to_string(count(results, Outcome::Passed)) +
-                       ",\"failed\":" + std::to_string(count(results, Outcome::Failed)) +
-                       ",\"skipped\":" + std::to_string(count(results, Outcome::Skipped)) + ",\"checks\":[";
-    for (const Result& one : results) json += (&one == &results.front() ? "\n" : ",\n") + jsonOf(one);
-    return json + "\n]}\n";
+    std::string checks;
+    for (const Result& one : results) checks += (checks.empty() ? "\n" : ",\n") + jsonOf(one);
+    json::Object object;
+    for (const Outcome each : {Outcome::Passed, Outcome::Failed, Outcome::Skipped})
+        object.number(each == Outcome::Skipped ? "skipped" : std::string(nameOf(each)) + "ed", count(results, each));
+    return object.raw("checks", "[" + checks + "\n]").print() + "\n";
 }
 
 std::string asJunit(const std::vector<Result>& results) {
