@@ -19,11 +19,11 @@ def errors_in(text):
 class Home:
     """A home of its own, in which the plugin lies where a user would put it, and nothing else."""
 
-    def __init__(self, folder, plugin=PLUGIN):
+    def __init__(self, folder):
         self.folder = pathlib.Path(folder)
         plugins = self.folder / ".local/lib/wireshark/plugins"
         plugins.mkdir(parents=True)
-        shutil.copy(plugin, plugins)
+        shutil.copy(PLUGIN, plugins)
 
     def tshark(self, *words):
         environment = {**os.environ, "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder / ".config"),
@@ -47,7 +47,7 @@ class Part:
     """A packet, a message or something else of a capture packet; `number` is the latter's."""
 
     def __init__(self, number, element):
-        self.number, self.element, self.title = number, element, element.get("showname") or element.get("show") or ""
+        self.number, self.element = number, element
         self.fields = list(element.iter("field"))
 
     def all(self, name):

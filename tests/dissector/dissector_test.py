@@ -12,7 +12,7 @@ import unittest
 import printed
 import reference
 from dissection import Home, PLUGIN
-from pcapng import Capture, TO_HOST, TO_MODULE, UNKNOWN
+from pcapng import Capture, EPOCH, TO_HOST, TO_MODULE, UNKNOWN
 from sources import (bus_capture, conversations, corpus, irq, line_capture, packet, response, vector_messages,
                      vector_packets)
 
@@ -31,12 +31,6 @@ def kind_of(part):
 
 def of_kind(parts, kind):
     return [part for part in parts if kind_of(part) == kind]
-
-
-def bytes_of(part):
-    """The bytes of a packet that lies in one capture packet, from where its fields stand."""
-    return bytes.fromhex("".join(part.all(name)[0].get("value") or "" for name in
-                                 ("start_mark", "length", "flags", "frame_id", "packet_id", "padding")))
 
 
 class Dissected(unittest.TestCase):
@@ -315,7 +309,7 @@ class Findings(Dissected):
 
     def talk(self, *said, form="uart bytes"):
         """Each (direction, bytes, milliseconds since the one before)."""
-        interface, now = self.capture.interface("ttyS1", form), 1_000_000_000_000_000
+        interface, now = self.capture.interface("ttyS1", form), EPOCH
         for direction, data, pause in said:
             now += 1000 * pause
             self.capture.packet(interface, TO_HOST if direction == ">" else TO_MODULE, data, now)
