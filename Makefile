@@ -3,11 +3,11 @@
 #   make demo            build, then hold a conversation with a simulated host     LINK=uart|i2c|spi HOST=simulator|firmware
 #   make test            build and run all tests
 #   make test-asan       the same under AddressSanitizer and UndefinedBehaviorSanitizer
-#   make test-tsan       the same under ThreadSanitizer
+#   make test-tsan       the same under ThreadSanitizer and UndefinedBehaviorSanitizer
 #   make test-clang      the same with clang++
 #   make test-aarch64    the same cross-built for AArch64 Linux, under user emulation
 #   make test-kernel     links and rig on a real kernel in an emulated machine   ARCH=amd64|arm64
-#   make coverage        how much of src/lib the tests run; fails below the gate
+#   make coverage        how much of src/lib the tests run, under AddressSanitizer; fails below the gate
 #   make lint            formatting, written files, rooms, static analysis
 #   make protocol        write what follows from protocol/hostlink.toml
 #   make docs            the reference as HTML in build/docs

@@ -1,15 +1,15 @@
 #!/bin/sh
-# coverage.sh: runs the suite of build/coverage and tells how much of src/lib, src/exchange and src/sockets it has run.
-# Below the gate it fails: every line, and 95 of 100 branches, those that only an exception takes left out. What cannot be
-# reached bears the mark GCOVR_EXCL in the source, with the reason, and is listed.
+# coverage.sh: runs the suite of build/coverage, under AddressSanitizer, and tells how much of src/lib, src/exchange and
+# src/sockets it has run. Below the gate it fails: every line, and 95 of 100 branches, those that only an exception takes
+# left out. What cannot be reached bears the mark GCOVR_EXCL in the source, with the reason, and is listed.
 set -eu
 cd "$(dirname "$0")/.."
 build=build/coverage
 
 find "$build" -name '*.gcda' -delete
-ctest --preset coverage -C whole -LE 'single|tree' --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --quiet --output-log "$build/tests.log" || {
-    sed -n '/tests failed out of/,$p' "$build/tests.log" >&2
-    echo "coverage: tests failed; see $build/tests.log" >&2
+scripts/test.sh coverage --whole --quiet --output-log "$build/tests.log" || {
+    grep -v '^ *Start \| Passed  ' "$build/tests.log" >&2
+    echo "coverage: tests failed; the whole log: $build/tests.log" >&2
     exit 1
 }
 

@@ -13,6 +13,7 @@
 #include <hostlinkclient/values/Items.h>
 
 #include "PlayedHost.h"
+#include "QuickOptions.h"
 #include "support/Bytes.h"
 #include "support/MustEnd.h"
 
@@ -28,18 +29,6 @@ bool hasId(const ByteArray& message, MessageId id) {
 
 ByteArray unsupported() {
     return bytes("00 80 00");
-}
-
-// Times that a test can wait for. What must not be late on a busy machine has more.
-Options quick() {
-    Options options;
-    options.deadline = 10s;
-    options.answerTime = 30ms;
-    options.lateFor = 60ms;
-    options.refusalTime = 20ms;
-    options.firstPause = 5ms;
-    options.longestPause = 20ms;
-    return options;
 }
 
 TEST(ClientRequests, SetAndGetAValue) {

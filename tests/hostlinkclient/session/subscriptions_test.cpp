@@ -13,6 +13,7 @@
 #include <hostlinkclient/Client.h>
 
 #include "PlayedHost.h"
+#include "QuickOptions.h"
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/MustEnd.h"
@@ -23,16 +24,6 @@ namespace {
 using namespace hostlink;
 using namespace std::chrono_literals;
 using Reaction = PlayedHost::Reaction;
-
-Options quick() {
-    Options options;
-    options.deadline = 10s;
-    options.answerTime = 30ms;
-    options.lateFor = 60ms;
-    options.firstPause = 5ms;
-    options.longestPause = 20ms;
-    return options;
-}
 
 /// What was told, as text, in order.
 class Told {

@@ -18,6 +18,7 @@
 #include <hostlinkclient/session/Session.h>
 
 #include "PlayedHost.h"
+#include "QuickOptions.h"
 #include "support/Bytes.h"
 #include "support/MustEnd.h"
 #include "support/ProcessCounts.h"
@@ -28,16 +29,6 @@ namespace {
 using namespace hostlink;
 using namespace std::chrono_literals;
 using Reaction = PlayedHost::Reaction;
-
-Options quick() {
-    Options options;
-    options.deadline = 10s;
-    options.answerTime = 30ms;
-    options.lateFor = 60ms;
-    options.firstPause = 5ms;
-    options.longestPause = 20ms;
-    return options;
-}
 
 bool isState(const Client& client, LinkState state) {
     return client.linkState() == state;
