@@ -76,8 +76,9 @@ std::string portPath(const std::string& name) {
 std::string askOutside(const std::string& request) {
     const Descriptor outside(::open("/dev/outside", O_RDWR | O_CLOEXEC));
     const std::string line = request + "\n";
-    if (::write(outside.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size()))
+    if (::write(outside.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
         throw std::runtime_error(std::string("/dev/outside: ") + strerror(errno));
+    }
     const std::string answer = readLine(outside.get());
     if (answer.compare(0, 2, "ok") != 0) throw std::runtime_error(request + ": " + answer);
     return answer.size() > 3 ? answer.substr(3) : "";

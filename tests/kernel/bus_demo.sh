@@ -5,7 +5,7 @@ set -e
 say() { zent-busrig-say "$@"; }
 demo() {
     echo "== the demo over $*"
-    hostlink-demo --link "$@" --gpio 17 --file-size 65536 >/tmp/demo 2>&1 &
+    hostlink-demo --link "$@" --gpio 17 --file-size 16384 >/tmp/demo 2>&1 &
     demo=$!
     while ! grep -q "Waiting for somebody" /tmp/demo && kill -0 $demo 2>/dev/null; do usleep 20000; done
     # A sysfs line stays exported, one of a character device is held as long as the demo runs.

@@ -84,7 +84,7 @@ TEST(CallGate, ObjectGoesWhileThreadsCallIt) {
         const auto gate = std::make_shared<CallGate>();
         auto object = std::make_unique<std::atomic<int>>(0);
         std::vector<std::future<void>> callers;
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             callers.push_back(std::async(std::launch::async, [gate, target = object.get()] {
                 for (;;) {
                     const CallGate::Pass pass(*gate);
@@ -92,11 +92,13 @@ TEST(CallGate, ObjectGoesWhileThreadsCallIt) {
                     ++*target;
                 }
             }));
+        }
         while (*object == 0) std::this_thread::yield();
         gate->closeAndWait();
         object.reset(); // a call that were still inside would touch what is gone
-        for (const std::future<void>& caller : callers)
+        for (const std::future<void>& caller : callers) {
             mustEnd(caller, "a call that is made again until it is refused");
+        }
     }
 }
 

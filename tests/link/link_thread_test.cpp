@@ -56,10 +56,12 @@ TEST(LinkThread, LeavesTheStartersMaskAsItWas) {
 TEST(LinkThread, TakesWhatItRaisesItself) {
     sigset_t inside;
     startLinkThread([&] { inside = currentMask(); }).join();
-    for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
+    for (const int own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
         EXPECT_EQ(sigismember(&inside, own), 0) << own;
-    for (const int sent : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGPIPE, SIGCHLD, SIGALRM})
+    }
+    for (const int sent : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGPIPE, SIGCHLD, SIGALRM}) {
         EXPECT_EQ(sigismember(&inside, sent), 1) << sent;
+    }
 }
 
 } // namespace

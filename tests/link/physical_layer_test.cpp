@@ -73,10 +73,12 @@ TEST(LinkProperties, LastValueOfAKeyCounts) {
 
 TEST(LinkProperties, KeysDoNotTouchEachOther) {
     Properties properties;
-    for (int key = DevicePath; key <= MaxPacketSize; ++key)
+    for (int key = DevicePath; key <= MaxPacketSize; ++key) {
         properties.setInt(static_cast<DeviceProperties>(key), 100 + key);
-    for (int key = DevicePath; key <= MaxPacketSize; ++key)
+    }
+    for (int key = DevicePath; key <= MaxPacketSize; ++key) {
         EXPECT_EQ(properties.getInt(static_cast<DeviceProperties>(key)), 100 + key);
+    }
 }
 
 TEST(LinkProperties, KeysHaveTheirNumbers) {
@@ -163,8 +165,9 @@ TEST(LinkFactory, UartIsMadeWithoutBeingOpened) {
 TEST(LinkFactory, OtherNamesGiveNullWithoutALine) {
     LogCapture log(linkLogger);
     for (const char* name :
-         {"Dummy", "DUMMY", "Uart", "UART", "dummy ", " uart", "uar", "uarts", "i2C", "Spi", "", "tcp"})
+         {"Dummy", "DUMMY", "Uart", "UART", "dummy ", " uart", "uar", "uarts", "i2C", "Spi", "", "tcp"}) {
         EXPECT_EQ(HostLinkPhysicalLayer::create(name, {}), nullptr) << '"' << name << '"';
+    }
     EXPECT_EQ(HostLinkPhysicalLayer::create(nullptr, {}), nullptr);
     EXPECT_THAT(log.lines(), IsEmpty());
 }

@@ -12,6 +12,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <descriptor/Descriptor.h>
+
 namespace kernelrig {
 
 using busrig::BusPhase;
@@ -106,17 +108,17 @@ Bytes Transaction::outcome(const BusResult& result) const {
 
 void serveBoard(busrig::Rig& rig, size_t board) {
     const std::string path = "/dev/rigbus" + std::to_string(board);
-    const int device = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    if (device < 0) giveUp(path);
+    const descriptor::Descriptor device(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!device) giveUp(path);
     for (;;) {
         Bytes message(largestMessage);
-        const ssize_t count = ::read(device, message.data(), message.size());
+        const ssize_t count = ::read(device.get(), message.data(), message.size());
         if (count < 0) giveUp(path);
         message.resize(static_cast<size_t>(count));
         Transaction transaction(message);
         const Bytes outcome = transaction.outcome(carryOut(rig, board, transaction));
         // EINVAL: whoever wanted the transaction has been killed meanwhile.
-        if (::write(device, outcome.data(), outcome.size()) < 0 && errno != EINVAL) giveUp(path);
+        if (::write(device.get(), outcome.data(), outcome.size()) < 0 && errno != EINVAL) giveUp(path);
     }
 }
 

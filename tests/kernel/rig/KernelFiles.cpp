@@ -11,6 +11,8 @@
 
 #include <rig/RigState.h>
 
+using descriptor::Descriptor;
+
 namespace kernelrig {
 
 namespace {
@@ -20,26 +22,19 @@ namespace {
 }
 
 void restoreSpi(const std::string& path) {
-    const int device = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-    if (device < 0) fail(path);
+    const Descriptor device(
+        ::open(path.c_str(), O_RDWR | O_CLOEXEC)); // its closing, when it is the last, sets the speed
+    if (!device) fail(path);
     const uint32_t mode = 0;
     const uint8_t bits = 8;
-    const bool done =
-        ::ioctl(device, SPI_IOC_WR_MODE32, &mode) == 0 && ::ioctl(device, SPI_IOC_WR_BITS_PER_WORD, &bits) == 0;
-    const int reason = errno;
-    ::close(device); // which sets the speed, when it was the last
-    errno = reason;
-    if (!done) fail(path);
+    if (::ioctl(device.get(), SPI_IOC_WR_MODE32, &mode) != 0) fail(path);
+    if (::ioctl(device.get(), SPI_IOC_WR_BITS_PER_WORD, &bits) != 0) fail(path);
 }
 
 } // namespace
 
 KernelFiles::KernelFiles() : pins(::open("/dev/riggpio", O_WRONLY | O_CLOEXEC)) {
-    if (pins < 0) fail("/dev/riggpio");
-}
-
-KernelFiles::~KernelFiles() {
-    ::close(pins);
+    if (!pins) fail("/dev/riggpio");
 }
 
 void KernelFiles::setLevel(int line, bool high) {
@@ -48,14 +43,10 @@ void KernelFiles::setLevel(int line, bool high) {
 
 void KernelFiles::unexport(int line) {
     const std::string path = "/sys/class/gpio/unexport";
-    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (file < 0) fail(path);
+    const Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!file) fail(path);
     const std::string text = std::to_string(line);
-    const bool done = ::write(file, text.data(), text.size()) >= 0 || errno == EINVAL; // EINVAL: it is not exported
-    const int reason = errno;
-    ::close(file);
-    errno = reason;
-    if (!done) fail(path);
+    if (::write(file.get(), text.data(), text.size()) < 0 && errno != EINVAL) fail(path); // EINVAL: it is not exported
 }
 
 void KernelFiles::setController(bool there) {
@@ -68,7 +59,7 @@ void KernelFiles::restore() {
 }
 
 void KernelFiles::tell(const std::string& command) const {
-    if (::write(pins, command.data(), command.size()) < 0) fail("/dev/riggpio <- " + command);
+    if (::write(pins.get(), command.data(), command.size()) < 0) fail("/dev/riggpio <- " + command);
 }
 
 } // namespace kernelrig

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include <descriptor/Descriptor.h>
 #include <rig/KernelSide.h>
 
 namespace kernelrig {
@@ -12,9 +13,6 @@ class KernelFiles : public busrig::KernelSide {
 public:
     /// Throws std::system_error when the module is not loaded.
     KernelFiles();
-    ~KernelFiles() override;
-    KernelFiles(const KernelFiles&) = delete;
-    KernelFiles& operator=(const KernelFiles&) = delete;
 
     void setLevel(int line, bool high) override;
     void unexport(int line) override;
@@ -24,7 +22,7 @@ public:
 private:
     void tell(const std::string& command) const;
 
-    const int pins; ///< /dev/riggpio
+    const descriptor::Descriptor pins; ///< /dev/riggpio
 };
 
 } // namespace kernelrig
