@@ -11,7 +11,8 @@ namespace hostlink {
 
 /// Has callbacks wait for a program that lives in a loop around `poll`, `epoll` or a toolkit's own: given to clients as
 /// `Options::events`, it keeps what they would call on their threads until `dispatch()` calls it. Copies are one; it
-/// may serve several clients, and outlive them or go before them.
+/// may serve several clients, and outlive them. A client keeps one copy: without the program's, nothing calls what it
+/// has to say.
 class HOSTLINK_EXPORT Events {
 public:
     /// @throw std::system_error no descriptor to be had

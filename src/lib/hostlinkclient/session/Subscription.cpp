@@ -10,17 +10,18 @@
 namespace hostlink {
 
 Subscription::State::State(std::weak_ptr<Core> at, uint64_t number, std::optional<Failure> problem, Keep keep,
-                           std::function<void(const Change&)> told, std::shared_ptr<Events::Queue> in)
+                           std::function<void(const Change&)> told, const std::shared_ptr<Events::Queue>& in)
     : core(std::move(at)),
       id(number),
       wrong(std::move(problem)),
       callback(std::move(told)),
-      loop(std::move(in)),
+      isInLoop(in != nullptr),
+      loop(in),
       queue(keep.capacity()) {}
 
 // The thread keeps what it runs on, so that its own callback may end the subscription.
 void Subscription::State::start() {
-    if (loop) return;
+    if (isInLoop) return;
     thread = startQuietThread([self = shared_from_this()] { self->run(); });
 }
 
@@ -28,7 +29,7 @@ void Subscription::State::push(Change change) {
     const std::lock_guard lock(mutex);
     if (ended) return;
     queue.push(std::move(change));
-    if (loop)
+    if (isInLoop)
         postIfNeeded();
     else
         changed.notify_all();
@@ -50,8 +51,10 @@ void Subscription::State::run() {
 // With the lock. One change a task, so that nobody else in the loop has to wait for all of them.
 void Subscription::State::postIfNeeded() {
     if (isPosted || ended || queue.empty()) return;
+    const auto present = loop.lock();
+    if (!present) return; // the client is gone, and nothing of it is called any more
     isPosted = true;
-    loop->post([self = shared_from_this()] { self->runInLoop(); });
+    present->post([self = shared_from_this()] { self->runInLoop(); });
 }
 
 void Subscription::State::runInLoop() {

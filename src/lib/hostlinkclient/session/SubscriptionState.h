@@ -21,7 +21,7 @@ class Core;
 /// of it waits. Its lock is taken inside that of the core, never the other way round.
 struct HOSTLINK_HIDDEN Subscription::State : std::enable_shared_from_this<Subscription::State> {
     State(std::weak_ptr<Core> at, uint64_t number, std::optional<Failure> problem, Keep keep,
-          std::function<void(const Change&)> told, std::shared_ptr<Events::Queue> in);
+          std::function<void(const Change&)> told, const std::shared_ptr<Events::Queue>& in);
     State(const State&) = delete;
     State& operator=(const State&) = delete;
     ~State();
@@ -49,8 +49,9 @@ private:
     void runInLoop();
 
     const std::function<void(const Change&)> callback;
-    const std::shared_ptr<Events::Queue> loop; // none: a thread of its own
-    mutable std::mutex mutex;                  // guards the queue and the flags
+    const bool isInLoop;                     // else it has a thread of its own
+    const std::weak_ptr<Events::Queue> loop; // which holds the tasks, and they this; the core keeps it alive
+    mutable std::mutex mutex;                // guards the queue and the flags
     std::condition_variable changed;
     ChangeQueue queue;
     bool ended = false;
