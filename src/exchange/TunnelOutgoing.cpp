@@ -11,7 +11,7 @@ namespace {
 constexpr Time firstProbe = std::chrono::milliseconds(50);
 constexpr Time longestProbe = std::chrono::seconds(1);
 constexpr unsigned wellBeforeLarger = 8;
-constexpr unsigned mostDoublings = 5;
+constexpr unsigned mostDoublings = 2; // a line that is bad gets no better by waiting
 
 } // namespace
 

@@ -306,6 +306,7 @@ std::optional<ByteArray> Tunnels::requestOf(uint16_t number, Connection& connect
     const uint64_t before = connection.outgoing.repeated();
     auto request = connection.outgoing.next(now);
     totals.repeated += connection.outgoing.repeated() - before;
+    connection.checking = !request;
     if (!request) return checkOf(number, connection, now);
     request->connection = number;
     return writeTunnelRequest(*request);
@@ -330,7 +331,10 @@ void Tunnels::sent(Delivery delivery, Time now) {
     inFlight = false;
     if (!requestUnderWay) return;
     Connection* connection = find(*requestUnderWay);
-    if (connection != nullptr && connection->state == State::Open) connection->outgoing.sent(delivery, now);
+    if (connection == nullptr || connection->state != State::Open) return;
+    // Nobody else may be writing, and only writers find out that the link has to be made anew.
+    if (connection->checking && delivery != Delivery::Accepted) connection->checkAt = now + options.pace.retryPause;
+    if (!connection->checking) connection->outgoing.sent(delivery, now);
 }
 
 void Tunnels::advance(Time now) {

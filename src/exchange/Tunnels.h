@@ -119,6 +119,7 @@ private:
         const bool opens;
         std::optional<Time> checkAt; // whether the wire still works from there to here
         unsigned checks = 0;
+        bool checking = false;            // the request that was made last is a check
         std::optional<TunnelAnswer> owed; // to the request received last
         bool shutDown = false;            // the socket's direction that ends here
         unsigned closings = 0;            // times that "Close" has been sent

@@ -410,6 +410,21 @@ TEST(Tunnels, TheOpeningEndAsksWhenBytesHaveComeAndNoMoreDo) {
     EXPECT_EQ(pair.host.tunnels.connections(), 1u);
 }
 
+TEST(Tunnels, WhatTheOpeningEndAsksIsAskedAgainSoonWhereItDoesNotGoOut) {
+    Pair pair;
+    pair.open();
+    pair.say(pair.host, 1, bytes("01"));
+    pair.exchange();
+    pair.wait(milliseconds(500));
+    ASSERT_TRUE(pair.module.tunnels.nextMessage(pair.now));
+    pair.module.tunnels.sent(Delivery::Unknown, pair.now);
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(10));
+    pair.wait(milliseconds(10));
+    ASSERT_TRUE(pair.module.tunnels.nextMessage(pair.now));
+    pair.module.tunnels.sent(Delivery::Accepted, pair.now);
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(2000));
+}
+
 TEST(Tunnels, TheOpeningEndAsksEightTimes) {
     Pair pair;
     pair.open();

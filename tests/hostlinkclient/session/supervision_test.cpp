@@ -228,6 +228,20 @@ TEST_F(ClientEnding, MayComeFromCloseAndLeavesRequestsCancelled) {
     EXPECT_FALSE(client.waitUntilUp(20s));
 }
 
+TEST(ClientSupervision, AsksANewHostMoreOftenThanARequestIsSent) {
+    PlayedHost host;
+    host.does([&host, asked = 0](const ByteArray& message) mutable {
+        if (++asked < 4) return Reaction{}; // a line on which most is lost
+        return Reaction{Accepted, host.simulated(message)};
+    });
+    Options options;
+    options.sendings = 1;
+    Client client(host.wire(), options);
+    EXPECT_TRUE(client.waitUntilUp(20s));
+    EXPECT_EQ(client.statistics().losses, 0U);
+    EXPECT_EQ(host.linksMade(), 1);
+}
+
 TEST(ClientSupervision, LearnsFromTheKernelThatASerialPortHasGone) {
     auto pty = std::make_unique<Pty>();
     const Held held(*pty);

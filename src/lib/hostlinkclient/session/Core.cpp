@@ -34,6 +34,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr std::chrono::milliseconds probeInterval{250};
+
 uint64_t anySeed() {
     return std::random_device{}();
 }
@@ -350,6 +352,10 @@ void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const
 void Core::probe() {
     Question question = ownQuestion(getQuestion({settings.probe.number()}));
     question.family = probeFamily;
+    // Asked more often in the same time: over a bad line one of many gets through sooner than one of a few.
+    const Duration often = std::min<Duration>(settings.answerTime, probeInterval);
+    question.sendings *= static_cast<int>(settings.answerTime / often);
+    question.answerTime = often;
     add(
         std::move(question), [this, number = linkNumber](const Matcher::End& end) { probeEnded(number, end); },
         nullptr);
