@@ -6,7 +6,7 @@
 static Ring fromModule;                /* put in by the receiver's handler, taken out by the main loop */
 static Ring toModule;                  /* put in by the main loop, taken out by the transmitter's handler */
 static volatile uint32_t milliseconds; /* written by the tick */
-static volatile uint8_t happened;      /* set by handlers, cleared by the main loop with interrupts off */
+static volatile uint8_t happened;      /* set by all handlers, cleared by the main loop with interrupts off */
 
 void portTick(void) {
     milliseconds = milliseconds + 1;
