@@ -93,7 +93,7 @@ void idleBytes(Bench& bench) {
     fetch(bench);
     acknowledge(bench);
     const ByteArray idle = bench.bus->read(BusLink::usualRead);
-    const bool isMark = idle.size() >= sizeof HOSTLINK_SOP && hostLinkPacketGetSop(idle.data()) == HOSTLINK_SOP;
+    const bool isMark = idle.size() >= sizeof(uint16_t) && hostLinkPacketGetSop(idle.data()) == HOSTLINK_SOP;
     bench.require(!isMark, 75, "bytes that are not FF FE when there is no answer; came: " + hex(idle));
 }
 

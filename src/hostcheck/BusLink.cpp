@@ -15,7 +15,7 @@ ByteArray packetIn(const ByteArray& bytes) {
 }
 
 bool beginsWithMark(const ByteArray& bytes) {
-    return bytes.size() >= sizeof HOSTLINK_SOP && hostLinkPacketGetSop(bytes.data()) == HOSTLINK_SOP;
+    return bytes.size() >= sizeof(uint16_t) && hostLinkPacketGetSop(bytes.data()) == HOSTLINK_SOP;
 }
 
 } // namespace
@@ -35,7 +35,7 @@ ByteArray BusLink::writeAndRead(const ByteArray& bytes, size_t count, unsigned* 
         transcript.add(wire.now(), Direction::Skipped, answer);
         return {};
     }
-    const ByteArray packet = packetIn(answer);
+    ByteArray packet = packetIn(answer);
     transcript.add(wire.now(), packet.empty() ? Direction::Skipped : Direction::FromHost,
                    packet.empty() ? answer : packet);
     return packet;

@@ -6,6 +6,12 @@
 
 namespace hostcheck {
 
+namespace {
+
+constexpr size_t startMarkSize = sizeof(uint16_t);
+
+} // namespace
+
 void SerialLink::put(const ByteArray& bytes, bool /*answered*/) {
     transcript.add(wire.now(), Direction::ToHost, bytes);
     wire.send(bytes);
@@ -43,7 +49,7 @@ std::optional<ByteArray> SerialLink::cutOne() {
         const uint32_t code = hostLinkPacketVerify(stream.data(), static_cast<uint16_t>(available - mark));
         if (code == HOSTLINK_HEADER_TRUNCATED || code == HOSTLINK_TRUNCATED) return std::nullopt;
         if (code != HOSTLINK_SUCCESS) {
-            skip(sizeof HOSTLINK_SOP);
+            skip(startMarkSize);
             continue;
         }
         const long length = hostLinkPacketGetLength(stream.data());

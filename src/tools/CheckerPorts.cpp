@@ -16,11 +16,13 @@
 
 #include <serialcomm/I2c.h>
 #include <serialcomm/Spi.h>
-#include <serialcomm/UartEnding.h>
 
 #include "SystemError.h"
 
 using hostcheck::Time;
+
+// A null pointer with a serial library that has no such function.
+[[gnu::weak]] void uartEnd(Uart& port);
 
 namespace {
 
@@ -83,22 +85,29 @@ SerialPort::SerialPort(const HostcheckOptions& options)
       bitsOfAByte(bitsWithoutParity + (options.parity == "none" ? 0 : 1) + (options.uartOptions & 1)),
       baud(options.baud) {
     if (!uart->init()) throw std::runtime_error("cannot open " + options.device);
-    reader = std::thread([this] { readOn(); });
+    reader = std::thread([port = uart.get(), shared = arrivals] { readOn(*port, *shared); });
 }
 
+// Another serial library may not be able to end a port that is being read: port and reader then stay until the process
+// ends.
 SerialPort::~SerialPort() {
+    if (uartEnd == nullptr) {
+        reader.detach();
+        static_cast<void>(uart.release());
+        return;
+    }
     uartEnd(*uart);
     reader.join();
 }
 
-void SerialPort::readOn() {
+void SerialPort::readOn(Uart& port, Arrivals& arrivals) {
     while (true) {
         bool error = false;
-        const ByteArray bytes = uart->read(readSize, &error);
-        const std::lock_guard<std::mutex> lock(mutex);
-        come.insert(come.end(), bytes.begin(), bytes.end());
-        isLost = error;
-        changed.notify_one();
+        const ByteArray bytes = port.read(readSize, &error);
+        const std::lock_guard<std::mutex> lock(arrivals.mutex);
+        arrivals.come.insert(arrivals.come.end(), bytes.begin(), bytes.end());
+        arrivals.isLost = error;
+        arrivals.changed.notify_one();
         if (error) return;
     }
 }
@@ -113,15 +122,15 @@ void SerialPort::send(const ByteArray& bytes) {
 }
 
 ByteArray SerialPort::receive(Time until) {
-    std::unique_lock<std::mutex> lock(mutex);
-    while (come.empty()) {
+    std::unique_lock<std::mutex> lock(arrivals->mutex);
+    while (arrivals->come.empty()) {
         Interruption::check();
-        if (isLost) throw hostcheck::LineLost("the port is lost");
+        if (arrivals->isLost) throw hostcheck::LineLost("the port is lost");
         const Time time = now();
         if (time >= until) return {};
-        changed.wait_for(lock, std::min(until - time, slice));
+        arrivals->changed.wait_for(lock, std::min(until - time, slice));
     }
-    return std::exchange(come, {});
+    return std::exchange(arrivals->come, {});
 }
 
 Time SerialPort::lineTime(size_t bytes) const {

@@ -37,16 +37,20 @@ public:
     hostcheck::Time lineTime(size_t bytes) const override;
 
 private:
-    void readOn();
+    // What the reader hands over.
+    struct Arrivals {
+        std::mutex mutex; // guards the two below
+        ByteArray come;
+        bool isLost = false;
+        std::condition_variable changed;
+    };
+
+    static void readOn(Uart& port, Arrivals& arrivals);
 
     std::unique_ptr<Uart> uart;
     int bitsOfAByte;
     int baud;
-
-    std::mutex mutex; // guards the two below
-    ByteArray come;
-    bool isLost = false;
-    std::condition_variable changed;
+    std::shared_ptr<Arrivals> arrivals = std::make_shared<Arrivals>();
     std::thread reader; // blocks in the port's read; ends with the port
 };
 
