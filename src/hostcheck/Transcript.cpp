@@ -13,10 +13,15 @@ void Transcript::add(Time at, Direction direction, const ByteArray& bytes) {
 std::vector<std::string> Transcript::lines() const {
     std::vector<std::string> all;
     for (const Entry& entry : kept) {
-        const std::string time = rightAligned(inUnits(entry.at - kept.front().at, milliseconds(1), 2), 9) + " ms ";
+        std::string line = rightAligned(inUnits(entry.at - kept.front().at, milliseconds(1), 2), 9) + " ms ";
         const char* mark = entry.direction == Direction::ToHost ? "> " : "< ";
         const std::string words = entry.direction == Direction::Skipped ? "bytes of no packet" : inWords(entry.bytes);
-        all.push_back(time + (mark + hex(entry.bytes)) + "   (" + words + ")");
+        line += mark;
+        line += hex(entry.bytes);
+        line += "   (";
+        line += words;
+        line += ")";
+        all.push_back(line);
     }
     return all;
 }
