@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <utility>
 
-/// Gathers pieces beside the string, which is asked to grow once for many of them: 0.4 of the instructions for the text
+/// Gathers pieces beside the string, which is asked to grow once for many of them: half the instructions for the text
 /// of 10 items.
 class Text {
 public:
