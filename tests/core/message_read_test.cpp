@@ -375,6 +375,70 @@ TEST(VariantGetItem, SaysWhatTheIteratorSaysOnItsWayThere) {
     }
 }
 
+namespace {
+
+struct Number {
+    uint8_t encoding;
+    size_t width;
+};
+constexpr Number numbers[] = {{ENC_Uint8, 1}, {ENC_Uint16, 2}, {ENC_Uint32, 4}, {ENC_Uint64, 8},
+                              {ENC_Int8, 1},  {ENC_Int16, 2},  {ENC_Int32, 4},  {ENC_Int64, 8}};
+constexpr unsigned manyItems = 27;
+
+/// `count` numbers of one kind, each with its place as its tag.
+ByteArray numbersOf(const Number& number, unsigned count) {
+    ByteArray message = {1, 0, static_cast<uint8_t>(count)};
+    for (unsigned i = 0; i < count; ++i) {
+        message.insert(message.end(), {static_cast<uint8_t>(i), 0, number.encoding});
+        message.insert(message.end(), number.width, 0x11);
+    }
+    return message;
+}
+
+/// Reads each of the many items by its index: the first `readable` are there, the others fail with `code`.
+void expectReadable(const ByteArray& message, unsigned readable, uint32_t code) {
+    const Buffer buffer(message);
+    for (unsigned i = 0; i < manyItems; ++i) {
+        HostLinkVariant item{};
+        const uint32_t expected = i < readable ? 0 : code;
+        EXPECT_EQ(hostLinkMessageVariantGetItem(&buffer.ll, static_cast<uint8_t>(i), &item), expected) << i;
+        if (expected != 0) continue;
+        EXPECT_EQ(item.tag, i);
+    }
+}
+
+} // namespace
+
+TEST(VariantGetItem, ReadsNumbersOfOneKindUpToTheOneThatIsNot) {
+    for (const Number& number : numbers) {
+        const size_t length = 3 + number.width;
+        const ByteArray alike = numbersOf(number, manyItems);
+        expectReadable(alike, manyItems, 0);
+        for (unsigned odd = 0; odd < manyItems; ++odd) {
+            SCOPED_TRACE(testing::Message() << int{number.encoding} << ", odd: " << odd);
+            ByteArray message = alike;
+            message[3 + odd * length + 2] = 0xC1;
+            expectReadable(message, odd, 20);
+            const auto at = message.begin() + static_cast<long>(3 + odd * length);
+            message.erase(at + 2, at + static_cast<long>(length));
+            message.insert(at + 2, ENC_Nil); // shorter than the others, which move
+            expectReadable(message, manyItems, 0);
+        }
+    }
+}
+
+TEST(VariantGetItem, ReadsNumbersOfOneKindAsFarAsTheyAreThere) {
+    for (const Number& number : numbers) {
+        const size_t length = 3 + number.width;
+        ByteArray message = numbersOf(number, manyItems);
+        while (message.size() > 3 + 3 * size_t{manyItems}) { // what the header's check asks for
+            message.pop_back();
+            SCOPED_TRACE(testing::Message() << int{number.encoding} << ", bytes: " << message.size());
+            expectReadable(message, static_cast<unsigned>((message.size() - 3) / length), 21);
+        }
+    }
+}
+
 TEST(VariantIterator, SkipsAsItReads) {
     std::mt19937 random(21);
     for (int run = 0; run < 2000; ++run) {

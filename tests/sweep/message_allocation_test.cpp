@@ -30,6 +30,9 @@ void expectAllGivenBack(const Outcome& outcome) {
     EXPECT_EQ(outcome.live, 0);
 }
 
+/// More than a message or a frame holds without asking for memory.
+const ByteArray manyBytes = patternBytes(300);
+
 // --- Appending ---
 
 // One append to a message whose store is full, so that it has to grow.
@@ -59,7 +62,7 @@ class AppendWithoutMemory : public testing::TestWithParam<Append> {};
 
 TEST_P(AppendWithoutMemory, LeavesTheMessageAsItWas) {
     HostLinkValueMessage built(MSG_SetState);
-    built.addValueUint8(9, 1);
+    built.addValueBin16(9, manyBytes);
     const ByteArray before = built.serialize();
     const HostLinkValueMessage full(before); // without room to spare
     HostLinkValueMessage expected = full;
@@ -128,7 +131,7 @@ TEST(MessageWithoutMemory, IsBuiltSerializedParsedAndReadWithoutALeak) {
 }
 
 TEST(FrameWithoutMemory, IsCutAndAssembledWithoutALeak) {
-    const ByteArray message = patternBytes(200);
+    const ByteArray& message = manyBytes;
     sweepAllocations(
         [&] {
             const HostLinkMsgFrame cut(message, 1, 64);
@@ -146,20 +149,20 @@ TEST(FrameWithoutMemory, IsCutAndAssembledWithoutALeak) {
 }
 
 TEST(FrameWithoutMemory, IsLeftAsItWasAndTakesThePacketLater) {
-    const ByteArray packet = messageEnd(1, 1, patternBytes(100));
+    const ByteArray packet = messageEnd(1, 1, patternBytes(1200));
     HostLinkFrame frame;
-    frame.addPacket(messagePart(1, 0, {1, 2, 3}));
+    frame.addPacket(messagePart(1, 0, manyBytes));
     const HostLinkFrame before = frame;
     sweepAllocations([&] { frame.addPacket(packet); },
                      [&](const Outcome& outcome) {
                          EXPECT_EQ(outcome.live, 0);
                          if (!outcome.completed) {
                              EXPECT_FALSE(frame.complete());
-                             EXPECT_EQ(frame.data(), (ByteArray{1, 2, 3}));
+                             EXPECT_EQ(frame.data(), manyBytes);
                              EXPECT_EQ(frame.addPacket(packet), 0U);
                          }
                          EXPECT_TRUE(frame.complete());
-                         EXPECT_EQ(frame.data(), (ByteArray{1, 2, 3}) + patternBytes(100));
+                         EXPECT_EQ(frame.data(), manyBytes + patternBytes(1200));
                          frame = before;
                      });
 }
@@ -178,8 +181,10 @@ template <typename Value> void expectAssignmentIsAllOrNothing(const Value& from,
 
 TEST(MessageWithoutMemory, IsAssignedNotAtAllOrWhole) {
     HostLinkValueMessage values(MSG_SetState);
-    values.addValueString(1, std::string(100, 'x'));
-    expectAssignmentIsAllOrNothing(values, HostLinkValueMessage(MSG_InputEvent));
+    values.addValueBin16(1, manyBytes);
+    HostLinkValueMessage assigned(MSG_InputEvent);
+    assigned.addValueBin16(2, manyBytes + manyBytes);
+    expectAssignmentIsAllOrNothing(values, assigned);
     HostLinkUInt16Message list(MSG_GetState);
     for (unsigned short i = 0; i < 100; ++i) list.addValue(i);
     expectAssignmentIsAllOrNothing(list, HostLinkUInt16Message(MSG_SubscribeState));

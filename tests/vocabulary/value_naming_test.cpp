@@ -34,15 +34,19 @@ private:
 };
 
 std::string nameTag(MessageId id, uint16_t tag) {
-    std::string text = "before ";
-    appendTagName(text, parsingOf(id), tag);
+    Text named;
+    named += "before ";
+    appendTagName(named, parsingOf(id), tag);
+    const std::string text = named.string();
     EXPECT_EQ(text.substr(0, 7), "before ");
     return text.substr(7);
 }
 
 template <typename T> std::string nameValue(MessageId id, uint16_t tag, T value) {
-    std::string text = "before|"; // ends as a list of bits does while it is built
-    appendValueName(text, parsingOf(id), tag, value);
+    Text named;
+    named += "before|"; // ends as a list of bits does while it is built
+    appendValueName(named, parsingOf(id), tag, value);
+    const std::string text = named.string();
     EXPECT_EQ(text.substr(0, 7), "before|");
     return text.substr(7);
 }

@@ -31,9 +31,9 @@ public:
     void resize(int n);
 
 private:
-    void attach();
-    void reset() noexcept;
+    void take(HostLinkFrame& other) noexcept;
 
-    HostLinkFrameRecord record; // data follows the store
+    HostLinkFrameRecord record; // data is where the bytes are: in `few` or in the store
     ByteArray store;            // as large as the capacity, or larger
+    unsigned char few[256];     // what a small message needs
 };

@@ -80,11 +80,14 @@ private:
     template <typename T> HostLinkValueMessage& addFixed(unsigned short tag, T value, Encoding encoding);
     template <typename T> T getFixed(int index, bool* ok, Encoding encoding) const;
     HostLinkValueMessage& addBytes(unsigned short tag, const unsigned char* bytes, size_t count);
-    bool readItem(int index, HostLinkVariant* item) const;
+    const unsigned char* itemAt(int index) const;
+    const unsigned char* valueAt(int index, Encoding encoding) const;
+    void take(HostLinkValueMessage& other) noexcept;
 
-    HostLinkLL buffer; // data follows the store; the message length may be larger than the capacity
-    ByteArray store;   // as large as the capacity, or larger
+    HostLinkLL buffer; // data is where the bytes are; the message length may be larger than the capacity
+    ByteArray store;   // the bytes, unless they are in `few`; as large as the capacity, or larger
     bool valid;
     mutable std::atomic<uint32_t>
-        lastRead; // where the item stands that was read last; 0 when none was since the last change
+        lastRead;           // where the item stands that was read last; 0 when none was since the last change
+    unsigned char few[256]; // what a small message needs
 };

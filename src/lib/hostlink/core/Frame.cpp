@@ -24,20 +24,20 @@ uint8_t singlePacketFlags(LinkFrameFormat format) {
 }
 
 // What a frame keeps of a packet's header.
-void noteHeader(HostLinkFrameRecord* frame, const uint8_t* packet, uint16_t length) {
-    frame->complete = isLast(packet[flagsAt]) ? 1 : 0;
+void noteHeader(HostLinkFrameRecord* frame, const uint8_t* packet) {
+    frame->complete = hostLinkPacketIsLast(packet);
     // Keyed on the payload, not on the number of packets: header-only packets never fix the frame's id.
     if (frame->size != 0) return;
     frame->frameId = packet[frameIdAt];
-    frame->type = frameTypeFrom(packet[flagsAt], length);
+    frame->type = hostLinkPacketGetFrameType(packet);
 }
 
 // Adds a packet without a payload. Apart, since hardly any is one.
 [[gnu::noinline]] uint32_t addHeader(HostLinkFrameRecord* frame, const uint8_t* packet, uint16_t available) {
-    const uint32_t code = verifyPacket(packet, available);
+    const uint32_t code = hostLinkPacketVerify(packet, available);
     if (code != HOSTLINK_SUCCESS) return code;
     if (frame->capacity < frame->size) return HOSTLINK_NO_ROOM;
-    noteHeader(frame, packet, HOSTLINK_PACKET_HEADER_SIZE);
+    noteHeader(frame, packet);
     return HOSTLINK_SUCCESS;
 }
 
@@ -129,21 +129,8 @@ uint32_t hostLinkFrameAddPacket(HostLinkFrameRecord* frame, const uint8_t* packe
     const uint32_t size = frame->size;
     if (unlikely(frame->capacity < size)) return HOSTLINK_NO_ROOM;
     if (unlikely(frame->capacity - size < payloadLength)) return HOSTLINK_NO_ROOM;
-    noteHeader(frame, packet, length);
+    noteHeader(frame, packet);
     frame->size = size + payloadLength;
     copyBytes(frame->data + size, packet + payloadAt, payloadLength);
     return HOSTLINK_SUCCESS;
-}
-
-uint8_t hostLinkFrameComplete(const HostLinkFrameRecord* frame) {
-    return frame->complete;
-}
-
-uint32_t hostLinkFrameType(const HostLinkFrameRecord* frame) {
-    return frame->type;
-}
-
-uint8_t* hostLinkFrameData(const HostLinkFrameRecord* frame, uint32_t* size) {
-    *size = frame->size;
-    return frame->data;
 }

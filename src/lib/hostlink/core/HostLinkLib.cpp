@@ -5,6 +5,11 @@
 of src/lib/hostlink. A folder with all that a firmware needs is made by: scripts/pack-firmware.py FOLDER
 #else
 // NOLINTBEGIN(bugprone-suspicious-include): the parts are sources of this unit and of nothing else.
+
+// The bodies that HostLinkInline.h has are this unit's too.
+#define HOSTLINK_INLINE
+#include "../HostLinkLib.h"
+
 #include "Checksum.cpp"
 #include "Frame.cpp"
 #include "ListMessage.cpp"

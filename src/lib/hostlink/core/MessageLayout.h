@@ -17,6 +17,7 @@
 constexpr uint8_t messageIdAt = 0;
 constexpr uint8_t itemCountAt = 2;
 constexpr uint8_t itemsAt = 3;
+constexpr uint8_t encodingAt = 2; ///< in a variant item, behind the tag
 
 constexpr uint8_t messageHeaderSize = 3;
 constexpr uint8_t listItemSize = 2;

@@ -1,27 +1,27 @@
 #include "hostlink/HostLinkFrame.h"
 
 #include <algorithm>
-#include <utility>
+
+#include "FewBytes.h"
 
 namespace {
 
 constexpr uint32_t initialCapacity = 10;
-constexpr size_t expectedMessage = 1024; // bytes with the first growth, so that most messages ask and clear once
+constexpr size_t expectedMessage = 1024; // bytes when memory is asked for, so that most messages ask and clear once
 constexpr int packetGrowth = 6;          // grows by 2·(packet size + 6)
 
 } // namespace
 
-HostLinkFrame::HostLinkFrame() : record{}, store(initialCapacity) {
-    hostLinkFrameInit(&record, store.data(), initialCapacity);
+HostLinkFrame::HostLinkFrame() : record{} {
+    hostLinkFrameInit(&record, few, initialCapacity);
 }
 
 HostLinkFrame::HostLinkFrame(const HostLinkFrame& other) : record(other.record), store(other.store) {
-    attach();
+    record.data = hostlink::copied(other.record.data, other.record.size, other.few, store, few);
 }
 
-HostLinkFrame::HostLinkFrame(HostLinkFrame&& other) noexcept : record(other.record), store(std::move(other.store)) {
-    attach();
-    other.reset();
+HostLinkFrame::HostLinkFrame(HostLinkFrame&& other) noexcept : record(other.record) {
+    take(other);
 }
 
 HostLinkFrame& HostLinkFrame::operator=(const HostLinkFrame& other) {
@@ -32,9 +32,7 @@ HostLinkFrame& HostLinkFrame::operator=(const HostLinkFrame& other) {
 HostLinkFrame& HostLinkFrame::operator=(HostLinkFrame&& other) noexcept {
     if (this == &other) return *this;
     record = other.record;
-    store = std::move(other.store);
-    attach();
-    other.reset();
+    take(other);
     return *this;
 }
 
@@ -57,24 +55,18 @@ ByteArray HostLinkFrame::data() const {
     return {record.data, record.data + held};
 }
 
-// The store's bytes behind the capacity are zero and wait for the frame to grow.
 void HostLinkFrame::resize(int n) {
     const auto capacity = static_cast<size_t>(std::max(static_cast<long>(record.capacity) + 2L * n, 0L));
     if (n < 0) {
-        store.resize(capacity);
-    } else if (capacity > store.size()) {
-        store.resize(std::max(capacity, expectedMessage));
+        hostlink::shrink(record.data, record.size, capacity, store, few);
+    } else {
+        record.data = hostlink::grown(record.data, record.size, capacity, expectedMessage, store, few);
     }
     record.capacity = static_cast<uint32_t>(capacity);
-    attach();
-}
-
-void HostLinkFrame::attach() {
-    record.data = store.data();
 }
 
 // A frame that was moved from is an empty one without storage; it grows again with its next packet.
-void HostLinkFrame::reset() noexcept {
-    store.clear();
-    hostLinkFrameInit(&record, nullptr, 0);
+void HostLinkFrame::take(HostLinkFrame& other) noexcept {
+    record.data = hostlink::taken(other.record.data, other.record.size, other.store, other.few, store, few);
+    hostLinkFrameInit(&other.record, nullptr, 0);
 }

@@ -13,37 +13,32 @@
 
 namespace {
 
-constexpr size_t expectedItemText = 100; // bytes: the three lines of an item
-
 // "0x" and at least `width` lower-case digits; wider numbers are not cut.
-void appendHex(std::string& text, uint64_t value, unsigned width) {
-    char buffer[18]; // "0x" and the 16 digits of 64 bits
-    char* at = buffer + sizeof buffer;
-    const char* padded = at - width;
-    do {
-        *--at = "0123456789abcdef"[value & 15];
-        value >>= 4;
-    } while (value != 0);
-    while (at > padded) *--at = '0';
-    *--at = 'x';
-    *--at = '0';
-    text.append(at, static_cast<size_t>(buffer + sizeof buffer - at));
+void appendHex(Text& text, uint64_t value, unsigned width) {
+    unsigned digits = width;
+    while (digits < 16 && value >> 4 * digits != 0) ++digits;
+    char* at = text.roomFor(2 + 16);
+    at[0] = '0';
+    at[1] = 'x';
+    for (unsigned i = 2 + digits; i-- > 2; value >>= 4) at[i] = "0123456789abcdef"[value & 15];
+    text.wrote(2 + digits);
 }
 
 // A line begins with the number in hexadecimal, " - " and a label; the label brings the " - " along.
-void appendField(std::string& text, uint64_t value, unsigned width, std::string_view label) {
+template <size_t size> void appendField(Text& text, uint64_t value, unsigned width, const char (&label)[size]) {
     appendHex(text, value, width);
-    text += label;
+    text += std::string_view(label, size - 1);
 }
 
 // ... and goes on with the same number in decimal, or with a name.
-void appendNumberLine(std::string& text, uint64_t value, unsigned width, std::string_view label) {
+template <size_t size> void appendNumberLine(Text& text, uint64_t value, unsigned width, const char (&label)[size]) {
     appendField(text, value, width, label);
     appendDecimal(text, value);
     text += '\n';
 }
 
-void appendNameLine(std::string& text, uint64_t value, unsigned width, std::string_view label, std::string_view name) {
+template <size_t size>
+void appendNameLine(Text& text, uint64_t value, unsigned width, const char (&label)[size], std::string_view name) {
     appendField(text, value, width, label);
     text += name;
     text += '\n';
@@ -62,24 +57,24 @@ std::mutex& formatMutex() {
     return mutex;
 }
 
-std::string nameFormat(uint8_t flags) {
+void appendFormatName(Text& text, uint8_t flags) {
     const auto format = static_cast<LinkFrameFormat>(flags & formatMask);
     const std::lock_guard lock(formatMutex());
-    return formatToString[format];
+    text += formatToString[format];
 }
 
-void appendFlagsLine(std::string& text, uint8_t flags) {
+void appendFlagsLine(Text& text, uint8_t flags) {
     appendField(text, flags, 2, " - flags: ");
     for (const auto& [bit, name] : flagsToString) {
         if ((flags & bit) == 0) continue;
         text += name;
         text += ' ';
     }
-    text += nameFormat(flags);
+    appendFormatName(text, flags);
     text += '\n';
 }
 
-void appendListBody(std::string& text, const ByteArray& bytes) {
+void appendListBody(Text& text, const ByteArray& bytes) {
     const HostLinkUInt16Message message(bytes);
     appendNumberLine(text, static_cast<uint64_t>(message.size()), 2, " - count: ");
     for (int i = 0; i < message.size(); ++i) {
@@ -97,7 +92,7 @@ template <typename T> T valueOf(const HostLinkVariant& item) {
 }
 
 template <typename T>
-void appendValueLine(std::string& text, const ValueMessageParsing* parsing, const HostLinkVariant& item) {
+void appendValueLine(Text& text, const ValueMessageParsing* parsing, const HostLinkVariant& item) {
     const T value = valueOf<T>(item);
     // A signed byte is printed through an int, so a negative one shows eight digits; the wider ones show their own
     // width.
@@ -108,7 +103,7 @@ void appendValueLine(std::string& text, const ValueMessageParsing* parsing, cons
     text += '\n';
 }
 
-void appendItem(std::string& text, const ValueMessageParsing* parsing, const HostLinkVariant& item) {
+void appendItem(Text& text, const ValueMessageParsing* parsing, const HostLinkVariant& item) {
     appendField(text, item.tag, 4, " - tag: ");
     appendTagName(text, parsing, item.tag);
     text += '\n';
@@ -128,14 +123,13 @@ void appendItem(std::string& text, const ValueMessageParsing* parsing, const Hos
     }
 }
 
-void appendValueBody(std::string& text, MessageId id, const ByteArray& bytes) {
+void appendValueBody(Text& text, MessageId id, const ByteArray& bytes) {
     const auto size = static_cast<uint32_t>(bytes.size());
     const HostLinkLL buffer{const_cast<uint8_t*>(bytes.data()), size, size}; // only read from here on
     HostLinkVariantIter items{};
     const bool valid = hostLinkVariantIterator(&buffer, &items) == HOSTLINK_SUCCESS;
     const int count = valid ? items.count : 0;
     const ValueMessageParsing* parsing = parsingOf(id);
-    text.reserve(text.size() + expectedItemText * static_cast<size_t>(count) + 32);
     appendNumberLine(text, static_cast<uint64_t>(count), 2, " - count: ");
     // An item that cannot be read hides its tag, and so do all behind it: where they start is not known.
     for (int i = 0; i < count; ++i) {
@@ -148,7 +142,7 @@ void appendValueBody(std::string& text, MessageId id, const ByteArray& bytes) {
     }
 }
 
-void appendBody(std::string& text, MessageId id, const ByteArray& message) {
+void appendBody(Text& text, MessageId id, const ByteArray& message) {
     switch (id) {
     case MSG_SetState:
     case MSG_StateChanged:
@@ -168,50 +162,71 @@ void appendBody(std::string& text, MessageId id, const ByteArray& message) {
     }
 }
 
-} // namespace
-
-std::string HostLinkPrinter::print(const ByteArray& packet) {
-    std::string text = printHostLinkPacket(packet);
-    if (!HostLinkPacket::verify(packet)) return text;
-    // The format, not the frame type: a response is shown as a message packet without a message.
-    const int format = hostLinkPacketGetFlags(packet.data()) & formatMask;
-    if (format == FMT_Message) {
-        text += printHostLinkMessage({packet.begin() + HOSTLINK_PACKET_HEADER_SIZE, packet.end()});
-    } else if (format == FMT_Irq) {
-        text += printHostLinkIrqFrame(packet);
-    }
-    return text;
-}
-
-std::string HostLinkPrinter::printHostLinkPacket(const ByteArray& packet) {
-    if (!HostLinkPacket::verify(packet)) return "Invalid packet\n";
+void appendPacket(Text& text, const ByteArray& packet) {
     const uint8_t* bytes = packet.data();
-    std::string text;
     appendField(text, hostLinkPacketGetSop(bytes), 4, " - sop\n");
     appendNumberLine(text, hostLinkPacketGetLength(bytes), 4, " - length: ");
     appendFlagsLine(text, hostLinkPacketGetFlags(bytes));
     appendNumberLine(text, hostLinkPacketGetFrameId(bytes), 2, " - frame id: ");
     appendNumberLine(text, hostLinkPacketGetPacketId(bytes), 2, " - packet id: ");
     text += "0x00 - padding\n";
-    return text;
+}
+
+void appendMessage(Text& text, const ByteArray& message) {
+    const MessageId id = HostLinkMessage::messageId(message);
+    if (id == MSG_Invalid) {
+        text += "Invalid message id\n";
+        return;
+    }
+    appendNameLine(text, id, 4, " - message id: ", nameOr(messageIdToString, id, "Unknown"));
+    appendBody(text, id, message);
+}
+
+void appendIrqPayload(Text& text, const ByteArray& packet) {
+    bool ok = false;
+    const unsigned int payload = HostLinkIrqFrame::parse(packet, &ok);
+    if (ok) {
+        appendNumberLine(text, payload, 8, " - payload: ");
+    } else {
+        text += "Invalid irq payload\n";
+    }
+}
+
+constexpr char invalidPacket[] = "Invalid packet\n";
+
+} // namespace
+
+std::string HostLinkPrinter::print(const ByteArray& packet) {
+    if (!HostLinkPacket::verify(packet)) return invalidPacket;
+    Text text;
+    appendPacket(text, packet);
+    // The format, not the frame type: a response is shown as a message packet without a message.
+    const int format = hostLinkPacketGetFlags(packet.data()) & formatMask;
+    if (format == FMT_Message) {
+        appendMessage(text, {packet.begin() + HOSTLINK_PACKET_HEADER_SIZE, packet.end()});
+    } else if (format == FMT_Irq) {
+        appendIrqPayload(text, packet);
+    }
+    return text.string();
+}
+
+std::string HostLinkPrinter::printHostLinkPacket(const ByteArray& packet) {
+    if (!HostLinkPacket::verify(packet)) return invalidPacket;
+    Text text;
+    appendPacket(text, packet);
+    return text.string();
 }
 
 std::string HostLinkPrinter::printHostLinkMessage(const ByteArray& message) {
-    const MessageId id = HostLinkMessage::messageId(message);
-    if (id == MSG_Invalid) return "Invalid message id\n";
-    std::string text;
-    appendNameLine(text, id, 4, " - message id: ", nameOr(messageIdToString, id, "Unknown"));
-    appendBody(text, id, message);
-    return text;
+    Text text;
+    appendMessage(text, message);
+    return text.string();
 }
 
 std::string HostLinkPrinter::printHostLinkIrqFrame(const ByteArray& packet) {
-    bool ok = false;
-    const unsigned int payload = HostLinkIrqFrame::parse(packet, &ok);
-    if (!ok) return "Invalid irq payload\n";
-    std::string text;
-    appendNumberLine(text, payload, 8, " - payload: ");
-    return text;
+    Text text;
+    appendIrqPayload(text, packet);
+    return text.string();
 }
 
 std::string HostLinkPrinter::printHostLinkState(State state) {

@@ -5,7 +5,7 @@ const ValueMessageParsing* parsingOf(MessageId id) {
     return parsing != messageIdToTagMap.end() ? &parsing->second : nullptr;
 }
 
-void appendTagName(std::string& text, const ValueMessageParsing* parsing, uint16_t tag) {
+void appendTagName(Text& text, const ValueMessageParsing* parsing, uint16_t tag) {
     if (parsing != nullptr) {
         const auto name = parsing->tagToString.find(tag);
         if (name != parsing->tagToString.end()) {
