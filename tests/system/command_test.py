@@ -7,9 +7,11 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 from programs_test import PATIENCE, Program, expect, run
+from scripted_host import DATA, FIRMWARE, GET as GET_MESSAGE, RESPONSE, ScriptedHost, text_item, values
 
 GOOD, HOST_SAID_NO, BAD_USAGE, NO_LINK, UNKNOWN = range(5)
 
@@ -194,6 +196,79 @@ def FilesAreSentAndTheirEndIsTold(build):
         code, _, err = bench.run("send", bench.path("none"))
         expect("no file", code, BAD_USAGE)
         assert "none" in err, err
+
+
+# "Hello!" as a.bin, as docs/wire-format.md has it.
+FIRST_CHUNK = bytes.fromhex("07 00 05 00 00 C5 05 00 61 2E 62 69 6E 06 00 CE 06 00 00 00 01 00 CE 00 00 00 00"
+                            "02 00 C5 04 00 48 65 6C 6C 04 00 CE 04 9F 2E D9")
+LAST_CHUNK = bytes.fromhex("07 00 04 01 00 CE 01 00 00 00 02 00 C5 02 00 6F 21 04 00 CE AB 51 54 A1 03 00 C0")
+
+
+class SendingHost:
+    """A host that says its version when it is asked, and sends what it is told to."""
+
+    def __init__(self):
+        self.answers = []
+        self.asked = threading.Event()
+        self.over = threading.Event()
+        self.host = ScriptedHost(self.answer)
+        self.thread = threading.Thread(target=self.serve)
+        self.thread.start()
+
+    def answer(self, host, message):
+        kind = message[0] | message[1] << 8
+        if kind == GET_MESSAGE:
+            host.send(values(GET_MESSAGE | RESPONSE, text_item(FIRMWARE, b"1.0")))
+            self.asked.set()
+        elif kind == DATA | RESPONSE:
+            self.answers.append(message)
+
+    def serve(self):
+        while not self.over.is_set() and self.host.serve(0.05):
+            pass
+
+    def send(self, message):
+        """Until it has been answered."""
+        assert self.asked.wait(PATIENCE)  # the port is open, and nothing that is sent gets lost
+        known = len(self.answers)
+        deadline = time.monotonic() + PATIENCE
+        self.host.send(message)
+        while len(self.answers) == known:
+            assert time.monotonic() < deadline and self.thread.is_alive(), "no answer"
+            self.over.wait(0.01)
+        return self.answers[-1]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.over.set()
+        self.thread.join()
+        self.host.close()
+
+
+def ReceivePutsFilesIntoAFolder(build):
+    with SendingHost() as host, tempfile.TemporaryDirectory() as folder:
+        words = [os.path.join(build, "bin", "hostlink"), "--uart", host.host.path, "receive", folder]
+        path = os.path.join(folder, "a.bin")
+        with Program(*words, "--count", "1") as receive:
+            receive.wait_for("waiting for files")
+            host.send(FIRST_CHUNK)
+            host.send(LAST_CHUNK)
+            expect("code", receive.end(), GOOD)
+            expect("told", receive.printed.splitlines()[1], path + ": 6 bytes, checksum 0xce6b1933")
+        with open(path, "rb") as file:
+            expect("content", file.read(), b"Hello!")
+        # A file that is there stays.
+        host.asked.clear()
+        with Program(*words) as receive:
+            receive.wait_for("waiting for files")
+            refusal = host.send(FIRST_CHUNK)
+            expect("refused", refusal[-3:], bytes.fromhex("05 00 C0"))
+            receive.process.send_signal(signal.SIGINT)
+            expect("code", receive.end(), HOST_SAID_NO)
+            assert "is there already; --force" in receive.process.stderr.read().decode()
+        expect("nothing else", os.listdir(folder), ["a.bin"])
 
 
 def ProgressIsDrawnOnATerminal(build):

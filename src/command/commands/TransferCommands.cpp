@@ -1,4 +1,5 @@
 // send and receive.
+#include <atomic>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -92,9 +93,11 @@ public:
             program.output().failed(ExitCode::HostSaidNo, nameOf(file.end),
                                     path + " has not come whole: " + nameOf(file.end));
         }
-        if (options.count != 0 && received == options.count) program.stop().request();
+        if (isComplete()) program.stop().request();
     }
     bool anyFailed() const { return failures; }
+    /// As many as were asked for.
+    bool isComplete() const { return options.count != 0 && received == options.count; }
 
 private:
     std::string partPath() const { return path + ".part"; }
@@ -110,13 +113,13 @@ private:
                               object);
     }
 
-    // All by the client's thread for files, until that has ended.
+    // By the client's thread for files, until that has ended; the counts are read by the program's own, too.
     const ReceivingOptions& options;
     Program& program;
     std::string path;
     std::ofstream part;
-    unsigned received = 0;
-    bool failures = false;
+    std::atomic<unsigned> received{0};
+    std::atomic<bool> failures{false};
 };
 
 ExitCode receive(Program& program, const ReceivingOptions& options) {
@@ -129,7 +132,8 @@ ExitCode receive(Program& program, const ReceivingOptions& options) {
     if (!receiving) return program.output().failed(receiving);
     program.output().note("waiting for files; Ctrl-C ends");
     program.stop().wait();
-    program.host().close(); // nobody calls the folder any more
+    if (folder.isComplete()) program.host().get(STA_HostFirmwareVersion); // behind the answer to the last chunk
+    program.host().close();                                               // nobody calls the folder any more
     return folder.anyFailed() ? ExitCode::HostSaidNo : ExitCode::Good;
 }
 

@@ -42,6 +42,7 @@ std::optional<Failure> Receiving::Run::start() {
     try {
         pump.start([this](exchange::Time now) {
             receiver.advance(now);
+            tellEnd();
             return receiver.deadline();
         });
     } catch (const std::system_error& error) {
@@ -59,10 +60,16 @@ void Receiving::Run::take(const ByteArray& message) {
     answer.message = receiver.take(message, Pump::now());
     answer.deadline = std::chrono::steady_clock::now() + options.patience;
     core->submit(std::move(answer), nullptr, [](const Matcher::End&) {}); // the host asks again when it gets lost
+    tellEnd();
 }
 
 void Receiving::Run::cancel() {
-    pump.post([this] { receiver.cancel(); });
+    pump.post([this] { cancelNow(); });
+}
+
+void Receiving::Run::cancelNow() {
+    receiver.cancel();
+    tellEnd();
 }
 
 void Receiving::Run::finish() {
@@ -72,11 +79,12 @@ void Receiving::Run::finish() {
 }
 
 void Receiving::Run::close() {
-    pump.post([this] { receiver.cancel(); });
+    pump.post([this] { cancelNow(); });
     pump.finish();
 }
 
 bool Receiving::Run::begin(const std::string& name, std::optional<uint32_t> size) {
+    tellEnd(); // of the file in whose place this one comes
     return !options.begin || options.begin({name, size});
 }
 
@@ -85,7 +93,13 @@ bool Receiving::Run::write(const uint8_t* data, size_t size) {
 }
 
 void Receiving::Run::end(const exchange::ReceivingReport& report) {
-    if (options.end) options.end({report.name, publicEnd(report.end), report.bytes, report.checksum});
+    over = report;
+}
+
+// A program that ends with its file must not take the last answer away from the host: that is on its way by now.
+void Receiving::Run::tellEnd() {
+    const auto report = std::exchange(over, std::nullopt);
+    if (report && options.end) options.end({report->name, publicEnd(report->end), report->bytes, report->checksum});
 }
 
 } // namespace hostlink

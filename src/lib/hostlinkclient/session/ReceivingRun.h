@@ -35,12 +35,15 @@ public:
 
 private:
     void take(const ByteArray& message);
+    void cancelNow();
+    void tellEnd();
 
     const std::shared_ptr<Core> core;
     const ReceiveOptions options;
-    exchange::ChunkReceiver receiver; // on the pump's thread
-    Session::Handle listening;        // set before that starts, ended by finish()
-    Pump pump;                        // the last: its thread uses all the others
+    exchange::ChunkReceiver receiver;              // on the pump's thread, as is the next
+    std::optional<exchange::ReceivingReport> over; // of a file that has ended and whose end was not told yet
+    Session::Handle listening;                     // set before that starts, ended by finish()
+    Pump pump;                                     // the last: its thread uses all the others
 };
 
 } // namespace hostlink
