@@ -10,7 +10,8 @@
 #define HOST_PACKET_SIZE 256 /* what the module's MaxPacketSize says, or more */
 #endif
 #ifndef HOST_MESSAGE_SIZE
-#define HOST_MESSAGE_SIZE 1152 /* a chunk of a file of 1024 bytes, and its items */
+#define HOST_MESSAGE_SIZE                                                                                              \
+    1408 /* what the module sends of a file at a time, 1208 bytes in packets of 256, and its items */
 #endif
 
 enum {

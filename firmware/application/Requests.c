@@ -18,6 +18,8 @@ void handleMessage(const uint8_t* bytes, uint32_t length) {
     case MSG_UnsubscribeState: stateUnsubscribe(&productStates, &message); break;
     case MSG_DataTransfer: transferTake(&message); break;
     case MSG_TcpTunneling: tunnelTake(&message); break;
+    case MSG_StateChanged:
+    case MSG_InputEvent: break; /* they tell, and ask for nothing */
     default: sendUnsupported(); break;
     }
 }

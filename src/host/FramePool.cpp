@@ -123,6 +123,10 @@ void releaseNextComplete(HostLinkHost& host) {
     hand<uint8_t>(frame.state, Free);
 }
 
+bool isResetUntold(const HostLinkHost& host) {
+    return taken(host.pool.resets) != host.pool.resetsTold;
+}
+
 bool takeReset(HostLinkHost& host) {
     const uint8_t resets = taken(host.pool.resets);
     if (resets == host.pool.resetsTold || taken(host.pool.resetAfter) != host.pool.delivered) return false;

@@ -28,6 +28,8 @@ const HostLinkHostFrame* nextComplete(const HostLinkHost& host);
 const uint8_t* payloadOf(const HostLinkHost& host, const HostLinkHostFrame& frame);
 /// It has been delivered; its place is free.
 void releaseNextComplete(HostLinkHost& host);
+/// Whether the module has started over, and the application does not know yet.
+bool isResetUntold(const HostLinkHost& host);
 /// Whether the module has started over behind the messages delivered so far; true once for each time.
 bool takeReset(HostLinkHost& host);
 /// @}

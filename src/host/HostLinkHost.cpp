@@ -47,6 +47,10 @@ uint32_t hostLinkHostInit(HostLinkHost* host, const HostLinkHostSetup* setup) {
 uint32_t hostLinkHostSend(HostLinkHost* host, const uint8_t* message, uint32_t length, uint32_t* ticket) {
     if (length == 0) return HOSTLINK_TOO_SHORT;
     if (!canEverBeSent(host->setup, length)) return HOSTLINK_HOST_TOO_LONG;
+    if (host->pool.delivering != 0 && hostlink::isResetUntold(*host)) {
+        if (ticket != nullptr) *ticket = 0;
+        return HOSTLINK_SUCCESS;
+    }
     if (!hostlink::queueMessage(*host, message, length)) return HOSTLINK_NO_ROOM;
     if (ticket != nullptr) *ticket = host->queue.accepted;
     return HOSTLINK_SUCCESS;
@@ -60,7 +64,9 @@ uint8_t hostLinkHostDeliver(HostLinkHost* host) {
     }
     const HostLinkHostFrame* frame = hostlink::nextComplete(*host);
     if (frame == nullptr) return 0;
+    host->pool.delivering = 1;
     events.message(events.context, hostlink::payloadOf(*host, *frame), frame->size);
+    host->pool.delivering = 0;
     hostlink::releaseNextComplete(*host);
     return 1;
 }

@@ -150,6 +150,7 @@ typedef struct HostLinkHostPool {
     uint32_t resetAfter; // messages completed before the module's last reset; written by the link
     uint8_t resets;      // of the module; written by the link
     uint8_t resetsTold;  // written by the task
+    uint8_t delivering;  // the task's: a message is being told
 } HostLinkHostPool;
 
 typedef struct HostLinkHostLast {
@@ -201,8 +202,11 @@ uint32_t hostLinkHostInit(HostLinkHost* host, const HostLinkHostSetup* setup);
 /// @{
 
 /// Queues a copy of a message. Afterwards the wire has to be looked at: turn the transmitter on, set the line.
-/// @param ticket set to the number that the outcome bears, counted from 1; may be null. Where the link interrupts, the
-///               outcome may come before this returns
+///
+/// An answer to a message from before a reset, which the application has not been told yet, is dropped at once: the
+/// module has forgotten the question.
+/// @param ticket set to the number that the outcome bears, counted from 1, or to 0 when it was dropped at once; may be
+///               null. Where the link interrupts, the outcome may come before this returns
 /// @return 10 an empty message; 32 more than 65535 bytes, than 256 packets or than half of the queue; 16 no room now;
 ///         0 queued.
 uint32_t hostLinkHostSend(HostLinkHost* host, const uint8_t* message, uint32_t length, uint32_t* ticket);

@@ -55,6 +55,8 @@ public:
         return count;
     }
 
+    /// What it answers each message; empty: nothing.
+    ByteArray answer;
     /// What the application was told, in order: the hex text of each message, "reset".
     std::vector<std::string> told;
     /// Ticket and outcome of each message that has left the queue: "1 sent".
@@ -66,7 +68,9 @@ public:
 
 private:
     static void onMessage(void* context, const uint8_t* message, uint32_t length) {
-        static_cast<TestHost*>(context)->told.push_back(hex(message, length));
+        auto* self = static_cast<TestHost*>(context);
+        self->told.push_back(hex(message, length));
+        if (!self->answer.empty()) self->send(self->answer);
     }
     static void onReset(void* context) { static_cast<TestHost*>(context)->told.emplace_back("reset"); }
     static void onOutcome(void* context, uint32_t ticket, HostLinkHostOutcome outcome) {

@@ -133,6 +133,33 @@ TEST(HostAcknowledgement, AResetIsAcknowledgedAndDropsWhatIsUnderWay) {
     EXPECT_EQ(line.host.counts.strays, 1U);
 }
 
+TEST(HostAcknowledgement, AnAnswerToAMessageFromBeforeAResetIsDropped) {
+    UartLine line;
+    line.answer = {1, 1, 1};
+    line.answerTo(hex(messageEnd(7, 0, {7}))); // accepted, and not told before the reset comes
+    line.answerTo(reset3);
+    line.answerTo(hex(messageEnd(9, 0, {9})));
+    line.deliver();
+    EXPECT_EQ(line.told, (Told{"07", "reset", "09"}));
+    EXPECT_EQ(hostLinkHostQueued(&line.host), 1U);
+    EXPECT_EQ(line.transmit(), "FF FE 0D 00 23 00 00 00 01 01 01 00 00");
+    EXPECT_EQ(line.outcomes, std::vector<std::string>());
+}
+
+TEST(HostAcknowledgement, ADroppedAnswerHasNoTicket) {
+    static uint32_t ticket;
+    UartLine line;
+    line.setup.events.message = [](void* context, const uint8_t* message, uint32_t length) {
+        hostLinkHostSend(&static_cast<TestHost*>(context)->host, message, length, &ticket);
+    };
+    line.host.setup.events.message = line.setup.events.message;
+    line.answerTo(hex(messageEnd(7, 0, {7})));
+    line.answerTo(reset3);
+    ticket = 9;
+    line.deliver();
+    EXPECT_EQ(ticket, 0U);
+}
+
 TEST(HostAcknowledgement, APacketFromBeforeAResetIsNoRepetition) {
     UartLine line;
     line.answerTo(getState);
