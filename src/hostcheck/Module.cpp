@@ -38,6 +38,7 @@ void Module::noteFrame(const ByteArray& packet) {
 void Module::takeOwn(const ByteArray& packet) {
     if (hostLinkPacketGetPacketId(packet.data()) == 0) noteFrame(packet);
     if (isEvent(packet)) {
+        ++eventsAnswered;
         wasRefused = false;
         link.put(responsePacket(nextId(), AcknowledgeType::Ack), false);
         return;
@@ -156,6 +157,7 @@ void Module::forget() {
     strays.clear();
     odd.clear();
     ownFrames.clear();
+    eventsAnswered = 0;
     lastOwn.clear();
     planned.clear();
     answers.clear();

@@ -89,6 +89,7 @@ public:
     std::vector<ByteArray> odd;          ///< packets of other kinds
     std::vector<uint8_t> ownFrames;      ///< ids of all own frames, those of events too, repetitions once
     ByteArray lastResponse;              ///< as it came
+    unsigned eventsAnswered = 0;         ///< since `forget`
     size_t takeSkipped() { return link.takeSkipped(); }
 
     /// Attempts of each packet.
