@@ -85,6 +85,14 @@ TEST(ClientEvents, AreReadableAsLongAsCallbacksWait) {
     EXPECT_EQ(events.dispatch(), 0U);
 }
 
+TEST(ClientEvents, CopiesAreOneQueue) {
+    const Events events;
+    Events other;
+    EXPECT_NE(other.descriptor(), events.descriptor());
+    other = events;
+    EXPECT_EQ(other.descriptor(), events.descriptor());
+}
+
 TEST(ClientEvents, BringEveryCallbackOntoTheLoopsThread) {
     PlayedHost host;
     const Events events;
