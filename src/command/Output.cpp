@@ -30,7 +30,7 @@ bool isPrintable(const std::string& text) {
 
 // A terminal obeys control characters: bytes that are no text are shown as hexadecimal digits.
 std::string plainText(const Value& value) {
-    const std::string text = value.print();
+    std::string text = value.print();
     if (!value.isBinary() || isPrintable(text)) return text;
     return "0x" + hexOf(*value.bytes());
 }
