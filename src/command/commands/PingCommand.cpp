@@ -56,9 +56,13 @@ void printHistogram(Output& output, const Times& times) {
     constexpr std::size_t width = 40;
     std::vector<std::pair<double, std::size_t>> rows; // the end of each, and how many; each twice as long
     std::size_t largest = 1;
-    for (double from = 0, to = 0.125; from <= times.most(); from = to, to *= 2) {
+    constexpr double shortest = 0.125;
+    double from = 0;
+    while (from <= times.most()) {
+        const double to = from > 0 ? 2 * from : shortest;
         rows.emplace_back(to, times.between(from, to));
         largest = std::max(largest, rows.back().second);
+        from = to;
     }
     const auto first = std::find_if(rows.begin(), rows.end(), [](const auto& row) { return row.second > 0; });
     for (auto row = first; row != rows.end(); ++row) {
