@@ -61,7 +61,9 @@ ExitCode profiles(Program& program, const NoOptions&) {
     for (const std::string& name : all.names()) {
         try {
             const std::string wire = all.profile(name).print();
-            program.output().line(name + "\t" + wire, json::Object().text("profile", name).text("wire", wire));
+            std::string text = name;
+            text.append("\t").append(wire);
+            program.output().line(text, json::Object().text("profile", name).text("wire", wire));
         } catch (const UsageError& error) {
             worst = program.output().failed(ExitCode::BadUsage, "BadProfile", error.what());
         }

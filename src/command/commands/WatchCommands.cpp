@@ -82,6 +82,7 @@ ExitCode ended(Program& program) {
 
 std::vector<StateId> statesFrom(const std::vector<std::string>& texts) {
     std::vector<StateId> states;
+    states.reserve(texts.size());
     for (const std::string& text : texts) states.push_back(stateFrom(text));
     if (!states.empty()) return states;
     for (const auto& [number, name] : stateToString) states.emplace_back(number);
