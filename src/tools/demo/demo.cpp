@@ -43,7 +43,7 @@ std::string describe(const StateId& state, const Value& value) {
 }
 
 std::vector<StateValue> getStates(HostTalk& talk, const std::vector<StateId>& states) {
-    const auto values = talk.host().getMany(states).value();
+    auto values = talk.host().getMany(states).value();
     for (const auto& [state, value] : values)
         std::cout << "   " << state.name() << " is " << describe(state, value) << "\n";
     return values;
