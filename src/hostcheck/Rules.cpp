@@ -1,6 +1,7 @@
 #include "Rules.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 namespace hostcheck {
@@ -25,8 +26,7 @@ constexpr char bus[] = "Buses";
 
 // The rows of a table stay as they are.
 // clang-format off
-const std::vector<Rule>& table() {
-    static const std::vector<Rule> rules{
+constexpr Rule rows[] = {
     {1, answers, must, "Every good packet but a response frame is answered with one response frame: 8 bytes, format 3, \"last\", and one of ack and nack.",
      "The module waits for it; a second one would be taken for the answer to its next packet, and both bits or neither end its message."},
     {2, answers, must, "The answer begins within 500 ms of the packet's last byte, whatever the host is doing.",
@@ -202,8 +202,6 @@ const std::vector<Rule>& table() {
     {82, bus, must, "A write that holds no good packet is answered with nack.",
      "The bytes were damaged; the module writes them again."},
     };
-    return rules;
-}
 // clang-format on
 
 } // namespace
@@ -214,14 +212,14 @@ const char* nameOf(Strength strength) {
 }
 
 const std::vector<Rule>& allRules() {
-    return table();
+    static const std::vector<Rule> rules(std::begin(rows), std::end(rows));
+    return rules;
 }
 
 const Rule& rule(unsigned number) {
-    const auto& rules = table();
-    const auto found =
-        std::find_if(rules.begin(), rules.end(), [number](const Rule& one) { return one.number == number; });
-    if (found == rules.end()) throw std::out_of_range("no rule " + std::to_string(number));
+    const auto* found =
+        std::find_if(std::begin(rows), std::end(rows), [number](const Rule& one) { return one.number == number; });
+    if (found == std::end(rows)) throw std::out_of_range("no rule " + std::to_string(number));
     return *found;
 }
 
@@ -229,7 +227,7 @@ std::string rulesAsMarkdown() {
     std::string text;
     const std::string* topic = nullptr;
     std::string current;
-    for (const Rule& one : table()) {
+    for (const Rule& one : rows) {
         if (topic == nullptr || current != one.topic) {
             current = one.topic;
             topic = &current;

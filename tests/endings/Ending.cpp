@@ -23,8 +23,7 @@ int roundsAsked() {
 
 const int rounds = schedule::isHunt() ? 1 : roundsAsked(); // a hunt repeats the whole test
 constexpr int warmUpRounds = 5;                            // in which the libraries underneath take what they keep
-// A second; a hunt's own delays come on top where the machine is slow.
-const milliseconds limit{schedule::isHunt() ? 2500 : 1000};
+constexpr seconds limit{1};
 constexpr milliseconds observerWorksOn{5};
 constexpr seconds observerWaitsAtMost{3}; // longer than an end may take
 
