@@ -3,22 +3,14 @@
 #include <ostream>
 #include <utility>
 
+#include "Hex.h"
+
 namespace command {
 
 using hostlink::StateId;
 using hostlink::Value;
 
 namespace {
-
-std::string hexOf(const ByteArray& bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const auto byte : bytes) {
-        const auto bits = static_cast<unsigned char>(byte);
-        text += {digits[bits >> 4], digits[bits & 0xF]};
-    }
-    return text;
-}
 
 bool isPrintable(const std::string& text) {
     for (const char character : text) {

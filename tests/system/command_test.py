@@ -24,7 +24,7 @@ class Bench:
         self.folder = tempfile.TemporaryDirectory()
         self.line = self.path("host")
         self.host = Program(os.path.join(build, "bin", "zent-hostsim"), "--link", self.line, "--commands", *options)
-        self.host.wait_for("listening on")
+        self.host.wait_for("ready" if "--json" in options else "listening on")
 
     def path(self, name):
         return os.path.join(self.folder.name, name)
@@ -74,6 +74,19 @@ def SetTakesTheEncodingOfTheHost(build):
                [("Int16", 33), ("Bin16", "30"), ("Bin16", "\0\ufffd")])
         bench.good("set", "4711=nil")
         expect("held", bench.good("get", "4711"), "0x1267 = no value\n")
+
+
+def ConfirmReadsBack(build):
+    def asked(*words):
+        """How many messages the host got for a set, besides the link's own first question."""
+        with Bench(build, "--json") as bench:
+            bench.good("set", "PlayerVolume=31:u8", *words)
+            bench.host.say("counts\n")
+            bench.host.wait_for('"faults":0}\n')
+            return json.loads(bench.host.printed.splitlines()[-1])["messagesReceived"]
+
+    plain, confirmed = asked(), asked("--confirm")
+    assert confirmed > plain, (plain, confirmed)
 
 
 def WhatCannotBeMeantIsNotSent(build):

@@ -12,6 +12,7 @@
 #include <hostlink/HostLinkVocabulary.h>
 
 #include "Declare.h"
+#include "command/Hex.h"
 #include "command/UsageError.h"
 #include "command/decode/HexText.h"
 #include "command/decode/PacketFinder.h"
@@ -36,17 +37,6 @@ std::string readAll(const DecodeOptions& options) {
     return contentOf(file);
 }
 
-std::string hexOf(const ByteArray& bytes) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string text;
-    for (const auto byte : bytes) {
-        const auto bits = static_cast<unsigned char>(byte);
-        if (!text.empty()) text += ' ';
-        text += {digits[bits >> 4], digits[bits & 0xF]};
-    }
-    return text;
-}
-
 std::string indented(const std::string& text) {
     std::istringstream lines(text);
     std::string result;
@@ -68,9 +58,9 @@ public:
         const bool cutOff = stretch.kind == Stretch::Kind::CutOff;
         json::Object object;
         object.number("at", stretch.at).number("bytes", stretch.bytes.size());
-        object.text("kind", cutOff ? "cut off" : "no packet").text("hex", hexOf(stretch.bytes));
+        object.text("kind", cutOff ? "cut off" : "no packet").text("hex", hexOf(stretch.bytes, " "));
         out.line(head(stretch) + (cutOff ? " of a packet that is cut off" : " that belong to no packet") +
-                     indented(hexOf(stretch.bytes)),
+                     indented(hexOf(stretch.bytes, " ")),
                  object);
     }
     /// Whether everything was packets.
@@ -87,7 +77,7 @@ private:
         object.number("frameType", HostLinkPacket::frameType(packet.bytes));
         object.number("frame", HostLinkPacket::frameId(packet.bytes))
             .truth("last", HostLinkPacket::isLast(packet.bytes));
-        object.text("text", text).text("hex", hexOf(packet.bytes));
+        object.text("text", text).text("hex", hexOf(packet.bytes, " "));
         out.line(head(packet) + indented(text), object);
         if (HostLinkPacket::frameType(packet.bytes) == messageFrame) gather(packet);
     }
@@ -102,7 +92,7 @@ private:
         const std::string text = HostLinkPrinter::printHostLinkMessage(message);
         json::Object object;
         object.number("at", packet.at).number("bytes", message.size()).text("kind", "message").number("frame", id);
-        object.text("text", text).text("hex", hexOf(message));
+        object.text("text", text).text("hex", hexOf(message, " "));
         out.line("    message of " + std::to_string(message.size()) + " bytes" + indented(indented(text).substr(1)),
                  object);
     }
