@@ -11,8 +11,8 @@ enum class Strength { Must, Should, Free };
 
 struct Rule {
     unsigned number;
-    const char* topic; ///< heading under which it stands
     Strength strength;
+    const char* topic; ///< heading under which it stands
     const char* text;
     const char* reason;
 };
