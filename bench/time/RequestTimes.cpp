@@ -80,12 +80,14 @@ std::shared_ptr<hostlink::Client> startedClient(const HostProcess& host) {
 } // namespace
 
 void registerRequestTimes(const AnsweringHosts& hosts) {
-    registerExchange("request over a terminal|client|get", shortRun, manyRuns, [client = startedClient(hosts.client)] {
+    const auto throughClient = [client = startedClient(hosts.client)] {
         return client->get(STA_PlayerVolume).valueOr({}) == hostlink::Value(held);
-    });
-    registerExchange(
-        "request over a terminal|transport by hand|get", shortRun, manyRuns,
-        [byHand = std::make_shared<ByHand>(hosts.byHand)] { return byHand->get(STA_PlayerVolume) == held; });
+    };
+    const auto byHand = [program = std::make_shared<ByHand>(hosts.byHand)] {
+        return program->get(STA_PlayerVolume) == held;
+    };
+    registerSideBySide("request over a terminal|side by side|get",
+                       {{"client", throughClient}, {"transport by hand", byHand}});
     registerIdle("idle|client|half a second", [client = startedClient(hosts.idle)] { client->get(STA_PlayerVolume); });
 }
 
