@@ -20,7 +20,7 @@ TOP = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(TOP / "firmware"))
 import sizes
 import vectors
-from emulator import EMULATOR, Board
+from emulator import EMULATOR, Board, address_of, clock_in, memory_words
 from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESPONSE, SET, SUBSCRIBE, TUNNEL,
                     TUNNEL_RESPONSE, U8, U16, U32, UNSUBSCRIBE, UNSUPPORTED, Module, ids, items_of, number, packet, text,
                     values)
@@ -441,11 +441,6 @@ class Monitor:
     def close(self):
         for each in (self.answers, self.here, self.there):
             each.close()
-
-
-def address_of(symbol, image):
-    lines = subprocess.run(["arm-none-eabi-nm", image], check=True, capture_output=True, text=True).stdout.splitlines()
-    return next(int(line.split()[0], 16) for line in lines if line.split()[2] == symbol)
 
 
 def StackStaysWithinItsWorstCase(tried):
