@@ -142,6 +142,66 @@ def DemoOverALineThatLosesBytes(tried):
         expect("faults", relay.faults, 6)
 
 
+# -- the checker of hosts
+
+class Checked:
+    """A board and the checker at its line, which goes by the board's clock: a busy machine is no slow host."""
+
+    def __init__(self, tried):
+        self.image, self.build = tried.images / "mps2-an385-psram.elf", tried.build
+        self.file = tempfile.NamedTemporaryFile(prefix="board-memory-")
+        self.board = Board(self.image, *memory_words(self.file.name))
+
+    def check(self, *arguments):
+        words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
+                 clock_in(self.file.name, self.image), "--json", *arguments]
+        done = subprocess.run(words, capture_output=True, text=True, timeout=280, check=False)
+        return done.returncode, done.stdout, done.stderr
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.board.close()
+        self.file.close()
+
+
+def passes_all_of(tried, *groups):
+    with Checked(tried) as checked:
+        only = [word for group in groups for word in ("--only", group)]
+        code, out, err = checked.check("--destructive", "--load-time", "2", *only)
+    print(out, err)
+    results = json.loads(out)["checks"]
+    expect("not passed", [(one["name"], one["text"]) for one in results if one["outcome"] != "pass"], [])
+    expect("exit code", code, 0)
+    assert len(results) > 20, len(results)
+
+
+def CheckerPassesAnswersAndBytes(tried):
+    passes_all_of(tried, "answers", "bytes")
+
+
+def CheckerPassesFramesSizesAndResets(tried):
+    passes_all_of(tried, "frames", "reset", "sizes")
+
+
+def CheckerPassesOwnPacketsAndTransfers(tried):
+    passes_all_of(tried, "own packets", "transfers")
+
+
+def CheckerPassesMessagesStatesAndLoad(tried):
+    passes_all_of(tried, "messages", "states", "load")
+
+
+def CheckerPassesNothingOfAHungBoard(tried):
+    with Checked(tried) as checked:
+        checked.board.process.send_signal(signal.SIGSTOP)
+        code, out, err = checked.check("--only", "response-form")
+    expect("exit code", code, 2)
+    expect("output", out, "")
+    assert "the host's clock has stood still" in err, err
+
+
 # -- what it says
 
 def StatesAreHeldWithinTheirLimits(tried):
