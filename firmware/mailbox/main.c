@@ -1,8 +1,8 @@
 /* The engine on a board's line, without an application: messages come from a mailbox and go there, and what the host is
    doing stands in it. */
+#include <boards/Board.h>
 #include <host/HostLinkHostUart.h>
 
-#include "../boards/Board.h"
 #include "Mailbox.h"
 
 enum { packetSize = 64, longestPacket = 256, openFrames = 8, queueLength = 4, bytesAtATime = 64 };

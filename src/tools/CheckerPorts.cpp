@@ -118,8 +118,7 @@ Time SerialPort::lineTime(size_t bytes) const {
     return Time(static_cast<int64_t>(bytes) * bitsOfAByte * Time(std::chrono::seconds(1)).count() / baud);
 }
 
-BusPort::BusPort(const HostcheckOptions& options)
-    : CheckerPort(options.clock), device(busOf(options)) {
+BusPort::BusPort(const HostcheckOptions& options) : CheckerPort(options.clock), device(busOf(options)) {
     if (!device->open()) throw std::runtime_error("cannot open " + options.device);
     line = openLine(options);
 }

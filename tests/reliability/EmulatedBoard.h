@@ -4,10 +4,10 @@
 
 #include <string>
 
-#include <firmware/mailbox/Mailbox.h>
 #include <sys/types.h>
 
 #include <descriptor/Descriptor.h>
+#include <firmware/mailbox/Mailbox.h>
 
 namespace truth {
 
