@@ -4,6 +4,7 @@ or the project's demo at the other end.
 A board that hangs fails its test: everything waits within bounds, and the emulator is killed at the end whatever it does.
 """
 import json
+import os
 import pathlib
 import shutil
 import signal
@@ -140,6 +141,15 @@ def DemoOverALineThatLosesBytes(tried):
         relay.disturb(6)
         tried.demo(relay.path, 64, 8192, 2000)
         expect("faults", relay.faults, 6)
+
+
+def DemoForPeople(tried):
+    """What `make demo HOST=firmware` runs."""
+    done = subprocess.run([TOP / "scripts/demo.sh", tried.build, "uart", "firmware", "--file-size", "4096"],
+                          capture_output=True, text=True, timeout=200, check=False, env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
+    print(done.stdout[-300:], done.stderr)
+    expect("exit code", done.returncode, 0)
+    assert "All went well." in done.stdout and "What to try next" in done.stdout, done.stdout
 
 
 # -- the checker of hosts
@@ -475,6 +485,16 @@ def SizesAreWithinThoseOnThePage(tried):
     done = subprocess.run([sys.executable, "-B", TOP / "firmware" / "sizes.py", "--check", "--build", tried.images.parent],
                           check=False)
     expect("exit code", done.returncode, 0)
+
+
+def PortsAreShort(tried):
+    """What stands in a board's folder, but for what only tests build."""
+    boards = TOP / "firmware" / "boards"
+    for board, files in (("microbit", ("Board.c", "microbit.ld")), ("mps2", ("Board.c", "an385.h", "mps2-an385.ld")),
+                         ("mps2", ("Board.c", "an505.h", "mps2-an505.ld"))):
+        lines = sum(len((boards / board / file).read_text(encoding="utf-8").splitlines()) for file in files)
+        print(board, lines)
+        assert lines <= 150, (board, lines)
 
 
 class Monitor:
