@@ -71,6 +71,11 @@ foreach(row IN LISTS zent_rows)
         message(FATAL_ERROR "src/rooms.txt: ${room} has no folder ${folder}")
     endif()
 
+    # Built by a project of its own.
+    if(folder MATCHES "^firmware/")
+        continue()
+    endif()
+
     # Outside the libraries a room shows all its headers to those that know it.
     zent_room_headers(headers ${folder})
     set(hidden)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs an image in the emulator, with its line to the module on a pseudo terminal.
 
-    emulator.py IMAGE [--link PATH] [--press-every MS] [--gdb]
+    emulator.py IMAGE [--link PATH] [--memory FILE] [--press-every MS] [--gdb]
 
 The image's name begins with the name of its machine. A line of one digit on the standard input presses that button.
 """
@@ -19,12 +19,32 @@ import tty
 
 EMULATOR = "qemu-system-arm"
 MACHINES = ("mps2-an385", "mps2-an386", "mps2-an505", "microbit")
+PSRAM = 0x21000000  # where images named "psram" have their data
+PSRAM_SIZE = 16 << 20  # of the machine
 PR_SET_PDEATHSIG = 1  # linux/prctl.h
 
 
 def die_with_parent():
     """A hung emulator ignores everything but KILL, and must not outlive who started it."""
     ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+
+
+def address_of(symbol, image):
+    lines = subprocess.run(["arm-none-eabi-nm", image], check=True, capture_output=True, text=True).stdout.splitlines()
+    return next(int(line.split()[0], 16) for line in lines if line.split()[2] == symbol)
+
+
+def memory_words(file):
+    """The board's PSRAM is this file, where another process sees what the firmware has there."""
+    with open(file, "wb") as memory:
+        memory.truncate(PSRAM_SIZE)
+    return ["-object", f"memory-backend-file,id=memory,size={PSRAM_SIZE},share=on,mem-path={file}",
+            "-machine", "memory-backend=memory"]
+
+
+def clock_in(file, image):
+    """FILE:OFFSET of the milliseconds of an image that has its data in PSRAM."""
+    return f"{file}:{address_of('milliseconds', image) - PSRAM}"
 
 
 class Board:
@@ -48,7 +68,7 @@ class Board:
                  "-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1",
                  "-serial", "chardev:module",
                  "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
-        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, 
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL,
                                         pass_fds=(master, buttons.fileno(), *given), preexec_fn=die_with_parent)
         os.close(master)
         buttons.close()
@@ -97,12 +117,18 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("image")
     parser.add_argument("--link", help="make this a link to the terminal")
+    parser.add_argument("--memory", metavar="FILE", help="keep the data of a psram image in this file, and say where its "
+                        "clock is: for zent-hostcheck --clock")
     parser.add_argument("--press-every", type=int, metavar="MS", help="press a button every so many milliseconds")
     parser.add_argument("--gdb", action="store_true", help="let a debugger attach at port 1234")
     arguments = parser.parse_args()
     signal.signal(signal.SIGTERM, ended)
     try:
-        with Board(arguments.image, *(["-s"] if arguments.gdb else [])) as board:
+        more = ["-s"] if arguments.gdb else []
+        if arguments.memory:
+            more += memory_words(arguments.memory)
+            print("its clock is", clock_in(arguments.memory, arguments.image))
+        with Board(arguments.image, *more) as board:
             if arguments.link:
                 pathlib.Path(arguments.link).unlink(missing_ok=True)
                 os.symlink(board.path, arguments.link)

@@ -76,7 +76,7 @@ def read_public_headers(rooms):
 
 
 def sources():
-    for top in ("src", "examples"):
+    for top in ("src", "examples", "firmware"):
         for folder, _, names in sorted(os.walk(os.path.join(TOP, top))):
             for name in sorted(names):
                 if re.search(r"\.(h|hh|hpp|c|cc|cpp|cxx|inc)$", name):
@@ -109,7 +109,7 @@ class House:
                    default=None)
 
     def resolve(self, path, name):
-        for folder in (os.path.dirname(path), "src/lib", "src"):
+        for folder in (os.path.dirname(path), "src/lib", "src", "firmware"):
             candidate = os.path.normpath(os.path.join(folder, name))
             if os.path.isfile(os.path.join(TOP, candidate)):
                 return candidate

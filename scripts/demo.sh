@@ -1,11 +1,12 @@
 #!/bin/sh
-# demo.sh BUILD_DIRECTORY [LINK [HOST]]: starts a host and lets hostlink-demo talk to it.
+# demo.sh BUILD_DIRECTORY [LINK [HOST [OPTION...]]]: starts a host and lets hostlink-demo talk to it.
 # LINK is uart (the default), i2c or spi. HOST is simulator (the default), or firmware: an emulated Cortex-M3. The exit
-# code is that of the demo.
+# code is that of the demo, which takes the options. FIRMWARE_BUILD says where the firmware was built, build/firmware when not told.
 set -eu
 build=$1
 link=${2:-uart}
 host=${3:-simulator}
+if [ $# -gt 3 ]; then shift 3; else shift $#; fi
 here=$(dirname "$0")
 
 fail() {
@@ -30,7 +31,7 @@ simulator)
     start() { exec "$program" --link "$1" --input-event-every 500; }
     ;;
 firmware)
-    program=$here/../build/firmware/images/mps2-an385.elf
+    program=${FIRMWARE_BUILD:-$here/../build/firmware}/images/mps2-an385.elf
     start() { exec "$here/../firmware/emulator.py" "$program" --link "$1" --press-every 500; }
     ;;
 *) fail "HOST=$host is not known; choose simulator or firmware" ;;
@@ -58,7 +59,7 @@ timeout 10 sh -c 'IFS= read -r line && echo "$line"' <&3 || fail "the host did n
 echo
 
 code=0
-"$demo" --device "$folder/host" || code=$?
+"$demo" --device "$folder/host" "$@" || code=$?
 
 kill "$host_pid" 2>/dev/null || true
 host_code=0

@@ -27,10 +27,18 @@ scripts/check-exports.sh build/release/lib/libzent_hostLinkClient.so
 echo "== cppcheck"
 cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
     --suppressions-list=scripts/cppcheck-suppressions.txt -I src/lib src
+# The firmware's C, as one of its boards builds it.
+firmware="-I src -I src/lib -I firmware -DMPS2_IMAGE=\"an385.h\""
+cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
+    --suppressions-list=scripts/cppcheck-suppressions.txt $firmware firmware
 
 echo "== clang-tidy, with the clang analyzer's checks"
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
 # Those with a command line's parser take longest, and come first.
 for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostcheck|exchange|sockets|rig|json)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
     xargs -P "$jobs" -n 1 clang-tidy --quiet -p build/clang 2>/dev/null
+# A register is a number that becomes an address.
+scripts/sources.sh | grep '^firmware/.*\.c$' |
+    xargs -P "$jobs" -I@ clang-tidy --quiet --checks=-performance-no-int-to-ptr --header-filter='/(src|firmware)/' @ -- \
+        -std=c99 --target=armv7m-none-eabi -ffreestanding -isystem /usr/include/newlib $firmware 2>/dev/null
 echo "lint: no findings"

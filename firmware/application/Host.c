@@ -1,8 +1,7 @@
 #include "Host.h"
 
+#include <boards/Board.h>
 #include <host/HostLinkHostUart.h>
-
-#include "../boards/Board.h"
 
 enum { openFrames = 2, bytesAtATime = 64 };
 

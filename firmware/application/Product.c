@@ -1,6 +1,7 @@
 #include "Product.h"
 
-#include "../boards/Board.h"
+#include <boards/Board.h>
+
 #include "Host.h"
 
 /* A button is pressed by itself every so many milliseconds, where nobody can press one. */

@@ -12,6 +12,6 @@
 /// | "TcpTunnelingMessage" | `Tunnel.h` |
 /// | any other request, and one that cannot be read | "UnsupportedMessageResponse" |
 /// | any response | none |
-void handleMessage(const uint8_t* message, uint32_t length);
+void handleMessage(const uint8_t* bytes, uint32_t length);
 
 #endif

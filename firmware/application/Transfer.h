@@ -10,6 +10,6 @@ void transferInit(void);
 /// Takes one "DataTransfer" and answers it: the sequence number, the checksum of the chunk as it came, and behind the
 /// last chunk the number of bytes and the checksum of the file. A chunk whose own checksum is another one is not taken;
 /// the chunk taken last is answered again and not taken twice; a chunk out of sequence ends the transfer.
-void transferTake(const HostLinkLL* request);
+void transferTake(const HostLinkLL* message);
 
 #endif

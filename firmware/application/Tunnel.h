@@ -7,6 +7,6 @@
 
 /// Answers one "TcpTunnelingMessage": `TCP_Connection` as it came, `TCP_Data` as Uint8 with `TCP_Success`; without a
 /// connection `TCP_InvalidConnection`, without data and command `TCP_InvalidMessage`. Then sends the data back.
-void tunnelTake(const HostLinkLL* request);
+void tunnelTake(const HostLinkLL* message);
 
 #endif

@@ -1,5 +1,6 @@
 /* The main loop: bytes, messages, the product, sleep. */
-#include "../boards/Board.h"
+#include <boards/Board.h>
+
 #include "Host.h"
 #include "Product.h"
 #include "Requests.h"

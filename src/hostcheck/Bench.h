@@ -76,6 +76,9 @@ public:
     /// What the wire takes for so many bytes and a response frame.
     Time wireTime(size_t bytes) const { return link.wireTime(bytes); }
 
+    /// For how long the checker was kept from running so far.
+    Time heldUp() const { return link.heldUp(); }
+
     /// The item that the host gives for the state.
     ByteArray heldItem();
     /// A number or text beside the one of the item.

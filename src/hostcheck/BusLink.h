@@ -30,6 +30,7 @@ public:
     BusLink(BusWire& busWire, Transcript& wireTranscript) : wire(busWire), transcript(wireTranscript) {}
 
     Time now() override { return wire.now(); }
+    Time heldUp() const override { return wire.heldUp(); }
     void put(const ByteArray& bytes, bool answered) override;
     std::optional<ByteArray> packet(Time until) override;
     Time wireTime(size_t /*bytes*/) const override { return Time(0); }

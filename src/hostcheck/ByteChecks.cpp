@@ -126,7 +126,7 @@ bool putWithPause(Bench& bench, const ByteArray& packet, size_t at) {
     return isInTime && bench.module.eventsAnswered == 0;
 }
 
-constexpr unsigned tries = 5;
+constexpr unsigned tries = 20;
 
 void shortPause(Bench& bench) {
     for (const size_t at : {1, 2, 3, 7, 8, 12}) {

@@ -15,6 +15,8 @@ public:
     virtual ~Link() = default;
 
     virtual Time now() = 0;
+    /// As the wire's.
+    virtual Time heldUp() const = 0;
     /// Puts bytes on the wire, whatever they are.
     /// @param answered a response frame is waited for: on a bus it is read
     virtual void put(const ByteArray& bytes, bool answered) = 0;
@@ -34,6 +36,7 @@ public:
     SerialLink(SerialWire& serialWire, Transcript& wireTranscript) : wire(serialWire), transcript(wireTranscript) {}
 
     Time now() override { return wire.now(); }
+    Time heldUp() const override { return wire.heldUp(); }
     void put(const ByteArray& bytes, bool answered) override;
     std::optional<ByteArray> packet(Time until) override;
     Time wireTime(size_t bytes) const override;

@@ -31,6 +31,8 @@ class WireClock {
 public:
     virtual ~WireClock() = default;
     virtual Time now() = 0;
+    /// For how long the checker was kept from running so far, although it wanted to; a sum that only grows.
+    virtual Time heldUp() const { return Time(0); }
 };
 
 /// A serial line. Used by one thread.

@@ -10,6 +10,7 @@
 #include <hostlink/ByteArray.h>
 
 #include "HostTime.h"
+#include "LineEnd.h"
 #include "PacketCutter.h"
 #include "PacketFaults.h"
 #include "SimulatedHost.h"
@@ -32,22 +33,22 @@ struct LineOptions {
 ///
 /// Use: hand in the bytes that have come with `receive()`; then, and when `nextDeadline()` has come (with `advance()`
 /// first), write what `nextWrite()` gives until it gives nothing.
-class HostOnLine {
+class HostOnLine : public LineEnd {
 public:
     /// @param simulatedHost the host behind the wire; not owned, must live longer
     explicit HostOnLine(SimulatedHost& simulatedHost, const LineOptions& options = {});
 
-    void receive(const ByteArray& bytes, Time now);
+    void receive(const ByteArray& bytes, Time now) override;
 
     /// The bytes of the next write, never empty as long as there is anything to write by now.
-    ByteArray nextWrite(Time now);
+    ByteArray nextWrite(Time now) override;
 
     /// Does what the time has come for: gives up half packets and acknowledgements that did not come.
-    void advance(Time now);
+    void advance(Time now) override;
 
     /// When `advance()` and `nextWrite()` are to be called next although nothing has come in; none when only the module
     /// or a new message can change anything. May be in the past.
-    std::optional<Time> nextDeadline(Time now) const;
+    std::optional<Time> nextDeadline(Time now) const override;
 
 private:
     struct DelayedAnswer {

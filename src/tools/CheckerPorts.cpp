@@ -2,22 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 #include <serialcomm/I2c.h>
 #include <serialcomm/Spi.h>
-
-#include "SystemError.h"
 
 using hostcheck::Time;
 
@@ -27,6 +19,9 @@ using hostcheck::Time;
 namespace {
 
 constexpr Time slice = hostcheck::milliseconds(50); // a signal is noticed within it
+constexpr Time shortestWait = hostcheck::milliseconds(1);
+constexpr unsigned mostLateLooks = 10;
+constexpr Time usualDelay = hostcheck::milliseconds(10); // of a wait's end, on a machine with other things to do
 constexpr unsigned long readSize = 4096;
 constexpr int bitsWithoutParity = 10;
 constexpr uint8_t spiMode = 0;
@@ -37,33 +32,9 @@ extern "C" void noteSignal(int /*signal*/) {
     signalled = true;
 }
 
-Time sinceStart() {
-    return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch());
-}
-
 std::unique_ptr<SerialBus> busOf(const HostcheckOptions& options) {
     if (options.link == "i2c") return std::make_unique<I2c>(options.device, options.i2cAddress);
     return std::make_unique<Spi>(options.device, options.spiSpeed, spiMode);
-}
-
-std::string lineFile(int gpio, const char* name) {
-    return "/sys/class/gpio/gpio" + std::to_string(gpio) + "/" + name;
-}
-
-void tell(const std::string& path, const std::string& text) {
-    std::ofstream file(path);
-    file << text << std::flush; // what the line was set up to before may do: the value's file tells
-}
-
-descriptor::Descriptor openValue(int gpio) {
-    const std::string path = lineFile(gpio, "value");
-    return descriptor::Descriptor(checked(::open(path.c_str(), O_RDONLY | O_CLOEXEC), "cannot open " + path));
-}
-
-char readValue(int file) {
-    char value = '1';
-    checked(static_cast<int>(::pread(file, &value, 1, 0)), "cannot read the interrupt line");
-    return value;
 }
 
 } // namespace
@@ -80,8 +51,16 @@ void Interruption::check() {
     if (signalled.exchange(false)) throw hostcheck::Interrupted();
 }
 
+bool OwnDelays::note(Time due) {
+    const Time late = CheckerClock::ofMachine() - due;
+    if (late <= usualDelay) return false;
+    total += late;
+    return true;
+}
+
 SerialPort::SerialPort(const HostcheckOptions& options)
-    : uart(std::make_unique<Uart>(options.device, options.baud, options.uartOptions, options.parity, true)),
+    : CheckerPort(options.clock),
+      uart(std::make_unique<Uart>(options.device, options.baud, options.uartOptions, options.parity, true)),
       bitsOfAByte(bitsWithoutParity + (options.parity == "none" ? 0 : 1) + (options.uartOptions & 1)),
       baud(options.baud) {
     if (!uart->init()) throw std::runtime_error("cannot open " + options.device);
@@ -112,23 +91,25 @@ void SerialPort::readOn(Uart& port, Arrivals& arrivals) {
     }
 }
 
-Time SerialPort::now() {
-    return sinceStart();
-}
-
 void SerialPort::send(const ByteArray& bytes) {
     Interruption::check();
     if (!uart->write(bytes)) throw hostcheck::LineLost("cannot write to the port");
 }
 
+// A wait that has lasted longer than it should tells nothing about the host: it is looked once more. So it is with each
+// of the first looks that the machine makes late.
 ByteArray SerialPort::receive(Time until) {
     std::unique_lock<std::mutex> lock(arrivals->mutex);
-    while (arrivals->come.empty()) {
+    bool wasLate = false;
+    for (unsigned lateLooks = 0; arrivals->come.empty(); lateLooks += wasLate ? 1 : 0) {
         Interruption::check();
         if (arrivals->isLost) throw hostcheck::LineLost("the port is lost");
-        const Time time = now();
-        if (time >= until) return {};
-        arrivals->changed.wait_for(lock, std::min(until - time, slice));
+        const Time left = until - now();
+        if (left <= Time(0) && (!wasLate || lateLooks > mostLateLooks)) return {};
+        const Time span = std::clamp(left, shortestWait, slice);
+        const Time due = CheckerClock::ofMachine() + span;
+        const bool isNotified = arrivals->changed.wait_for(lock, span) == std::cv_status::no_timeout;
+        wasLate = !isNotified && ownDelays.note(due);
     }
     return std::exchange(arrivals->come, {});
 }
@@ -137,18 +118,9 @@ Time SerialPort::lineTime(size_t bytes) const {
     return Time(static_cast<int64_t>(bytes) * bitsOfAByte * Time(std::chrono::seconds(1)).count() / baud);
 }
 
-BusPort::BusPort(const HostcheckOptions& options) : device(busOf(options)) {
+BusPort::BusPort(const HostcheckOptions& options) : CheckerPort(options.clock), device(busOf(options)) {
     if (!device->open()) throw std::runtime_error("cannot open " + options.device);
-    tell("/sys/class/gpio/export", std::to_string(options.gpio));
-    tell(lineFile(options.gpio, "direction"), "in");
-    tell(lineFile(options.gpio, "edge"), "falling");
-    edges = openValue(options.gpio);
-    level = openValue(options.gpio);
-    isPending = readValue(edges.get()) == '0'; // a line that is low already counts as an edge
-}
-
-Time BusPort::now() {
-    return sinceStart();
+    line = openLine(options);
 }
 
 bool BusPort::write(const ByteArray& bytes) {
@@ -166,30 +138,24 @@ ByteArray BusPort::writeRead(const ByteArray& bytes, size_t count) {
     return device->writeRead(bytes, static_cast<int>(count));
 }
 
-bool BusPort::lineLow() {
-    return readValue(level.get()) == '0';
-}
-
 bool BusPort::waitForEdge(Time until) {
-    while (!std::exchange(isPending, false)) {
+    while (true) {
         Interruption::check();
-        const Time time = now();
-        pollfd line{edges.get(), POLLPRI, 0};
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::clamp(until - time, Time(0), slice));
-        const int ready = ::poll(&line, 1, static_cast<int>(left.count()));
-        if (ready < 0 && errno != EINTR) throwSystemError("cannot wait for the interrupt line");
-        if (ready > 0) {
-            readValue(edges.get());
-            return true;
-        }
-        if (time >= until) return false;
+        const Time left = until - now();
+        const Time span = std::clamp(left, Time(0), slice);
+        const Time due = CheckerClock::ofMachine() + span;
+        if (line->waitForEdge(span)) return true;
+        ownDelays.note(due);
+        if (left <= Time(0)) return false;
     }
-    return true;
 }
 
 void BusPort::pause(Time until) {
-    while (now() < until) {
+    for (Time left = until - now(); left > Time(0); left = until - now()) {
         Interruption::check();
-        std::this_thread::sleep_for(std::min(until - now(), slice));
+        const Time span = std::min(left, slice);
+        const Time due = CheckerClock::ofMachine() + span;
+        std::this_thread::sleep_for(span);
+        ownDelays.note(due);
     }
 }

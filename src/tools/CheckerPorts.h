@@ -8,11 +8,12 @@
 #include <string>
 #include <thread>
 
-#include <descriptor/Descriptor.h>
 #include <hostcheck/Wire.h>
 #include <serialcomm/SerialBus.h>
 #include <serialcomm/Uart.h>
 
+#include "CheckerClock.h"
+#include "CheckerLine.h"
 #include "HostcheckOptions.h"
 
 /// Set by SIGINT and SIGTERM. Whoever waits takes it, once for each signal.
@@ -24,14 +25,40 @@ public:
     static void check();
 };
 
+/// How long this machine has kept the checker from running, as far as its waits show.
+class OwnDelays {
+public:
+    /// A wait is over that was to end then, by the machine's clock.
+    /// @return whether that is late
+    bool note(hostcheck::Time due);
+    hostcheck::Time sum() const { return total; }
+
+private:
+    hostcheck::Time total{0};
+};
+
+/// What the ports have in common.
+template <typename Wire> class CheckerPort : public Wire {
+public:
+    explicit CheckerPort(const std::string& clockSource) : clock(makeClock(clockSource)) {}
+
+    hostcheck::Time now() override { return clock->now(); }
+    hostcheck::Time heldUp() const override { return ownDelays.sum(); }
+
+protected:
+    OwnDelays ownDelays;
+
+private:
+    std::unique_ptr<CheckerClock> clock;
+};
+
 /// A serial port of the project's serial library.
-class SerialPort : public hostcheck::SerialWire {
+class SerialPort : public CheckerPort<hostcheck::SerialWire> {
 public:
     /// @throw std::runtime_error it cannot be opened; the log says why
     explicit SerialPort(const HostcheckOptions& options);
     ~SerialPort() override;
 
-    hostcheck::Time now() override;
     void send(const ByteArray& bytes) override;
     ByteArray receive(hostcheck::Time until) override;
     hostcheck::Time lineTime(size_t bytes) const override;
@@ -54,24 +81,20 @@ private:
     std::thread reader; // blocks in the port's read; ends with the port
 };
 
-/// A bus of the project's serial library and a line of sysfs.
-class BusPort : public hostcheck::BusWire {
+/// A bus of the project's serial library and an interrupt line.
+class BusPort : public CheckerPort<hostcheck::BusWire> {
 public:
     /// @throw std::runtime_error, std::system_error one of them cannot be opened
     explicit BusPort(const HostcheckOptions& options);
 
-    hostcheck::Time now() override;
     bool write(const ByteArray& bytes) override;
     ByteArray read(size_t count) override;
     ByteArray writeRead(const ByteArray& bytes, size_t count) override;
-    bool lineLow() override;
+    bool lineLow() override { return line->isLow(); }
     bool waitForEdge(hostcheck::Time until) override;
     void pause(hostcheck::Time until) override;
 
 private:
     std::unique_ptr<SerialBus> device;
-    // Two of the same file: reading one takes its edge away, the other one's stays.
-    descriptor::Descriptor edges;
-    descriptor::Descriptor level;
-    bool isPending = false; // an edge nobody has been told of
+    std::unique_ptr<CheckerLine> line;
 };

@@ -16,6 +16,22 @@ void allow(hostcheck::Waits& waits, hostcheck::Time answer) {
     waits.recovery = std::max(waits.recovery, 2 * answer);
 }
 
+void declareLine(CLI::App& app, HostcheckOptions& options) {
+    app.add_option("--gpio", options.gpio,
+                   "Number of the line on which the host asks to be read, with\n--gpio-chip on that chip (i2c, spi)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 100000))
+        ->capture_default_str();
+    CLI::Option* chip =
+        app.add_option("--gpio-chip", options.gpioChip,
+                       "Chip of the line, a path such as /dev/gpiochip0 or a label;\nwithout it the line "
+                       "is watched through sysfs (i2c, spi)")
+            ->type_name("CHIP");
+    app.add_option("--gpio-line", options.gpioLine, "Name of the line on that chip, in place of --gpio (i2c, spi)")
+        ->type_name("NAME")
+        ->needs(chip);
+}
+
 void declareWire(CLI::App& app, HostcheckOptions& options) {
     app.add_option("--device", options.device, "Device of the link, for example /dev/ttyUSB0 or /dev/i2c-1")
         ->type_name("PATH");
@@ -34,10 +50,7 @@ void declareWire(CLI::App& app, HostcheckOptions& options) {
         ->type_name("N")
         ->check(CLI::Range(0, 7))
         ->capture_default_str();
-    app.add_option("--gpio", options.gpio, "Sysfs number of the line on which the host asks to be read (i2c, spi)")
-        ->type_name("N")
-        ->check(CLI::Range(0, 100000))
-        ->capture_default_str();
+    declareLine(app, options);
     app.add_option("--i2c-address", options.i2cAddress, "Address of the host on the bus (i2c)")
         ->type_name("N")
         ->check(CLI::Range(3, 119))
@@ -77,12 +90,21 @@ void declareChecks(CLI::App& app, HostcheckOptions& options) {
     app.add_option("--seed", options.setup.seed, "Seed of everything random")->type_name("N")->capture_default_str();
 }
 
+void declareClock(CLI::App& app, HostcheckOptions& options) {
+    app.add_option(
+           "--clock", options.clock,
+           "Go by the clock of a host in an emulator, which may be given\nless time than passes: its milliseconds, 32 "
+           "bits little-endian\nat this place of a file that the emulator keeps as memory")
+        ->type_name("FILE:OFFSET");
+}
+
 } // namespace
 
 void declareOptions(CLI::App& app, HostcheckOptions& options) {
     app.get_formatter()->column_width(32);
     declareWire(app, options);
     declareChecks(app, options);
+    declareClock(app, options);
     app.add_flag("--json", options.json, "Print the results as one JSON object");
     app.add_option("--junit", options.junit, "Write the results to this file, in the form of JUnit")->type_name("FILE");
     app.add_flag("--list", options.list, "Print the checks: what each does and expects, and why");

@@ -18,8 +18,12 @@ struct HostcheckOptions {
     std::string parity = "none";
     int uartOptions = 0;
     int gpio = 0;
+    std::string gpioChip; ///< empty: sysfs
+    std::string gpioLine; ///< empty: by number
     int i2cAddress = 0x42;
     int spiSpeed = 1000000;
+
+    std::string clock; ///< as `makeClock` takes it
 
     hostcheck::Setup setup;
     std::vector<std::string> only;

@@ -4,6 +4,7 @@ or the project's demo at the other end.
 A board that hangs fails its test: everything waits within bounds, and the emulator is killed at the end whatever it does.
 """
 import json
+import os
 import pathlib
 import shutil
 import signal
@@ -20,7 +21,7 @@ TOP = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(TOP / "firmware"))
 import sizes
 import vectors
-from emulator import EMULATOR, Board
+from emulator import EMULATOR, Board, address_of, clock_in, memory_words
 from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESPONSE, SET, SUBSCRIBE, TUNNEL,
                     TUNNEL_RESPONSE, U8, U16, U32, UNSUBSCRIBE, UNSUPPORTED, Module, ids, items_of, number, packet, text,
                     values)
@@ -140,6 +141,75 @@ def DemoOverALineThatLosesBytes(tried):
         relay.disturb(6)
         tried.demo(relay.path, 64, 8192, 2000)
         expect("faults", relay.faults, 6)
+
+
+def DemoForPeople(tried):
+    """What `make demo HOST=firmware` runs."""
+    done = subprocess.run([TOP / "scripts/demo.sh", tried.build, "uart", "firmware", "--file-size", "4096"],
+                          capture_output=True, text=True, timeout=200, check=False, env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
+    print(done.stdout[-300:], done.stderr)
+    expect("exit code", done.returncode, 0)
+    assert "All went well." in done.stdout and "What to try next" in done.stdout, done.stdout
+
+
+# -- the checker of hosts
+
+class Checked:
+    """A board and the checker at its line, which goes by the board's clock: a busy machine is no slow host."""
+
+    def __init__(self, tried):
+        self.image, self.build = tried.images / "mps2-an385-psram.elf", tried.build
+        self.file = tempfile.NamedTemporaryFile(prefix="board-memory-")
+        self.board = Board(self.image, *memory_words(self.file.name))
+
+    def check(self, *arguments):
+        words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
+                 clock_in(self.file.name, self.image), "--json", *arguments]
+        done = subprocess.run(words, capture_output=True, text=True, timeout=280, check=False)
+        return done.returncode, done.stdout, done.stderr
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.board.close()
+        self.file.close()
+
+
+def passes_all_of(tried, *groups):
+    with Checked(tried) as checked:
+        only = [word for group in groups for word in ("--only", group)]
+        code, out, err = checked.check("--destructive", "--load-time", "2", *only)
+    print(out, err)
+    results = json.loads(out)["checks"]
+    expect("not passed", [(one["name"], one["text"]) for one in results if one["outcome"] != "pass"], [])
+    expect("exit code", code, 0)
+    assert len(results) > 20, len(results)
+
+
+def CheckerPassesAnswersAndBytes(tried):
+    passes_all_of(tried, "answers", "bytes")
+
+
+def CheckerPassesFramesSizesAndResets(tried):
+    passes_all_of(tried, "frames", "reset", "sizes")
+
+
+def CheckerPassesOwnPacketsAndTransfers(tried):
+    passes_all_of(tried, "own packets", "transfers")
+
+
+def CheckerPassesMessagesStatesAndLoad(tried):
+    passes_all_of(tried, "messages", "states", "load")
+
+
+def CheckerPassesNothingOfAHungBoard(tried):
+    with Checked(tried) as checked:
+        checked.board.process.send_signal(signal.SIGSTOP)
+        code, out, err = checked.check("--only", "response-form")
+    expect("exit code", code, 2)
+    expect("output", out, "")
+    assert "the host's clock has stood still" in err, err
 
 
 # -- what it says
@@ -417,6 +487,16 @@ def SizesAreWithinThoseOnThePage(tried):
     expect("exit code", done.returncode, 0)
 
 
+def PortsAreShort(tried):
+    """What stands in a board's folder, but for what only tests build."""
+    boards = TOP / "firmware" / "boards"
+    for board, files in (("microbit", ("Board.c", "microbit.ld")), ("mps2", ("Board.c", "an385.h", "mps2-an385.ld")),
+                         ("mps2", ("Board.c", "an505.h", "mps2-an505.ld"))):
+        lines = sum(len((boards / board / file).read_text(encoding="utf-8").splitlines()) for file in files)
+        print(board, lines)
+        assert lines <= 150, (board, lines)
+
+
 class Monitor:
     """The emulator's own console, from which a board's memory can be read."""
 
@@ -441,11 +521,6 @@ class Monitor:
     def close(self):
         for each in (self.answers, self.here, self.there):
             each.close()
-
-
-def address_of(symbol, image):
-    lines = subprocess.run(["arm-none-eabi-nm", image], check=True, capture_output=True, text=True).stdout.splitlines()
-    return next(int(line.split()[0], 16) for line in lines if line.split()[2] == symbol)
 
 
 def StackStaysWithinItsWorstCase(tried):

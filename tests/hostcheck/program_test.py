@@ -6,6 +6,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import xml.etree.ElementTree
 
@@ -86,6 +87,19 @@ def UsageIsExitCode2(build):
     code, _, err = check(build, "--device", "/nowhere/tty")
     expect("a device that is not there", code, 2)
     assert "/nowhere/tty" in err, err
+    for clock in ("nowhere", "nowhere:", "nowhere:12x"):
+        code, _, err = check(build, "--device", "/nowhere/tty", "--clock", clock)
+        expect(clock, code, 2)
+        assert "--clock is FILE:OFFSET" in err, err
+    code, _, err = check(build, "--device", "/nowhere/tty", "--clock", "/nowhere/clock:0")
+    expect("a clock that is not there", code, 2)
+    assert "/nowhere/clock" in err, err
+    code, _, err = check(build, "--device", "/nowhere/tty", "--clock", "/dev/null:0")
+    expect("a clock that ends", code, 2)
+    assert "the file ends before the clock" in err, err
+    code, _, err = check(build, "--link", "spi", "--device", "/nowhere/spi", "--gpio-line", "HOST_IRQ")
+    expect("a line of no chip", code, 2)
+    assert "--gpio-chip" in err, err
     code, _, err = check(build, "--device", "/nowhere/tty", "--only", "walking")
     expect("a check that is not there", code, 2)
     assert "no check and no group is named 'walking'" in err, err
@@ -124,6 +138,59 @@ def InterruptLeavesTheHostInOrder(build):
         assert "1 passed, 0 failed, 0 skipped" in out.decode(), out
         code, _, _ = check(build, "--device", host.device, *UNHURRIED, *only("response-form"))
         expect("a check afterwards", code, 0)
+
+
+def RepeatMakesAllChecksSoManyTimes(build):
+    with Simulator(build) as host:
+        code, out, _ = check(build, "--device", host.device, "--json", "--repeat", "3", *UNHURRIED,
+                             *only("get-in-order", "reset-idle"))
+    results = json.loads(out)
+    expect("exit code", code, 0)
+    expect("checks", [one["name"] for one in results["checks"]], ["reset-idle", "get-in-order"] * 3)
+
+
+def ProgressIsShownAtATerminal(build):
+    near, far = os.openpty()
+    try:
+        with Simulator(build) as host:
+            words = [os.path.join(build, "bin", "zent-hostcheck"), "--device", host.device, *UNHURRIED,
+                     *only("get-in-order", "reset-idle")]
+            done = subprocess.run(words, stdout=subprocess.PIPE, stderr=far, timeout=PATIENCE, check=False)
+        expect("exit code", done.returncode, 0)
+        shown = os.read(near, 4096).decode()
+        assert "[1/2] reset-idle" in shown and "[2/2] get-in-order" in shown, shown
+        assert "[1/2]" not in done.stdout.decode(), done.stdout
+    finally:
+        os.close(near)
+        os.close(far)
+
+
+def GoesByTheClockThatItIsGiven(build):
+    """One that is three times as slow as this machine's, or slower: so is the check, by this machine's."""
+    with Simulator(build) as host, tempfile.NamedTemporaryFile() as file:
+        file.write(bytes(12))
+        file.flush()
+        over = threading.Event()
+
+        def tick():
+            milliseconds = 0
+            while not over.wait(0.003):
+                milliseconds += 1
+                os.pwrite(file.fileno(), milliseconds.to_bytes(4, "little"), 8)
+
+        ticking = threading.Thread(target=tick)
+        ticking.start()
+        began = time.monotonic()
+        try:
+            code, out, err = check(build, "--device", host.device, "--clock", file.name + ":8", "--json",
+                                   *only("response-form"))
+        finally:
+            over.set()
+            ticking.join()
+        took = time.monotonic() - began
+    expect("exit code", (code, err), (0, ""))
+    by_its_clock = json.loads(out)["checks"][0]["seconds"]
+    assert 0.3 <= by_its_clock <= took / 2, (by_its_clock, took)  # nothing more must come for 0.3 s
 
 
 def StatesArePutBack(build):

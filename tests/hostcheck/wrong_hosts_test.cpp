@@ -828,6 +828,20 @@ TEST(RightHost, PassesAllChecks) {
     EXPECT_TRUE(checker.runner.leaveInOrder());
 }
 
+TEST(RightHost, IsAskedForMoreWhenItsPacketsAreLong) {
+    HostOptions options;
+    options.outgoing.maxPacketSize = 256; // 40 states, 163 bytes, are one packet, 120 are two
+    Checker checker(options);
+    for (const hostcheck::Check* check : hostcheck::selected({"own packets"}, false))
+        EXPECT_EQ(checker.runner.run(*check).outcome, Outcome::Passed) << check->name;
+
+    options.outgoing.maxPacketSize = 1024;
+    Checker ofOnePacket(options);
+    const Result result = ofOnePacket.runner.run(checkNamed("one-in-flight"));
+    EXPECT_EQ(result.outcome, Outcome::Skipped);
+    EXPECT_EQ(result.text, "the host puts 120 states into one packet");
+}
+
 TEST(SilentHost, PassesNoCheck) {
     Wrongs silent;
     silent.toModule = [](const ByteArray&) { return ByteArray(); };

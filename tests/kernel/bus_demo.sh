@@ -1,6 +1,6 @@
 #!/bin/sh
-# In the guest: the demo over I2C and SPI, with the rig's host behind the kernel's buses, which presses no button by itself,
-# and its interrupt line through sysfs and through its chip's character device.
+# In the guest: the demo and the checker of hosts over I2C and SPI, with the rig's host behind the kernel's buses, which
+# presses no button by itself, and its interrupt line through sysfs and through its chip's character device.
 set -e
 say() { zent-busrig-say "$@"; }
 demo() {
@@ -20,3 +20,14 @@ demo i2c --device /dev/i2c-1 --i2c-address 66
 demo spi --device /dev/spidev0.0
 demo i2c --device /dev/i2c-1 --i2c-address 66 --gpio-chip riggpio
 demo spi --device /dev/spidev0.0 --gpio-chip riggpio
+
+# Checks that need the line's edges and its level.
+check() {
+    echo "== the checker over $*"
+    zent-hostcheck --link "$@" --response-timeout 20000 --only bus-announce --only bus-after-nack \
+        --only bus-write-while-low --only get-in-order | tee /tmp/check
+    grep -q "^4 passed, 0 failed, 0 skipped" /tmp/check
+}
+check i2c --device /dev/i2c-1 --i2c-address 66 --gpio-chip riggpio --gpio 17
+check spi --device /dev/spidev0.0 --gpio-chip riggpio --gpio-line HOST_IRQ
+if zent-hostcheck --link spi --device /dev/spidev0.0 --gpio-chip riggpio --gpio-line NOBODY --only own-form; then exit 1; fi

@@ -145,7 +145,7 @@ private:
     std::thread thread;
 };
 
-MemoryHost::MemoryHost() : host(hostOptions()), line(host, {}, none) {}
+MemoryHost::MemoryHost() : host(hostOptions()), end(host), line(end, none) {}
 
 hostlink::Wire MemoryHost::wire() {
     return hostlink::OwnLink{[this] { return std::make_unique<Link>(*this); }, "memory", 64};

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include <hostlinkclient/Wire.h>
+#include <hostsim/HostOnLine.h>
 #include <hostsim/SimulatedHost.h>
 #include <hostsim/wire/FaultySerialLine.h>
 
@@ -35,6 +36,7 @@ private:
     std::mutex mutex;             // guards all below
     faultywire::WireJournal none; // keeps nothing
     hostsim::SimulatedHost host;
+    hostsim::HostOnLine end;
     faultywire::FaultySerialLine line;
     hostsim::Time clock{0}; // passes with each write, and where somebody waits
     uint64_t written = 0;

@@ -1,23 +1,8 @@
-// The host at the far side of a pseudo terminal. Its thread owns the terminal's master; `mutex` guards the host, the
-// line and the journal, which the test's thread asks and changes.
-#include <array>
-#include <atomic>
-#include <cerrno>
-#include <condition_variable>
-#include <cstdint>
-#include <mutex>
-#include <stdexcept>
-#include <thread>
+// The simulated host at the far side of a serial line.
+#include <hostsim/HostOnLine.h>
+#include <hostsim/SimulatedHost.h>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <hostsim/wire/FaultySerialLine.h>
-
-#include "HostSide.h"
-#include "support/Pty.h"
+#include "FarHost.h"
 
 namespace truth {
 
@@ -32,11 +17,7 @@ const char* nameOf(LinkKind kind) {
 
 namespace {
 
-using faultywire::Entry;
 using faultywire::EntryKind;
-using hostsim::Time;
-
-constexpr std::chrono::seconds patience{30};
 
 hostsim::HostOptions hostOptions(const Timing& timing) {
     hostsim::HostOptions options;
@@ -45,120 +26,35 @@ hostsim::HostOptions hostOptions(const Timing& timing) {
     return options;
 }
 
-class UartHostSide : public HostSide {
+class SimulatedFarHost : public FarHost {
 public:
-    explicit UartHostSide(const Timing& hostTiming)
-        : timing(hostTiming),
-          endpoint(hostOptions(hostTiming)),
-          line(endpoint, hostsim::LineOptions{hostTiming.packetPause}, journal),
-          slave(::open(pty.slavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)),
-          wake(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-        if (slave < 0 || wake < 0) throw std::runtime_error("no pseudo terminal for the host");
-        journal.keep(true);
-        endpoint.setTrace([this](hostsim::TraceEvent event, const ByteArray& bytes) {
-            if (event == hostsim::TraceEvent::MessageReceived) note(EntryKind::HostReceived, bytes);
-            if (event == hostsim::TraceEvent::MessageSent) note(EntryKind::HostConfirmed, bytes);
+    SimulatedFarHost(const Timing& timing, faultywire::WireJournal& journal)
+        : host(hostOptions(timing)), line(host, hostsim::LineOptions{timing.packetPause}) {
+        host.setTrace([&journal](hostsim::TraceEvent event, const ByteArray& bytes) {
+            const auto note = [&](EntryKind kind) {
+                journal.add({kind, {}, faultywire::WireFault::None, 0, bytes, {}});
+            };
+            if (event == hostsim::TraceEvent::MessageReceived) note(EntryKind::HostReceived);
+            if (event == hostsim::TraceEvent::MessageSent) note(EntryKind::HostConfirmed);
         });
-        thread = std::thread([this] { run(); });
-    }
-    ~UartHostSide() override {
-        ended = true;
-        wakeUp();
-        thread.join();
-        ::close(wake);
-        ::close(slave);
     }
 
-    HostLinkPhysicalLayer::Properties properties() const override {
-        HostLinkPhysicalLayer::Properties properties;
-        properties.setString(DevicePath, pty.slavePath());
-        properties.setInt(UartBaudRate, 115200);
-        properties.setInt(UartResponseTimeout, static_cast<int>(timing.response.count() / 1000));
-        return properties;
-    }
-    void setFaults(const faultywire::WireFaults& faults) override {
-        const std::lock_guard lock(mutex);
-        line.dice().set(faults);
-    }
-    void send(const ByteArray& message) override {
-        {
-            const std::lock_guard lock(mutex);
-            endpoint.send({message});
-        }
-        wakeUp();
-    }
-    std::vector<Entry> takeJournal() override {
-        const std::lock_guard lock(mutex);
-        return journal.take();
-    }
-    void keepJournal(bool on) override {
-        const std::lock_guard lock(mutex);
-        journal.take();
-        journal.keep(on);
-    }
-    uint64_t messagesReceived() override {
-        const std::lock_guard lock(mutex);
-        return endpoint.counts().messagesReceived;
-    }
-    bool waitUntilQuiet() override {
-        std::unique_lock lock(mutex);
-        return stepped.wait_for(lock, patience, [this] { return isQuiet(); });
-    }
+    hostsim::LineEnd& end() override { return line; }
+    void send(const ByteArray& message) override { host.send({message}); }
+    uint64_t messagesReceived() const override { return host.counts().messagesReceived; }
+    bool isIdle() const override { return host.isIdle(); }
 
 private:
-    static Time now() { return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch()); }
-    void note(EntryKind kind, const ByteArray& bytes) {
-        journal.add({kind, {}, faultywire::WireFault::None, 0, bytes, {}});
-    }
-    void wakeUp() const {
-        const uint64_t one = 1;
-        if (::write(wake, &one, sizeof one) < 0 && errno != EAGAIN) std::terminate();
-    }
-    bool isQuiet() const { return line.isQuiet() && endpoint.isIdle() && !line.nextDeadline(now()); }
-
-    void run() {
-        while (!ended) {
-            std::optional<Time> next = step();
-            std::array<pollfd, 2> entries{{{pty.master(), POLLIN, 0}, {wake, POLLIN, 0}}};
-            timespec span{};
-            if (next) {
-                const auto left = std::chrono::nanoseconds(std::max(*next - now(), Time::zero()));
-                span.tv_sec = left.count() / 1000000000;
-                span.tv_nsec = left.count() % 1000000000;
-            }
-            ::ppoll(entries.data(), entries.size(), next ? &span : nullptr, nullptr);
-            uint64_t drained = 0;
-            if (entries[1].revents != 0 && ::read(wake, &drained, sizeof drained) < 0) continue;
-        }
-    }
-    std::optional<Time> step() {
-        const std::lock_guard lock(mutex);
-        const ByteArray bytes = pty.readAvailable();
-        if (!bytes.empty()) line.fromModule(bytes, now());
-        line.advance(now());
-        const ByteArray answer = line.toModule(now());
-        if (!answer.empty() && !pty.write(answer)) throw std::runtime_error("the module takes no more bytes");
-        stepped.notify_all();
-        return line.nextDeadline(now());
-    }
-
-    const Timing timing;
-    Pty pty;
-    std::mutex mutex;
-    std::condition_variable stepped;
-    faultywire::WireJournal journal;
-    hostsim::SimulatedHost endpoint;
-    faultywire::FaultySerialLine line;
-    const int slave; // held open, so that the line stays up while the module makes its link anew
-    const int wake;
-    std::atomic<bool> ended{false};
-    std::thread thread;
+    hostsim::SimulatedHost host;
+    hostsim::HostOnLine line;
 };
 
 } // namespace
 
 std::unique_ptr<HostSide> makeUartHost(const Timing& timing) {
-    return std::make_unique<UartHostSide>(timing);
+    return makeLineHost(timing, [](const Timing& times, faultywire::WireJournal& journal) {
+        return std::make_unique<SimulatedFarHost>(times, journal);
+    });
 }
 
 } // namespace truth

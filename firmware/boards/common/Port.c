@@ -1,6 +1,7 @@
 #include "Port.h"
 
-#include "../Board.h"
+#include <boards/Board.h>
+
 #include "Ring.h"
 
 static Ring fromModule;                /* put in by the receiver's handler, taken out by the main loop */

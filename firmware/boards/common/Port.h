@@ -2,8 +2,8 @@
 /// What a port to a board and the code that all boards share have of each other. A port is one folder:
 ///
 /// - a linker script that says where CODE and DATA are, and includes `sections.ld`;
-/// - a source with `boardInit` and `boardButton` (`../Board.h`), `portStartTransmitter`, three handlers, and the table
-/// of
+/// - a source with `boardInit` and `boardButton` (`boards/Board.h`), `portStartTransmitter`, three handlers, and the
+/// table of
 ///   interrupts.
 ///
 /// The handlers may have any priorities: each writes what no other writes.

@@ -8,9 +8,13 @@ extern uint8_t dataBegin[], dataEnd[], dataImage[], bssBegin[], bssEnd[];
 
 int main(void);
 
+static size_t sizeBetween(const uint8_t* begin, const uint8_t* end) {
+    return (uintptr_t)end - (uintptr_t)begin; /* to the compiler they are two objects */
+}
+
 void resetHandler(void) {
-    memcpy(dataBegin, dataImage, (size_t)(dataEnd - dataBegin));
-    memset(bssBegin, 0, (size_t)(bssEnd - bssBegin));
+    memcpy(dataBegin, dataImage, sizeBetween(dataBegin, dataEnd));
+    memset(bssBegin, 0, sizeBetween(bssBegin, bssEnd));
     main();
     strayHandler();
 }

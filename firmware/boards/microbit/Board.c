@@ -1,7 +1,6 @@
 /* BBC micro:bit (nRF51822, Cortex-M0): the module on the UART of the USB connector, buttons A and B as 1 and 2. */
-#include "../Board.h"
-
-#include "../common/Port.h"
+#include <boards/Board.h>
+#include <boards/common/Port.h>
 
 /* GPIO: the lines of the UART and of the buttons, which pull low. */
 #define GPIO_IN REGISTER(0x50000510)

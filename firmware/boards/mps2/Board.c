@@ -1,8 +1,7 @@
 /* Arm MPS2: the module on UART 0, buttons as characters '1' to '9' on UART 1. What the FPGA images differ in is in a
    header each, which the build names. */
-#include "../Board.h"
-
-#include "../common/Port.h"
+#include <boards/Board.h>
+#include <boards/common/Port.h>
 #include MPS2_IMAGE
 
 enum { baudRate = 115200 };

@@ -19,10 +19,6 @@ bool isOfType(const ByteArray& packet, int type) {
 
 } // namespace
 
-FaultySerialLine::FaultySerialLine(hostsim::SimulatedHost& simulatedHost, const hostsim::LineOptions& options,
-                                   WireJournal& wireJournal)
-    : host(simulatedHost, options), journal(wireJournal) {}
-
 void FaultySerialLine::fromModule(const ByteArray& bytes, Time now) {
     uncut.insert(uncut.end(), bytes.begin(), bytes.end());
     while (HostLinkPacket::verify(uncut)) {

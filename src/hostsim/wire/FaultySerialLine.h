@@ -5,19 +5,18 @@
 #include <deque>
 #include <optional>
 
-#include <hostsim/HostOnLine.h>
-#include <hostsim/SimulatedHost.h>
+#include <hostsim/LineEnd.h>
 
 #include "FaultDice.h"
 
 namespace faultywire {
 
-/// Drives a `HostOnLine` and does to each packet on the way, in either direction, what the dice say. Knows no device
+/// Drives a host's end and does to each packet on the way, in either direction, what the dice say. Knows no device
 /// and no thread. Not locked.
 class FaultySerialLine {
 public:
-    FaultySerialLine(hostsim::SimulatedHost& simulatedHost, const hostsim::LineOptions& options,
-                     WireJournal& wireJournal);
+    /// @param hostEnd sends one packet a write; not owned, must live longer
+    FaultySerialLine(hostsim::LineEnd& hostEnd, WireJournal& wireJournal) : host(hostEnd), journal(wireJournal) {}
 
     FaultDice& dice() { return chance; }
 
@@ -42,7 +41,7 @@ private:
     bool takeFromHost(hostsim::Time now);
     void put(const ByteArray& packet, WireFault fault);
 
-    hostsim::HostOnLine host;
+    hostsim::LineEnd& host;
     WireJournal& journal;
     FaultDice chance;
     ByteArray uncut;         // of the module's bytes
