@@ -84,10 +84,14 @@ json::Object stateObject(const StateId& state, const Value& value) {
     return object;
 }
 
-std::string stateLine(const StateId& state, const Value& value) {
+std::string valueText(const StateId& state, const Value& value) {
     const std::string plain = plainText(value);
     const std::string named = value.isNumber() ? value.print(state) : plain;
-    return state.name() + " = " + (named == plain ? plain : named + " (" + plain + ")");
+    return named == plain ? plain : named + " (" + plain + ")";
+}
+
+std::string stateLine(const StateId& state, const Value& value) {
+    return state.name() + " = " + valueText(state, value);
 }
 
 } // namespace command

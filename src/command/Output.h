@@ -44,6 +44,9 @@ private:
 /// state, "hex" where it is binary.
 json::Object stateObject(const hostlink::StateId& state, const hostlink::Value& value);
 
+/// "Playing (1)"; bytes that a terminal would obey are shown in hexadecimal digits.
+std::string valueText(const hostlink::StateId& state, const hostlink::Value& value);
+
 /// "PlayerPlayStatus = Playing (1)"
 std::string stateLine(const hostlink::StateId& state, const hostlink::Value& value);
 

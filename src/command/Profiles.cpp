@@ -34,9 +34,9 @@ Profiles::Profiles(const std::string& path) : file(path.empty() ? usualPath() : 
                 throw UsageError(file + ": '" + item.fullname() + "' stands in no profile: begin one with [name]");
             }
             auto& profile = words[item.parents.front()];
-            if (item.name == "++") continue; // its beginning
-            profile.push_back("--" + item.name);
-            profile.insert(profile.end(), item.inputs.begin(), item.inputs.end());
+            if (item.name == "++") continue;             // its beginning
+            for (const std::string& value : item.inputs) // in one word, as flags take it
+                profile.push_back("--" + item.name + "=" + value);
         }
     } catch (const CLI::Error& error) {
         throw UsageError(file + ": " + error.what());

@@ -8,13 +8,16 @@ Program::Program(const CommonOptions& options, Output& output, Stop& stop) : com
 
 Program::~Program() = default;
 
+WireOptions Program::wire() const {
+    if (common.profile.empty()) return common.wire;
+    return common.wire.over(Profiles(common.profiles).profile(common.profile));
+}
+
 hostlink::Client& Program::host() {
     if (!client) {
-        WireOptions wire = common.wire;
-        if (!common.profile.empty()) wire = wire.over(Profiles(common.profiles).profile(common.profile));
         hostlink::Options options;
         options.deadline = timeout();
-        client = std::make_unique<hostlink::Client>(wire.wire(), options);
+        client = std::make_unique<hostlink::Client>(wire().wire(), options);
     }
     return *client;
 }

@@ -39,6 +39,9 @@ public:
     Stop& stop() { return end; }
     std::chrono::milliseconds timeout() const { return std::chrono::milliseconds(common.timeout); }
 
+    /// The wire that was named, on the command line or by a profile; it may be none.
+    /// @throw UsageError there is no such profile
+    WireOptions wire() const;
     /// Opens the link when it is asked for first.
     /// @throw UsageError no wire is named
     hostlink::Client& host();

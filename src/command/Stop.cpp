@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 #include <poll.h>
 #include <pthread.h>
@@ -32,17 +33,27 @@ descriptor::Descriptor orThrow(int fd) {
 
 descriptor::Descriptor takeSignals() {
     const sigset_t set = endingSignals();
-    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    sigset_t blocked = set;
+    sigaddset(&blocked, SIGWINCH); // for whoever draws: a thread that lets it through would swallow it
+    ::pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
     return orThrow(::signalfd(-1, &set, SFD_CLOEXEC));
+}
+
+void signalOn(const descriptor::Descriptor& event) {
+    const uint64_t one = 1;
+    descriptor::repeatInterrupted([&] { return ::write(event.get(), &one, sizeof one); });
 }
 
 } // namespace
 
-Stop::Stop() : signals(takeSignals()), over(orThrow(::eventfd(0, EFD_CLOEXEC))), watcher([this] { watch(); }) {}
+Stop::Stop()
+    : signals(takeSignals()),
+      ending(orThrow(::eventfd(0, EFD_CLOEXEC))),
+      over(orThrow(::eventfd(0, EFD_CLOEXEC))),
+      watcher([this] { watch(); }) {}
 
 Stop::~Stop() {
-    const uint64_t one = 1;
-    descriptor::repeatInterrupted([&] { return ::write(over.get(), &one, sizeof one); });
+    signalOn(over);
     watcher.join();
 }
 
@@ -54,10 +65,23 @@ void Stop::watch() {
         if (entries[1].revents != 0) return;
         signalfd_siginfo info{};
         if (::read(signals.get(), &info, sizeof info) != sizeof info) continue;
-        if (second) ::_exit(killedByFirst + static_cast<int>(info.ssi_signo));
+        if (second) endSuddenly(static_cast<int>(info.ssi_signo));
         second = true;
         request();
     }
+}
+
+void Stop::endSuddenly(int signal) {
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (lastAct) lastAct();
+    }
+    ::_exit(killedByFirst + signal);
+}
+
+void Stop::beforeSuddenEnd(std::function<void()> act) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    lastAct = std::move(act);
 }
 
 void Stop::request() {
@@ -66,6 +90,7 @@ void Stop::request() {
         requested = true;
     }
     changed.notify_all();
+    signalOn(ending);
     requests.cancel();
 }
 

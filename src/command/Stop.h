@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -30,18 +31,27 @@ public:
     /// The same, no longer than this; whether it is to end.
     bool waitFor(std::chrono::milliseconds time) const;
 
+    /// Readable once it is to end. Any thread.
+    int descriptor() const { return ending.get(); }
+    /// What is done right before a second signal ends the program; empty: nothing. On a thread of its own, while the
+    /// others run on. Any thread.
+    void beforeSuddenEnd(std::function<void()> act);
+
     /// What requests to the host are to be cancelled by.
     const hostlink::Cancellation& cancellation() const { return requests; }
 
 private:
     void watch();
+    [[noreturn]] void endSuddenly(int signal);
 
     hostlink::Cancellation requests;
-    mutable std::mutex mutex; ///< guards `requested`
+    mutable std::mutex mutex; ///< guards `requested` and `lastAct`
     mutable std::condition_variable changed;
     bool requested = false;
+    std::function<void()> lastAct;
     descriptor::Descriptor signals;
-    descriptor::Descriptor over; ///< written when the watcher is to leave
+    descriptor::Descriptor ending; ///< written when it is to end
+    descriptor::Descriptor over;   ///< written when the watcher is to leave
     std::thread watcher;
 };
 

@@ -13,6 +13,8 @@ namespace {
 constexpr int smallestPacket = 11; // a header and three bytes, less than which says nothing
 constexpr int largestPacket = 4096;
 constexpr int highestAddress = 0x7F; // seven bits
+constexpr int allUartOptions = 7;    // stop bits, flow control, low latency
+constexpr int longestSecondLook = 100;
 
 template <typename T> void takeUnsaid(std::optional<T>& mine, const std::optional<T>& base) {
     if (!mine) mine = base;
@@ -20,6 +22,35 @@ template <typename T> void takeUnsaid(std::optional<T>& mine, const std::optiona
 
 std::string number(int value) {
     return std::to_string(value);
+}
+
+void declareLine(CLI::App& app, WireOptions& options, const std::string& group) {
+    app.add_option("--gpio", options.gpio,
+                   "Number of the line on which the host asks to be read, with --gpio-chip on that chip (i2c, spi)")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber)
+        ->group(group);
+    app.add_option("--gpio-chip", options.gpioChip,
+                   "Chip of the line, a path such as /dev/gpiochip0 or a label; without it the line is watched "
+                   "through sysfs")
+        ->type_name("CHIP")
+        ->group(group);
+    app.add_option("--gpio-line", options.gpioLine, "Name of the line on that chip, in place of --gpio")
+        ->type_name("NAME")
+        ->group(group);
+    app.add_option("--bias", options.bias, "On a chip: pull-up, pull-down or disabled [as it is]")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"pull-up", "pull-down", "disabled"}))
+        ->group(group);
+    app.add_option("--debounce", options.debounce, "On a chip: how long a level must last, in microseconds [0]")
+        ->type_name("US")
+        ->check(CLI::NonNegativeNumber)
+        ->group(group);
+    app.add_option("--second-look", options.secondLook,
+                   "For a host that needs longer: how long until a second look, in milliseconds [none]")
+        ->type_name("MS")
+        ->check(CLI::Range(0, longestSecondLook))
+        ->group(group);
 }
 
 } // namespace
@@ -36,46 +67,70 @@ WireOptions WireOptions::over(const WireOptions& base) const {
     takeUnsaid(all.responseTimeout, base.responseTimeout);
     takeUnsaid(all.address, base.address);
     takeUnsaid(all.speed, base.speed);
+    takeUnsaid(all.uartOptions, base.uartOptions);
     takeUnsaid(all.gpio, base.gpio);
+    takeUnsaid(all.gpioChip, base.gpioChip);
+    takeUnsaid(all.gpioLine, base.gpioLine);
+    takeUnsaid(all.bias, base.bias);
+    takeUnsaid(all.debounce, base.debounce);
+    takeUnsaid(all.secondLook, base.secondLook);
+    takeUnsaid(all.twoTransactions, base.twoTransactions);
     takeUnsaid(all.packetSize, base.packetSize);
     return all;
 }
 
 std::string WireOptions::print() const {
     if (uart) return "uart " + *uart + ", " + number(baud.value_or(hostlink::Uart{}.baud)) + " baud";
-    if (i2c) return "i2c " + *i2c + ", address " + number(address.value_or(0)) + ", gpio " + number(gpio.value_or(0));
-    if (spi) {
-        return "spi " + *spi + ", " + number(speed.value_or(hostlink::Spi{}.speed)) + " Hz, gpio " +
-               number(gpio.value_or(0));
-    }
+    if (i2c) return "i2c " + *i2c + ", address " + number(address.value_or(0)) + ", " + line();
+    if (spi) return "spi " + *spi + ", " + number(speed.value_or(hostlink::Spi{}.speed)) + " Hz, " + line();
     return "no wire";
 }
 
+std::string WireOptions::line() const {
+    const std::string name = gpioLine ? "line " + *gpioLine : "gpio " + number(gpio.value_or(0));
+    return gpioChip ? name + " of " + *gpioChip : name;
+}
+
+hostlink::LineWatch WireOptions::watch() const {
+    hostlink::LineWatch watch;
+    watch.chip = gpioChip.value_or("");
+    watch.line = gpioLine.value_or("");
+    watch.bias = bias.value_or("");
+    watch.debounce = std::chrono::microseconds(debounce.value_or(0));
+    watch.secondLook = std::chrono::milliseconds(secondLook.value_or(0));
+    return watch;
+}
+
 hostlink::Wire WireOptions::wire() const {
+    if (gpioLine && !gpioChip) throw UsageError("--gpio-line needs --gpio-chip too");
     if (uart) {
         hostlink::Uart port;
         port.device = *uart;
         port.baud = baud.value_or(port.baud);
         port.parity = parity.value_or(port.parity);
         if (responseTimeout) port.responseTimeout = std::chrono::milliseconds(*responseTimeout);
+        port.options = uartOptions.value_or(port.options);
         port.maxPacketSize = packetSize.value_or(port.maxPacketSize);
         return port;
     }
     if (i2c) {
-        if (!address || !gpio) throw UsageError("--i2c needs --address and --gpio too");
+        if (!address || !namesLine()) throw UsageError("--i2c needs --address and --gpio too");
         hostlink::I2c bus;
         bus.device = *i2c;
         bus.address = *address;
-        bus.gpio = *gpio;
+        bus.twoTransactions = twoTransactions.value_or(bus.twoTransactions);
+        bus.gpio = gpio.value_or(0);
+        bus.watch = watch();
         bus.maxPacketSize = packetSize.value_or(bus.maxPacketSize);
         return bus;
     }
     if (spi) {
-        if (!gpio) throw UsageError("--spi needs --gpio too");
+        if (!namesLine()) throw UsageError("--spi needs --gpio too");
         hostlink::Spi bus;
         bus.device = *spi;
         bus.speed = speed.value_or(bus.speed);
-        bus.gpio = *gpio;
+        bus.gpio = gpio.value_or(0);
+        bus.watch = watch();
         bus.maxPacketSize = packetSize.value_or(bus.maxPacketSize);
         return bus;
     }
@@ -105,6 +160,11 @@ void declareWire(CLI::App& app, WireOptions& options) {
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->group(group);
+    app.add_option("--uart-options", options.uartOptions,
+                   "Sum of: 1 two stop bits, 2 RTS/CTS flow control, 4 low latency [0]")
+        ->type_name("N")
+        ->check(CLI::Range(0, allUartOptions))
+        ->group(group);
     app.add_option("--address", options.address, "Address of the host on the I2C bus, for example 0x42")
         ->type_name("N")
         ->check(CLI::Range(0, highestAddress))
@@ -113,10 +173,8 @@ void declareWire(CLI::App& app, WireOptions& options) {
         ->type_name("N")
         ->check(CLI::PositiveNumber)
         ->group(group);
-    app.add_option("--gpio", options.gpio, "Number of the line on which the host asks to be read (i2c, spi)")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber)
-        ->group(group);
+    declareLine(app, options, group);
+    app.add_flag("--two-transactions", options.twoTransactions, "A stop between write and read (i2c)")->group(group);
     app.add_option("--packet-size", options.packetSize, "Longest packet, in bytes [64]")
         ->type_name("N")
         ->check(CLI::Range(smallestPacket, largestPacket))

@@ -23,8 +23,15 @@ struct WireOptions {
     std::optional<std::string> parity;
     std::optional<int> responseTimeout; ///< milliseconds
     std::optional<int> address;
-    std::optional<int> speed; ///< Hz
+    std::optional<int> speed;       ///< Hz
+    std::optional<int> uartOptions; ///< bits, as in docs/wiring.md
     std::optional<int> gpio;
+    std::optional<std::string> gpioChip;
+    std::optional<std::string> gpioLine;
+    std::optional<std::string> bias;
+    std::optional<int> debounce;   ///< microseconds
+    std::optional<int> secondLook; ///< milliseconds
+    std::optional<bool> twoTransactions;
     std::optional<int> packetSize;
 
     /// These, and where they say nothing what `base` says. A wire named here takes the place of any other.
@@ -35,6 +42,11 @@ struct WireOptions {
     std::string print() const;
     /// @throw UsageError no wire is named, or one that lacks something
     hostlink::Wire wire() const;
+
+private:
+    bool namesLine() const { return gpio || (gpioChip && gpioLine); }
+    std::string line() const;
+    hostlink::LineWatch watch() const;
 };
 
 /// Declares them; `options` lives as long as the parser.

@@ -1,14 +1,13 @@
 // hostlink: talks to a host.
-#include <cctype>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <log4cplus/configurator.h>
 #include <log4cplus/initializer.h>
-#include <log4cplus/logger.h>
+
+#include <console/Logging.h>
 
 #include "Program.h"
 #include "UsageError.h"
@@ -38,16 +37,10 @@ void declareCommon(CLI::App& app, command::CommonOptions& options) {
         ->capture_default_str();
 }
 
-void startLogging(std::string level) {
-    for (char& letter : level) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-    log4cplus::BasicConfigurator(log4cplus::Logger::getDefaultHierarchy(), true).configure(); // true: standard error
-    log4cplus::Logger::getRoot().setLogLevel(log4cplus::getLogLevelManager().fromString(level));
-}
-
 ExitCode runChosen(const command::Run& chosen, const command::CommonOptions& options) {
     command::Stop stop; // first: threads that are made later take no signals
     const log4cplus::Initializer logging;
-    startLogging(options.logLevel);
+    console::startLogging(options.logLevel);
     command::Output output(std::cout, std::cerr, options.json, [&stop] { stop.request(); });
     try {
         command::Program program(options, output, stop);
@@ -73,7 +66,8 @@ int main(int argc, char** argv) {
          {command::declareGet, command::declareSet, command::declareWatch, command::declareEvents,
           command::declarePress, command::declareLed, command::declareSend, command::declareReceive,
           command::declareTunnel, command::declarePing, command::declareStates, command::declareProfiles,
-          command::declareExplain, command::declareDecode, command::declareCompletion, command::declareManual}) {
+          command::declareExplain, command::declareDecode, command::declareDoctor, command::declareCompletion,
+          command::declareManual}) {
         declare(app, chosen);
     }
     try {

@@ -1,30 +1,13 @@
 #include "ProgressLine.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <iostream>
-
-#include <unistd.h>
-
 namespace command {
 
 namespace {
 
-constexpr std::chrono::milliseconds redraw{50}; // as often as an eye can follow
 constexpr std::chrono::seconds nextLine{1};
-constexpr std::size_t width = 30;
-
-std::string bar(const hostlink::Progress& now) {
-    if (!now.total || *now.total == 0) return "";
-    const double part = std::min(1.0, static_cast<double>(now.bytes) / static_cast<double>(*now.total));
-    const auto filled = static_cast<std::size_t>(part * width);
-    char percent[8];
-    std::snprintf(percent, sizeof percent, "%3d %% ", static_cast<int>(part * 100));
-    return "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] " + percent;
-}
 
 std::string textOf(const hostlink::Progress& now) {
-    std::string text = bar(now) + std::to_string(now.bytes);
+    std::string text = std::to_string(now.bytes);
     if (now.total) text += " of " + std::to_string(*now.total);
     text += " bytes, " + std::to_string(static_cast<long>(now.bytesPerSecond)) + " a second";
     if (now.left) text += ", " + std::to_string(std::chrono::ceil<std::chrono::seconds>(*now.left).count()) + " s left";
@@ -41,26 +24,28 @@ json::Object objectOf(const hostlink::Progress& now) {
 
 } // namespace
 
-ProgressLine::ProgressLine(Output& output) : out(output), terminal(!output.isJson() && ::isatty(STDOUT_FILENO) == 1) {}
-
 void ProgressLine::show(const hostlink::Progress& now) {
-    const auto time = std::chrono::steady_clock::now();
-    const bool complete = now.total && now.bytes >= *now.total;
-    if (last == decltype(last){} && !terminal)
-        last = time; // the first line after a second: most files are sent by then
-    if (time - last < (terminal ? std::chrono::milliseconds(redraw) : nextLine) && !(complete && terminal)) return;
-    last = time;
-    if (!terminal) {
-        out.line(textOf(now), objectOf(now));
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!out.isJson() && drawn.isTerminal()) {
+        drawn.show(now.bytes, now.total.value_or(0), textOf(now));
         return;
     }
-    drawn = true;
-    std::cout << "\r\033[K" << textOf(now) << std::flush; // what was longer before is wiped away
+    const auto time = std::chrono::steady_clock::now();
+    if (last == decltype(last){}) last = time; // the first line after a second: most files are sent by then
+    if (time - last < nextLine) return;
+    last = time;
+    out.line(textOf(now), objectOf(now));
+}
+
+void ProgressLine::tell(const std::string& text, const json::Object& object) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    drawn.end();
+    out.line(text, object);
 }
 
 void ProgressLine::end() {
-    if (drawn) std::cout << std::endl;
-    drawn = false;
+    const std::lock_guard<std::mutex> lock(mutex);
+    drawn.end();
 }
 
 } // namespace command

@@ -20,6 +20,7 @@ struct SendingOptions {
     std::string file;
     std::string name;
     std::size_t chunk = 0;
+    int patience = 30000; ///< milliseconds
 };
 
 struct ReceivingOptions {
@@ -34,13 +35,41 @@ std::string hex(uint32_t number) {
     return text;
 }
 
+// The transfer goes on by itself when the host is back; whoever waits is told why nothing moves.
+hostlink::Listening tellLink(Program& program, ProgressLine& progress) {
+    return program.host().onLink([&progress, lost = false](hostlink::LinkState now, const std::string& why) mutable {
+        using hostlink::LinkState;
+        const bool down = now == LinkState::Down;
+        if (down && !lost)
+            progress.tell("the link is down: " + why + "; going on when the host is back",
+                          json::Object().text("link", "Down").text("text", why));
+        if (now == LinkState::Up && lost)
+            progress.tell("the host is back", json::Object().text("link", "Up").text("text", why));
+        lost = down || (lost && now != LinkState::Up);
+    });
+}
+
+// Whether there is a link to begin with. A device that is not there will not come, a host that says nothing may.
+bool isLinked(Program& program) {
+    hostlink::Client& host = program.host();
+    constexpr milliseconds look{50};
+    for (milliseconds waited{0}; waited < program.timeout() && !program.stop().isRequested(); waited += look) {
+        if (host.waitUntilUp(look)) return true;
+        if (host.linkState() == hostlink::LinkState::Down && host.statistics().links == 0) return false;
+    }
+    return host.linkState() == hostlink::LinkState::Up;
+}
+
 ExitCode send(Program& program, const SendingOptions& options) {
     Output& output = program.output();
-    ProgressLine progress(output); // drawn by the transfer's thread until the transfer has ended
+    if (!isLinked(program)) return output.failed(ExitCode::NoLink, "LinkDown", program.host().linkText());
+    ProgressLine progress(output);
     hostlink::SendOptions how;
     how.name = options.name;
     how.chunk = options.chunk;
+    how.patience = milliseconds(options.patience);
     how.progress = [&progress](const hostlink::Progress& now) { progress.show(now); };
+    const hostlink::Listening link = tellLink(program, progress);
     const auto sending = program.host().beginSending(options.file, how);
     if (!sending) return output.failed(sending);
     constexpr milliseconds look{50};
@@ -144,6 +173,12 @@ void declareSend(CLI::App& app, Run& chosen) {
     auto* command = declareCommand(app, chosen, "send", "Send a file to the host", options, send);
     command->add_option("FILE", options->file, "The file")->required()->check(CLI::ExistingFile)->option_text(" ");
     command->add_option("--name", options->name, "What the host is to call it; without it as here")->type_name("NAME");
+    command
+        ->add_option("--patience", options->patience,
+                     "How long the host may take nothing, times without a link included, in milliseconds")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
     command->add_option("--chunk", options->chunk, "Bytes at a time, a multiple of four [about a thousand]")
         ->type_name("BYTES");
 }

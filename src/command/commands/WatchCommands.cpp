@@ -10,6 +10,7 @@
 
 #include "Declare.h"
 #include "command/StateText.h"
+#include "command/top/Top.h"
 
 namespace command {
 
@@ -20,6 +21,7 @@ namespace {
 struct WatchOptions {
     std::vector<std::string> states;
     unsigned count = 0; ///< 0: until Ctrl-C
+    bool top = false;
 };
 
 struct EventOptions {
@@ -91,6 +93,7 @@ std::vector<StateId> statesFrom(const std::vector<std::string>& texts) {
 
 ExitCode watch(Program& program, const WatchOptions& options) {
     const std::vector<StateId> states = statesFrom(options.states);
+    if (options.top) return runTop(program, states, options.states.empty());
     Limit limit(options.count, program.stop());
     const bool named = !options.states.empty();
     const auto told = [&](const hostlink::Change& change) {
@@ -141,7 +144,9 @@ void declareWatch(CLI::App& app, Run& chosen) {
                                    options, watch);
     command->add_option("STATE", options->states, "Names or numbers of states; none: all that have a name")
         ->option_text(" ");
-    command->add_option("--count", options->count, "End after so many lines")->type_name("N");
+    auto* count = command->add_option("--count", options->count, "End after so many lines")->type_name("N");
+    command->add_flag("--top", options->top, "A live table on the terminal: values, their age, how often they change")
+        ->excludes(count);
 }
 
 void declareEvents(CLI::App& app, Run& chosen) {

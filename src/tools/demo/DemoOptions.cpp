@@ -1,10 +1,6 @@
 #include "DemoOptions.h"
 
-#include <cctype>
-
 #include <CLI/CLI.hpp>
-#include <log4cplus/configurator.h>
-#include <log4cplus/logger.h>
 
 std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options) {
     CLI::App app("Holds a conversation with a host: states, changes, a button, a file.");
@@ -60,10 +56,4 @@ std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options)
         return app.exit(error) == 0 ? 0 : 2;
     }
     return std::nullopt;
-}
-
-void startLogging(std::string level) {
-    for (char& letter : level) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-    log4cplus::BasicConfigurator(log4cplus::Logger::getDefaultHierarchy(), true).configure(); // true: standard error
-    log4cplus::Logger::getRoot().setLogLevel(log4cplus::getLogLevelManager().fromString(level));
 }

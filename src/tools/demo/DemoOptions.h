@@ -25,6 +25,3 @@ struct DemoOptions {
 
 /// @return the exit code when the program is to end at once: help was asked for, or the arguments are wrong
 std::optional<int> parseCommandLine(int argc, char** argv, DemoOptions& options);
-
-/// Sends what the library logs, from this level on, to the standard error. After log4cplus has been initialised.
-void startLogging(std::string level);

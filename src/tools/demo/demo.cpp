@@ -13,9 +13,12 @@
 
 #include <log4cplus/initializer.h>
 
+#include <console/Logging.h>
+#include <console/ProgressLine.h>
+
 #include "DemoOptions.h"
 #include "HostTalk.h"
-#include "ProgressBar.h"
+#include "Quarters.h"
 
 namespace {
 
@@ -102,14 +105,22 @@ Sending beginSending(HostTalk& talk, const DemoOptions& options, const SendOptio
 }
 
 void sendFile(HostTalk& talk, const DemoOptions& options) {
-    std::optional<ProgressBar> bar; // the transfer's thread, until that has ended
+    // On the transfer's thread, until that has ended.
+    console::ProgressLine line("   ");
+    Quarters quarters;
     SendOptions how;
     how.name = options.file.empty() ? "demo.bin" : options.file;
-    how.progress = [&bar](const Progress& progress) {
-        if (!bar) bar.emplace(progress.total.value_or(progress.bytes));
-        bar->show(progress.bytes);
+    how.progress = [&](const Progress& progress) {
+        const uint64_t whole = progress.total.value_or(progress.bytes);
+        if (line.isTerminal())
+            line.show(progress.bytes, whole, "");
+        else
+            quarters.show(progress.bytes, whole);
     };
-    const FileSent sent = beginSending(talk, options, how).wait().value();
+    const Sending sending = beginSending(talk, options, how);
+    const Result<FileSent> result = sending.wait();
+    line.end();
+    const FileSent sent = result.value();
     std::cout << "   the host received " << sent.bytes << " bytes in " << std::fixed << std::setprecision(1)
               << std::chrono::duration<double>(sent.took).count() << " s, with our checksum " << std::hex
               << std::setfill('0') << std::setw(8) << sent.checksum << std::dec << "\n";
@@ -161,7 +172,7 @@ int main(int argc, char** argv) {
     DemoOptions options;
     if (const auto exitCode = parseCommandLine(argc, argv, options)) return *exitCode;
     const log4cplus::Initializer logging; // one for the whole program
-    startLogging(options.logLevel);
+    console::startLogging(options.logLevel);
     try {
         run(options);
     } catch (const std::exception& error) {
