@@ -1,5 +1,5 @@
 /// @file
-/// Ending a link and a transport above it in each of the states that they can be in.
+/// Ending something in each of the states that it can be in: a link and a transport above it, or a client.
 #pragma once
 
 #include <atomic>
@@ -22,7 +22,23 @@
 /// Far more than anything here takes.
 constexpr std::chrono::seconds patience{20};
 
-/// What is going on when the end comes.
+/// Something that a program begins and ends, and whose far side the test plays. One round: `start`, `enter`, `end`,
+/// `leave`.
+class EndingSubject {
+public:
+    virtual ~EndingSubject() = default;
+    virtual void start() = 0;
+    /// Brings about the state and waits until it holds; false when it does not come.
+    virtual bool enter() = 0;
+    /// What a program does at its end, or what is left of that when it only destroys.
+    virtual void end(bool withShutdown) = 0;
+    /// How many of the program's functions have been called and have not returned.
+    virtual int observersInside() const = 0;
+    /// Waits for what the test itself has started; false when it does not end as it should.
+    virtual bool leave() = 0;
+};
+
+/// What is going on when the end of a link comes.
 enum class At {
     Idle,                     ///< right after the start, the threads wherever they are
     BlockedRead,              ///< every thread of the link sleeps
@@ -111,6 +127,10 @@ inline Remains operator-(const Remains& after, const Remains& before) {
     return {after.descriptors - before.descriptors, after.bytes - before.bytes};
 }
 
-/// A hundred rounds, every other one without a shutdown: each ends within a second and after its observers, and leaves
-/// exactly `perRound` behind.
+/// Rounds, every other one without a shutdown: each ends within a second and after its observers, and leaves exactly
+/// `perRound` behind.
+/// @param rounds HOSTLINK_ENDING_ROUNDS in the environment takes its place, where that is less; a hunt runs one
+void endInState(EndingSubject& subject, const std::string& state, const Remains& perRound, int rounds = 100);
+
+/// The same for a stack.
 void endInState(EndingStack& stack, At state, const Remains& perRound);

@@ -44,12 +44,16 @@ public:
     virtual Effect effectOf(const Call& call, const Failure& failure) const = 0;
     /// Before a step that failed is tried again.
     virtual void recover() {}
+    /// Whether each run makes the same calls. Where it does not, because threads meet at different places each time, a
+    /// call may be missed by a run that was to make it fail, half of the runs at most; and a step may fail in any run.
+    virtual bool isRepeatable() const { return true; }
 };
 
 using ScenarioMaker = std::function<std::unique_ptr<Scenario>()>;
 
 /// Sweeps one kind of call. Reports through GoogleTest's assertions.
-void sweepOver(const std::string& call, const ScenarioMaker& make);
+/// @param failures those to try; empty: every one that the call knows
+void sweepOver(const std::string& call, const ScenarioMaker& make, std::vector<Failure> failures = {});
 
 /// Checks that a run without faults makes no call of another kind than these, and each of these.
 void expectCallsOf(const ScenarioMaker& make, const std::vector<std::string>& kinds);

@@ -13,9 +13,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <time.h>
@@ -71,6 +73,17 @@ std::chrono::nanoseconds durationOf(const timespec& time) {
 timespec timespecOf(std::chrono::nanoseconds time) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
     return {seconds.count(), (time - seconds).count()};
+}
+
+int withCondition(pollfd* entries, nfds_t count, int condition) {
+    for (nfds_t i = 0; i < count; ++i) entries[i].revents = static_cast<short>(i == 0 ? condition : 0);
+    return count > 0 ? 1 : 0;
+}
+
+// A call without a played kernel: the kernel's own answer, or the planned failure.
+template <typename Real> long orAsPlanned(const char* name, Real real) {
+    if (!UnderTest::isCounted()) return static_cast<long>(real());
+    return asPlanned(CallLog::instance().record(name), [&] { return static_cast<long>(real()); });
 }
 
 struct ThreadStart {
@@ -165,14 +178,76 @@ INTERPOSED int poll(pollfd* entries, nfds_t count, int timeout) {
     static auto* const real = next<int(pollfd*, nfds_t, int)>("poll");
     if (!UnderTest::isCounted()) return real(entries, count, timeout);
     const auto failure = CallLog::instance().record("poll");
-    if (failure && failure->kind == Failure::Kind::Condition) {
-        for (nfds_t i = 0; i < count; ++i) entries[i].revents = static_cast<short>(i == 0 ? failure->value : 0);
-        return count > 0 ? 1 : 0;
-    }
+    if (failure && failure->kind == Failure::Kind::Condition) return withCondition(entries, count, failure->value);
     return static_cast<int>(asPlanned(failure, [&] {
         return answered([&](PlayedKernel& kernel) { return kernel.poll(entries, count, timeout); },
                         [&] { return static_cast<long>(real(entries, count, timeout)); });
     }));
+}
+
+// A client's threads wait here. No kernel is played for them.
+INTERPOSED int ppoll(pollfd* entries, nfds_t count, const timespec* timeout, const sigset_t* mask) {
+    static auto* const real = next<int(pollfd*, nfds_t, const timespec*, const sigset_t*)>("ppoll");
+    if (!UnderTest::isCounted()) return real(entries, count, timeout, mask);
+    const auto failure = CallLog::instance().record("ppoll");
+    if (failure && failure->kind == Failure::Kind::Condition) return withCondition(entries, count, failure->value);
+    return static_cast<int>(asPlanned(failure, [&] { return static_cast<long>(real(entries, count, timeout, mask)); }));
+}
+
+INTERPOSED int epoll_create1(int flags) noexcept {
+    static auto* const real = next<int(int)>("epoll_create1");
+    return static_cast<int>(orAsPlanned("epoll_create1", [&] { return real(flags); }));
+}
+
+INTERPOSED int epoll_ctl(int epoll, int operation, int fd, epoll_event* event) noexcept {
+    static auto* const real = next<int(int, int, int, epoll_event*)>("epoll_ctl");
+    return static_cast<int>(orAsPlanned("epoll_ctl", [&] { return real(epoll, operation, fd, event); }));
+}
+
+INTERPOSED int epoll_wait(int epoll, epoll_event* events, int most, int timeout) {
+    static auto* const real = next<int(int, epoll_event*, int, int)>("epoll_wait");
+    return static_cast<int>(orAsPlanned("epoll_wait", [&] { return real(epoll, events, most, timeout); }));
+}
+
+INTERPOSED int socket(int domain, int type, int protocol) noexcept {
+    static auto* const real = next<int(int, int, int)>("socket");
+    return static_cast<int>(orAsPlanned("socket", [&] { return real(domain, type, protocol); }));
+}
+
+INTERPOSED int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
+    static auto* const real = next<int(int, const sockaddr*, socklen_t)>("bind");
+    return static_cast<int>(orAsPlanned("bind", [&] { return real(fd, address, size); }));
+}
+
+INTERPOSED int listen(int fd, int backlog) noexcept {
+    static auto* const real = next<int(int, int)>("listen");
+    return static_cast<int>(orAsPlanned("listen", [&] { return real(fd, backlog); }));
+}
+
+INTERPOSED int getsockname(int fd, sockaddr* address, socklen_t* size) noexcept {
+    static auto* const real = next<int(int, sockaddr*, socklen_t*)>("getsockname");
+    return static_cast<int>(orAsPlanned("getsockname", [&] { return real(fd, address, size); }));
+}
+
+INTERPOSED int accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
+    static auto* const real = next<int(int, sockaddr*, socklen_t*, int)>("accept4");
+    return static_cast<int>(orAsPlanned("accept4", [&] { return real(fd, address, size, flags); }));
+}
+
+INTERPOSED ssize_t recv(int fd, void* buffer, size_t size, int flags) {
+    static auto* const real = next<ssize_t(int, void*, size_t, int)>("recv");
+    if (!UnderTest::isCounted()) return real(fd, buffer, size, flags);
+    return asPlanned(
+        CallLog::instance().record("recv"), [&] { return real(fd, buffer, size, flags); },
+        [&] { return real(fd, buffer, (size + 1) / 2, flags); });
+}
+
+INTERPOSED ssize_t send(int fd, const void* data, size_t size, int flags) {
+    static auto* const real = next<ssize_t(int, const void*, size_t, int)>("send");
+    if (!UnderTest::isCounted()) return real(fd, data, size, flags);
+    return asPlanned(
+        CallLog::instance().record("send"), [&] { return real(fd, data, size, flags); },
+        [&] { return real(fd, data, (size + 1) / 2, flags); });
 }
 
 INTERPOSED int stat(const char* path, struct stat* status) noexcept {

@@ -7,11 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <exchange/TunnelMessages.h>
-#include <exchange/Tunnels.h>
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>
 #include <sockets/Socket.h>
 
+#include "hostlinkclient/EchoTunnels.h"
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
 #include "support/NoMoreThreads.h"
@@ -24,45 +24,18 @@ namespace {
 
 constexpr int patience = 20000; // ms, of the test
 
-exchange::Time now() {
-    return std::chrono::steady_clock::now().time_since_epoch();
-}
-
 // Everything happens while a message of the module is taken, under the played host's lock.
 struct EchoHost {
     PlayedHost played;
-    exchange::Tunnels tunnels;
+    EchoTunnels tunnels;
 
     EchoHost() {
-        played.does([this](const ByteArray& message) {
-            const MessageId id = HostLinkMessage::messageId(message);
-            if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
-                return PlayedHost::Reaction{Accepted, played.simulated(message)};
-            tunnels.receive(message, now());
-            return PlayedHost::Reaction{Accepted, react()};
-        });
+        played.does([this](const ByteArray& message) { return accept(message); });
     }
-
-    std::vector<ByteArray> react() {
-        using Kind = exchange::TunnelEvent::Kind;
-        tunnels.advance(now());
-        while (const auto event = tunnels.nextEvent()) {
-            if (event->kind == Kind::Connect) tunnels.connected(event->connection, now());
-            if (event->kind == Kind::Connect) last = event->connection;
-            if (event->kind == Kind::ShutDown) tunnels.socketFinished(event->connection, now());
-        }
-        const ByteArray arrived = tunnels.toSocket(last);
-        tunnels.written(last, arrived.size());
-        tunnels.fromSocket(last, arrived.data(), arrived.size(), now());
-        std::vector<ByteArray> said;
-        while (const auto message = tunnels.nextMessage(now())) {
-            said.push_back(*message);
-            tunnels.sent(exchange::Delivery::Accepted, now());
-        }
-        return said;
+    PlayedHost::Reaction accept(const ByteArray& message) {
+        const auto said = tunnels.take(message);
+        return {Accepted, said ? *said : played.simulated(message)};
     }
-
-    uint16_t last = 0;
 };
 
 struct Program {
@@ -141,13 +114,9 @@ TEST(ATunnel, LosesNothingWhereMessagesGetLost) {
     EchoHost host;
     int messages = 0;
     host.played.does([&](const ByteArray& message) {
-        const MessageId id = HostLinkMessage::messageId(message);
-        if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
-            return PlayedHost::Reaction{Accepted, host.played.simulated(message)};
-        if (id == MSG_TcpTunneling && ++messages % 3 == 0)
+        if (HostLinkMessage::messageId(message) == MSG_TcpTunneling && ++messages % 3 == 0)
             return PlayedHost::Reaction{messages % 2 == 0 ? Error : Rejected, {}};
-        host.tunnels.receive(message, now());
-        return PlayedHost::Reaction{Accepted, host.react()};
+        return host.accept(message);
     });
     Client client(host.played.wire());
     const auto tunnel = client.tunnel();
@@ -163,14 +132,10 @@ TEST(ATunnel, SendsAgainWhatTheHostsLinkRefuses) {
     EchoHost host;
     int refusals = 0;
     host.played.does([&](const ByteArray& message) {
-        const MessageId id = HostLinkMessage::messageId(message);
-        if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse)
-            return PlayedHost::Reaction{Accepted, host.played.simulated(message)};
         const auto request = exchange::readTunnelRequest(message);
         const bool refused = request && request->command == exchange::TunnelCommand::Data && ++refusals <= 20;
         if (refused) return PlayedHost::Reaction{Rejected, {}};
-        host.tunnels.receive(message, now());
-        return PlayedHost::Reaction{Accepted, host.react()};
+        return host.accept(message);
     });
     Client client(host.played.wire());
     const auto tunnel = client.tunnel();
@@ -198,8 +163,8 @@ TEST(ATunnel, EndsWithItsLastCopyAndTellsTheHost) {
         other = copy;
     }
     EXPECT_TRUE(program.read().empty());
-    EXPECT_EQ(host.tunnels.connections(), 0u);
-    EXPECT_EQ(host.tunnels.counts().broken, 1u);
+    EXPECT_EQ(host.tunnels.machine().connections(), 0u);
+    EXPECT_EQ(host.tunnels.machine().counts().broken, 1u);
 }
 
 TEST(ATunnel, EndsWithTheClientWhileNobodyAnswers) {
