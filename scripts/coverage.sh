@@ -14,7 +14,7 @@ scripts/test.sh coverage --whole --quiet --output-log "$build/tests.log" || {
 }
 
 mkdir -p "$build/html"
-gcovr --root . --filter src/lib/ --filter src/exchange/ --filter src/sockets/ --exclude-throw-branches --exclude-unreachable-branches -j "${JOBS:-$(nproc)}" \
+gcovr --root . --filter src/lib/ --filter src/exchange/ --filter src/items/ --filter src/sockets/ --exclude-throw-branches --exclude-unreachable-branches -j "${JOBS:-$(nproc)}" \
     --json "$build/coverage.json" "$build"
 report() {
     gcovr --root . --add-tracefile "$build/coverage.json" "$@"
@@ -35,7 +35,7 @@ incomplete() {
 echo "Branches that no test takes, by line:"
 incomplete "$build/branches.txt"
 echo "Left out, because it cannot be reached:"
-grep -rn 'GCOVR_EXCL' src/lib src/exchange src/sockets || echo "  nothing"
+grep -rn 'GCOVR_EXCL' src/lib src/exchange src/items src/sockets || echo "  nothing"
 echo "Lines that no test runs:"
 incomplete "$build/lines.txt"
 echo "Line by line: $build/html/index.html"

@@ -35,7 +35,7 @@ cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-sup
 echo "== clang-tidy, with the clang analyzer's checks"
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
 # Those with a command line's parser take longest, and come first.
-for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostcheck|exchange|sockets|rig|json|console)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
+for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostcheck|exchange|items|sockets|rig|json|console)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
     xargs -P "$jobs" -n 1 clang-tidy --quiet -p build/clang 2>/dev/null
 # A register is a number that becomes an address.
 scripts/sources.sh | grep '^firmware/.*\.c$' |

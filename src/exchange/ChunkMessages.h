@@ -59,5 +59,9 @@ ByteArray writeAbort();
 /// Bytes of a chunk's message besides the data; the first one has the name and the file size as well.
 constexpr size_t chunkOverheadBytes =
     messageHeaderBytes + (itemHeaderBytes + 4) + binaryHeaderBytes + (itemHeaderBytes + 4);
+/// The same of a first chunk that may be the last one, too.
+inline size_t firstChunkOverheadBytes(const std::string& name) {
+    return chunkOverheadBytes + binaryHeaderBytes + name.size() + (itemHeaderBytes + 4) + itemHeaderBytes;
+}
 
 } // namespace hostlink::exchange

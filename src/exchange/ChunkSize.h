@@ -9,6 +9,10 @@ namespace hostlink::exchange {
 /// Payload of one packet: what is left of its size beside header and trailer; at least 1.
 size_t packetPayload(int maxPacketSize);
 
+/// The longest message, in bytes, that a link can carry: as many packets as their numbers count, 256, and never more
+/// than the 65535 bytes that any message may have.
+size_t longestMessage(int maxPacketSize);
+
 /// How many data bytes a message takes that fills whole packets: as few of them as carry `wanted` bytes, all of them
 /// full, and never more than the 255 packets and 65535 bytes that a message may have.
 /// @param maxPacketSize bytes of a packet on this link; 0 or less: 64

@@ -62,6 +62,14 @@ unsigned FaultInjector::burst() {
     return options.burst != 0 && inject(&HostCounts::faultBursts) ? options.burst : 0;
 }
 
+bool FaultInjector::damagesChunk(uint64_t chunkNumber) {
+    return isDue(options.damageChunkEvery, chunkNumber) && inject(&HostCounts::faultDamagedChunks);
+}
+
+bool FaultInjector::losesChunk(uint64_t chunkNumber) {
+    return isDue(options.loseChunkEvery, chunkNumber) && inject(&HostCounts::faultLostChunks);
+}
+
 unsigned FaultInjector::lateTransfers() {
     return options.lateTransfers != 0 && inject(&HostCounts::faultLateTransfers) ? options.lateTransfers : 0;
 }

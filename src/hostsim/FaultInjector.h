@@ -40,6 +40,11 @@ public:
     /// How many events nobody asked for follow a message that has come in.
     unsigned burst();
 
+    /// Whether a chunk of a file that the host sends goes out damaged, or not at all.
+    /// @param chunkNumber chunks sent so far, this one and those that were sent again included
+    bool damagesChunk(uint64_t chunkNumber);
+    bool losesChunk(uint64_t chunkNumber);
+
     /// Read transfers by which an answer starts late.
     unsigned lateTransfers();
     /// @param attempt 1 for the first IRQ frame that asks for a packet

@@ -40,6 +40,10 @@ struct FaultOptions {
     unsigned garbageBytes = 8; ///< how many
     bool splitWrites = false;  ///< hand each byte to the line in a write of its own (serial line only)
 
+    // Of files that the host sends, chunks number n, 2n, 3n, ... those that are sent again counted too.
+    unsigned damageChunkEvery = 0; ///< one bit of the data is turned over; the checksum is that of the right ones
+    unsigned loseChunkEvery = 0;   ///< the chunk is not sent
+
     ByteNoise toModule; ///< bytes on their way to the module
     ByteNoise toHost;   ///< bytes on their way to the host
 

@@ -3,14 +3,31 @@
 #include <utility>
 
 #include <hostlink/HostLinkMessage.h>
-#include <hostlink/HostLinkVocabulary.h>
+#include <hostlink/HostLinkVocabularyNumbers.h>
+#include <items/Items.h>
 
 namespace hostsim {
 
 namespace {
 
+using hostlink::Item;
+using hostlink::readItems;
+using hostlink::readList;
+
+// What a message has no room for is left out, the last first.
+ByteArray messageOf(MessageId id, std::vector<Item> items) {
+    for (;;) {
+        if (auto message = hostlink::writeItems(id, items)) return *message;
+        items.pop_back();
+    }
+}
+
+ByteArray listOf(MessageId id, const std::vector<uint16_t>& numbers) {
+    return *hostlink::writeList(id, numbers); // which were in one message already
+}
+
 std::vector<ByteArray> unsupported() {
-    return {writeItems(MSG_UnsupportedMessageResponse, {})};
+    return {messageOf(MSG_UnsupportedMessageResponse, {})};
 }
 
 const Item* find(const std::vector<Item>& items, uint16_t tag) {
@@ -21,8 +38,8 @@ const Item* find(const std::vector<Item>& items, uint16_t tag) {
 }
 
 std::vector<ByteArray> tunnelAnswer(std::vector<Item> items, TcpTunnelingResult result) {
-    items.push_back({TCP_Data, numberValue(ENC_Uint8, static_cast<uint64_t>(result))});
-    return {writeItems(MSG_TcpTunnelingResponse, items)};
+    items.push_back({TCP_Data, result});
+    return {messageOf(MSG_TcpTunnelingResponse, items)};
 }
 
 std::vector<ByteArray> tunnel(const ByteArray& message) {
@@ -31,16 +48,16 @@ std::vector<ByteArray> tunnel(const ByteArray& message) {
     const Item* connection = find(*items, TCP_Connection);
     if (connection == nullptr) return tunnelAnswer({}, TCP_InvalidConnection);
     const Item* data = find(*items, TCP_Data);
-    const bool hasData = data != nullptr && data->value.encoding == ENC_Bin16;
+    const bool hasData = data != nullptr && data->value.isBinary();
     if (!hasData && find(*items, TCP_Command) == nullptr) return tunnelAnswer({*connection}, TCP_InvalidMessage);
 
     std::vector<ByteArray> answers = tunnelAnswer({*connection}, TCP_Success);
-    if (hasData) answers.push_back(writeItems(MSG_TcpTunneling, {*connection, *data}));
+    if (hasData) answers.push_back(messageOf(MSG_TcpTunneling, {*connection, *data}));
     return answers;
 }
 
 ByteArray buttonEvent(ButtonState event, uint16_t button) {
-    return writeItems(MSG_InputEvent, {{event, numberValue(ENC_Uint16, button)}});
+    return messageOf(MSG_InputEvent, {{event, {std::in_place_type<uint16_t>, button}}});
 }
 
 } // namespace
@@ -57,7 +74,7 @@ std::vector<ByteArray> HostApplication::handle(const ByteArray& message) {
     case MSG_GetState: return getStates(message);
     case MSG_SubscribeState: return subscribe(message);
     case MSG_UnsubscribeState: return unsubscribe(message);
-    case MSG_DataTransfer: return transfer(message);
+    case MSG_DataTransfer: return {sink.take(message)};
     case MSG_TcpTunneling: return tunnel(message);
     case MSG_StateChanged:
     case MSG_InputEvent: return {}; // they tell and ask nothing
@@ -75,8 +92,8 @@ std::vector<ByteArray> HostApplication::setStates(const ByteArray& message) {
 
     std::vector<Item> nowHeld;
     for (const Item& item : *items) nowHeld.push_back({item.tag, held.get(item.tag)});
-    std::vector<ByteArray> answers{writeItems(MSG_SetStateResponse, nowHeld)};
-    if (!changed.empty()) answers.push_back(writeItems(MSG_StateChanged, changed));
+    std::vector<ByteArray> answers{messageOf(MSG_SetStateResponse, nowHeld)};
+    if (!changed.empty()) answers.push_back(messageOf(MSG_StateChanged, changed));
     return answers;
 }
 
@@ -85,32 +102,26 @@ std::vector<ByteArray> HostApplication::getStates(const ByteArray& message) cons
     if (!ids) return unsupported();
     std::vector<Item> values;
     for (const uint16_t id : *ids) values.push_back({id, held.get(id)});
-    return {writeItems(MSG_GetStateResponse, values)};
+    return {messageOf(MSG_GetStateResponse, values)};
 }
 
 std::vector<ByteArray> HostApplication::subscribe(const ByteArray& message) {
     const auto ids = readList(message);
     if (!ids) return unsupported();
     for (const uint16_t id : *ids) held.subscribe(id);
-    return {writeList(MSG_SubscribeStateResponse, *ids)};
+    return {listOf(MSG_SubscribeStateResponse, *ids)};
 }
 
 std::vector<ByteArray> HostApplication::unsubscribe(const ByteArray& message) {
     const auto ids = readList(message);
     if (!ids) return unsupported();
     for (const uint16_t id : *ids) held.unsubscribe(id);
-    return {writeList(MSG_UnsubscribeStateResponse, *ids)};
+    return {listOf(MSG_UnsubscribeStateResponse, *ids)};
 }
 
-std::vector<ByteArray> HostApplication::transfer(const ByteArray& message) {
-    const auto items = readItems(message);
-    if (!items) return unsupported();
-    return {writeItems(MSG_DataTransferResponse, sink.take(*items))};
-}
-
-std::vector<ByteArray> HostApplication::setState(uint16_t id, const Value& value) {
+std::vector<ByteArray> HostApplication::setState(uint16_t id, const hostlink::Value& value) {
     if (!held.set(id, value) || !held.isSubscribed(id)) return {};
-    return {writeItems(MSG_StateChanged, {{id, value}})};
+    return {messageOf(MSG_StateChanged, {{id, value}})};
 }
 
 std::vector<ByteArray> HostApplication::press(uint16_t button) {
@@ -120,7 +131,7 @@ std::vector<ByteArray> HostApplication::press(uint16_t button) {
 std::vector<ByteArray> HostApplication::burst(unsigned count) {
     std::vector<ByteArray> events;
     for (unsigned i = 0; i < count; ++i) {
-        events.push_back(writeItems(MSG_InputEvent, {{BUT_KeyRepeated, numberValue(ENC_Uint32, i)}}));
+        events.push_back(messageOf(MSG_InputEvent, {{BUT_KeyRepeated, {std::in_place_type<uint32_t>, i}}}));
     }
     return events;
 }

@@ -6,8 +6,10 @@
 #include <optional>
 #include <vector>
 
+#include <hostlink/ByteArray.h>
+#include <hostlinkclient/Value.h>
+
 #include "HostStates.h"
-#include "MessageItems.h"
 #include "TransferSink.h"
 
 namespace hostsim {
@@ -65,7 +67,7 @@ public:
     void attach(HostService& service) { services.push_back(&service); }
 
     /// The host changes a state by itself; the messages that tell the module.
-    std::vector<ByteArray> setState(uint16_t id, const Value& value);
+    std::vector<ByteArray> setState(uint16_t id, const hostlink::Value& value);
 
     /// Somebody presses and releases a button: an "InputEventMessage" with `BUT_KeyPressed`, another with
     /// `BUT_KeyReleased`, both with the button's number as Uint16.
@@ -84,7 +86,6 @@ private:
     std::vector<ByteArray> getStates(const ByteArray& message) const;
     std::vector<ByteArray> subscribe(const ByteArray& message);
     std::vector<ByteArray> unsubscribe(const ByteArray& message);
-    std::vector<ByteArray> transfer(const ByteArray& message);
 
     HostStates held;
     TransferSink sink;

@@ -51,6 +51,8 @@ constexpr Row faultRows[] = {
     {&HostCounts::faultLateTransfers, "faultLateTransfers", "answers that started late"},
     {&HostCounts::faultIrqNacks, "faultIrqNacks", "IRQ frames refused (nack)"},
     {&HostCounts::faultIrqAnnouncements, "faultIrqAnnouncements", "IRQ frames answered with a size"},
+    {&HostCounts::faultDamagedChunks, "faultDamagedChunks", "chunks of files sent damaged"},
+    {&HostCounts::faultLostChunks, "faultLostChunks", "chunks of files not sent"},
 };
 
 std::string line(uint64_t count, const char* words, const char* prefix) {

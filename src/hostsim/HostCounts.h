@@ -47,6 +47,8 @@ struct HostCounts {
     uint64_t faultLateTransfers = 0;
     uint64_t faultIrqNacks = 0;
     uint64_t faultIrqAnnouncements = 0;
+    uint64_t faultDamagedChunks = 0;
+    uint64_t faultLostChunks = 0;
 
     /// All faults together.
     uint64_t faults() const;

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-#include "MessageItems.h"
+#include <hostlinkclient/Value.h>
 
 namespace hostsim {
 
@@ -17,9 +17,10 @@ public:
     static HostStates afterPowerOn();
 
     /// The value held; "Nil" for a state that has none.
-    Value get(uint16_t id) const;
-    /// Holds a value in the encoding in which it came; true when the state had another value or none.
-    bool set(uint16_t id, const Value& value);
+    hostlink::Value get(uint16_t id) const;
+    /// Holds a value in the encoding in which it came; true when the state had another value, the same number in
+    /// another encoding among them, or none.
+    bool set(uint16_t id, const hostlink::Value& value);
 
     void subscribe(uint16_t id) { subscribed.insert(id); }
     void unsubscribe(uint16_t id) { subscribed.erase(id); }
@@ -27,7 +28,7 @@ public:
     bool isSubscribed(uint16_t id) const { return subscribed.count(id) != 0; }
 
 private:
-    std::map<uint16_t, Value> values;
+    std::map<uint16_t, hostlink::Value> values;
     std::set<uint16_t> subscribed;
 };
 

@@ -1,17 +1,12 @@
 /// @file
-/// States and their values as people write them.
+/// Values of states as people write them.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
 
-#include "MessageItems.h"
+#include <hostlinkclient/Value.h>
 
 namespace hostsim {
-
-/// A state id: decimal, hexadecimal with 0x, or a name of the vocabulary ("PlayerVolume").
-std::optional<uint16_t> parseStateId(const std::string& text);
 
 /// A value for a state.
 ///
@@ -21,10 +16,9 @@ std::optional<uint16_t> parseStateId(const std::string& text);
 /// - a value name of this state ("Playing"): as the number behind it
 /// - anything else: text
 ///
-/// None when the number does not fit the encoding asked for.
-std::optional<Value> parseValue(uint16_t id, const std::string& text, const Value& held);
-
-/// A value for people: a number in decimal, the characters of a text, "no value".
-std::string valueText(const Value& value);
+/// `BadArgument` when a prefix asks for a number that does not fit, or for one where there is none; the text says
+/// which.
+hostlink::Result<hostlink::Value> parseValue(const hostlink::StateId& state, const std::string& text,
+                                             const hostlink::Value& held);
 
 } // namespace hostsim

@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
+#include <hostsim/FileSending.h>
 #include <hostsim/StateText.h>
 #include <hostsim/wire/FaultyBusLine.h>
 
@@ -47,6 +51,8 @@ constexpr CountedOption countedOptions[] = {
     {"lateTransfers", &FaultOptions::lateTransfers},
     {"irqNackFirst", &FaultOptions::irqNackFirst},
     {"irqAnnounceFirst", &FaultOptions::irqAnnounceFirst},
+    {"damageChunkEvery", &FaultOptions::damageChunkEvery},
+    {"loseChunkEvery", &FaultOptions::loseChunkEvery},
 };
 
 struct NoiseOption {
@@ -157,9 +163,9 @@ template <typename Take> void forEachOption(const std::string& text, Take take) 
 }
 
 uint16_t stateId(const std::string& text) {
-    const auto id = hostsim::parseStateId(text);
-    if (!id) throw std::invalid_argument("neither a number nor the name of a state: " + text);
-    return *id;
+    const hostlink::StateId id(text);
+    if (!id.isValid()) throw std::invalid_argument("neither a number nor the name of a state: " + text);
+    return id.number();
 }
 
 faultywire::WireFaults wireFaultsFromText(const std::string& text) {
@@ -178,15 +184,18 @@ HostSetup HostSetup::fromText(const std::string& text) {
 
 struct HostSlave::Host {
     explicit Host(const HostSetup& setup)
-        : endpoint(setup.host), bus(endpoint, setup.bus), inputEventEvery(setup.inputEventEvery) {}
+        : endpoint(setup.host), bus(endpoint, setup.bus), files(endpoint), inputEventEvery(setup.inputEventEvery) {}
 
     void pressWhenDue(Time now);
+    void sendFile(const std::string& path);
+    std::string endedFiles();
     void keepJournal(bool on);
     void setState(const std::string& argument);
     std::string getState(const std::string& argument);
 
     hostsim::SimulatedHost endpoint;
     hostsim::HostOnBus bus; // speaks for `endpoint`
+    hostsim::FileSending files;
     faultywire::WireJournal journal;
     faultywire::FaultyBusLine line{bus, journal}; // in front of `bus`
     const std::optional<Time> inputEventEvery;
@@ -199,6 +208,19 @@ void HostSlave::Host::pressWhenDue(Time now) {
     if (now < *nextInputEvent) return;
     endpoint.send(hostsim::HostApplication::press(1));
     nextInputEvent = now + *inputEventEvery;
+}
+
+void HostSlave::Host::sendFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    Bytes content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file.is_open() || file.bad()) throw std::invalid_argument("cannot read the file: " + path);
+    files.send(path.substr(path.find_last_of('/') + 1), std::move(content));
+}
+
+std::string HostSlave::Host::endedFiles() {
+    std::string text;
+    for (const hostsim::SentFile& file : files.takeEnded()) text += (text.empty() ? "" : "; ") + textOf(file);
+    return text;
 }
 
 void HostSlave::Host::keepJournal(bool on) {
@@ -219,12 +241,12 @@ void HostSlave::Host::setState(const std::string& argument) {
     const uint16_t id = stateId(argument.substr(0, end));
     const std::string text = end == std::string::npos ? "" : argument.substr(end + 1);
     const auto value = hostsim::parseValue(id, text, endpoint.application().states().get(id));
-    if (!value) throw std::invalid_argument("not a number that fits its type: " + text);
+    if (!value) throw std::invalid_argument(value.text());
     endpoint.send(endpoint.application().setState(id, *value));
 }
 
 std::string HostSlave::Host::getState(const std::string& argument) {
-    return hostsim::valueText(endpoint.application().states().get(stateId(argument)));
+    return endpoint.application().states().get(stateId(argument)).print();
 }
 
 HostSlave::HostSlave(const HostSetup& setup) : host(std::make_unique<Host>(setup)) {}
@@ -234,6 +256,7 @@ HostSlave::~HostSlave() = default;
 void HostSlave::write(const Bytes& bytes, Time now) {
     host->line.write(bytes, now);
     host->pressWhenDue(now);
+    host->files.advance(now);
 }
 
 Bytes HostSlave::read(size_t count, Time now) {
@@ -243,6 +266,7 @@ Bytes HostSlave::read(size_t count, Time now) {
 void HostSlave::advance(Time now) {
     host->bus.advance(now);
     host->pressWhenDue(now);
+    host->files.advance(now);
 }
 
 bool HostSlave::wantsInterrupt(Time now) const {
@@ -250,13 +274,16 @@ bool HostSlave::wantsInterrupt(Time now) const {
 }
 
 std::optional<Time> HostSlave::nextDeadline(Time now) const {
-    const std::optional<Time> bus = host->bus.nextDeadline(now);
-    if (!host->nextInputEvent || !host->endpoint.moduleAnswers()) return bus;
-    const Time event = std::max(*host->nextInputEvent, now);
-    return bus ? std::min(*bus, event) : event;
+    std::optional<Time> next = host->bus.nextDeadline(now);
+    const auto consider = [&next, now](std::optional<Time> moment) {
+        if (moment) next = next ? std::min(*next, std::max(*moment, now)) : std::max(*moment, now);
+    };
+    if (host->endpoint.moduleAnswers()) consider(host->nextInputEvent);
+    consider(host->files.deadline());
+    return next;
 }
 
-std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time /*now*/) {
+std::optional<std::string> HostSlave::command(const std::string& name, const std::string& argument, Time now) {
     if (name == "send") {
         const std::optional<Bytes> message = fromHex(argument);
         if (!message) throw std::invalid_argument("not hexadecimal bytes: " + argument);
@@ -269,6 +296,14 @@ std::optional<std::string> HostSlave::command(const std::string& name, const std
         host->setState(argument);
     } else if (name == "get") {
         return host->getState(argument);
+    } else if (name == "send-file") {
+        host->sendFile(argument);
+        host->files.advance(now);
+    } else if (name == "abort-file") {
+        host->files.abort();
+        host->files.advance(now);
+    } else if (name == "files") {
+        return host->endedFiles();
     } else if (name == "wire") {
         host->line.dice().set(wireFaultsFromText(argument));
     } else if (name == "journal") {

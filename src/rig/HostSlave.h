@@ -30,6 +30,9 @@ struct HostSetup {
 /// - "press N": the host's button N is pressed and released.
 /// - "burst N": the host tells N events that nobody asked for.
 /// - "set ID VALUE": the host changes a state by itself, "get ID" gives its value; as in zent-hostsim.
+/// - "send-file PATH": the host sends a file to the module, "abort-file" ends it; "files" tells how those have ended
+/// that
+///   did so since the last call, one a line.
 /// - "wire NAME=RATE,...": faults of the wire, by the names in wire/WireFault.h, "late-by-ms" and "seed".
 /// - "journal": what has been on the wire since the last call, see wire/WireJournal.h. Kept from the first call on,
 ///   until "journal off".

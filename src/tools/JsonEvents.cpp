@@ -1,7 +1,6 @@
 #include "JsonEvents.h"
 
 #include <hostlink/HostLinkVocabulary.h>
-#include <hostsim/StateText.h>
 #include <json/Json.h>
 
 using json::quoted;
@@ -13,10 +12,10 @@ template <typename Names, typename Key> std::string nameIn(const Names& names, K
     return found == names.end() ? "null" : quoted(found->second);
 }
 
-std::string jsonOf(const hostsim::Value& value) {
-    if (value.encoding == ENC_Nil) return "null";
-    const std::string text = hostsim::valueText(value);
-    return hostsim::numberOf(value) ? text : quoted(text);
+std::string jsonOf(const hostlink::Value& value) {
+    if (value.isNil()) return "null";
+    const std::string text = value.print();
+    return value.isNumber() ? text : quoted(text);
 }
 
 } // namespace
@@ -29,9 +28,16 @@ std::string countsEvent(const hostsim::HostCounts& counts) {
     return "{\"event\":\"counts\"," + countsAsJson(counts).substr(1) + "\n";
 }
 
-std::string stateEvent(uint16_t id, const hostsim::Value& value) {
+std::string stateEvent(uint16_t id, const hostlink::Value& value) {
     return "{\"event\":\"state\",\"id\":" + std::to_string(id) + ",\"name\":" + nameIn(stateToString, id) +
-           ",\"encoding\":" + nameIn(encodingToString, value.encoding) + ",\"value\":" + jsonOf(value) + "}\n";
+           ",\"encoding\":" + nameIn(encodingToString, value.encoding()) + ",\"value\":" + jsonOf(value) + "}\n";
+}
+
+std::string sentEvent(const hostsim::SentFile& file) {
+    const auto& report = file.report;
+    return "{\"event\":\"sent\",\"name\":" + quoted(file.name) + ",\"end\":" + quoted(hostsim::nameOf(report.end)) +
+           ",\"bytes\":" + std::to_string(report.bytes) + ",\"checksum\":" + std::to_string(report.checksum) +
+           ",\"repeated\":" + std::to_string(report.repeated) + "}\n";
 }
 
 std::string helpEvent(const std::vector<std::pair<const char*, const char*>>& commands) {

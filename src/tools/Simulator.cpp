@@ -14,6 +14,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "FileContent.h"
+#include "JsonEvents.h"
 #include "PacketDump.h"
 #include "SystemError.h"
 #include "UserCommands.h"
@@ -58,6 +60,7 @@ Simulator::Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePor
       began(std::chrono::steady_clock::now()),
       endpoint(withLineTime(options)),
       host(endpoint),
+      files(endpoint),
       fromModule(pace(options)),
       toModule(pace(options)),
       signals(std::move(signalDescriptor)),
@@ -90,7 +93,21 @@ void Simulator::step(Time time) {
     host.advance(time);
     sendInputEvents(time);
     if (tunnel) endpoint.send(tunnel->messages(time));
+    sendFiles(time);
     writeToLine(time);
+}
+
+// That of the command line when somebody is there to take it.
+void Simulator::sendFiles(Time time) {
+    if (!options.file.empty() && endpoint.moduleAnswers()) {
+        const std::string path = std::exchange(options.file, {});
+        const auto content = contentOf(path);
+        if (!content) throw std::runtime_error("cannot read " + path);
+        files.send(lastPartOf(path), *content);
+    }
+    files.advance(time);
+    for (const hostsim::SentFile& file : files.takeEnded())
+        out << (options.json ? sentEvent(file) : textOf(file) + "\n") << std::flush;
 }
 
 // Only while the module answers: nobody wants to find yesterday's events on the line.
@@ -153,7 +170,7 @@ void Simulator::readCommands(Time time) {
     }
     commandText.append(text.data(), static_cast<size_t>(count));
     for (size_t end = 0; (end = commandText.find('\n')) != std::string::npos; commandText.erase(0, end + 1)) {
-        const CommandResult result = runCommand(commandText.substr(0, end), endpoint, options.json);
+        const CommandResult result = runCommand(commandText.substr(0, end), {endpoint, files}, options.json);
         out << result.text << std::flush;
         ended = ended || result.quit;
     }
@@ -173,6 +190,7 @@ std::optional<Time> Simulator::nextWake(Time time) const {
     if (unwritten.empty()) consider(toModule.empty() ? host.nextDeadline(time) : toModule.nextDeadline());
     consider(nextInputEvent);
     if (tunnel) consider(tunnel->deadline());
+    consider(files.deadline());
     if (options.exitAfterIdle) consider(lastActivity + *options.exitAfterIdle);
     return wake;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include <descriptor/Descriptor.h>
+#include <hostsim/FileSending.h>
 #include <hostsim/HostOnLine.h>
 #include <hostsim/LinePacer.h>
 #include <hostsim/SimulatedHost.h>
@@ -30,7 +31,7 @@ public:
               std::ostream& output, std::ostream& log);
 
     /// Runs until a signal, "quit", or the idle time asked for.
-    /// @throw std::system_error the line is lost
+    /// @throw std::runtime_error the line is lost, or the file of `--send` cannot be read
     void run();
 
     const hostsim::HostCounts& counts() const { return endpoint.counts(); }
@@ -39,6 +40,7 @@ private:
     hostsim::Time now() const;
     void step(hostsim::Time time);
     void sendInputEvents(hostsim::Time time);
+    void sendFiles(hostsim::Time time);
     void writeToLine(hostsim::Time time);
     bool flush(hostsim::Time time);
     void readFromLine(hostsim::Time time);
@@ -53,6 +55,7 @@ private:
     std::chrono::steady_clock::time_point began;
     hostsim::SimulatedHost endpoint;
     hostsim::HostOnLine host;
+    hostsim::FileSending files;
     hostsim::LinePacer fromModule;
     hostsim::LinePacer toModule;
     std::optional<TunnelEnd> tunnel;

@@ -58,13 +58,13 @@ CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, uint64_t lo
 
 void setState(hostsim::HostStates& states, const std::string& text) {
     const size_t equals = text.find('=');
-    const auto id = hostsim::parseStateId(text.substr(0, equals));
-    if (equals == std::string::npos || !id) {
+    const hostlink::StateId id(text.substr(0, equals));
+    if (equals == std::string::npos || !id.isValid()) {
         throw CLI::ValidationError("--state", "'" + text + "' is not ID=VALUE with a number or a state name as ID");
     }
-    const auto value = hostsim::parseValue(*id, text.substr(equals + 1), states.get(*id));
-    if (!value) throw CLI::ValidationError("--state", "the value in '" + text + "' is not a number that fits its type");
-    states.set(*id, *value);
+    const auto value = hostsim::parseValue(id, text.substr(equals + 1), states.get(id.number()));
+    if (!value) throw CLI::ValidationError("--state", "the value in '" + text + "' cannot be taken: " + value.text());
+    states.set(id.number(), *value);
 }
 
 void declareWire(CLI::App& app, SimulatorOptions& options) {
@@ -105,6 +105,10 @@ void declareBehaviour(CLI::App& app, SimulatorOptions& options) {
                     [&options](milliseconds time) { options.inputEventEvery = time; });
     addMilliseconds(app, "--exit-after-idle", 1, "End when nothing has happened for this long",
                     [&options](milliseconds time) { options.exitAfterIdle = time; });
+    app.add_option("--send", options.file,
+                   "Send this file to the module as soon as that is heard; the\ncommand send-file sends others")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
     app.add_option("--tunnel", options.tunnel,
                    "Connect what the module tunnels to this TCP server, instead of\nsending it back")
         ->type_name("HOST:PORT")
@@ -158,6 +162,9 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
     addEvery(app, "--garbage-every", faults.garbageEvery,
              "Put random bytes before every Nth packet; half a start mark may\nbe among them, a whole one never is");
     addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many", mostGarbage)->capture_default_str();
+    addEvery(app, "--damage-chunk-every", faults.damageChunkEvery,
+             "Turn over a bit in every Nth chunk of a file that is sent");
+    addEvery(app, "--lose-chunk-every", faults.loseChunkEvery, "Do not send every Nth chunk of a file");
     app.add_flag("--split-writes", faults.splitWrites, "Write each byte by itself")->group("Faults");
     addRate(app, "--drop-rate", faults, &ByteNoise::dropRate, "Lose bytes, at this probability from 0 to 1");
     addRate(app, "--corrupt-rate", faults, &ByteNoise::corruptRate, "Change bytes");

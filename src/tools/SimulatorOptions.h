@@ -19,6 +19,7 @@ struct SimulatorOptions {
     hostsim::HostOptions host;
     std::optional<std::chrono::milliseconds> inputEventEvery;
     std::optional<std::chrono::milliseconds> exitAfterIdle;
+    std::string file;      ///< that is sent as soon as the module is heard; empty: none
     std::string tunnel;    ///< "HOST:PORT" of the server at the far end of tunnels; empty: an echo
     bool commands = false; ///< read commands from the standard input
     bool verbose = false;

@@ -9,6 +9,7 @@
 #include <hostsim/HostCounts.h>
 #include <hostsim/StateText.h>
 
+#include "FileContent.h"
 #include "JsonEvents.h"
 
 using hostsim::SimulatedHost;
@@ -23,6 +24,8 @@ const std::vector<std::pair<const char*, const char*>> commands = {
     {"set ID VALUE", "change a state, for example: set PlayerVolume 40"},
     {"get ID", "show a state"},
     {"burst N", "send N events at once"},
+    {"send-file PATH", "send a file to the module, behind those that wait"},
+    {"abort-file", "end the file under way, and forget those that wait"},
     {"counts", "show what has been seen and done so far"},
     {"quit", "end"},
 };
@@ -31,7 +34,7 @@ std::string helpText() {
     std::string text;
     for (const auto& [command, meaning] : commands) {
         const std::string name = command;
-        text += name + std::string(15 - name.size(), ' ') + meaning + "\n";
+        text += name + std::string(16 - name.size(), ' ') + meaning + "\n";
     }
     return text;
 }
@@ -52,9 +55,9 @@ public:
 };
 
 uint16_t stateId(const std::string& state) {
-    const auto id = hostsim::parseStateId(state);
-    if (!id) throw Refused("'" + state + "' is neither a number nor the name of a state");
-    return *id;
+    const hostlink::StateId id(state);
+    if (!id.isValid()) throw Refused("'" + state + "' is neither a number nor the name of a state");
+    return id.number();
 }
 
 void press(const std::string& button, SimulatedHost& host) {
@@ -72,14 +75,20 @@ void burst(const std::string& count, SimulatedHost& host) {
 void set(const std::string& state, const std::string& text, SimulatedHost& host) {
     const uint16_t id = stateId(state);
     const auto value = hostsim::parseValue(id, text, host.application().states().get(id));
-    if (!value) throw Refused("'" + text + "' is not a number that fits its type");
+    if (!value) throw Refused("'" + text + "' cannot be held: " + value.text());
     host.send(host.application().setState(id, *value));
 }
 
 std::string get(const std::string& state, SimulatedHost& host, bool json) {
     const uint16_t id = stateId(state);
-    const hostsim::Value value = host.application().states().get(id);
-    return json ? stateEvent(id, value) : hostsim::valueText(value) + "\n";
+    const hostlink::Value value = host.application().states().get(id);
+    return json ? stateEvent(id, value) : value.print() + "\n";
+}
+
+void sendFile(const std::string& path, hostsim::FileSending& files) {
+    const auto content = contentOf(path);
+    if (!content) throw Refused("cannot read the file '" + path + "'");
+    files.send(lastPartOf(path), *content);
 }
 
 std::string restOf(std::istringstream& words) {
@@ -88,7 +97,8 @@ std::string restOf(std::istringstream& words) {
     return rest;
 }
 
-CommandResult carryOut(const std::string& line, SimulatedHost& host, bool json) {
+CommandResult carryOut(const std::string& line, const CommandedHost& to, bool json) {
+    SimulatedHost& host = to.host;
     std::istringstream words(line);
     std::string command;
     std::string argument;
@@ -104,6 +114,11 @@ CommandResult carryOut(const std::string& line, SimulatedHost& host, bool json) 
         burst(argument, host);
     } else if (command == "set") {
         set(argument, restOf(words), host);
+    } else if (command == "send-file") {
+        const std::string rest = restOf(words);
+        sendFile(argument + (rest.empty() ? "" : " " + rest), to.files);
+    } else if (command == "abort-file") {
+        to.files.abort();
     } else {
         throw Refused("unknown command '" + command + "'; 'help' lists them");
     }
@@ -112,9 +127,9 @@ CommandResult carryOut(const std::string& line, SimulatedHost& host, bool json) 
 
 } // namespace
 
-CommandResult runCommand(const std::string& line, SimulatedHost& host, bool json) {
+CommandResult runCommand(const std::string& line, const CommandedHost& to, bool json) {
     try {
-        return carryOut(line, host, json);
+        return carryOut(line, to, json);
     } catch (const Refused& reason) {
         return {json ? errorEvent(reason.what()) : reason.what() + std::string("\n")};
     }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include <hostsim/FileSending.h>
 #include <hostsim/SimulatedHost.h>
 
 /// The answer to one command line.
@@ -12,6 +13,13 @@ struct CommandResult {
     bool quit = false;
 };
 
-/// Carries out one line: "press N", "set ID VALUE", "get ID", "burst N", "counts", "help", "quit".
+/// Whom commands are for.
+struct CommandedHost {
+    hostsim::SimulatedHost& host;
+    hostsim::FileSending& files;
+};
+
+/// Carries out one line: "press N", "set ID VALUE", "get ID", "burst N", "send-file PATH", "abort-file", "counts",
+/// "help", "quit".
 /// @param json answer in lines of `--json`
-CommandResult runCommand(const std::string& line, hostsim::SimulatedHost& host, bool json);
+CommandResult runCommand(const std::string& line, const CommandedHost& to, bool json);

@@ -21,6 +21,14 @@ TEST(PacketPayload, IsNeverNothing) {
     EXPECT_EQ(packetPayload(10), 1u);
 }
 
+// 256 packets of 54 bytes, and of 255; beyond that a message is at its end first.
+TEST(LongestMessage, Fills256PacketsOr65535Bytes) {
+    EXPECT_EQ(longestMessage(64), 13824u);
+    EXPECT_EQ(longestMessage(265), 65280u);
+    EXPECT_EQ(longestMessage(266), 65535u);
+    EXPECT_EQ(longestMessage(65535), 65535u);
+}
+
 // 1000 + 22 bytes need 19 packets of 54 bytes, which hold 1026: 1004 data bytes.
 TEST(FittingChunk, FillsAsManyPacketsAsTheWantedBytesNeed) {
     EXPECT_EQ(fittingChunk(64, 22, 1000), 1004u);

@@ -7,6 +7,7 @@
 #include <hostcheck/Rules.h>
 #include <hostcheck/Runner.h>
 #include <hostlink/HostLinkVocabulary.h>
+#include <items/Items.h>
 
 #include "Checker.h"
 #include "LineWorld.h"
@@ -557,24 +558,24 @@ const WrongHost wrongHosts[] = {
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
              if (idOf(message) == MSG_GetState && message.size() > 8)
-                 answers[0] = hostsim::writeItems(MSG_GetStateResponse, {{9, hostsim::numberValue(ENC_Uint8, 30)}});
+                 answers[0] = *hostlink::writeItems(MSG_GetStateResponse, {{9, 30}});
          });
      }},
     {"gives unknown states 0", "get-unknown",
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
              if (idOf(message) != MSG_GetState) return;
-             auto items = *hostsim::readItems(answers[0]);
+             auto items = *hostlink::readItems(answers[0]);
              for (auto& item : items)
-                 if (item.value.encoding == ENC_Nil) item.value = hostsim::numberValue(ENC_Uint8, 0);
-             answers[0] = hostsim::writeItems(MSG_GetStateResponse, items);
+                 if (item.value.isNil()) item.value = 0;
+             answers[0] = *hostlink::writeItems(MSG_GetStateResponse, items);
          });
      }},
     {"answers a state once that is asked for twice", "get-twice",
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
              if (idOf(message) != MSG_GetState || message[2] != 2) return;
-             answers[0] = hostsim::writeItems(MSG_GetStateResponse, {hostsim::readItems(answers[0])->front()});
+             answers[0] = *hostlink::writeItems(MSG_GetStateResponse, {hostlink::readItems(answers[0])->front()});
          });
      }},
     {"acknowledges unknown requests and says nothing", "unknown-requests",
@@ -593,21 +594,20 @@ const WrongHost wrongHosts[] = {
      [](Case& host) {
          host.wrongs.application = [](const ByteArray& message, HostApplication& app) -> Messages {
              if (idOf(message) == MSG_SetState && message.size() > 7 && message[2] > 1 && message[5] == ENC_Uint8)
-                 app.setState(static_cast<uint16_t>(message[3] | message[4] << 8),
-                              hostsim::numberValue(ENC_Uint8, message[6]));
+                 app.setState(static_cast<uint16_t>(message[3] | message[4] << 8), message[6]);
              return std::nullopt;
          };
      }},
     {"answers responses with unsupported", "responses-unanswered",
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
-             if ((idOf(message) & 0x8000) != 0) answers = {hostsim::writeItems(MSG_UnsupportedMessageResponse, {})};
+             if ((idOf(message) & 0x8000) != 0) answers = {*hostlink::writeItems(MSG_UnsupportedMessageResponse, {})};
          });
      }},
     {"answers notifications with unsupported", "notifications-unanswered",
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
-             if (idOf(message) == MSG_InputEvent) answers = {hostsim::writeItems(MSG_UnsupportedMessageResponse, {})};
+             if (idOf(message) == MSG_InputEvent) answers = {*hostlink::writeItems(MSG_UnsupportedMessageResponse, {})};
          });
      }},
     {"answers SetLedApi with an id of its own", "led-unanswered",
@@ -641,7 +641,7 @@ const WrongHost wrongHosts[] = {
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
              if (idOf(message) != MSG_SetState || message[2] != 2) return;
-             answers[0] = hostsim::writeItems(MSG_SetStateResponse, {hostsim::readItems(answers[0])->front()});
+             answers[0] = *hostlink::writeItems(MSG_SetStateResponse, {hostlink::readItems(answers[0])->front()});
          });
      }},
     {"answers subscriptions with known ids alone", "subscription-answer",

@@ -65,6 +65,23 @@ TEST(HostApplication, AStateSetToTheValueThatItHasIsNoChange) {
     EXPECT_EQ(host.ask("01 00 01 09 00 CC 05"), Texts{"01 80 01 09 00 CC 05"});
 }
 
+TEST(HostApplication, TheSameNumberInAnotherEncodingIsAChange) {
+    Host host;
+    host.ask("03 00 01 09 00");
+    host.ask("01 00 01 09 00 CC 05");
+    EXPECT_EQ(host.ask("01 00 01 09 00 CD 05 00"), (Texts{"01 80 01 09 00 CD 05 00", "04 00 01 09 00 CD 05 00"}));
+}
+
+TEST(HostApplication, WhatAnAnswerHasNoRoomForIsLeftOut) {
+    Host host;
+    host.app.setState(9, ByteArray(40000, 1));
+    host.app.setState(10, ByteArray(40000, 2));
+    const auto answers = host.app.handle(bytes("02 00 02 09 00 0A 00"));
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(hex(ByteArray(answers[0].begin(), answers[0].begin() + 9)), "02 80 01 09 00 C5 40 9C 01");
+    EXPECT_EQ(answers[0].size(), 40008u);
+}
+
 TEST(HostApplication, UnsubscribedStatesAreNotToldAnyMore) {
     Host host;
     host.ask("03 00 02 09 00 0B 00");
@@ -82,11 +99,11 @@ TEST(HostApplication, AResetEndsEverySubscription) {
 
 TEST(HostApplication, TheHostsOwnChangesAreToldToSubscribersOnly) {
     Host host;
-    const hostsim::Value volume{ENC_Uint8, {0x2A}};
+    const hostlink::Value volume = 0x2A;
     EXPECT_TRUE(host.app.setState(9, volume).empty());
     host.ask("03 00 01 09 00");
     EXPECT_TRUE(host.app.setState(9, volume).empty()); // no change
-    EXPECT_EQ(asText(host.app.setState(9, {ENC_Uint8, {0x2B}})), Texts{"04 00 01 09 00 CC 2B"});
+    EXPECT_EQ(asText(host.app.setState(9, 0x2B)), Texts{"04 00 01 09 00 CC 2B"});
 }
 
 TEST(HostApplication, AMessageWithOneUnreadableItemHasNoEffect) {

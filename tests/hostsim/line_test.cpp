@@ -200,7 +200,7 @@ TEST(HostOnLine, AResetDropsSubscriptionsAndQueuedMessages) {
     line.writes(Time(0));
     EXPECT_EQ(line.after("FF FE 08 00 21 13 00 00"), Texts{"FF FE 08 00 A3 13 00 00"});
     EXPECT_EQ(line.after(ack), Texts{}); // stray: nothing is in flight any more
-    EXPECT_TRUE(line.endpoint.application().setState(9, {ENC_Uint8, {1}}).empty());
+    EXPECT_TRUE(line.endpoint.application().setState(9, 1).empty());
 }
 
 TEST(HostOnLine, TakesARepeatedPacketOnce) {

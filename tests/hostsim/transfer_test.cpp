@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <hostsim/HostApplication.h>
-#include <hostsim/TransferSink.h>
 
 #include "support/Bytes.h"
 
 using hostsim::HostApplication;
-using hostsim::RunningChecksum;
 
 namespace {
 
@@ -31,34 +29,6 @@ struct Host {
 };
 
 } // namespace
-
-TEST(RunningChecksum, OfNothingIsTheInitialRegister) {
-    EXPECT_EQ(RunningChecksum().value(), 0xFFFFFFFFu);
-    EXPECT_EQ(RunningChecksum().ofChunk({}), 0xFFFFFFFFu);
-}
-
-TEST(RunningChecksum, GoesOnFromChunkToChunk) {
-    RunningChecksum checksum;
-    checksum.add(bytes("31 32 33 34"));
-    EXPECT_EQ(checksum.value(), 0xC2091428u);
-    checksum.add(bytes("35 36 37 38"));
-    EXPECT_EQ(checksum.value(), 0xFEFC54F9u);
-    checksum.add(bytes("39"));
-    EXPECT_EQ(checksum.value(), 0xAFF19057u);
-}
-
-TEST(RunningChecksum, TakesMoreThanOneCallOfTheFunctionCore) {
-    RunningChecksum checksum;
-    checksum.add(patternBytes(70000));
-    EXPECT_EQ(checksum.value(), 0x93D5E403u);
-}
-
-TEST(RunningChecksum, OfAChunkStandsByItself) {
-    RunningChecksum checksum;
-    checksum.add(bytes("31 32 33 34"));
-    EXPECT_EQ(checksum.ofChunk(bytes("35 36 37 38")), 0x1654254Eu);
-    EXPECT_EQ(checksum.value(), 0xC2091428u);
-}
 
 TEST(DataTransfer, EachChunkIsAnsweredWithItsChecksumAndTheLastWithThatOfTheFile) {
     Host host;

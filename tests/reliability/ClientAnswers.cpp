@@ -12,9 +12,9 @@
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>
+#include <items/Items.h>
 
 #include "hostlinkclient/session/PlayedHost.h"
-#include "hostlinkclient/values/Items.h"
 
 namespace truth {
 

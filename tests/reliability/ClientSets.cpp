@@ -61,11 +61,10 @@ SetFigures setsOfOne(const SetOptions& options, uint64_t sets, uint32_t seed) {
     SetFigures figures;
     for (uint64_t i = 0; i < sets; ++i) {
         const auto state = static_cast<uint16_t>(firstState + i % states);
-        const auto held = hostsim::numberOf(host.held(state));
         auto value = static_cast<uint16_t>(random() % values);
-        if (value == held) ++value;
+        if (host.held(state).meansSameAs(value)) ++value;
         const Result<void> result = setOne(client, options.form, state, value);
-        const bool hasIt = hostsim::numberOf(host.held(state)) == value;
+        const bool hasIt = host.held(state).meansSameAs(value);
         ++figures.sets;
         if (result) {
             ++figures.done;

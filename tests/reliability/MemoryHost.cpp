@@ -156,7 +156,7 @@ void MemoryHost::setFaults(const faultywire::WireFaults& faults) {
     line.dice().set(faults);
 }
 
-hostsim::Value MemoryHost::held(uint16_t state) {
+hostlink::Value MemoryHost::held(uint16_t state) {
     const std::lock_guard lock(mutex);
     return host.application().states().get(state);
 }

@@ -25,7 +25,7 @@ public:
     /// From the next packet on; begins the random sequence anew.
     void setFaults(const faultywire::WireFaults& faults);
     /// What it really holds.
-    hostsim::Value held(uint16_t state);
+    hostlink::Value held(uint16_t state);
     /// How often packets of messages have been written to it.
     uint64_t packetsWritten();
 

@@ -50,8 +50,8 @@ struct InputEvent {
 /// which the client waits for nothing. No call throws for what the wire does; what went wrong is in the result. A call
 /// with a bad argument sends nothing.
 ///
-/// The destructor ends what is under way (`Cancelled`), waits for callbacks that are running and closes the link. Not
-/// to be called from a callback of the client, unless that runs in the program's own loop (`Options::events`).
+/// The destructor ends what is under way, as `close()` does. Not to be called from a callback of the client, unless
+/// that runs in the program's own loop (`Options::events`) or is that of a subscription.
 class HOSTLINK_EXPORT Client {
 public:
     template <typename T> using Callback = std::function<void(Result<T>)>;
@@ -64,10 +64,11 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// @name Requests
-    /// The plain ones wait; those with "Async" return at once, with a future or a callback.
+    /// The plain ones wait; those with "Async" return at once, with a future or a callback. Each callback is called
+    /// once, on the client's thread for callbacks; how close() goes on with it stands there.
     ///
     /// `BadArgument`: no state of that name, no states at all, one twice, more than 255, a value longer than 65535
-    /// bytes or a message longer than 65535 bytes, a deadline of 0 or less.
+    /// bytes or a message longer than 65535 bytes or 256 packets of the wire, a deadline of 0 or less.
     /// @{
 
     /// The value of a state; Nil when the host has none for it.
@@ -155,7 +156,16 @@ public:
     /// Waits until the link is up; false when it is not by then.
     bool waitUntilUp(std::chrono::milliseconds within) const;
 
-    /// Ends what is under way and closes the link, as the destructor does. Calls that come later end as `Cancelled`.
+    /// Ends what is under way (`Cancelled`), closes the link and waits for callbacks that are running. Before it
+    /// returns, each callback of a request that was begun before it has been called: with the result that was there,
+    /// else with `Cancelled`; what other callbacks had yet to be told is dropped. With `Options::events` it calls them
+    /// itself.
+    ///
+    /// Any thread may call, and a callback, too: it does not wait for that one. Where somebody else is closing the
+    /// client already, it returns to the callback at once.
+    ///
+    /// Calls that come later end as `Cancelled`. A callback that is handed in later is called before the request
+    /// returns, by its caller; but not one that is handed in by such a callback, which would never end.
     void close();
 
     /// For the library's own use.

@@ -31,7 +31,8 @@ struct SendOptions {
 
     /// What the file is called on the host; empty: the last part of its path.
     std::string name;
-    /// Data bytes at a time, a multiple of four up to 65512; 0: about a thousand, filling the link's packets.
+    /// Data bytes at a time, a multiple of four up to 64000, as far as 256 packets carry them; 0: about a thousand,
+    /// filling the link's packets.
     std::size_t chunk = 0;
     /// How long the host may take to answer a chunk before it is sent again.
     Milliseconds answerTime{1000};

@@ -17,8 +17,9 @@
 
 namespace hostlink {
 
-/// One value in one of the encodings of the wire. An ordinary value; equal are values that mean the same, in whatever
-/// encoding: 30 as Uint8 and 30 as Int32, a text and the same bytes.
+/// One value in one of the encodings of the wire, the same for the client and for whoever plays its host. An ordinary
+/// value; equal are values of the same encoding with the same content, which look alike on the wire. Whether two mean
+/// the same, in whatever encoding, `meansSameAs` tells.
 class HOSTLINK_EXPORT Value {
 public:
     /// What a value is made of, one alternative for each encoding: Nil, Bin16, Uint8 to Uint64, Int8 to Int64.
@@ -43,6 +44,10 @@ public:
     template <typename Number> static Result<Value> in(Encoding encoding, Number number) {
         return inEncoding(encoding, widest(number));
     }
+    /// A number as people write it, decimal or hexadecimal with 0x, -2^63 to 2^64-1: in the smallest encoding that has
+    /// room, as above.
+    /// @return `BadArgument` when the text is something else, or the number is outside that range; the text says which
+    static Result<Value> number(const std::string& digits);
     /// The value that bears this name for this state: `named(STA_PlayerPlayStatus, "Playing")`.
     /// @return `BadArgument` when the state is none, or has no value of that name
     static Result<Value> named(const StateId& state, const std::string& name);
@@ -84,7 +89,11 @@ public:
     /// For people, with the name that the value has for this state: "Playing", else as `print()`.
     std::string print(const StateId& state) const;
 
-    HOSTLINK_EXPORT friend bool operator==(const Value& a, const Value& b);
+    /// Whether both are the same number, in whatever encoding (30 as Uint8 and 30 as Int32); for others, whether they
+    /// are equal. It is what a host is held to that answers a set in an encoding of its own.
+    bool meansSameAs(const Value& other) const;
+
+    friend bool operator==(const Value& a, const Value& b) { return a.content == b.content; }
     friend bool operator!=(const Value& a, const Value& b) { return !(a == b); }
 
 private:

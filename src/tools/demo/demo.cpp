@@ -147,9 +147,9 @@ void converse(HostTalk& talk, const DemoOptions& options) {
     title("Play, a bit louder or softer.");
     const Value playing = Value::named(STA_PlayerPlayStatus, "Playing").value();
     const Value paused = Value::named(STA_PlayerPlayStatus, "Paused").value();
-    const bool isPlaying = valueIn(player, STA_PlayerPlayStatus) == playing;
+    const bool isPlaying = valueIn(player, STA_PlayerPlayStatus).meansSameAs(playing);
     changeState(talk, heard, STA_PlayerPlayStatus, isPlaying ? paused : playing, isPlaying ? playing : paused);
-    const bool isLouder = valueIn(player, STA_PlayerVolume) == Value(40);
+    const bool isLouder = valueIn(player, STA_PlayerVolume).meansSameAs(40);
     changeState(talk, heard, STA_PlayerVolume, isLouder ? 30 : 40, isLouder ? 40 : 30);
     title("Waiting for somebody to press a button on the host (in the simulator: type 'press 1').");
     waitForButton(talk, heard, options.link);

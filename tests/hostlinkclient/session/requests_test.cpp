@@ -10,7 +10,7 @@
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlinkclient/Client.h>
-#include <hostlinkclient/values/Items.h>
+#include <items/Items.h>
 
 #include "PlayedHost.h"
 #include "QuickOptions.h"
@@ -157,6 +157,15 @@ TEST(ClientRequests, WithBadArgumentsSendNothing) {
          "send an input event: it is longer than a message can be; ask for less at once"},
         {"long LED", [](Client& c) { return badText(c.setLed(LED_SetPalette, ByteArray(65535))); },
          "set the LEDs: it is longer than a message can be; ask for less at once"},
+        {"more than 256 packets", [](Client& c) { return badText(c.set(STA_MetaTitle, ByteArray(13817))); },
+         "set MetaTitle: a message of 13825 bytes is longer than the 13824 that go into 256 packets of this wire; ask "
+         "for less at once, or give it larger packets"},
+        {"more, confirmed",
+         [](Client& c) { return badText(c.set(STA_MetaTitle, ByteArray(20000), Confirm)).substr(0, 42); },
+         "set MetaTitle: a message of 20008 bytes is"},
+        {"more, later",
+         [](Client& c) { return badText(c.setAsync(STA_MetaTitle, ByteArray(20000)).get()).substr(0, 42); },
+         "set MetaTitle: a message of 20008 bytes is"},
         {"empty message", [](Client& c) { return badText(c.send({})); },
          "send message 0: it has no bytes; the link would send nothing and call that accepted"},
         {"list for values", [](Client& c) { return badText(c.ask(bytes("01 00 01 09 00"))); },
@@ -173,6 +182,8 @@ TEST(ClientRequests, WithBadArgumentsSendNothing) {
     EXPECT_NE(client.getMany(many).text().find("256 states are more than the 255"), std::string::npos);
     EXPECT_EQ(client.getAsync("Volme").get().outcome(), Outcome::BadArgument);
     EXPECT_EQ(host.messages().size(), before);
+    EXPECT_EQ(client.sendInputEvent(BUT_KeyPressed, ByteArray(13816)).text(), ""); // 256 packets
+    EXPECT_EQ(host.messages().at(before).size(), 13824U);
 }
 
 TEST(ClientRequests, RefusedEachTimeAreNotSent) {

@@ -55,7 +55,7 @@ TEST(ClientSupervision, MakesANewLinkWhenTheHostFallsSilent) {
     const auto down = client.set(STA_PlayerMute, 1);
     EXPECT_EQ(down.outcome(), Outcome::LinkDown) << down.text();
     EXPECT_FALSE(client.waitUntilUp(1ms));
-    host.host().setState(STA_PlayerVolume, hostsim::numberValue(ENC_Uint8, 66));
+    host.host().setState(STA_PlayerVolume, 66);
     host.does([&host](const ByteArray& message) { return Reaction{Accepted, host.simulated(message)}; });
     EXPECT_TRUE(client.waitUntilUp(20s));
     EXPECT_TRUE(changes.established(20s));

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <hostlinkclient/Value.h>
-#include <hostlinkclient/values/Items.h>
 #include <hostlinkclient/values/Names.h>
 
 #include "support/Bytes.h"
@@ -88,14 +87,42 @@ TEST(Value, ChangesItsEncodingWhenItFits) {
     EXPECT_EQ(Value(1).as(ENC_Bin16).outcome(), Outcome::BadArgument);
 }
 
-TEST(Value, IsEqualWhenItMeansTheSame) {
-    EXPECT_EQ(Value(30), *Value::in(ENC_Int64, 30));
-    EXPECT_EQ(*Value::in(ENC_Int8, -6), *Value::in(ENC_Int64, -6));
-    EXPECT_NE(*Value::in(ENC_Int64, -1), Value(std::numeric_limits<uint64_t>::max()));
+TEST(Value, IsEqualInOneEncodingOnly) {
+    EXPECT_EQ(Value(30), *Value::in(ENC_Uint8, 30));
+    EXPECT_NE(Value(30), *Value::in(ENC_Int64, 30));
     EXPECT_NE(Value(30), Value(31));
     EXPECT_NE(Value(30), Value("30"));
     EXPECT_NE(Value(0), Value());
     EXPECT_EQ(Value(), Value());
+    EXPECT_EQ(Value("Hi"), Value(bytes("48 69")));
+}
+
+TEST(Value, MeansTheSameNumberInWhateverEncoding) {
+    EXPECT_TRUE(Value(30).meansSameAs(*Value::in(ENC_Int64, 30)));
+    EXPECT_TRUE(Value::in(ENC_Int8, -6)->meansSameAs(*Value::in(ENC_Int64, -6)));
+    EXPECT_FALSE(Value::in(ENC_Int64, -1)->meansSameAs(std::numeric_limits<uint64_t>::max()));
+    EXPECT_FALSE(Value(30).meansSameAs(31));
+    EXPECT_FALSE(Value(30).meansSameAs("30"));
+    EXPECT_FALSE(Value("0").meansSameAs(0));
+    EXPECT_FALSE(Value(0).meansSameAs(Value()));
+    EXPECT_TRUE(Value().meansSameAs(Value()));
+    EXPECT_TRUE(Value("Hi").meansSameAs("Hi"));
+}
+
+TEST(Value, ReadsANumberAsPeopleWriteIt) {
+    EXPECT_EQ(*Value::number("30"), Value(30));
+    EXPECT_EQ(*Value::number("010"), Value(10)); // not octal
+    EXPECT_EQ(*Value::number("0x1F"), Value(31));
+    EXPECT_EQ(*Value::number("0XFFFF"), Value(65535));
+    EXPECT_EQ(*Value::number("-0"), Value(0));
+    EXPECT_EQ(*Value::number("-0x80"), Value(-128));
+    EXPECT_EQ(*Value::number("18446744073709551615"), Value(std::numeric_limits<uint64_t>::max()));
+    EXPECT_EQ(*Value::number("-9223372036854775808"), Value(std::numeric_limits<int64_t>::min()));
+    for (const char* bad : {"", "-", "0x", "--5", "+5", " 5", "5 ", "5x", "0xG", "1.5", "99999999999999999999x"})
+        EXPECT_EQ(Value::number(bad).text(), "'" + std::string(bad) + "' is not a number");
+    const std::string range = " does not fit any encoding: -9223372036854775808 to 18446744073709551615";
+    for (const char* large : {"18446744073709551616", "-9223372036854775809", "-18446744073709551616"})
+        EXPECT_EQ(Value::number(large).text(), large + range);
 }
 
 TEST(Value, IsPrintedForPeople) {
@@ -221,58 +248,6 @@ TEST(Outcome, HasAName) {
         {Outcome::Aborted, "Aborted"}};
     for (const auto& [outcome, name] : names) EXPECT_EQ(nameOf(outcome), name);
     EXPECT_STREQ(nameOf(static_cast<Outcome>(99)), "unknown");
-}
-
-// Every encoding, item by item, as the table of encodings has them.
-const ByteArray everyEncoding = bytes("01 00 0A  0C 00 C0  0C 00 C5 02 00 48 69  0C 00 CC 1E  0C 00 CD 34 12"
-                                      "0C 00 CE 80 BB 00 00  0C 00 CF 01 00 00 00 00 00 00 00  0C 00 D0 FA"
-                                      "0C 00 D1 FE FF  0C 00 D2 FF FF FF FF  0C 00 D3 FF FF FF FF FF FF FF FF");
-
-TEST(Items, AreReadAndWrittenInEveryEncoding) {
-    const auto items = readItems(everyEncoding);
-    ASSERT_TRUE(items);
-    ASSERT_EQ(items->size(), 10U);
-    const std::vector<Value> values = {Value(),  Value("Hi"), Value(30), Value(0x1234), Value(48000),
-                                       Value(1), Value(-6),   Value(-2), Value(-1),     Value(-1)};
-    for (size_t i = 0; i < values.size(); ++i) EXPECT_EQ((*items)[i].value, values[i]) << "item " << i;
-    EXPECT_EQ(*writeItems(MSG_SetState, *items), everyEncoding);
-}
-
-TEST(Items, AreNotReadFromWhatIsNotWhole) {
-    EXPECT_FALSE(readItems({}));
-    EXPECT_FALSE(readItems(bytes("01 00 01 09 00 CC")));
-    EXPECT_FALSE(readItems(bytes("01 00 01 09 00 CB 00"))); // no such encoding
-    EXPECT_FALSE(readItems(bytes("02 00 01 09 00")));       // a list
-    EXPECT_FALSE(readList(bytes("02 00 02 09 00")));
-    EXPECT_FALSE(readList(bytes("01 00 00")));
-    EXPECT_EQ(*readList(bytes("02 00 02 09 00 0C 00")), (std::vector<uint16_t>{9, 12}));
-}
-
-TEST(Items, TellTheirTagsInOrder) {
-    EXPECT_EQ(*sortedTags(bytes("03 80 02 0C 00 09 00")), (std::vector<uint16_t>{9, 12}));
-    EXPECT_EQ(*sortedTags(bytes("02 80 02 0C 00 C0 09 00 C0")), (std::vector<uint16_t>{9, 12}));
-    EXPECT_FALSE(sortedTags(bytes("03 80 02 0C 00")));
-    EXPECT_FALSE(sortedTags(bytes("02 80 02 0C 00 C0")));
-    EXPECT_TRUE(sortedTags(bytes("00 80 00"))->empty());
-}
-
-TEST(Items, AreNotWrittenBeyondAMessage) {
-    EXPECT_FALSE(writeItems(MSG_SetState, std::vector<Item>(256, Item{9, 1})));
-    EXPECT_FALSE(writeItems(MSG_SetState, {{9, ByteArray(40000)}, {10, ByteArray(40000)}}));
-    EXPECT_FALSE(writeItems(MSG_SetState, {{9, ByteArray(60000)}})); // longer than one value may be
-    EXPECT_FALSE(writeList(MSG_GetState, std::vector<uint16_t>(256)));
-    EXPECT_EQ(*writeList(MSG_GetState, {0x15}), bytes("02 00 01 15 00"));
-}
-
-TEST(Items, KnowWhatAnswersAMessage) {
-    EXPECT_EQ(answerTo(MSG_SetState), MSG_SetStateResponse);
-    EXPECT_EQ(answerTo(MSG_GetState), MSG_GetStateResponse);
-    EXPECT_EQ(answerTo(MSG_SubscribeState), MSG_SubscribeStateResponse);
-    EXPECT_EQ(answerTo(MSG_UnsubscribeState), MSG_UnsubscribeStateResponse);
-    EXPECT_EQ(answerTo(MSG_DataTransfer), MSG_DataTransferResponse);
-    EXPECT_EQ(answerTo(MSG_TcpTunneling), MSG_TcpTunnelingResponse);
-    EXPECT_FALSE(answerTo(MSG_InputEvent));
-    EXPECT_FALSE(answerTo(MSG_SetStateResponse));
 }
 
 } // namespace

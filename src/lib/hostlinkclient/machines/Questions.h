@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <vector>
 
+#include <items/Items.h>
+
 #include "hostlinkclient/machines/Question.h"
-#include "hostlinkclient/values/Items.h"
 
 namespace hostlink {
 

@@ -46,7 +46,7 @@ std::vector<SubscriptionTable::Told> SubscriptionTable::take(const std::vector<I
         const auto found = entries.find(item.tag);
         if (found == entries.end()) continue;
         Entry& entry = found->second;
-        const bool isNews = !wasRead || !entry.last || *entry.last != item.value;
+        const bool isNews = !wasRead || !entry.last || !entry.last->meansSameAs(item.value);
         entry.last = item.value;
         for (auto& [subscriber, knows] : entry.subscribers) {
             if (isNews || !knows) told.push_back({subscriber, item.tag, item.value, wasRead});

@@ -9,8 +9,7 @@
 #include <vector>
 
 #include <hostlink/HostLinkNumbers.h>
-
-#include "hostlinkclient/values/Items.h"
+#include <items/Items.h>
 
 namespace hostlink {
 

@@ -10,9 +10,17 @@ namespace hostlink {
 
 namespace {
 
+// What the wire cannot carry is not begun: a transport would send its first packets again in place of those too many.
+template <typename T> void checkLength(const Core& core, Request<T>& request) {
+    if (request.wrong) return;
+    const std::string problem = problemOf(request.question.message.size(), core.maxPacketSize());
+    if (!problem.empty()) request.wrong = Failure(Outcome::BadArgument, request.what + ": " + problem);
+}
+
 // The three forms of a request, over the same core.
 // The core stays while somebody waits: the client may be closed and gone meanwhile.
 template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T> request, const Call& call) {
+    checkLength(*core, request);
     if (request.wrong) return *request.wrong;
     const Matcher::End end = core->wait(std::move(request.question), call.isCancelledBy());
     return request.read(end, core->linkText());
@@ -20,6 +28,7 @@ template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T> requ
 
 template <typename T>
 void begin(Core& core, Request<T> request, const Call& call, std::function<void(Result<T>)> done) {
+    checkLength(core, request);
     if (request.wrong) {
         done(*request.wrong);
         return;
@@ -44,8 +53,8 @@ private:
 
 // Where one goes that a callback gets, on the thread for callbacks.
 template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std::function<void(Result<T>)> done) {
-    return [&core, done = std::move(done)](Result<T> result) {
-        core.callBack([done, result = std::move(result)] { done(result); });
+    return [owed = core.owedCallback(), done = std::move(done)](Result<T> result) {
+        owed([done, result = std::move(result)] { done(result); });
     };
 }
 
@@ -62,6 +71,7 @@ std::function<void(Result<StateValues>)> onlyOneTo(std::function<void(Result<Val
 void beginSet(const std::shared_ptr<Core>& core, const StateValues& values, const Call& call,
               std::function<void(Result<void>)> done) {
     Request<void> request = setRequest(values, call, core->options());
+    checkLength(*core, request);
     if (call.isConfirmed() && !request.wrong)
         confirm(core, std::move(request), values, call, std::move(done));
     else

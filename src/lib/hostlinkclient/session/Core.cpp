@@ -1,12 +1,12 @@
 #include "hostlinkclient/session/Core.h"
 
 #include <algorithm>
-#include <future>
 #include <random>
 
 #include <hostlink/HostLinkMessage.h>
 
 #include "hostlinkclient/machines/Questions.h"
+#include "hostlinkclient/session/Calling.h"
 #include "hostlinkclient/session/CancellationState.h"
 #include "hostlinkclient/session/Log.h"
 #include "hostlinkclient/session/Requests.h"
@@ -25,8 +25,9 @@
 // One message is written at a time: Matcher::nextToSend gives one out and no other before `written`. It is written by
 // whoever waits for it, when its turn has come as he asks, else by the sender.
 //
-// Stopping, in close(): everything asked ends as cancelled; the sender closes the line and is joined; then the other
-// workers; a callback that runs in the loop of another thread is waited for.
+// Stopping, in close(): everything asked ends as cancelled; the sender closes the line and is joined, then the keeper;
+// nobody is told of keys, messages and the link any more; the results that are left are told, and the thread for
+// callbacks is joined. Whoever closes waits for the callbacks that run, but not for the one out of which he does.
 
 namespace hostlink {
 
@@ -38,6 +39,20 @@ constexpr std::chrono::milliseconds probeInterval{250};
 
 uint64_t anySeed() {
     return std::random_device{}();
+}
+
+// A callback that was handed in after the end, told at once. Not out of another such one.
+void tellLate(const Results::Task& task) {
+    thread_local bool isTelling = false;
+    if (isTelling) return;
+    struct Telling {
+        Telling() { isTelling = true; }
+        Telling(const Telling&) = delete;
+        Telling& operator=(const Telling&) = delete;
+        ~Telling() { isTelling = false; }
+    };
+    const Telling telling;
+    task();
 }
 
 } // namespace
@@ -72,6 +87,7 @@ Core::Core(const Wire& wire, const Options& options)
       packetSize(wire.inside().maxPacketSize),
       loop(options.events ? options.events->queue() : nullptr),
       loopGate(std::make_shared<Listening::State>()),
+      results(std::make_shared<Results>()),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
       line(wire, lineEvents(), counted, keeper) {}
@@ -97,15 +113,27 @@ Core::~Core() {
 
 void Core::start() {
     acceptSilence();
+    callbacks.post([this] { Calling::mark(this); });
     sender.post([this] { openLine(); });
 }
 
 void Core::close() {
-    const std::lock_guard once(closeMutex);
+    if (!isEnding.exchange(true)) {
+        endEverything();
+        hasEnded.set_value();
+        return;
+    }
+    if (Calling::isFor(this)) return; // whoever ends it waits for this callback
+    wholeEnd.wait();
+    const std::lock_guard once(joining);
+    callbacks.stop(); // where a callback of its own has ended everything
+}
+
+void Core::endEverything() {
+    results->beginEnd();
     closeCompanions();
     {
         Lock lock(mutex);
-        if (closing) return;
         closing = true;
         setState(LinkState::Closed, "the client was closed");
         matcher.cancelAll(Clock::now());
@@ -121,14 +149,36 @@ void Core::close() {
     closed.get_future().wait();
     sender.stop();
     keeper.stop();
-    callbacks.stop();
     loopGate->end();
+    tellTheRest();
     std::map<uint64_t, std::shared_ptr<Subscription::State>> told;
     {
         const std::lock_guard lock(mutex);
         told.swap(subscribers);
     }
     for (const auto& [id, subscriber] : told) subscriber->stop();
+}
+
+// Where the others were told: on the thread for callbacks; in a loop, here, for nobody knows when that comes round
+// again.
+void Core::tellTheRest() {
+    const std::deque<Results::Task> rest = results->takeRest();
+    const auto tell = [&rest] {
+        for (const Results::Task& task : rest) task();
+    };
+    if (loop || callbacks.isItsThread()) {
+        const Calling marked(this);
+        tell();
+    } else {
+        std::promise<void> told;
+        callbacks.post([&] {
+            tell();
+            told.set_value();
+        });
+        told.get_future().wait();
+    }
+    const std::lock_guard once(joining);
+    callbacks.stop();
 }
 
 Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by) {
@@ -289,9 +339,24 @@ void Core::openLine() {
 
 void Core::callBack(Task task) {
     if (loop)
-        loop->post([gate = loopGate, task = std::move(task)] { gate->call(task); });
+        loop->post([this, gate = loopGate, task = std::move(task)] {
+            gate->call([&] {
+                const Calling marked(this);
+                task();
+            });
+        });
     else
-        callbacks.post(std::move(task));
+        callbacks.post([gate = loopGate, task = std::move(task)] { gate->call(task); });
+}
+
+// What the gate does not let through any more is told by the end.
+std::function<void(Results::Task)> Core::owedCallback() {
+    const std::shared_ptr<Results::Owed> owed = results->owe();
+    if (!owed) return tellLate;
+    return [this, owed](Results::Task task) {
+        owed->is(std::move(task));
+        callBack([from = results] { from->tellNext(); });
+    };
 }
 
 // With the lock. Asks the host for what it has not been asked for; a new host, besides, whether it is there at all.

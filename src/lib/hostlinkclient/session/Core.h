@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,6 +24,7 @@
 #include "hostlinkclient/session/EventQueue.h"
 #include "hostlinkclient/session/Line.h"
 #include "hostlinkclient/session/ListeningState.h"
+#include "hostlinkclient/session/Results.h"
 #include "hostlinkclient/session/Session.h"
 #include "hostlinkclient/session/SubscriptionState.h"
 #include "hostlinkclient/session/Worker.h"
@@ -43,7 +45,8 @@ public:
 
     /// Begins to open the link.
     void start();
-    /// Ends everything; a second call waits for the first.
+    /// Ends everything, and tells the results that are still owed to callbacks. A second call waits for the first; one
+    /// from a callback does not wait for that.
     void close();
 
     const Options& options() const { return settings; }
@@ -78,6 +81,10 @@ public:
     void post(Task task) override { keeper.post(std::move(task)); }
     Handle postAt(Time when, Task task) override;
     void callBack(Task task) override;
+    /// For a callback that is told a result: exactly once, by the thread for callbacks or by `close()`. A callback that
+    /// is handed in after the end has begun is told at once, on the caller's thread; one out of such a callback is not,
+    /// which would go on without an end.
+    std::function<void(Results::Task)> owedCallback();
     bool keep(Role role, const std::shared_ptr<Companion>& companion) override;
     void release(Role role, const Companion* companion) override;
     int maxPacketSize() const override { return packetSize; }
@@ -104,6 +111,8 @@ private:
     void tellSubscribers(const std::vector<SubscriptionTable::Told>& told);
     Handle addListener(MessageId id, MessageTold told);
     Handle addLinkListener(LinkTold told);
+    void endEverything();
+    void tellTheRest();
 
     Line::Events lineEvents();
     void openLine();
@@ -122,6 +131,7 @@ private:
     const int packetSize;
     const std::shared_ptr<Events::Queue> loop;        // the program's, for callbacks; none: the worker
     const std::shared_ptr<Listening::State> loopGate; // what of ours waits there is not begun after the end
+    const std::shared_ptr<Results> results;           // of requests with a callback
     Counters counted;
     static constexpr uint64_t probeFamily = 1;
     std::atomic<uint64_t> families{probeFamily};
@@ -150,12 +160,16 @@ private:
     bool isReopening = false; // a new link is on its way
     bool closing = false;
 
+    std::atomic<bool> isEnding{false}; // the first close() has begun
+    std::promise<void> hasEnded;
+    const std::shared_future<void> wholeEnd{hasEnded.get_future().share()};
+    std::mutex joining; // guards the joining of the callbacks' thread
+
     // Each is ended by close(), in this order backwards.
-    std::mutex closeMutex; // one close() at a time
-    Worker keeper;         // time, the session's tasks, and the end of the device
-    Line line;             // opened and closed by the sender
-    Worker sender;         // writes what nobody waits for, makes and ends links
-    Worker callbacks;      // the program's, one after another, and the log
+    Worker keeper;    // time, the session's tasks, and the end of the device
+    Line line;        // opened and closed by the sender
+    Worker sender;    // writes what nobody waits for, makes and ends links
+    Worker callbacks; // the program's, one after another, and the log
 };
 
 } // namespace hostlink

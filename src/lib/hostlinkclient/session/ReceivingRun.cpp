@@ -3,6 +3,8 @@
 #include <system_error>
 #include <utility>
 
+#include "hostlinkclient/session/Calling.h"
+
 // Threads: the files' own (Pump) holds the machine and calls the program; the client's hands in what comes.
 
 namespace hostlink {
@@ -40,6 +42,7 @@ std::optional<Failure> Receiving::Run::start() {
     if (!core->keep(Role::Receiver, shared_from_this()))
         return Failure(Outcome::BadArgument, what + "somebody does already, or the client was closed");
     try {
+        pump.post([this] { Calling::mark(core.get()); });
         pump.start([this](exchange::Time now) {
             receiver.advance(now);
             tellEnd();

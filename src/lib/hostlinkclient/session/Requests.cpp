@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include <exchange/ChunkSize.h>
 #include <hostlink/HostLinkMessage.h>
 
 #include "hostlinkclient/machines/Questions.h"
@@ -115,6 +116,13 @@ std::string problemOf(const States& states) {
     return "";
 }
 
+std::string problemOf(size_t messageBytes, int packetBytes) {
+    const size_t most = exchange::longestMessage(packetBytes);
+    if (messageBytes <= most) return "";
+    return "a message of " + std::to_string(messageBytes) + " bytes is longer than the " + std::to_string(most) +
+           " that go into 256 packets of this wire; ask for less at once, or give it larger packets";
+}
+
 std::vector<uint16_t> numbersOf(const States& states) {
     std::vector<uint16_t> ids(states.size());
     std::transform(states.begin(), states.end(), ids.begin(), [](const StateId& state) { return state.number(); });
@@ -202,7 +210,7 @@ Request<void> sendRequest(const ByteArray& message, const Call& call, const Opti
 bool saysValues(const std::vector<Item>& answer, const StateValues& values) {
     return std::all_of(values.begin(), values.end(), [&answer](const StateValue& asked) {
         return std::any_of(answer.begin(), answer.end(), [&asked](const Item& item) {
-            return item.tag == asked.state.number() && item.value == asked.value;
+            return item.tag == asked.state.number() && item.value.meansSameAs(asked.value);
         });
     });
 }

@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
+#include <items/Items.h>
+
 #include "hostlinkclient/Call.h"
 #include "hostlinkclient/Options.h"
 #include "hostlinkclient/Result.h"
 #include "hostlinkclient/Value.h"
 #include "hostlinkclient/machines/Matcher.h"
-#include "hostlinkclient/values/Items.h"
 
 namespace hostlink {
 
@@ -30,6 +31,8 @@ template <typename T> struct Request {
 
 /// What is wrong with states that are to stand in one message; empty when nothing is.
 std::string problemOf(const States& states);
+/// What is wrong with a message of this length on a wire with such packets; empty when nothing is.
+std::string problemOf(size_t messageBytes, int packetBytes);
 
 /// The numbers of states that are valid, in their order.
 std::vector<uint16_t> numbersOf(const States& states);

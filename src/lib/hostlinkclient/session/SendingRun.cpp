@@ -5,6 +5,8 @@
 
 #include <hostlink/HostLinkMessage.h>
 
+#include "hostlinkclient/session/Calling.h"
+
 // Threads: the file's own (Pump) holds the machine and reads the source; the client's threads hand in what happens.
 
 namespace hostlink {
@@ -100,6 +102,7 @@ std::optional<Failure> Sending::Run::start() {
         return Failure(Outcome::BadArgument, what + ": another file is on its way, or the client was closed. Wait for "
                                                     "the end of the other one");
     try {
+        pump.post([this] { Calling::mark(core.get()); });
         pump.start([this](exchange::Time now) { return turn(now); });
     } catch (const std::system_error& error) {
         core->release(Role::Sender, this);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "hostlinkclient/session/Calling.h"
 #include "hostlinkclient/session/Core.h"
 #include "hostlinkclient/session/ListeningState.h"
 #include "hostlinkclient/session/QuietThread.h"
@@ -36,6 +37,7 @@ void Subscription::State::push(Change change) {
 }
 
 void Subscription::State::run() {
+    Calling::mark(core.lock().get());
     std::unique_lock lock(mutex);
     for (;;) {
         changed.wait(lock, [this] { return ended || !queue.empty(); });
@@ -74,6 +76,7 @@ void Subscription::State::runInLoop() {
         State& state;
     };
     const Leaving leaving{*this};
+    const Calling marked(core.lock().get());
     callback(*change);
 }
 

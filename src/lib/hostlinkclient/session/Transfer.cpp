@@ -43,7 +43,14 @@ Result<Sending> begin(const Client& client, std::shared_ptr<std::istream> from, 
     exchange::SendingOptions sending;
     sending.name = name;
     if (source->size()) sending.size = static_cast<uint32_t>(*source->size());
-    sending.chunk = chunkFor(options, client.core()->maxPacketSize());
+    const int packetSize = client.core()->maxPacketSize();
+    sending.chunk = chunkFor(options, packetSize);
+    const size_t longest = exchange::firstChunkOverheadBytes(name) + sending.chunk;
+    if (longest > exchange::longestMessage(packetSize))
+        return Failure(Outcome::BadArgument,
+                       what + ": a chunk of " + std::to_string(sending.chunk) +
+                           " bytes does not go, with the name, into 256 packets of this wire. Choose smaller chunks, a "
+                           "shorter name or larger packets");
     sending.answerTimeout = options.answerTime;
     sending.patience = options.patience;
     sending.restarts = static_cast<unsigned>(options.restarts);

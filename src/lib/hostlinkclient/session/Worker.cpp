@@ -67,7 +67,7 @@ void Worker::stop() {
     }
     event.set();
     watchChanged.notify_all();
-    if (thread.joinable()) thread.join();
+    if (thread.joinable() && !isItsThread()) thread.join();
     std::deque<Task> dropped; // what they hold goes without the lock
     std::map<Timer, Task> droppedTimers;
     const std::lock_guard lock(mutex);

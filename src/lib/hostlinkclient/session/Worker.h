@@ -41,8 +41,11 @@ public:
     /// once that has returned the thread does not look at the former descriptor any more: the caller may close it.
     void watch(int descriptor, Task hungUp);
 
-    /// Ends the thread: the task that is running is waited for, the others are dropped. Not from a task.
+    /// Ends the thread: the task that is running is waited for, the others are dropped. From a task, the thread ends
+    /// after that one, and who calls from elsewhere later waits for it; one call at a time.
     void stop();
+    /// Whether a task asks.
+    bool isItsThread() const { return thread.get_id() == std::this_thread::get_id(); }
 
 private:
     void run();

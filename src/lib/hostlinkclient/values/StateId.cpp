@@ -1,9 +1,8 @@
 #include "hostlinkclient/StateId.h"
 
-#include <charconv>
-
 #include <hostlink/HostLinkVocabulary.h>
 
+#include "hostlinkclient/Value.h"
 #include "hostlinkclient/values/Names.h"
 
 namespace hostlink {
@@ -12,15 +11,12 @@ namespace {
 
 constexpr int64_t largest = 0xFFFF;
 
-// A whole text that is a number, decimal or with 0x.
+// What begins with a sign is no number of a state, but no name either.
 std::optional<int64_t> numberIn(const std::string& text) {
-    const bool hexadecimal = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
-    const char* begin = text.data() + (hexadecimal ? 2 : 0);
-    const char* end = text.data() + text.size();
-    int64_t number = 0;
-    const auto read = std::from_chars(begin, end, number, hexadecimal ? 16 : 10);
-    if (read.ec != std::errc() || read.ptr != end || *begin == '-') return std::nullopt;
-    return number;
+    const auto value = Value::number(text);
+    if (!value || text.front() == '-') return std::nullopt;
+    const auto number = value->to<int64_t>();
+    return number ? std::optional<int64_t>(*number) : std::nullopt;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "hostlinkclient/Value.h"
 
+#include <charconv>
 #include <limits>
 
 #include "hostlinkclient/values/Names.h"
@@ -87,6 +88,21 @@ Result<Value> Value::inEncoding(Encoding encoding, Whole number) {
     return Value(*content);
 }
 
+Result<Value> Value::number(const std::string& digits) {
+    const bool negative = digits.rfind('-', 0) == 0;
+    const size_t sign = negative ? 1 : 0;
+    const bool hexadecimal = digits.compare(sign, 2, "0x") == 0 || digits.compare(sign, 2, "0X") == 0;
+    const char* begin = digits.data() + sign + (hexadecimal ? 2 : 0);
+    const char* end = digits.data() + digits.size();
+    uint64_t magnitude = 0;
+    const auto read = std::from_chars(begin, end, magnitude, hexadecimal ? 16 : 10);
+    if (read.ec == std::errc::invalid_argument || read.ptr != end) return refused("'" + digits + "' is not a number");
+    constexpr uint64_t lowest = uint64_t{1} << 63;
+    if (read.ec != std::errc() || (negative && magnitude > lowest))
+        return refused(digits + " does not fit any encoding: -9223372036854775808 to 18446744073709551615");
+    return Value(smallest({negative ? 0 - magnitude : magnitude, negative && magnitude != 0}));
+}
+
 Result<Value> Value::named(const StateId& state, const std::string& name) {
     if (!state.isValid()) return refused(state.problem());
     if (const auto number = valueNamed(state.number(), name)) return Value(*number);
@@ -171,11 +187,11 @@ std::string Value::print(const StateId& state) const {
     return name != nullptr ? *name : print();
 }
 
-bool operator==(const Value& a, const Value& b) {
-    const auto number = a.whole();
-    const auto other = b.whole();
-    if (!number || !other) return a.content == b.content;
-    return number->bits == other->bits && number->negative == other->negative;
+bool Value::meansSameAs(const Value& other) const {
+    const auto number = whole();
+    const auto others = other.whole();
+    if (!number || !others) return *this == other;
+    return number->bits == others->bits && number->negative == others->negative;
 }
 
 } // namespace hostlink

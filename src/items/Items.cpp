@@ -1,7 +1,9 @@
-#include "hostlinkclient/values/Items.h"
+#include "Items.h"
 
 #include <algorithm>
+#include <type_traits>
 
+#include <hostlink/HostLinkLib.h>
 #include <hostlink/HostLinkMessage.h>
 #include <hostlink/HostLinkUInt16Message.h>
 #include <hostlink/HostLinkValueMessage.h>
@@ -12,6 +14,8 @@ namespace {
 
 constexpr size_t mostItems = 255;
 constexpr size_t longestMessage = 65535; // bytes
+constexpr size_t headerBytes = 3;        // id and number of items
+constexpr size_t itemHeaderBytes = 3;    // tag and encoding
 
 Value valueAt(const HostLinkValueMessage& message, int index, Encoding encoding) {
     bool ok = false;
@@ -30,21 +34,35 @@ Value valueAt(const HostLinkValueMessage& message, int index, Encoding encoding)
     return {};
 }
 
-// Appends one value in its encoding.
+size_t sizeOf(const Value& value) {
+    return std::visit(
+        [](const auto& held) -> size_t {
+            using Held = std::decay_t<decltype(held)>;
+            if constexpr (std::is_same_v<Held, std::monostate>)
+                return 0;
+            else if constexpr (std::is_same_v<Held, ByteArray>)
+                return sizeof(uint16_t) + held.size(); // its length stands before it
+            else
+                return sizeof held;
+        },
+        value.alternatives());
+}
+
+// Appends one value in its encoding. There is room for it.
 struct Appender {
-    HostLinkValueMessage& message;
+    HostLinkLL& message;
     uint16_t tag;
 
-    void operator()(std::monostate) const { message.addValueNil(tag); }
-    void operator()(const ByteArray& bytes) const { message.addValueBin16(tag, bytes); }
-    void operator()(uint8_t number) const { message.addValueUint8(tag, number); }
-    void operator()(uint16_t number) const { message.addValueUint16(tag, number); }
-    void operator()(uint32_t number) const { message.addValueUint32(tag, number); }
-    void operator()(uint64_t number) const { message.addValueUint64(tag, number); }
-    void operator()(int8_t number) const { message.addValueInt8(tag, number); }
-    void operator()(int16_t number) const { message.addValueInt16(tag, number); }
-    void operator()(int32_t number) const { message.addValueInt32(tag, number); }
-    void operator()(int64_t number) const { message.addValueInt64(tag, number); }
+    void operator()(std::monostate) const { hostLinkMessageVariantAddValue(&message, tag, nullptr, ENC_Nil); }
+    void operator()(const ByteArray& bytes) const {
+        hostLinkMessageVariantAddBin16(&message, tag, bytes.data(), static_cast<uint16_t>(bytes.size()));
+    }
+    template <typename Number> void operator()(Number number) const {
+        uint8_t bytes[sizeof number];
+        for (size_t i = 0; i < sizeof number; ++i)
+            bytes[i] = static_cast<uint8_t>(static_cast<uint64_t>(number) >> 8 * i);
+        hostLinkMessageVariantAddValue(&message, tag, bytes, Value(std::in_place_type<Number>, number).encoding());
+    }
 };
 
 } // namespace
@@ -93,15 +111,14 @@ std::optional<std::vector<uint16_t>> sortedTags(const ByteArray& message) {
 
 std::optional<ByteArray> writeItems(MessageId id, const std::vector<Item>& items) {
     if (items.size() > mostItems) return std::nullopt;
-    size_t length = 0;
-    for (const Item& item : items)
-        if (const auto* bytes = std::get_if<ByteArray>(&item.value.alternatives())) length += bytes->size();
+    size_t length = headerBytes;
+    for (const Item& item : items) length += itemHeaderBytes + sizeOf(item.value);
     if (length > longestMessage) return std::nullopt;
-    HostLinkValueMessage message(id);
-    for (const Item& item : items) std::visit(Appender{message, item.tag}, item.value.alternatives());
-    // An append that found no room has had no effect.
-    if (message.size() != static_cast<int>(items.size())) return std::nullopt;
-    return message.serialize();
+    ByteArray message(length);
+    HostLinkLL buffer{message.data(), static_cast<uint32_t>(length), 0};
+    if (hostLinkMessageVariantInit(&buffer, id) != HOSTLINK_SUCCESS) return std::nullopt;
+    for (const Item& item : items) std::visit(Appender{buffer, item.tag}, item.value.alternatives());
+    return message;
 }
 
 std::optional<ByteArray> writeList(MessageId id, const std::vector<uint16_t>& numbers) {

@@ -9,8 +9,7 @@
 
 #include <hostlink/ByteArray.h>
 #include <hostlink/HostLinkNumbers.h>
-
-#include "hostlinkclient/Value.h"
+#include <hostlinkclient/Value.h>
 
 namespace hostlink {
 
