@@ -2,17 +2,15 @@
 /// The loop of the host simulator.
 #pragma once
 
-#include <chrono>
 #include <iosfwd>
 #include <optional>
 #include <string>
 
 #include <descriptor/Descriptor.h>
-#include <hostsim/HostOnLine.h>
-#include <hostsim/LinePacer.h>
+#include <hostport/HostOnPort.h>
+#include <hostport/LinePort.h>
 #include <hostsim/SimulatedHost.h>
 
-#include "LinePort.h"
 #include "SimulatorOptions.h"
 #include "TunnelEnd.h"
 
@@ -33,16 +31,13 @@ public:
     /// @throw std::system_error the line is lost
     void run();
 
-    const hostsim::HostCounts& counts() const { return endpoint.counts(); }
+    const hostsim::HostCounts& counts() const { return host.host().counts(); }
 
 private:
-    hostsim::Time now() const;
     void step(hostsim::Time time);
     void sendInputEvents(hostsim::Time time);
-    void writeToLine(hostsim::Time time);
-    bool flush(hostsim::Time time);
-    void readFromLine(hostsim::Time time);
     void readCommands(hostsim::Time time);
+    hostsim::Time lastActivity() const;
     bool isIdle(hostsim::Time time) const;
     std::optional<hostsim::Time> nextWake(hostsim::Time time) const;
     void wait(hostsim::Time time);
@@ -50,19 +45,14 @@ private:
     SimulatorOptions options;
     LinePort& port;
     std::ostream& out;
-    std::chrono::steady_clock::time_point began;
-    hostsim::SimulatedHost endpoint;
-    hostsim::HostOnLine host;
-    hostsim::LinePacer fromModule;
-    hostsim::LinePacer toModule;
+    HostOnPort host;
     std::optional<TunnelEnd> tunnel;
     descriptor::Descriptor signals;
 
-    ByteArray unwritten;     // arrived at the end of the line, not yet taken by the system
     std::string commandText; // of a line that has not ended yet
     bool commandsOpen;
     bool ended = false;
     std::optional<hostsim::Time> nextInputEvent;
     uint16_t nextButton = 1;
-    hostsim::Time lastActivity{0};
+    hostsim::Time lastCommand{0};
 };
