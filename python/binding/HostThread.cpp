@@ -11,18 +11,21 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <hostport/SystemError.h>
+#include <terminal/SystemError.h>
 
 namespace binding {
 
+HostThread::Engine::Engine(const hostsim::HostOptions& options, const std::string& link, unsigned long baud)
+    : port(link), host(HostOnPort::withLineTime(options, baud), port, baud) {}
+
 HostThread::HostThread(const hostsim::HostOptions& options, const std::string& link, unsigned long baud,
                        std::size_t recorded)
-    : port(link),
-      host(HostOnPort::withLineTime(options, baud), port, baud),
+    : engine(std::make_unique<Engine>(options, link, baud)),
+      portPath(engine->port.path()),
       wakeup(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot make an event")),
       mostRecords(recorded) {
     if (mostRecords > 0) {
-        host.host().setTrace([this](hostsim::TraceEvent event, const ByteArray& bytes) {
+        engine->host.host().setTrace([this](hostsim::TraceEvent event, const ByteArray& bytes) {
             if (records.size() == mostRecords) records.pop_front();
             records.push_back({event, bytes});
         });
@@ -66,6 +69,7 @@ void HostThread::close() {
     }
     const std::lock_guard once(closing);
     if (thread.joinable()) thread.join();
+    engine.reset();
 }
 
 std::deque<HostThread::Record> HostThread::takeRecords() {
@@ -91,6 +95,8 @@ void HostThread::live() {
 }
 
 void HostThread::step() {
+    HostOnPort& host = engine->host;
+    PseudoTerminal& port = engine->port;
     const hostsim::Time time = host.now();
     host.advance(time);
     host.write(time);

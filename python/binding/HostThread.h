@@ -14,7 +14,7 @@
 
 #include <descriptor/Descriptor.h>
 #include <hostport/HostOnPort.h>
-#include <hostport/PseudoTerminal.h>
+#include <terminal/PseudoTerminal.h>
 
 namespace binding {
 
@@ -30,14 +30,14 @@ public:
     HostThread& operator=(const HostThread&) = delete;
     ~HostThread();
 
-    const std::string& path() const { return port.path(); }
+    const std::string& path() const { return portPath; }
 
     /// Has the host's thread do this, and waits for it.
     /// @throw std::runtime_error the host is closed; what the task throws
     template <typename Task> auto ask(Task task) {
         using Given = decltype(task(std::declval<hostsim::SimulatedHost&>()));
-        const auto packed =
-            std::make_shared<std::packaged_task<Given()>>([this, task = std::move(task)] { return task(host.host()); });
+        const auto packed = std::make_shared<std::packaged_task<Given()>>(
+            [this, task = std::move(task)] { return task(engine->host.host()); });
         auto given = packed->get_future();
         post([packed] { (*packed)(); });
         return given.get();
@@ -50,10 +50,16 @@ public:
     /// What has been recorded since the last call, the newest `recorded` of it.
     std::deque<Record> takeRecords();
 
-    /// Ends the thread; the terminal goes with this object.
+    /// Ends the thread and takes the terminal away: as if the host were unplugged.
     void close();
 
 private:
+    struct Engine {
+        Engine(const hostsim::HostOptions& options, const std::string& link, unsigned long baud);
+        PseudoTerminal port;
+        HostOnPort host;
+    };
+
     void post(std::function<void()> task);
     void start();
     void run();
@@ -61,8 +67,8 @@ private:
     void step();
     bool doTasks();
 
-    PseudoTerminal port;
-    HostOnPort host; // on the thread, while it runs
+    std::unique_ptr<Engine> engine; // on the thread, while it runs
+    const std::string portPath;
     const descriptor::Descriptor wakeup;
     const std::size_t mostRecords;
     std::deque<Record> records; // on the thread

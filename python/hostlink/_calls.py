@@ -24,6 +24,7 @@ class Told:
         self._call = call
         self._running = threading.RLock()
         self._ended = False
+        self.handle: _core.Subscription | _core.Listening | None = None  # ends the telling when it goes
 
     def tell(self, what: Any) -> None:
         """Calls it; what it raises goes to `sys.unraisablehook`."""

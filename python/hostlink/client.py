@@ -49,13 +49,16 @@ class Listening:
         self._client = client
         self._call = call
         self._key = client._calls.add(call)
-        self._handle: _Handle | None = None
+
+    def _told_by(self, handle: _Handle) -> None:
+        # Where the client has it, so that it lives as long as that.
+        self._call.handle = handle
 
     def end(self) -> None:
         """Ends it. Waits until its function does not run, unless that is what calls this."""
         self._client._calls.remove(self._key)
-        if self._handle is not None:
-            self._handle.end()
+        if self._call.handle is not None:
+            self._call.handle.end()
         self._call.end()
 
     def __enter__(self) -> Listening:
@@ -70,7 +73,10 @@ class Listening:
 class Subscription(Listening):
     """States whose changes are told."""
 
-    _handle: _core.Subscription
+    @property
+    def _handle(self) -> _core.Subscription:
+        assert isinstance(self._call.handle, _core.Subscription)
+        return self._call.handle
 
     def established(self, within: float = 3.0) -> None:
         """Waits until the host has confirmed all states. Raises `Unsupported`, `LinkDown`, `Unanswered` (not by then; it
@@ -291,7 +297,7 @@ class Client:
             told(Change(known_state(number), Value.of_pair(pair), was_read, missed))
 
         listening = Subscription(self, _calls.Told(tell))
-        listening._handle = self._core.subscribe(listening._key, states_list(states), 0 if keep is None else keep)
+        listening._told_by(self._core.subscribe(listening._key, states_list(states), 0 if keep is None else keep))
         return listening
 
     def changes(self, states: Iterable[StateLike], keep: int | None = 256) -> Changes:
@@ -306,19 +312,19 @@ class Client:
             told(InputEvent(ButtonState(number) if number in set(ButtonState) else number, Value.of_pair(pair)))
 
         listening = Listening(self, _calls.Told(tell))
-        listening._handle = self._core.on_input_event(listening._key)
+        listening._told_by(self._core.on_input_event(listening._key))
         return listening
 
     def on_message(self, id: MessageId | int, told: Callable[[bytes], object]) -> Listening:
         """Calls `told` with messages of this id that answer nothing."""
         listening = Listening(self, _calls.Told(told))
-        listening._handle = self._core.on_message(listening._key, id)
+        listening._told_by(self._core.on_message(listening._key, id))
         return listening
 
     def on_link(self, told: Callable[[LinkState, str], object]) -> Listening:
         """Calls `told` with the link's state and a text that says why, now and whenever it changes."""
         listening = Listening(self, _calls.Told(lambda what: told(LinkState(what[0]), what[1])))
-        listening._handle = self._core.on_link(listening._key)
+        listening._told_by(self._core.on_link(listening._key))
         return listening
 
     # ---- Files and connections

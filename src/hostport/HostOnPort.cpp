@@ -8,7 +8,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 using hostsim::Time;
 

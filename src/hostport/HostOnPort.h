@@ -11,8 +11,7 @@
 #include <hostsim/HostOnLine.h>
 #include <hostsim/LinePacer.h>
 #include <hostsim/SimulatedHost.h>
-
-#include "LinePort.h"
+#include <terminal/LinePort.h>
 
 /// Moves bytes between a host and a port, at the speed of a line. It waits for nothing itself: whoever drives it polls
 /// `entry()` until `nextWake()`, together with what else he waits for, and then calls `handle()`, `advance()` and

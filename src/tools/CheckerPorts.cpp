@@ -14,9 +14,9 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <hostport/SystemError.h>
 #include <serialcomm/I2c.h>
 #include <serialcomm/Spi.h>
+#include <terminal/SystemError.h>
 
 using hostcheck::Time;
 

@@ -12,7 +12,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <hostport/SystemError.h>
+#include <terminal/SystemError.h>
 
 #include "PacketDump.h"
 #include "UserCommands.h"

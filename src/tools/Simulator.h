@@ -8,8 +8,8 @@
 
 #include <descriptor/Descriptor.h>
 #include <hostport/HostOnPort.h>
-#include <hostport/LinePort.h>
 #include <hostsim/SimulatedHost.h>
+#include <terminal/LinePort.h>
 
 #include "SimulatorOptions.h"
 #include "TunnelEnd.h"

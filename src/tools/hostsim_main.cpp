@@ -8,7 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <hostport/PseudoTerminal.h>
+#include <terminal/PseudoTerminal.h>
 
 #include "JsonEvents.h"
 #include "SerialDevice.h"
