@@ -13,11 +13,12 @@ import sys
 sys.dont_write_bytecode = True  # the tree may be somebody else's to write
 
 import model
-from backends import (dissector, documents, fuzz_dictionary, numbers_header, vocabulary_header, vocabulary_rows,
-                      wire_layout)
+from backends import (dissector, documents, fuzz_dictionary, numbers_header, python, vocabulary_header,
+                      vocabulary_rows, wire_layout)
 from reading import Mistake
 
-BACK_ENDS = (numbers_header, vocabulary_header, vocabulary_rows, wire_layout, fuzz_dictionary, documents, dissector)
+BACK_ENDS = (numbers_header, vocabulary_header, vocabulary_rows, wire_layout, fuzz_dictionary, documents, dissector,
+             python)
 SOURCE = "protocol/hostlink.toml"
 TOP = pathlib.Path(__file__).resolve().parent.parent
 

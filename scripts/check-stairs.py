@@ -76,7 +76,7 @@ def read_public_headers(rooms):
 
 
 def sources():
-    for top in ("src", "examples", "firmware"):
+    for top in ("src", "python", "examples", "firmware"):
         for folder, _, names in sorted(os.walk(os.path.join(TOP, top))):
             for name in sorted(names):
                 if re.search(r"\.(h|hh|hpp|c|cc|cpp|cxx|inc)$", name):

@@ -11,8 +11,7 @@
 #include <unistd.h>
 
 #include <descriptor/Descriptor.h>
-
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 using hostcheck::Time;
 

@@ -13,8 +13,7 @@
 
 #include <descriptor/Descriptor.h>
 #include <hostlink/physicalLayers/InterruptLine.h>
-
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 using hostcheck::Time;
 

@@ -2,18 +2,16 @@
 /// The loop of the host simulator.
 #pragma once
 
-#include <chrono>
 #include <iosfwd>
 #include <optional>
 #include <string>
 
 #include <descriptor/Descriptor.h>
+#include <hostport/HostOnPort.h>
 #include <hostsim/FileSending.h>
-#include <hostsim/HostOnLine.h>
-#include <hostsim/LinePacer.h>
 #include <hostsim/SimulatedHost.h>
+#include <terminal/LinePort.h>
 
-#include "LinePort.h"
 #include "SimulatorOptions.h"
 #include "TunnelEnd.h"
 
@@ -34,17 +32,14 @@ public:
     /// @throw std::runtime_error the line is lost, or the file of `--send` cannot be read
     void run();
 
-    const hostsim::HostCounts& counts() const { return endpoint.counts(); }
+    const hostsim::HostCounts& counts() const { return host.host().counts(); }
 
 private:
-    hostsim::Time now() const;
     void step(hostsim::Time time);
     void sendInputEvents(hostsim::Time time);
     void sendFiles(hostsim::Time time);
-    void writeToLine(hostsim::Time time);
-    bool flush(hostsim::Time time);
-    void readFromLine(hostsim::Time time);
     void readCommands(hostsim::Time time);
+    hostsim::Time lastActivity() const;
     bool isIdle(hostsim::Time time) const;
     std::optional<hostsim::Time> nextWake(hostsim::Time time) const;
     void wait(hostsim::Time time);
@@ -52,20 +47,15 @@ private:
     SimulatorOptions options;
     LinePort& port;
     std::ostream& out;
-    std::chrono::steady_clock::time_point began;
-    hostsim::SimulatedHost endpoint;
-    hostsim::HostOnLine host;
+    HostOnPort host;
     hostsim::FileSending files;
-    hostsim::LinePacer fromModule;
-    hostsim::LinePacer toModule;
     std::optional<TunnelEnd> tunnel;
     descriptor::Descriptor signals;
 
-    ByteArray unwritten;     // arrived at the end of the line, not yet taken by the system
     std::string commandText; // of a line that has not ended yet
     bool commandsOpen;
     bool ended = false;
     std::optional<hostsim::Time> nextInputEvent;
     uint16_t nextButton = 1;
-    hostsim::Time lastActivity{0};
+    hostsim::Time lastCommand{0};
 };

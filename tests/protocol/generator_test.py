@@ -16,9 +16,11 @@ import generate as generator  # only its folder makes it findable
 
 SOURCE = "protocol/hostlink.toml"
 PAGES = ("docs/wire-format.md", "docs/vocabulary.md")
+PYTHON = "python/hostlink/protocol.py"
 WRITTEN = {"src/lib/hostlink/HostLinkNumbers.h", "src/lib/hostlink/HostLinkVocabularyNumbers.h",
            "src/lib/hostlink/vocabulary/VocabularyRows.h", "src/lib/hostlink/core/WireNumbers.h",
-           "fuzz/hostlink.dict", "dissector/hostlink.lua", *PAGES}
+           "fuzz/hostlink.dict", "dissector/hostlink.lua",
+           PYTHON, *PAGES}
 READ = [str(path.relative_to(TOP)) for path in (TOP / "dissector/parts").iterdir()]
 
 
@@ -468,11 +470,12 @@ class Changes(Copy):
         self.add_state()
         self.assertEqual(self.changed(Run(self.top)), {
             "src/lib/hostlink/HostLinkVocabularyNumbers.h", "src/lib/hostlink/vocabulary/VocabularyRows.h",
-            "dissector/hostlink.lua", PAGES[1]})
+            "dissector/hostlink.lua", PYTHON, PAGES[1]})
         after = self.contents()
         for path, line in (("src/lib/hostlink/HostLinkVocabularyNumbers.h", "    STA_PlayerSpeed = 0xEFFF,\n"),
                            ("src/lib/hostlink/vocabulary/VocabularyRows.h", '    {STA_PlayerSpeed, "PlayerSpeed"},\n'),
                            ("dissector/hostlink.lua", '            [0xEFFF] = "PlayerSpeed",\n'),
+                           (PYTHON, "    PlayerSpeed = 0xEFFF\n"),
                            (PAGES[1], '| `0xEFFF` | 61439 | `STA_PlayerSpeed` | "PlayerSpeed" | |\n')):
             self.assertEqual(after[path].replace(line, ""), before[path])
             self.assertEqual(after[path].count(line), 1)
@@ -488,6 +491,17 @@ class Changes(Copy):
         self.assertIn("    {STA_PlayerSpeed, playerSpeedValues},\n", rows)
         self.assertIn("    STA_PlayerSpeed,\n", rows[rows.index("stateBitFlagRows"):])
 
+    def test_a_name_that_is_a_word_of_python(self):
+        self.edit(SOURCE, '{ number = 1, name = "UP" }', '{ number = 1, name = "lambda" }')
+        self.changed(Run(self.top))
+        self.assertIn("    lambda_ = 1\n", self.contents()[PYTHON])
+
+    def test_two_names_that_are_one_in_python(self):
+        self.edit(SOURCE, '{ number = 1, name = "UP" }', '{ number = 1, name = "U-P" },\n    { number = 2, name = "U P" }')
+        run = Run(self.top)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("U_P stands at values.SystemUpState.rows[", run.stderr)
+
     def test_a_negative_value(self):
         self.edit(SOURCE, '{ number = 1, name = "UP" }', '{ number = -1, name = "UP" }')
         self.changed(Run(self.top))
@@ -502,7 +516,7 @@ class Changes(Copy):
         self.assertEqual(run.stderr.splitlines(), [
             f"{path} is not what {SOURCE} says; mend it with: make protocol"
             for path in ("src/lib/hostlink/HostLinkVocabularyNumbers.h", "src/lib/hostlink/vocabulary/VocabularyRows.h",
-                         PAGES[1], "dissector/hostlink.lua")])
+                         PAGES[1], "dissector/hostlink.lua", PYTHON)])
         self.assertEqual(self.contents(), before)
 
     def test_check_sees_a_written_file_that_was_edited(self):
@@ -520,7 +534,7 @@ class Changes(Copy):
     def test_text_around_the_tables_stays(self):
         self.edit(PAGES[0], "# Wire format\n", "# Another title\n")
         self.edit(SOURCE, 'meaning = "palette"', 'meaning = "colours"')
-        self.assertEqual(self.changed(Run(self.top)), {PAGES[0]})
+        self.assertEqual(self.changed(Run(self.top)), {PAGES[0], PYTHON})
         page = self.contents()[PAGES[0]]
         self.assertTrue(page.startswith("# Another title\n"))
         self.assertIn("| `LedApiCmd` | 0 colours, 1 pattern |\n", page)

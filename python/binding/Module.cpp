@@ -1,0 +1,22 @@
+// What the package `hostlink` stands on. It gives and takes numbers, texts and tuples; the package makes classes of
+// them.
+#include <pybind11/pybind11.h>
+
+#include "Interpreter.h"
+#include "Parts.h"
+
+PYBIND11_MODULE(_core, module) {
+    module.doc() = "The compiled part of the package hostlink; not to be used by itself.";
+    module.def("begin_exit", &binding::Outside::beginExit);
+    module.def("await_others", &binding::Outside::awaitOthers);
+    module.def("unraisable", [](const pybind11::object& error, const pybind11::object& where) {
+        PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
+        PyErr_WriteUnraisable(where.ptr());
+    });
+    // For good: what is behind it belongs to a process that this one was forked from.
+    module.def("leak", [](const pybind11::object& what) { what.inc_ref(); });
+    binding::defineCodec(module);
+    binding::defineTransfers(module);
+    binding::defineClient(module);
+    binding::defineHost(module);
+}
