@@ -66,9 +66,19 @@ if(ZENT_COVERAGE)
 endif()
 
 # Builds that only run the tests once more, beside those that people work with and that are analysed file by file.
+# There files are compiled several at a time, which takes a third of the time; a file that is changed takes longer.
 set(ZENT_ONE_MORE_BUILD OFF)
-if(ZENT_SANITIZE OR ZENT_COVERAGE OR CMAKE_CROSSCOMPILING)
+if(PROJECT_IS_TOP_LEVEL AND (ZENT_SANITIZE OR ZENT_COVERAGE OR CMAKE_CROSSCOMPILING))
     set(ZENT_ONE_MORE_BUILD ON)
+    set(CMAKE_UNITY_BUILD ON)
+    set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
+endif()
+
+# How many test files are compiled at a time (tests/support/Together.cmake): fewer where somebody waits for the one that
+# was changed.
+set(ZENT_TEST_FILES_TOGETHER 4)
+if(ZENT_ONE_MORE_BUILD)
+    set(ZENT_TEST_FILES_TOGETHER 8)
 endif()
 
 # zent_install_headers(library): its public headers.
@@ -81,8 +91,13 @@ function(zent_install_headers library)
     endforeach()
 endfunction()
 
-# zent_compile_quickly(sources...): not optimised. For the files that hold a command line's parser, whose templates take
-# longer to optimise than all the rest of their program, and run once.
-function(zent_compile_quickly)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
+# zent_compile_quickly(target [sources...]): these files of it are not optimised; all of them, when none are named. For files
+# that hold a command line's parser, whose templates take longer to optimise than all the rest of their program, and run
+# once. Where files are compiled several at a time it is always all: one with settings of its own would be left alone.
+function(zent_compile_quickly target)
+    if(ARGN AND NOT CMAKE_UNITY_BUILD)
+        set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
+    else()
+        target_compile_options(${target} PRIVATE -O0)
+    endif()
 endfunction()

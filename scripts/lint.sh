@@ -33,10 +33,20 @@ cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-sup
     --suppressions-list=scripts/cppcheck-suppressions.txt $firmware firmware
 
 echo "== clang-tidy, with the clang analyzer's checks"
+# The files of a target together, as far as they are: what their headers cost, which is most of it where there is a
+# command line's parser, is paid once. "UnifiedSource" in the path tells the analyzer to look at the files behind such a
+# one as closely as at a file of its own.
+together=build/UnifiedSource
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
-# Those with a command line's parser take longest, and come first.
-for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostcheck|exchange|items|sockets|rig|json|console)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
-    xargs -P "$jobs" -n 1 clang-tidy --quiet -p build/clang 2>/dev/null
+cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16 >/dev/null
+files=$(scripts/sources.sh | grep -E "^(src|examples)/.*\.cpp$")
+# Three checks do not look behind it. They are for what these files have.
+apart='misc-unused-using-decls,misc-unused-alias-decls,bugprone-suspicious-include'
+few=$(echo "$files" | xargs grep -lE '^ *(using [A-Za-z0-9_:]+::[A-Za-z0-9_]+;|namespace [A-Za-z0-9_]+ =)|^ *#include .*\.(c|cc|cpp|cxx)[">]')
+{
+    scripts/tidy-units.py "$together" build/clang $files | sed 's/^/--checks=-bugprone-suspicious-include -p /'
+    echo "$few" | sed "s/^/--checks=-*,$apart -p build\/clang /"
+} | xargs -P "$jobs" -n 4 clang-tidy --quiet 2>/dev/null
 # A register is a number that becomes an address.
 scripts/sources.sh | grep '^firmware/.*\.c$' |
     xargs -P "$jobs" -I@ clang-tidy --quiet --checks=-performance-no-int-to-ptr --header-filter='/(src|firmware)/' @ -- \

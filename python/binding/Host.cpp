@@ -12,7 +12,7 @@
 
 #include <hostsim/FaultOptions.h>
 #include <hostsim/HostCounts.h>
-#include <hostsim/MessageItems.h>
+#include <items/Items.h>
 
 #include "Conversions.h"
 #include "HostThread.h"
@@ -54,8 +54,8 @@ FaultOptions faultsOf(const py::dict& from) {
 }
 
 // States travel as the items of a message: what a value is made of inside stays where it is.
-std::vector<hostsim::Item> itemsOf(const py::bytes& message) {
-    const auto items = hostsim::readItems(byteArrayOf(message));
+std::vector<hostlink::Item> itemsOf(const py::bytes& message) {
+    const auto items = hostlink::readItems(byteArrayOf(message));
     if (!items) throw std::invalid_argument("these states cannot be read");
     return *items;
 }
@@ -65,7 +65,7 @@ std::unique_ptr<HostThread> makeHost(const py::dict& from, const py::dict& fault
     take(from, "max_packet_size", options.outgoing.maxPacketSize);
     take(from, "response_timeout", options.outgoing.responseTimeout);
     options.faults = faultsOf(faults);
-    for (const hostsim::Item& item : itemsOf(states)) options.states.set(item.tag, item.value);
+    for (const hostlink::Item& item : itemsOf(states)) options.states.set(item.tag, item.value);
     std::string link;
     unsigned long baud = 0;
     size_t recorded = 0;
@@ -78,7 +78,7 @@ std::unique_ptr<HostThread> makeHost(const py::dict& from, const py::dict& fault
 void set(HostThread& self, const py::bytes& states) {
     unlocked([&self, items = itemsOf(states)] {
         self.ask([&items](SimulatedHost& host) {
-            for (const hostsim::Item& item : items) host.send(host.application().setState(item.tag, item.value));
+            for (const hostlink::Item& item : items) host.send(host.application().setState(item.tag, item.value));
         });
     });
 }
@@ -86,7 +86,7 @@ void set(HostThread& self, const py::bytes& states) {
 py::bytes get(HostThread& self, uint16_t state) {
     return bytesOf(unlocked([&] {
         return self.ask([state](SimulatedHost& host) {
-            return hostsim::writeItems(MSG_SetState, {{state, host.application().states().get(state)}});
+            return hostlink::writeItems(MSG_SetState, {{state, host.application().states().get(state)}}).value();
         });
     }));
 }

@@ -10,14 +10,13 @@ namespace hostlink::exchange {
 namespace {
 
 constexpr unsigned tries = 3; // of an abort, of totals that differ, of an answer that says "unsupported"
-constexpr size_t wordSize = 4;
 
 } // namespace
 
 ChunkSender::ChunkSender(ByteSource& byteSource, const SendingOptions& sendingOptions, Time now)
     : source(byteSource), options(sendingOptions), speed(now), lastProgress(now) {
     // Only then is the checksum of the file that of its chunks one behind another.
-    options.chunk = std::max(options.chunk / wordSize * wordSize, wordSize);
+    options.chunk = std::max(options.chunk / checksumWord * checksumWord, checksumWord);
     if (begin())
         sendNow(now);
     else

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "TransferChecksum.h"
+
 namespace hostlink::exchange {
 
 namespace {
@@ -11,7 +13,6 @@ constexpr int usualPacketSize = 64;
 constexpr size_t mostPackets = 255;
 constexpr size_t longestOfAll = 65535;
 constexpr size_t numberedPackets = 256;
-constexpr size_t wordSize = 4;
 
 } // namespace
 
@@ -29,7 +30,7 @@ size_t fittingChunk(int maxPacketSize, size_t overhead, size_t wanted) {
     const size_t packets = std::min((overhead + wanted + payload - 1) / payload, mostPackets);
     const size_t message = std::min(packets * payload, longestOfAll);
     const size_t room = message > overhead ? message - overhead : 0;
-    return std::max(room / wordSize * wordSize, wordSize);
+    return std::max(room / checksumWord * checksumWord, checksumWord);
 }
 
 } // namespace hostlink::exchange

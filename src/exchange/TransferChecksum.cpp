@@ -10,7 +10,6 @@ namespace hostlink::exchange {
 
 namespace {
 
-constexpr size_t wordSize = 4;
 constexpr size_t maxBlock = 65532; // what one call of dataTransferCalcCrc32 takes
 constexpr uint32_t initialRegister = 0xFFFFFFFF;
 constexpr uint16_t tableSize = 256;
@@ -28,9 +27,9 @@ const std::array<uint32_t, tableSize>& table() {
 // of the data turned over in the bits in which the two registers differ.
 uint32_t goOn(uint32_t checksum, const uint8_t* data, size_t size) {
     std::vector<uint8_t> words(data, data + size);
-    words.resize((size + wordSize - 1) / wordSize * wordSize);
+    words.resize((size + checksumWord - 1) / checksumWord * checksumWord);
     const uint32_t difference = checksum ^ initialRegister;
-    for (size_t i = 0; i < wordSize; ++i) words[i] = static_cast<uint8_t>(words[i] ^ (difference >> (8 * i)));
+    for (size_t i = 0; i < checksumWord; ++i) words[i] = static_cast<uint8_t>(words[i] ^ (difference >> (8 * i)));
     return dataTransferCalcCrc32(table().data(), tableSize, words.data(), static_cast<uint16_t>(words.size()));
 }
 

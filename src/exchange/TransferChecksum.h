@@ -7,6 +7,9 @@
 
 namespace hostlink::exchange {
 
+/// Bytes that the checksum takes at a time.
+constexpr size_t checksumWord = 4;
+
 /// The checksum over chunk after chunk, each padded with zeros to a multiple of four bytes: as if all of them were one
 /// block given to `dataTransferCalcCrc32`, which itself takes no more than 65532 bytes and cannot go on from where it
 /// ended.

@@ -10,7 +10,7 @@ namespace {
 using Kind = RigNode::Kind;
 
 /// The number in "17", not in "017", "+17" or "17x": only the name that is listed exists.
-int lineNumber(const std::string& digits) {
+int lineOf(const std::string& digits) {
     if (digits.empty() || digits.size() > 2 || digits.find_first_not_of("0123456789") != std::string::npos) return -1;
     const int number = std::stoi(digits);
     return std::to_string(number) == digits && GpioLines::isNumber(number) ? number : -1;
@@ -29,7 +29,7 @@ RigNode linePath(const std::string& path) {
     RigNode node;
     if (path.compare(0, prefix.size(), prefix) != 0) return node;
     const size_t end = path.find('/', prefix.size());
-    node.line = lineNumber(path.substr(prefix.size(), end == std::string::npos ? end : end - prefix.size()));
+    node.line = lineOf(path.substr(prefix.size(), end == std::string::npos ? end : end - prefix.size()));
     if (node.line >= 0) node.kind = lineFile(end == std::string::npos ? "" : path.substr(end));
     return node;
 }

@@ -38,10 +38,6 @@ public:
 
 constexpr std::chrono::seconds rigEndTimeout{10}; // sanitizers take their time to report
 
-[[noreturn]] void fail(const std::string& what) {
-    throw CannotRun(what + ": " + strerror(errno));
-}
-
 struct Pipe {
     Pipe() {
         int ends[2];

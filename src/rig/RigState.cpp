@@ -9,7 +9,7 @@ namespace busrig {
 namespace {
 
 /// As the kernel reads a line number: any base, one newline allowed, nothing else around it.
-std::optional<int> lineNumber(std::string text) {
+std::optional<int> knownLine(std::string text) {
     if (!text.empty() && text.back() == '\n') text.pop_back();
     if (text.empty()) return std::nullopt;
     char* end = nullptr;
@@ -48,7 +48,7 @@ void RigState::connectSlaves() {
 int RigState::writeExport(const std::string& text) {
     const int refusal = sysfs.writeRefusal("export", text);
     if (refusal != 0) return refusal;
-    const std::optional<int> line = lineNumber(text);
+    const std::optional<int> line = knownLine(text);
     const int error = line ? lines.exportLine(*line) : -EINVAL;
     const int result = error != 0 ? error : static_cast<int>(text.size());
     sysfs.wrote("export", text, result);
@@ -56,7 +56,7 @@ int RigState::writeExport(const std::string& text) {
 }
 
 int RigState::writeUnexport(const std::string& text) {
-    const std::optional<int> line = lineNumber(text);
+    const std::optional<int> line = knownLine(text);
     const int error = line ? lines.unexportLine(*line) : -EINVAL;
     const int result = error != 0 ? error : static_cast<int>(text.size());
     sysfs.wrote("unexport", text, result);

@@ -18,13 +18,13 @@
 
 namespace busrig {
 
+void fail(const std::string& what) {
+    throw CannotRun(what + ": " + strerror(errno));
+}
+
 namespace {
 
 using descriptor::Descriptor;
-
-[[noreturn]] void fail(const std::string& what) {
-    throw CannotRun(what + ": " + strerror(errno));
-}
 
 void makeFolder(const std::string& path) {
     if (::mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) fail("mkdir " + path);

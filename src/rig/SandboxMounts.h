@@ -10,6 +10,9 @@ namespace busrig {
 constexpr const char* sandboxMountPoint = "/dev/busrig/fs";
 constexpr const char* sandboxControlPath = "/dev/busrig/control";
 
+/// Throws `CannotRun` with what could not be done and the reason, which is in `errno`.
+[[noreturn]] void fail(const std::string& what);
+
 /// Cuts this mount namespace off from the one it was copied from.
 void makeMountsPrivate();
 

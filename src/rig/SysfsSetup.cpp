@@ -8,7 +8,7 @@ namespace busrig {
 
 namespace {
 
-constexpr size_t maxLogEntries = 1024;
+constexpr size_t maxSetupEntries = 1024;
 
 } // namespace
 
@@ -34,7 +34,7 @@ std::string SysfsSetup::entry(const std::string& file, const std::string& text) 
 }
 
 void SysfsSetup::remember(std::string text) {
-    if (entries.size() == maxLogEntries) entries.pop_front();
+    if (entries.size() == maxSetupEntries) entries.pop_front();
     entries.push_back(std::move(text));
 }
 

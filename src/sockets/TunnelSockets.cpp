@@ -17,7 +17,7 @@ namespace {
 
 constexpr uint64_t listenerKey = 0x10000; // beyond the numbers of connections
 constexpr size_t mostEvents = 32;
-constexpr int yes = 1;
+constexpr int noDelay = 1;
 constexpr uint32_t nothing = 0; // to be watched for
 
 // A peer that sees an ordinary end would take what it has for the whole.
@@ -63,7 +63,7 @@ void TunnelSockets::acceptAll(Time now) {
             outOfDescriptors = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
             return;
         }
-        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
         connections[*tunnels.open(now)].socket = std::move(socket);
     }
 }

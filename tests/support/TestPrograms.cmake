@@ -1,5 +1,6 @@
 # GoogleTest programs.
 include(GoogleTest)
+include(${CMAKE_CURRENT_LIST_DIR}/Together.cmake)
 include(${CMAKE_CURRENT_LIST_DIR}/WholePrograms.cmake)
 
 add_custom_target(random_tests) # the programs of the label "random", whose input follows from a seed
@@ -12,6 +13,7 @@ function(zent_add_tests target)
         set(arg_TIMEOUT 120)
     endif()
     add_executable(${target} ${arg_SOURCES})
+    zent_compile_together(${target})
     target_link_libraries(${target} PRIVATE zent_test_settings test_support ${arg_LIBRARIES})
     target_precompile_headers(${target} REUSE_FROM precompiled_headers)
     set(label single)

@@ -13,6 +13,7 @@ function(zent_headers_alone target)
     endforeach()
     add_library(${target} OBJECT ${sources})
     target_link_libraries(${target} PRIVATE zent_settings ${arg_LINK})
+    target_compile_options(${target} PRIVATE -O0 -g0) # nobody runs it
 endfunction()
 
 # The headers of both libraries, public and hidden, each with what its room may see.

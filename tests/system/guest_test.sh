@@ -1,5 +1,6 @@
 #!/bin/sh
 # guest_test.sh SOURCE_DIR CXX CC [TOOLCHAIN EMULATOR]: the project inside another one, by add_subdirectory and by FetchContent.
+# That project has several files compiled at a time, which it may, and which is the sooner done.
 # It brings its libraries, as C++ and the function core from C, and no test, no program and no warning that stops a build.
 set -eu
 source=$1
@@ -27,7 +28,7 @@ configure() {
     fi
     name=$1
     shift
-    cmake -G Ninja -S "$folder/$name" -B "$folder/$name/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON "$@" >"$folder/log" 2>&1 || {
+    cmake -G Ninja -S "$folder/$name" -B "$folder/$name/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON "$@" >"$folder/log" 2>&1 || {
         cat "$folder/log" >&2
         fail "cmake refused the $name project"
     }

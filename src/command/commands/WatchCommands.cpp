@@ -38,13 +38,13 @@ struct Stamp {
 private:
     std::string print(const char* form, std::tm* (*split)(const std::time_t*, std::tm*), const char* end) const {
         const auto whole = std::chrono::floor<std::chrono::seconds>(now);
-        const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now - whole).count();
+        const auto thousandths = std::chrono::duration_cast<std::chrono::milliseconds>(now - whole).count();
         const std::time_t seconds = std::chrono::system_clock::to_time_t(whole);
         std::tm fields{};
         split(&seconds, &fields);
         char text[32];
         const std::size_t length = std::strftime(text, sizeof text, form, &fields);
-        std::snprintf(text + length, sizeof text - length, ".%03d%s", static_cast<int>(milliseconds), end);
+        std::snprintf(text + length, sizeof text - length, ".%03d%s", static_cast<int>(thousandths), end);
         return text;
     }
 };

@@ -3,11 +3,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "LinkLog.h"
+#include "LinkLogger.h"
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 constexpr int defaultMaxPacketSize = 64; // bytes
 constexpr size_t bytesPerLine = 16;

@@ -1,12 +1,10 @@
 #include "HostResponse.h"
 
-#include "LinkLog.h"
+#include "LinkLogger.h"
 #include "hostlink/HostLinkLib.h"
 #include "hostlink/HostLinkPacket.h"
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 WriteDataResponse toWriteDataResponse(AcknowledgeType type) {
     switch (type) {

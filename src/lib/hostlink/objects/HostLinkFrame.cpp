@@ -6,14 +6,14 @@
 
 namespace {
 
-constexpr uint32_t initialCapacity = 10;
+constexpr uint32_t emptyCapacity = 10;
 constexpr size_t expectedMessage = 1024; // bytes when memory is asked for, so that most messages ask and clear once
 constexpr int packetGrowth = 6;          // grows by 2·(packet size + 6)
 
 } // namespace
 
 HostLinkFrame::HostLinkFrame() : record{} {
-    hostLinkFrameInit(&record, few, initialCapacity);
+    hostLinkFrameInit(&record, few, emptyCapacity);
 }
 
 HostLinkFrame::HostLinkFrame(const HostLinkFrame& other) : record(other.record), store(other.store) {

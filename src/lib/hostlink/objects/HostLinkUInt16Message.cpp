@@ -4,13 +4,13 @@
 
 namespace {
 
-constexpr size_t initialCapacity = 50;
+constexpr size_t initialStoreSize = 50;
 constexpr int growth = 14; // 140 bytes: 70 items
 
 } // namespace
 
-HostLinkUInt16Message::HostLinkUInt16Message(MessageId id) : buffer{}, store(initialCapacity), valid(false) {
-    hostlink::attachStore(buffer, store, initialCapacity);
+HostLinkUInt16Message::HostLinkUInt16Message(MessageId id) : buffer{}, store(initialStoreSize), valid(false) {
+    hostlink::attachStore(buffer, store, initialStoreSize);
     valid = hostLinkMessageUint16Init(&buffer, id) == HOSTLINK_SUCCESS;
 }
 

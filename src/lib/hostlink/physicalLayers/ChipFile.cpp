@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -13,21 +12,16 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "hostlink/link/LinkLog.h"
+#include "Reason.h"
+#include "hostlink/link/LinkLogger.h"
 
 using descriptor::Descriptor;
 using descriptor::repeatInterrupted;
 
 namespace {
 
-log4cplus::Logger& logger = linkLogger();
-
 constexpr auto deviceFolder = "/dev";
 const std::string chipPrefix = "gpiochip";
-
-std::string reasonOf(int error) {
-    return std::generic_category().message(error);
-}
 
 Descriptor openFile(const std::string& path) {
     return Descriptor(

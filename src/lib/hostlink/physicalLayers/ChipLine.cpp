@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include <linux/gpio.h>
@@ -15,15 +14,14 @@
 #include <unistd.h>
 
 #include "ChipFile.h"
-#include "hostlink/link/LinkLog.h"
+#include "Reason.h"
+#include "hostlink/link/LinkLogger.h"
 
 // What the state machine reads by its own offsets.
 static_assert(sizeof(gpio_v2_line_event) == LineEvents::eventBytes && offsetof(gpio_v2_line_event, timestamp_ns) == 0 &&
               offsetof(gpio_v2_line_event, id) == 8 && offsetof(gpio_v2_line_event, line_seqno) == 20);
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 constexpr char consumer[] = "zent-hostlink"; // how others see who holds the line
 constexpr int minute = 60000;                // milliseconds
@@ -80,10 +78,6 @@ gpio_v2_line_request requestOf(int offset, std::uint64_t flags, int debounce) {
         request.config.attrs[0].attr.debounce_period_us = static_cast<std::uint32_t>(debounce);
     }
     return request;
-}
-
-std::string reasonOf(int error) {
-    return std::generic_category().message(error);
 }
 
 } // namespace

@@ -1,13 +1,7 @@
 #include "DummyPhysicalLayer.h"
 
+#include "hostlink/link/LinkLogger.h"
 #include "hostlink/link/Trace.h"
-
-namespace {
-
-constexpr auto scope = "HostLinkPhysicalLayer";
-log4cplus::Logger& logger = linkLogger();
-
-} // namespace
 
 DummyPhysicalLayer::DummyPhysicalLayer(const Properties& properties) : HostLinkPhysicalLayer(properties) {}
 

@@ -4,11 +4,9 @@
 
 #include "BusLink.h"
 #include "TwoTransactions.h"
-#include "hostlink/link/LinkLog.h"
+#include "hostlink/link/LinkLogger.h"
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 constexpr int twoTransactions = 1; // the bit of I2cOptions
 

@@ -3,11 +3,9 @@
 #include <serialcomm/Spi.h>
 
 #include "BusLink.h"
-#include "hostlink/link/LinkLog.h"
+#include "hostlink/link/LinkLogger.h"
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 constexpr uint8_t spiMode = 0; // clock idles low, data is taken on the rising edge
 

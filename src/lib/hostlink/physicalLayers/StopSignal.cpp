@@ -8,15 +8,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "hostlink/link/LinkLog.h"
+#include "hostlink/link/LinkLogger.h"
 
 using descriptor::Descriptor;
-
-namespace {
-
-log4cplus::Logger& logger = linkLogger();
-
-} // namespace
 
 bool StopSignal::make() {
     counter = Descriptor(::eventfd(0, EFD_CLOEXEC));

@@ -16,6 +16,7 @@
 #include "hostlink/HostLinkRspFrame.h"
 #include "hostlink/link/CallGate.h"
 #include "hostlink/link/HostResponse.h"
+#include "hostlink/link/LinkLogger.h"
 #include "hostlink/link/LinkThread.h"
 #include "hostlink/link/Trace.h"
 #include "hostlink/machines/IrqExchange.h"
@@ -42,9 +43,6 @@
 using std::chrono::steady_clock;
 
 namespace {
-
-constexpr auto scope = "HostLinkPhysicalLayer";
-log4cplus::Logger& logger = linkLogger();
 
 constexpr int maxRereads = 3;
 constexpr std::chrono::microseconds rereadDelay{1500}; // the host prepares its answer meanwhile

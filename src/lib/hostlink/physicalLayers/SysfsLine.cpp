@@ -11,14 +11,12 @@
 #include <unistd.h>
 
 #include "SysfsSetUp.h"
-#include "hostlink/link/LinkLog.h"
+#include "hostlink/link/LinkLogger.h"
 
 using descriptor::Descriptor;
 using descriptor::repeatInterrupted;
 
 namespace {
-
-log4cplus::Logger& logger = linkLogger();
 
 constexpr auto gpioFolder = "/sys/class/gpio/";
 constexpr int writeFlags = O_WRONLY | O_TRUNC;

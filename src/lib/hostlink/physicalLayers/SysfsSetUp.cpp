@@ -1,13 +1,10 @@
 #include "SysfsSetUp.h"
 
 #include <cerrno>
-#include <system_error>
+
+#include "Reason.h"
 
 namespace {
-
-std::string reasonOf(int error) {
-    return std::generic_category().message(error);
-}
 
 std::string whyNotExported(const SysfsSetUp::Step& step) {
     const char* hint = step.opening == ENOENT   ? " (a kernel without sysfs GPIO? GpioChip needs none)"

@@ -13,6 +13,7 @@
 #include "hostlink/HostLinkRspFrame.h"
 #include "hostlink/link/CallGate.h"
 #include "hostlink/link/HostResponse.h"
+#include "hostlink/link/LinkLogger.h"
 #include "hostlink/link/LinkThread.h"
 #include "hostlink/link/Trace.h"
 #include "hostlink/machines/UartStream.h"
@@ -34,9 +35,6 @@
 // pending read with an error; the reader leaves its loop and is joined; writers still inside are waited for.
 
 namespace {
-
-constexpr auto scope = "HostLinkPhysicalLayer";
-log4cplus::Logger& logger = linkLogger();
 
 constexpr int flowControlOption = 2; // of `UartOptions`
 

@@ -28,7 +28,7 @@ Question about(ByteArray message, MessageId answerId, std::vector<uint16_t> stat
     return question;
 }
 
-bool isAboutStates(MessageId answerId) {
+bool answersByKey(MessageId answerId) {
     return answerId != MSG_DataTransferResponse && answerId != MSG_TcpTunnelingResponse;
 }
 
@@ -50,7 +50,7 @@ Question itemsQuestion(MessageId id, const std::vector<Item>& items) {
 Question rawQuestion(const ByteArray& message) {
     const MessageId answerId = answerTo(HostLinkMessage::messageId(message)).value_or(MSG_Invalid);
     Question question = about(message, answerId, sortedTags(message).value_or(std::vector<uint16_t>()));
-    if (isAboutStates(answerId)) return question;
+    if (answersByKey(answerId)) return question;
     question.key.clear(); // an answer has other tags than its question there
     question.judge = [](const ByteArray& answer) { return sortedTags(answer) ? Verdict::Answer : Verdict::Foreign; };
     return question;

@@ -34,6 +34,7 @@ namespace hostlink {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using How = Matcher::How;
 
 constexpr std::chrono::milliseconds probeInterval{250};
 
@@ -429,7 +430,6 @@ void Core::probe() {
 void Core::probeEnded(uint64_t number, const Matcher::End& end) {
     Lock lock(mutex);
     if (closing || number != linkNumber) return;
-    using How = Matcher::How;
     wasHeard = end.how == How::Answered || end.how == How::Part || end.how == How::Unsupported;
     if (wasHeard)
         advance();

@@ -6,6 +6,8 @@ namespace hostlink {
 
 namespace {
 
+using How = Matcher::How;
+
 std::string times(int count) {
     return count == 1 ? "once" : std::to_string(count) + " times";
 }
@@ -41,7 +43,6 @@ Failure cancelled(const Matcher::End& end, const std::string& what) {
 } // namespace
 
 Failure explain(const Matcher::End& end, const std::string& what, const std::string& link) {
-    using How = Matcher::How;
     switch (end.how) {
     case How::Refused: return refused(end, what);
     case How::Unanswered: return unanswered(end, what);

@@ -15,6 +15,7 @@ namespace {
 
 using exchange::Delivery;
 using exchange::TransferEnd;
+using How = Matcher::How;
 
 constexpr auto longestTurn = std::chrono::seconds(2); // how long a chunk waits to be sent before it is offered anew
 
@@ -28,8 +29,7 @@ std::function<Verdict(const ByteArray&)> judgeOf(const ByteArray& message) {
     };
 }
 
-Delivery deliveryOf(Matcher::How how) {
-    using How = Matcher::How;
+Delivery deliveryOfChunk(Matcher::How how) {
     switch (how) {
     case How::Answered:
     case How::Unsupported: return Delivery::Accepted;
@@ -152,7 +152,7 @@ void Sending::Run::ask(const ByteArray& message) {
 
 void Sending::Run::answered(const Matcher::End& how) {
     const exchange::Time now = Pump::now();
-    sender->sent(deliveryOf(how.how), now);
+    sender->sent(deliveryOfChunk(how.how), now);
     if (how.how == Matcher::How::Answered) sender->answered(how.answer, now);
     if (how.how == Matcher::How::Unsupported)
         sender->answered(exchange::MessageWriter(MSG_UnsupportedMessageResponse).message(), now);

@@ -14,6 +14,7 @@ namespace hostlink {
 namespace {
 
 using exchange::Delivery;
+using How = Matcher::How;
 
 constexpr auto longestWrite = std::chrono::seconds(10);         // whatever the link makes of a message by then
 constexpr auto refusalTime = std::chrono::milliseconds(200);    // for a host to say that it knows no tunnels
@@ -31,8 +32,7 @@ exchange::TunnelOptions machineOptions(const TunnelSettings& settings, int maxPa
     return options;
 }
 
-Delivery deliveryOf(Matcher::How how) {
-    using How = Matcher::How;
+Delivery deliveryOfData(Matcher::How how) {
     switch (how) {
     case How::Taken: return Delivery::Accepted;
     case How::Refused:
@@ -101,7 +101,7 @@ void Tunnel::Run::ask(const ByteArray& message) {
         if (!self) return;
         self->pump.post([self = self.get(), opens, how = end.how] {
             if (how == Matcher::How::Unsupported) self->tunnels.unsupported(Pump::now());
-            if (!opens) self->tunnels.sent(deliveryOf(how), Pump::now());
+            if (!opens) self->tunnels.sent(deliveryOfData(how), Pump::now());
         });
     });
     if (opens) tunnels.sent(Delivery::Accepted, Pump::now());
