@@ -1,6 +1,6 @@
 #!/bin/sh
-# coverage.sh: runs the suite of build/coverage, under AddressSanitizer, and tells how much of src/lib, src/exchange and
-# src/sockets it has run. Below the gate it fails: every line, and 95 of 100 branches, those that only an exception takes
+# coverage.sh: runs the suite of build/coverage, under AddressSanitizer, and tells how much of src/lib, src/exchange,
+# src/items and src/sockets it has run. Below the gate it fails: every line, and 95 of 100 branches, those that only an exception takes
 # left out. What cannot be reached bears the mark GCOVR_EXCL in the source, with the reason, and is listed.
 set -eu
 cd "$(dirname "$0")/.."

@@ -647,7 +647,7 @@ const WrongHost wrongHosts[] = {
     {"answers subscriptions with known ids alone", "subscription-answer",
      [](Case& host) {
          onAnswers(host, [](const ByteArray& message, std::vector<ByteArray>& answers) {
-             if (idOf(message) == MSG_SubscribeState) answers = {hostsim::writeList(MSG_SubscribeStateResponse, {9})};
+             if (idOf(message) == MSG_SubscribeState) answers = {*hostlink::writeList(MSG_SubscribeStateResponse, {9})};
          });
      }},
     {"tells a change once for each subscription", "each-change-once",

@@ -284,6 +284,49 @@ def ReceivePutsFilesIntoAFolder(build):
         expect("nothing else", os.listdir(folder), ["a.bin"])
 
 
+def ReceiveTakesFilesOfTheSimulator(build):
+    given = bytes(i * 7 & 0xFF for i in range(9000))
+    with tempfile.TemporaryDirectory() as folder:
+        for name in ("a b.bin", "second"):
+            with open(os.path.join(folder, name), "wb") as file:
+                file.write(given)
+        faults = ("--damage-chunk-every", "3", "--lose-chunk-every", "7")
+        with Bench(build, "--send", os.path.join(folder, "a b.bin"), *faults) as bench:
+            os.mkdir(bench.path("got"))
+            with Program(*bench.words("receive", bench.path("got"), "--count", "2")) as receive:
+                bench.host.wait_for("a b.bin: complete, 9000 bytes, checksum 0x")
+                bench.host.say("send-file %s\n" % os.path.join(folder, "second"))
+                expect("code", receive.end(), GOOD)
+                bench.host.wait_for("second: complete, 9000 bytes, checksum 0x")
+            for name in ("a b.bin", "second"):
+                with open(os.path.join(bench.path("got"), name), "rb") as file:
+                    expect(name, file.read(), given)
+
+
+def ReceiveSaysThatTheHostHasEndedAFile(build):
+    with Bench(build, "--json", "--baud", "115200") as bench:
+        os.mkdir(bench.path("got"))
+        with open(bench.path("large"), "wb") as file:
+            file.write(bytes(1000000))
+        with Program(*bench.words("receive", bench.path("got"))) as receive:
+            receive.wait_for("waiting for files")
+            bench.host.say("send-file %s\n" % bench.path("large"))
+            deadline = time.monotonic() + PATIENCE
+            while not os.listdir(bench.path("got")):  # it has begun
+                assert time.monotonic() < deadline, "no file comes"
+                time.sleep(0.01)
+            bench.host.say("abort-file\n")
+            bench.host.wait_for('"name":"large","end":"cancelled"')
+            while os.listdir(bench.path("got")):  # and is taken away
+                assert time.monotonic() < deadline, "the part stays"
+                time.sleep(0.01)
+            receive.process.send_signal(signal.SIGINT)
+            expect("code", receive.end(), HOST_SAID_NO)
+            assert "large has not come whole: Aborted" in receive.process.stderr.read().decode()
+        bench.host.say("send-file /nowhere\n")
+        bench.host.wait_for("cannot read the file '/nowhere'")
+
+
 def ProgressIsDrawnOnATerminal(build):
     with Bench(build, "--baud", "460800") as bench:
         with open(bench.path("file"), "wb") as file:

@@ -69,7 +69,7 @@ def JsonIsOneObjectALine(build):
     expect("events", [event["event"] for event in events],
            ["ready", "help", "state", "state", "state", "state", "state"] + 6 * ["error"] + ["counts", "counts"])
     expect("commands", [each["command"] for each in events[1]["commands"]],
-           ["press N", "set ID VALUE", "get ID", "burst N", "counts", "quit"])
+           ["press N", "set ID VALUE", "get ID", "burst N", "send-file PATH", "abort-file", "counts", "quit"])
     expect("volume", events[2], {"event": "state", "id": 9, "name": "PlayerVolume", "encoding": "Uint8", "value": 30})
     expect("no value", events[3], {"event": "state", "id": 9999, "name": None, "encoding": "Nil", "value": None})
     expect("text", events[4]["value"], 'a "b" \\ \t \u00fc')

@@ -93,16 +93,24 @@ public:
 
     /// Tells the host of a key. `Done` when the host has taken the message; a host does not answer it.
     Result<void> sendInputEvent(ButtonState event, const Value& key, const Call& call = {});
+    std::future<Result<void>> sendInputEventAsync(ButtonState event, const Value& key, const Call& call = {});
+    void sendInputEventAsync(ButtonState event, const Value& key, Callback<void> done, const Call& call = {});
     /// Sends a command for the host's LEDs. `Done` when the host has taken it and not called it unsupported within
     /// `Options::refusalTime`.
     Result<void> setLed(LedApiCmd command, const Value& value, const Call& call = {});
+    std::future<Result<void>> setLedAsync(LedApiCmd command, const Value& value, const Call& call = {});
+    void setLedAsync(LedApiCmd command, const Value& value, Callback<void> done, const Call& call = {});
 
     /// Sends the bytes of any message that has an answer, and gives the bytes of the answer: of a message with the
     /// answer's id and, where the request's tags or items are states, the same states. It is sent once.
     /// `BadArgument` also when the message is empty, cannot be read, or has no answer.
     Result<ByteArray> ask(const ByteArray& message, const Call& call = {});
+    std::future<Result<ByteArray>> askAsync(const ByteArray& message, const Call& call = {});
+    void askAsync(const ByteArray& message, Callback<ByteArray> done, const Call& call = {});
     /// Sends the bytes of any message. `Done` when the host has taken it.
     Result<void> send(const ByteArray& message, const Call& call = {});
+    std::future<Result<void>> sendAsync(const ByteArray& message, const Call& call = {});
+    void sendAsync(const ByteArray& message, Callback<void> done, const Call& call = {});
     /// @}
 
     /// @name Being told

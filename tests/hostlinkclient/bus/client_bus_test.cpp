@@ -1,8 +1,14 @@
 // The client over I2C and SPI, against the simulated host of the rig.
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -124,6 +130,93 @@ TEST_P(ClientOnABus, ComesBackWithAHostThatWasDeaf) {
     EXPECT_EQ(client->set(STA_PlayerVolume, 12, Call().whileDown(WhileDown::Wait)).text(), "");
     EXPECT_EQ(client->linkState(), LinkState::Up);
     EXPECT_GE(client->statistics().reconnects, 1U);
+}
+
+// A file of the host's, in a folder that goes with it.
+class HostsFile {
+public:
+    explicit HostsFile(size_t size) : content(size, 'x') {
+        for (size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 7 + i / 251);
+        std::string name = testing::TempDir() + "client-XXXXXX";
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+        folder = name;
+        std::ofstream(path(), std::ios::binary) << content;
+    }
+    HostsFile(const HostsFile&) = delete;
+    HostsFile& operator=(const HostsFile&) = delete;
+    ~HostsFile() { std::filesystem::remove_all(folder); }
+
+    std::string path() const { return folder + "/a.bin"; }
+    std::string content;
+
+private:
+    std::string folder;
+};
+
+// Takes a file, and may do something once its first bytes have come.
+struct Taker {
+    std::string got;
+    std::promise<ReceivedFile> end;
+    std::function<void()> atFirst;
+
+    ReceiveOptions options() {
+        ReceiveOptions given;
+        given.write = [this](const unsigned char* data, size_t size) {
+            got.append(reinterpret_cast<const char*>(data), size);
+            if (got.size() == size && atFirst) atFirst();
+            return true;
+        };
+        given.end = [this](const ReceivedFile& file) { end.set_value(file); };
+        return given;
+    }
+    ReceivedFile wait() {
+        auto ended = end.get_future();
+        mustEnd(ended, "the file");
+        return ended.get();
+    }
+};
+
+TEST_P(ClientOnABus, TakesAFileThatTheHostSends) {
+    const HostsFile file(10000);
+    rig.command("host-options damageChunkEvery=3,loseChunkEvery=13");
+    const auto client = connected();
+    Taker taker;
+    const auto receiving = client->receiveFiles(taker.options());
+    ASSERT_TRUE(receiving) << receiving.text();
+    rig.command("send-file " + file.path());
+    EXPECT_EQ(taker.wait().end, FileEnd::Complete);
+    EXPECT_EQ(taker.got, file.content);
+    std::string told;
+    mustBecomeTrue([&] { return !(told = rig.command("files")).empty(); }, "the host's end of it");
+    EXPECT_EQ(told.rfind("a.bin: complete, 10000 bytes, checksum 0x", 0), 0U) << told;
+}
+
+TEST_P(ClientOnABus, IsToldThatTheHostHasEndedAFile) {
+    const HostsFile file(200000);
+    const auto client = connected();
+    Taker taker;
+    taker.atFirst = [this] { rig.command("abort-file"); };
+    const auto receiving = client->receiveFiles(taker.options());
+    rig.command("send-file " + file.path());
+    EXPECT_EQ(taker.wait().end, FileEnd::Aborted);
+    EXPECT_LT(taker.got.size(), file.content.size());
+    std::string told;
+    mustBecomeTrue([&] { return !(told = rig.command("files")).empty(); }, "the host's end of it");
+    EXPECT_EQ(told.rfind("a.bin: cancelled, ", 0), 0U) << told;
+}
+
+TEST_P(ClientOnABus, EndsAFileOfTheHost) {
+    const HostsFile file(200000);
+    const auto client = connected();
+    Taker taker;
+    Result<Receiving> receiving = client->receiveFiles(taker.options());
+    taker.atFirst = [&receiving] { receiving->cancel(); };
+    rig.command("send-file " + file.path());
+    EXPECT_EQ(taker.wait().end, FileEnd::Cancelled);
+    EXPECT_LT(taker.got.size(), file.content.size());
+    std::string told;
+    mustBecomeTrue([&] { return !(told = rig.command("files")).empty(); }, "the host's end of it");
+    EXPECT_EQ(told.rfind("a.bin: refused by the module, ", 0), 0U) << told;
 }
 
 TEST_P(ClientOnABus, EndsSoonWhenIdle) {

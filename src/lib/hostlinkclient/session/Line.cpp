@@ -12,6 +12,8 @@
 #include <hostlink/physicalLayers/SyncSerialLayer.h>
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 
+#include "hostlinkclient/session/Log.h"
+
 namespace hostlink {
 
 namespace {
@@ -44,9 +46,12 @@ Line::~Line() {
 
 std::string Line::open() {
     std::string problem;
+    const FirstError reason;
     try {
         problem = prepare();
-        if (problem.empty() && !start()) problem = "cannot open " + name() + "; the log of the link says why";
+        if (problem.empty() && !start())
+            problem = "cannot open " + name() +
+                      (reason.text().empty() ? "; the log of the link says why" : ": " + reason.text());
     } catch (const std::exception& failure) {
         problem = "cannot open " + name() + ": " + failure.what();
     }

@@ -1,7 +1,12 @@
 #include "hostlinkclient/session/Log.h"
 
+#include <mutex>
+#include <thread>
+
+#include <log4cplus/appender.h>
 #include <log4cplus/logger.h>
 #include <log4cplus/nullappender.h>
+#include <log4cplus/spi/loggingevent.h>
 
 #include <serialcomm/LogGate.h>
 
@@ -10,6 +15,8 @@ namespace hostlink {
 namespace {
 
 serialcomm::LogGate gate;
+
+constexpr const char* openingLoggers[] = {"HostLinkPhysicalLayer", "SerialComm"};
 
 // Runs when this library is left, before log4cplus is.
 [[gnu::destructor]] void closeLog() {
@@ -45,6 +52,49 @@ void acceptSilence() {
         if (logger.getAllAppenders().empty())
             logger.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
     }
+}
+
+// Held by the loggers as well, which let go of it in their time: a process may end meanwhile.
+class FirstError::Listener : public log4cplus::Appender {
+public:
+    Listener() = default;
+    ~Listener() override { destructorImpl(); }
+    void close() override { closed = true; }
+
+    std::string first() const {
+        const std::lock_guard lock(mutex);
+        return line;
+    }
+
+private:
+    void append(const log4cplus::spi::InternalLoggingEvent& event) override {
+        if (event.getLogLevel() < log4cplus::ERROR_LOG_LEVEL || std::this_thread::get_id() != thread) return;
+        const std::lock_guard lock(mutex);
+        if (line.empty()) line = event.getMessage();
+    }
+
+    const std::thread::id thread = std::this_thread::get_id();
+    mutable std::mutex mutex; // guards the line
+    std::string line;
+};
+
+FirstError::FirstError() : listener(new Listener) {
+    const log4cplus::SharedAppenderPtr shared(listener);
+    kept = std::make_shared<log4cplus::SharedAppenderPtr>(shared);
+    const serialcomm::LogGate::Pass pass(gate);
+    if (!pass) return;
+    for (const char* name : openingLoggers) log4cplus::Logger::getInstance(name).addAppender(shared);
+}
+
+FirstError::~FirstError() {
+    const serialcomm::LogGate::Pass pass(gate);
+    if (!pass) return;
+    const auto shared = *std::static_pointer_cast<log4cplus::SharedAppenderPtr>(kept);
+    for (const char* name : openingLoggers) log4cplus::Logger::getInstance(name).removeAppender(shared);
+}
+
+std::string FirstError::text() const {
+    return listener->first();
 }
 
 } // namespace hostlink

@@ -1,0 +1,95 @@
+// Links that cannot be opened: what the client says of them, and what they leave behind.
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <hostlink/physicalLayers/UartPhysicalLayer.h>
+#include <hostlinkclient/Client.h>
+
+#include "QuickOptions.h"
+#include "support/MustEnd.h"
+#include "support/Pty.h"
+
+namespace {
+
+using hostlink::Client;
+using hostlink::LinkState;
+using hostlink::OwnLink;
+using hostlink::Wire;
+
+/// A link that does not open and says nothing of it.
+class Closed : public HostLinkPhysicalLayer {
+public:
+    Closed() : HostLinkPhysicalLayer(Properties()) {}
+    bool init() override { return false; }
+    void shutdown() override {}
+    int nextFrameId() override { return 0; }
+    WriteDataResponse writeData(const ByteArray& /*packet*/) override { return NoResponse; }
+};
+
+/// A serial link, and how many of them there were.
+class CountedUart : public UartPhysicalLayer {
+public:
+    explicit CountedUart(const std::string& path) : UartPhysicalLayer(propertiesOf(path)) { ++made; }
+    ~CountedUart() override { ++ended; }
+    bool init() override {
+        ++tried;
+        return UartPhysicalLayer::init();
+    }
+
+    static inline std::atomic<int> made{0};
+    static inline std::atomic<int> tried{0};
+    static inline std::atomic<int> ended{0};
+
+private:
+    static Properties propertiesOf(const std::string& path) {
+        Properties properties;
+        properties.setString(DevicePath, path);
+        properties.setInt(UartBaudRate, 115200);
+        properties.setInt(UartResponseTimeout, 50);
+        return properties;
+    }
+};
+
+TEST(ClientOpening, SaysWhereToLookWhenTheLinkSaysNothing) {
+    Client silent(OwnLink{[] { return std::make_unique<Closed>(); }, "silent"}, quick());
+    mustBecomeTrue([&] { return silent.linkState() == LinkState::Down; }, "down");
+    EXPECT_EQ(silent.linkText(), "cannot open silent; the log of the link says why");
+}
+
+// A serial link that was not opened must not be destroyed: there is one of them at a time, however often it is
+// tried.
+TEST(ClientOpening, LeavesOneSerialLinkThatNeverOpened) {
+    Pty pty;
+    const std::string path = pty.slavePath();
+    const int other = ::open(path.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0); // as another program's
+    CountedUart::made = CountedUart::tried = CountedUart::ended = 0;
+    const Wire wire = OwnLink{[path] { return std::make_unique<CountedUart>(path); }, "the port"};
+    {
+        Client client(wire, quick());
+        mustBecomeTrue([] { return CountedUart::tried >= 10; }, "tried again and again");
+        EXPECT_EQ(CountedUart::made, 1);
+        EXPECT_EQ(client.linkText(), "cannot open the port: Uart " + path + ": is in use by another program");
+        ::flock(other, LOCK_UN);
+        mustBecomeTrue([&] { return client.statistics().packetsOut > 0; }, "opened");
+    }
+    EXPECT_EQ(CountedUart::ended, CountedUart::made.load()); // nothing is left of one that has opened
+    ASSERT_EQ(::flock(other, LOCK_EX | LOCK_NB), 0);
+    CountedUart::made = CountedUart::tried = CountedUart::ended = 0;
+    {
+        Client client(wire, quick());
+        mustBecomeTrue([] { return CountedUart::tried >= 10; }, "tried again and again");
+    }
+    EXPECT_EQ(CountedUart::made, 1);
+    EXPECT_EQ(CountedUart::ended, 0);
+    ::close(other);
+}
+
+} // namespace
