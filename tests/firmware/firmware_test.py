@@ -497,6 +497,21 @@ def PortsAreShort(tried):
         assert lines <= 150, (board, lines)
 
 
+def GrowthByMoreThanTwoPercentIsTold(tried):
+    rows = sizes.table(tried.images.parent)
+    page = sizes.PAGE
+    for times, told in ((0.985, 0), (0.97, len(rows))):
+        smaller = {cpu: [int(cell * times) if cell == cells[0] else cell for cell in cells] for cpu, cells in rows.items()}
+        with tempfile.NamedTemporaryFile("w", encoding="utf-8") as file:
+            file.write("head\n" + sizes.BEGIN + sizes.written(smaller) + sizes.END + "tail\n")
+            file.flush()
+            sizes.PAGE = pathlib.Path(file.name)
+            grown = list(sizes.growths(rows))
+        sizes.PAGE = page
+        expect("what has grown", len(grown), told)
+        assert all("core and engine: code" in each for each in grown), grown
+
+
 class Monitor:
     """The emulator's own console, from which a board's memory can be read."""
 

@@ -169,6 +169,34 @@ TEST(RightBusHost, PassesWhenItsAnswersComeInTheSecondRead) {
     }
 }
 
+TEST(BusFaults, OfTheSimulatorAreTold) {
+    const std::pair<const char*, void (*)(HostOptions&)> faults[] = {
+        {"bus-announce", [](HostOptions& options) { options.faults.irqNackFirst = 1; }},
+        {"bus-announce", [](HostOptions& options) { options.faults.irqAnnounceFirst = 1; }},
+        {"bus-in-time", [](HostOptions& options) { options.faults.lateTransfers = 4; }},
+        {"bus-in-3-ms", [](HostOptions& options) { options.faults.lateTransfers = 3; }},
+        {"both-directions", [](HostOptions& options) { options.faults.silentEvery = 40; }},
+        {"taken-at-once", [](HostOptions& options) { options.faults.nackFirst = 2; }},
+    };
+    for (const auto& [caughtBy, make] : faults) {
+        HostOptions options;
+        make(options);
+        BusChecker checker(options);
+        EXPECT_EQ(checker.runner.run(checkNamed(caughtBy)).outcome, Outcome::Failed) << caughtBy;
+    }
+}
+
+// Bytes that begin with no start mark are read again.
+TEST(RightBusHost, PassesAlthoughFirstReadsGiveAnything) {
+    HostOptions options;
+    options.faults.garbageEvery = 2;
+    BusChecker checker(options);
+    for (const hostcheck::Check& check : hostcheck::allChecks()) {
+        const Result result = checker.runner.run(check);
+        EXPECT_NE(result.outcome, Outcome::Failed) << hostcheck::asText(result);
+    }
+}
+
 TEST(SilentBusHost, PassesNoCheck) {
     BusWrongs silent;
     silent.read = [](const ByteArray& bytes) { return ByteArray(bytes.size(), 0xFF); };

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <hostcheck/Runner.h>
+#include <hostsim/StateText.h>
 
 #include "Checker.h"
 #include "LineWorld.h"
@@ -100,6 +101,35 @@ TEST(HeldUpChecker, TellsItAlsoOfACheckThatPassed) {
     EXPECT_EQ(result.outcome, Outcome::Passed);
     EXPECT_FALSE(hasNote(result, "times"));
     EXPECT_TRUE(hasNote(result, "the checker itself was held up for"));
+}
+
+// At each moment of the check, and of what comes before and behind it.
+TEST(InterruptedChecker, PutsBackWhatItHasChanged) {
+    const hostcheck::Time moment = hostcheck::milliseconds(3);
+    unsigned changed = 0;
+    bool isInterrupted = true;
+    for (hostcheck::Time at = moment; isInterrupted; at += moment) {
+        LineWorld world({}, {});
+        hostcheck::Transcript transcript;
+        hostcheck::SerialLink link(world, transcript);
+        const hostcheck::Setup setup = everything();
+        hostcheck::Bench bench(link, &world, nullptr, nullptr, setup);
+        hostcheck::Runner runner(bench, transcript);
+        const auto held = [&] { return hostsim::valueText(world.host().application().states().get(setup.state)); };
+        const std::string before = held();
+        world.interruptAt = at;
+        try {
+            isInterrupted = false;
+            runner.run(checkNamed("set-other"));
+        } catch (const hostcheck::Interrupted&) {
+            isInterrupted = true;
+        }
+        world.interruptAt.reset();
+        changed += held() != before ? 1 : 0;
+        EXPECT_TRUE(runner.leaveInOrder()) << at.count();
+        EXPECT_EQ(held(), before) << at.count();
+    }
+    EXPECT_GT(changed, 0U);
 }
 
 TEST(Seed, GivesTheSameBytesAgainAndAnotherOneOthers) {
