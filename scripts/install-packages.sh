@@ -8,7 +8,10 @@ foreign= # an architecture beside this machine's own
 for group in "$@"; do
     case $group in
     build) packages="$packages g++ cmake ninja-build pkg-config liblog4cplus-dev libcli11-dev libfuse3-dev fuse3" ;;
-    test) packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3 curl" ;;
+    test)
+        packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3 curl"
+        packages="$packages python3-pyte python3-jsonschema zsh fish groff-base" # terminals, JSON, completions, manual
+        ;;
     clang) packages="$packages clang libclang-rt-14-dev" ;;
     lint)
         packages="$packages clang clang-format clang-tidy cppcheck python3 git"

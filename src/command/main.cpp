@@ -23,7 +23,7 @@ constexpr const char* exitCodes =
 
 void declareCommon(CLI::App& app, command::CommonOptions& options) {
     app.add_option("--profile", options.profile, "Name of a profile, which says what is not said here")
-        ->type_name("NAME");
+        ->type_name("PROFILE");
     app.add_option("--config", options.profiles, "File with the profiles [$XDG_CONFIG_HOME/hostlink/profiles.toml]")
         ->type_name("FILE");
     app.add_flag("--json", options.json, "One JSON object a line");

@@ -1,7 +1,6 @@
 """command_test.py BUILD_DIRECTORY TEST: hostlink, as people and scripts use it, against zent-hostsim."""
 import json
 import os
-import pty
 import select
 import signal
 import subprocess
@@ -327,29 +326,6 @@ def ReceiveSaysThatTheHostHasEndedAFile(build):
         bench.host.wait_for("cannot read the file '/nowhere'")
 
 
-def ProgressIsDrawnOnATerminal(build):
-    with Bench(build, "--baud", "460800") as bench:
-        with open(bench.path("file"), "wb") as file:
-            file.write(bytes(20000))
-        master, slave = pty.openpty()
-        send = subprocess.Popen(bench.words("send", bench.path("file")), stdout=slave, stderr=slave)
-        os.close(slave)
-        seen = b""
-        while True:
-            try:
-                more = os.read(master, 4096)
-            except OSError:  # the program has ended
-                break
-            seen += more
-        expect("code", send.wait(PATIENCE), GOOD)
-        os.close(master)
-        lines = seen.replace(b"\r\n", b"\n").split(b"\n")
-        drawn = lines[0].split(b"\r\x1b[K")
-        assert len(drawn) > 2, seen
-        expect("complete", drawn[-1].startswith(b"[" + 30 * b"#" + b"] 100 % 20000 of 20000 bytes, "), True)
-        expect("end", lines[1].startswith(b"the host holds 20000 bytes, checksum 0x"), True)
-
-
 def PingCountsAnswers(build):
     with Bench(build) as bench:
         lines = bench.objects("ping", "--count", "3", "--interval", "1")
@@ -414,6 +390,13 @@ def ExplainKnowsNumbersNamesAndLinesOfTheLog(build):
     assert line["remedy"].startswith("wiring, speed"), line
     lines = explained("Uart /dev/ttyS1: cannot set the line to 921600 baud: the driver does 100000 instead")
     assert lines[0]["line"] == "`cannot set the line to N baud: the driver does N instead`", lines
+    for words in [("02", "00", "01", "15", "00"), ("02 00 01 15 00",), ("0x02,", "0x00,", "0x01,", "0x15,", "0x00")]:
+        expect("message", explained(*words)[0]["text"].splitlines(),
+               ["0x0002 - message id: GetStateMessage", "0x01 - count: 1", "0x0015 - state: AudioSourceID"])
+    expect("packet and message", [each["kind"] for each in explained(*GET.split())], ["packet", "message"])
+    expect("in one word", [each["kind"] for each in explained(ACK.replace(" ", ""))], ["packet"])
+    irq = explained("FF FE 0C 00 22 00 00 00 40 00 00 00")[0]["text"].splitlines()
+    assert any("0040" in line for line in irq), irq
     code, out, err = run(build, "hostlink", "explain", "what", "nobody", "writes")
     expect("nothing", (code, out), (BAD_USAGE, ""))
     assert "'what nobody writes' is no state" in err, err
@@ -470,22 +453,6 @@ def DecodeFindsItsWayBack(build):
         code, lines = decoded(build, text.encode())
         bad = any(kind != "packet" and kind != "message" for kind, _, _ in wanted)
         expect(text, (code, kinds(lines)), (HOST_SAID_NO if bad else GOOD, wanted))
-
-
-def CompletionKnowsCommandsAndStates(build):
-    def completed(*words):
-        script = ("PATH=%s/bin:$PATH; source <(hostlink completion bash); COMP_WORDS=(hostlink %s); "
-                  "COMP_CWORD=%d; _hostlink; echo ${COMPREPLY[@]}" % (build, " ".join(w or "''" for w in words), len(words)))
-        return subprocess.run(["bash", "-c", script], capture_output=True, timeout=PATIENCE, check=True).stdout.decode().split()
-
-    expect("commands", completed("se"), ["set", "send"])
-    expect("options", completed("--ba"), ["--baud"])
-    expect("its options", completed("set", "--con"), ["--config", "--confirm"])
-    expect("states", completed("get", "PlayerVol"), ["PlayerVolume"])
-    expect("shells", completed("completion", "z"), ["zsh"])
-    for shell in ["bash", "zsh", "fish"]:
-        code, out, _ = run(build, "hostlink", "completion", shell)
-        expect(shell, (code, "confirm" in out), (GOOD, True))
 
 
 def ManualNamesEveryCommandAndOption(build):

@@ -1,13 +1,17 @@
 // explain: what a number, a name, bytes or a line of the log mean.
+#include <algorithm>
+#include <cctype>
 #include <string>
 #include <vector>
 
-#include <hostlink/HostLinkPrinter.h>
+#include <hostlink/HostLinkMessage.h>
 #include <hostlink/HostLinkVocabulary.h>
 
 #include "Declare.h"
 #include "command/StateText.h"
 #include "command/UsageError.h"
+#include "command/decode/HexText.h"
+#include "command/decode/Words.h"
 #include "command/explain/Troubleshooting.h"
 
 namespace command {
@@ -67,6 +71,27 @@ bool tellLine(Output& output, const std::string& text) {
     return !found.empty();
 }
 
+// Bytes are several words, or too many digits for any number that means something by itself.
+bool isBytes(const std::vector<std::string>& words, const std::string& text) {
+    constexpr std::size_t longestNumber = 10;
+    const bool several = words.size() > 1 || text.find(' ') != std::string::npos || text.size() > longestNumber;
+    return several && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return std::isxdigit(c) != 0 || std::isspace(c) != 0 || c == ',' || c == 'x';
+           });
+}
+
+// Packets, or a message without any around it.
+void tellBytes(Output& output, const std::string& text) {
+    Piece piece;
+    piece.bytes = bytesOf(text);
+    Words words(output);
+    // No message has the number that a packet's start mark would be.
+    if (piece.bytes.size() > 2 && messageIdToString.count(HostLinkMessage::messageId(piece.bytes)) != 0)
+        words.tellMessage(piece.bytes);
+    else
+        words.tellAll(piece);
+}
+
 ExitCode explain(Program& program, const ExplainOptions& options) {
     std::string text;
     for (const std::string& word : options.words) text += (text.empty() ? "" : " ") + word;
@@ -76,12 +101,12 @@ ExitCode explain(Program& program, const ExplainOptions& options) {
     any |= tellFrom(output, "encoding", encodingToString, text);
     any |= tellFrom(output, "LED command", ledApiCmdToString, text);
     any |= tellFrom(output, "key event", buttonStateToString, text);
-    if (!any) any = tellLine(output, text);
-    if (!any) {
-        throw UsageError(
-            "'" + text +
-            "' is no state, message, encoding or known line of the log; bytes are for hostlink decode --bytes");
+    if (!any && isBytes(options.words, text)) {
+        tellBytes(output, text);
+        return ExitCode::Good;
     }
+    if (!any) any = tellLine(output, text);
+    if (!any) throw UsageError("'" + text + "' is no state, message, encoding, bytes or known line of the log");
     return ExitCode::Good;
 }
 
@@ -89,10 +114,12 @@ ExitCode explain(Program& program, const ExplainOptions& options) {
 
 void declareExplain(CLI::App& app, Run& chosen) {
     auto options = std::make_shared<ExplainOptions>();
-    auto* command = declareCommand(app, chosen, "explain",
-                                   "Tell what a number, a name or a line of the library's log means, and what to do",
-                                   options, explain);
-    command->add_option("WHAT", options->words, "Number, name or line")->required()->option_text(" ");
+    auto* command = declareCommand(
+        app, chosen, "explain", "Tell what a number, a name, bytes or a line of the library's log mean, and what to do",
+        options, explain);
+    command->add_option("WHAT", options->words, "Number, name, bytes in hexadecimal digits, or line")
+        ->required()
+        ->option_text(" ");
 }
 
 } // namespace command

@@ -1,5 +1,7 @@
 #include "OptionTable.h"
 
+#include <sstream>
+
 #include <CLI/CLI.hpp>
 
 namespace command {
@@ -12,17 +14,52 @@ std::string argumentOf(const CLI::Option& option) {
     return name.substr(0, name.find(':'));
 }
 
+// "NAME:{none,even,odd}" of an option that takes one of these.
+std::vector<std::string> wordsOf(const CLI::Option& option) {
+    const std::string name = option.get_type_name();
+    const std::size_t begin = name.find('{');
+    const std::size_t end = name.find('}');
+    std::vector<std::string> words;
+    if (begin == std::string::npos || end == std::string::npos) return words;
+    std::istringstream list(name.substr(begin + 1, end - begin - 1));
+    for (std::string word; std::getline(list, word, ',');) words.push_back(word);
+    return words;
+}
+
+// What an argument of that name stands for.
+Completion completionOf(const std::string& argument) {
+    static constexpr std::pair<const char*, Completion> known[] = {
+        {"STATE", Completion::States},     {"STATE=VALUE", Completion::Assignments},
+        {"FILE", Completion::Files},       {"DEVICE", Completion::Files},
+        {"CHIP", Completion::Files},       {"FOLDER", Completion::Folders},
+        {"PROFILE", Completion::Profiles},
+    };
+    for (const auto& [name, completion] : known) {
+        if (argument == name) return completion;
+    }
+    return Completion::Nothing;
+}
+
+OptionRow rowOf(const CLI::Option& option) {
+    OptionRow row;
+    row.positional = option.get_lnames().empty();
+    row.isFlag = option.get_items_expected_max() == 0;
+    row.repeats = option.get_items_expected_max() > 1;
+    row.name = row.positional ? option.get_single_name() : "--" + option.get_lnames().front();
+    row.argument = row.isFlag || row.positional ? "" : argumentOf(option);
+    row.text = option.get_description();
+    row.preset = option.get_default_str();
+    row.words = wordsOf(option);
+    row.completion = row.words.empty() ? completionOf(row.positional ? row.name : row.argument) : Completion::Words;
+    return row;
+}
+
 } // namespace
 
 std::vector<OptionRow> optionsOf(const CLI::App& app) {
     std::vector<OptionRow> rows;
     for (const CLI::Option* option : app.get_options()) {
-        if (option == app.get_help_ptr()) continue;
-        const bool positional = option->get_lnames().empty();
-        const bool isFlag = option->get_items_expected_max() == 0;
-        rows.push_back({positional ? option->get_single_name() : "--" + option->get_lnames().front(), positional,
-                        isFlag, isFlag || positional ? "" : argumentOf(*option), option->get_description(),
-                        option->get_default_str()});
+        if (option != app.get_help_ptr()) rows.push_back(rowOf(*option));
     }
     return rows;
 }

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <memory>
 #include <string>
 
 #include <sys/stat.h>
@@ -37,15 +38,16 @@ std::string hex(uint32_t number) {
 
 // The transfer goes on by itself when the host is back; whoever waits is told why nothing moves.
 hostlink::Listening tellLink(Program& program, ProgressLine& progress) {
-    return program.host().onLink([&progress, lost = false](hostlink::LinkState now, const std::string& why) mutable {
-        using hostlink::LinkState;
-        const bool down = now == LinkState::Down;
-        if (down && !lost)
+    const auto lost = std::make_shared<bool>(false); // of the client's thread for callbacks
+    return program.host().onLink([&progress, lost](hostlink::LinkState now, const std::string& why) {
+        if (now == hostlink::LinkState::Down && !*lost) {
+            *lost = true;
             progress.tell("the link is down: " + why + "; going on when the host is back",
                           json::Object().text("link", "Down").text("text", why));
-        if (now == LinkState::Up && lost)
+        } else if (now == hostlink::LinkState::Up && *lost) {
+            *lost = false;
             progress.tell("the host is back", json::Object().text("link", "Up").text("text", why));
-        lost = down || (lost && now != LinkState::Up);
+        }
     });
 }
 
@@ -93,7 +95,8 @@ ExitCode send(Program& program, const SendingOptions& options) {
 /// Puts files of the host into a folder, under the last part of their names and never over a file that is there.
 class Folder {
 public:
-    Folder(const ReceivingOptions& receiving, Program& run) : options(receiving), program(run) {}
+    Folder(const ReceivingOptions& receiving, Program& run)
+        : options(receiving), program(run), progress(run.output()) {}
 
     bool begin(const hostlink::IncomingFile& file) {
         const std::string name = file.name.substr(file.name.find_last_of('/') + 1);
@@ -103,15 +106,21 @@ public:
         struct stat found {};
         if (!options.force && ::stat(path.c_str(), &found) == 0)
             return refuse(path + " is there already; --force puts the host's in its place");
+        now = {};
+        now.total = file.size;
+        began = std::chrono::steady_clock::now();
         part.open(partPath(), std::ios::binary | std::ios::trunc);
         return part.is_open() || refuse("cannot write " + partPath());
     }
     bool write(const unsigned char* data, std::size_t size) {
         part.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-        return part.good() || refuse("cannot write " + partPath());
+        if (!part.good()) return refuse("cannot write " + partPath());
+        tellProgress(size);
+        return true;
     }
     void end(const hostlink::ReceivedFile& file) {
         part.close();
+        progress.end();
         const bool whole = file.end == hostlink::FileEnd::Complete && part.good();
         if (whole && std::rename(partPath().c_str(), path.c_str()) == 0) {
             ++received;
@@ -130,7 +139,19 @@ public:
 
 private:
     std::string partPath() const { return path + ".part"; }
+    // On average: a host that sends in bursts is no faster for it.
+    void tellProgress(std::size_t size) {
+        now.bytes += size;
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+        if (took.count() > 0) now.bytesPerSecond = static_cast<double>(now.bytes) / took.count();
+        if (now.total && *now.total >= now.bytes && now.bytesPerSecond > 0) {
+            const auto rest = static_cast<double>(*now.total - now.bytes);
+            now.left = milliseconds(static_cast<long>(1000 * rest / now.bytesPerSecond));
+        }
+        progress.show(now);
+    }
     bool refuse(const std::string& why) {
+        progress.end();
         failures = true;
         program.output().failed(ExitCode::BadUsage, "Refused", why);
         return false;
@@ -145,6 +166,9 @@ private:
     // By the client's thread for files, until that has ended; the counts are read by the program's own, too.
     const ReceivingOptions& options;
     Program& program;
+    ProgressLine progress;
+    hostlink::Progress now;
+    std::chrono::steady_clock::time_point began;
     std::string path;
     std::ofstream part;
     std::atomic<unsigned> received{0};

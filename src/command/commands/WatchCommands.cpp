@@ -78,8 +78,9 @@ hostlink::Listening tellLink(Program& program) {
     });
 }
 
+// What was asked for may have come while the link was not yet known to be up.
 ExitCode ended(Program& program) {
-    return program.host().linkState() == hostlink::LinkState::Up ? ExitCode::Good : ExitCode::NoLink;
+    return program.host().linkState() == hostlink::LinkState::Down ? ExitCode::NoLink : ExitCode::Good;
 }
 
 std::vector<StateId> statesFrom(const std::vector<std::string>& texts) {

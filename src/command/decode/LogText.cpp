@@ -84,10 +84,11 @@ std::string timeIn(const std::string& line) {
     if (clock == std::string::npos)
         return line.substr(
             0, static_cast<std::size_t>(std::find_if_not(line.begin(), line.end(), isDigit) - line.begin()));
-    std::size_t begin = clock;
     const auto isOfDate = [](char c) { return isDigit(c) || c == '-' || c == '/' || c == '.' || c == 'T'; };
+    std::size_t begin = clock;
     if (begin > 1 && line[begin - 1] == ' ' && isOfDate(line[begin - 2])) --begin;
     while (begin > 0 && isOfDate(line[begin - 1])) --begin;
+    if (line.find_first_of("-/.", begin) > clock) begin = clock; // a day without its month is no date
     std::size_t end = clock + 8;
     while (end < line.size() && (isDigit(line[end]) || line[end] == ',' || line[end] == '.' || line[end] == 'Z')) ++end;
     return line.substr(begin, end - begin);

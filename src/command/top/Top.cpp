@@ -172,7 +172,7 @@ ExitCode Top::run(const std::vector<hostlink::StateId>& states) {
         program.stop().beforeSuddenEnd({});
     }
     if (!refused) return program.output().failed(refused);
-    if (host.linkState() == LinkState::Up) return ExitCode::Good;
+    if (host.linkState() != LinkState::Down) return ExitCode::Good;
     return program.output().failed(ExitCode::NoLink, "LinkDown", host.linkText());
 }
 
