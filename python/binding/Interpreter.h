@@ -12,30 +12,34 @@
 namespace binding {
 
 /// How many threads are outside the interpreter in calls of this module. No thread of the libraries ever enters the
-/// interpreter; only threads that came from it leave it, here, and come back. All functions are called with its lock.
+/// interpreter; only threads that came from it leave it, here, and come back.
 ///
-/// A thread that comes back after the interpreter has ended would be unwound through C++ by it. So its end waits for
-/// them, and lets nobody leave any more.
+/// A thread that came back while the interpreter ends would be torn out of its C++ calls by it. So, once its end has
+/// begun, none comes back any more: they stand still until the process ends, as daemon threads do, and there are no
+/// others by then.
 class Outside {
 public:
-    /// @throw pybind11::error_already_set (RuntimeError) the interpreter is ending
+    /// Before the interpreter's lock is let go.
     static void enter();
-    static void leave() noexcept;
+    /// Before it is taken again. Does not return once the interpreter is ending.
+    static void leave();
 
-    /// From now on only the calling thread may leave the interpreter's lock.
+    /// From now on only the calling thread comes back.
     static void beginExit();
-    /// Waits until all other threads have come back, at most some seconds.
+    /// Waits until no other thread does anything outside, at most some seconds.
     static void awaitOthers();
+    /// In a process that was forked: the others' threads are not there.
+    static void forget();
 };
 
-/// Does `work` without the interpreter's lock, which is taken again afterwards by plain calls: a destructor that takes
+/// Does `work` without the interpreter's lock, which is taken again afterwards by a plain call: a destructor that takes
 /// it could not be unwound.
 template <typename Work> auto unlocked(const Work& work) {
     using Given = decltype(work());
     std::conditional_t<std::is_void_v<Given>, std::optional<bool>, std::optional<Given>> given;
     std::exception_ptr wrong;
-    Outside::enter();
     PyThreadState* const state = PyEval_SaveThread();
+    Outside::enter();
     try {
         if constexpr (std::is_void_v<Given>)
             work();
@@ -44,8 +48,8 @@ template <typename Work> auto unlocked(const Work& work) {
     } catch (const std::exception&) {
         wrong = std::current_exception();
     }
-    PyEval_RestoreThread(state);
     Outside::leave();
+    PyEval_RestoreThread(state);
     if (wrong) std::rethrow_exception(wrong);
     if constexpr (!std::is_void_v<Given>) return std::move(*given);
 }

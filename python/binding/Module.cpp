@@ -9,6 +9,7 @@ PYBIND11_MODULE(_core, module) {
     module.doc() = "The compiled part of the package hostlink; not to be used by itself.";
     module.def("begin_exit", &binding::Outside::beginExit);
     module.def("await_others", &binding::Outside::awaitOthers);
+    module.def("after_fork", &binding::Outside::forget);
     module.def("unraisable", [](const pybind11::object& error, const pybind11::object& where) {
         PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
         PyErr_WriteUnraisable(where.ptr());

@@ -13,6 +13,7 @@ from . import _core
 from .errors import Cancelled, HostlinkError, failure
 
 _log = logging.getLogger("hostlink")
+_log.addHandler(logging.NullHandler())  # a program that has not set up logging is not told
 _LEVELS = (logging.DEBUG, logging.INFO, logging.WARNING, logging.ERROR)
 _LOG_LINES = 0  # the id under which they are told
 
@@ -104,10 +105,7 @@ class Calls:
 
 def _serve(inbox: _core.Inbox, of: weakref.ref[Calls]) -> None:
     while True:
-        try:
-            told = inbox.take()
-        except RuntimeError:  # the interpreter is ending
-            return
+        told = inbox.take()
         if told is None:
             return
         for key, what in told:

@@ -1,7 +1,8 @@
 """What is open in this process: closed when nobody holds it any more, and before the interpreter ends.
 
 The compiled part's threads never enter the interpreter, but threads of the interpreter wait in it. At exit everything is
-closed, which ends their waits, and then they are waited for; a thread that came back later would be torn from under it.
+closed, which ends their waits, and from then on they stand still outside, as daemon threads do: one that came back would be
+torn out of its calls.
 """
 
 from __future__ import annotations
@@ -23,7 +24,7 @@ class Open(Protocol):
         """It belongs to the process that this one was forked from: forget it, without touching what is behind it."""
 
 
-_finalizers: dict[int, weakref.finalize[Any, Any]] = {}
+_open: dict[int, weakref.finalize[Any, Any]] = {}
 _keys = itertools.count()
 
 
@@ -33,26 +34,29 @@ def remember(what: Open, shut: Callable[..., None], *arguments: object) -> Calla
     key = next(_keys)
 
     def once() -> None:
-        _finalizers.pop(key, None)
+        _open.pop(key, None)
         shut(*arguments)
 
     finalizer = weakref.finalize(what, once)
     finalizer.atexit = False  # all of them in one go, below
-    _finalizers[key] = finalizer
+    _open[key] = finalizer
     return finalizer
 
 
 @atexit.register
 def _at_exit() -> None:
     _core.begin_exit()
-    while _finalizers:
-        _finalizers.popitem()[1]()
+    while _open:
+        told = _open.popitem()[1].detach()  # by now it would not call any more
+        if told is not None:
+            told[1]()
     _core.await_others()
 
 
 def _in_child() -> None:
-    while _finalizers:
-        found = _finalizers.popitem()[1].detach()
+    _core.after_fork()
+    while _open:
+        found = _open.popitem()[1].detach()
         if found is not None:
             found[0]._leave()
 

@@ -1,0 +1,146 @@
+"""Threads of the interpreter, and how long things live."""
+
+from __future__ import annotations
+
+import gc
+import os
+import queue
+import threading
+import weakref
+from concurrent.futures import ThreadPoolExecutor
+
+from conftest import PATIENCE, Gate, eventually
+
+import hostlink
+from hostlink import Change, Client, Host
+
+
+def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) -> None:
+    def ask(worker: int) -> None:
+        state = 0x1000 + worker
+        for value in range(25):
+            hostlink_client.set(state, value)
+            assert hostlink_client.get(state) == value
+
+    with ThreadPoolExecutor(8) as pool:
+        list(pool.map(ask, range(8)))
+    assert hostlink_host.get(0x1007) == 24
+
+
+def test_a_call_that_waits_lets_others_run() -> None:
+    """Were the interpreter not let go, the wait would outlast what ends it."""
+    with Host() as host, Client(host.path) as client, client.receive_files() as arriving:
+        begun, files = Gate(), queue.Queue[bool]()
+
+        def wait() -> None:
+            begun.set()
+            files.put(arriving._core.next(int(PATIENCE * 1000)) is not None)
+
+        thread = threading.Thread(target=wait)
+        thread.start()
+        begun.pass_through()
+        host.send(hostlink.encode(7, [(0, "a"), (1, 0), (2, b""), (3, None)]))
+        assert files.get(timeout=PATIENCE)
+        thread.join()
+
+
+def test_the_end_of_a_subscription_waits_for_its_callback(hostlink_host: Host, hostlink_client: Client) -> None:
+    running, go_on = Gate(), Gate()
+    done = []
+
+    def told(change: Change) -> None:
+        running.set()
+        go_on.pass_through()
+        done.append(change)
+
+    subscription = hostlink_client.subscribe(["PlayerVolume"], told)
+    running.pass_through()
+    ending = threading.Thread(target=subscription.end)
+    ending.start()
+    eventually(lambda: subscription._call._ended)
+    assert ending.is_alive() and not done
+    go_on.set()
+    ending.join(PATIENCE)
+    assert not ending.is_alive() and len(done) == 1
+
+
+def test_a_callback_may_end_its_own_subscription(hostlink_host: Host, hostlink_client: Client) -> None:
+    ended = Gate()
+
+    def told(change: Change) -> None:
+        subscription.end()
+        ended.set()
+
+    holder: queue.Queue[hostlink.Subscription] = queue.Queue()
+    hold = Gate()
+    with hostlink_client.on_link(lambda state, why: hold.wait(PATIENCE)):  # until it can be reached from the callback
+        subscription = hostlink_client.subscribe(["PlayerVolume"], told)
+        holder.put(subscription)
+        hold.set()
+        ended.pass_through()
+
+
+def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
+    client = Client(hostlink_host.path)
+    closed = Gate()
+
+    def told(change: Change) -> None:
+        client.close()
+        closed.set()
+
+    client.subscribe(["PlayerVolume"], told)
+    closed.pass_through()
+    client._thread.join(PATIENCE)
+    assert not client._thread.is_alive()
+
+
+def test_a_subscription_keeps_its_client(hostlink_host: Host) -> None:
+    told: queue.Queue[Change] = queue.Queue()
+    subscription = Client(hostlink_host.path).subscribe(["PlayerVolume"], told.put)
+    assert told.get(timeout=PATIENCE).value == 30
+    gc.collect()
+    hostlink_host.set("PlayerVolume", 31)
+    assert told.get(timeout=PATIENCE).value == 31
+    subscription.end()
+
+
+def test_a_client_keeps_its_subscriptions_and_their_functions(hostlink_host: Host, hostlink_client: Client) -> None:
+    told: queue.Queue[Change] = queue.Queue()
+    hostlink_client.subscribe(["PlayerVolume"], lambda change: told.put(change))
+    assert told.get(timeout=PATIENCE).value == 30
+    gc.collect()
+    hostlink_host.set("PlayerVolume", 31)
+    assert told.get(timeout=PATIENCE).value == 31
+
+
+def test_a_client_that_nobody_holds_is_closed(hostlink_host: Host) -> None:
+    """Also one whose callback holds it: a circle, which the collection of garbage finds."""
+    asked = Gate()
+
+    def open_and_forget() -> tuple[weakref.ref[Client], threading.Thread]:
+        client = Client(hostlink_host.path)
+        client.subscribe(["PlayerVolume"], lambda change: (client.get("MaxVolume"), asked.set()))
+        return weakref.ref(client), client._thread
+
+    client, thread = open_and_forget()
+    asked.pass_through()
+
+    def is_gone() -> bool:
+        gc.collect()
+        return client() is None
+
+    eventually(is_gone)
+    thread.join(PATIENCE)
+    assert not thread.is_alive()
+
+
+def test_a_fork_leaves_the_client_to_its_parent(hostlink_host: Host, hostlink_client: Client) -> None:
+    child = os.fork()
+    if child == 0:
+        try:
+            hostlink_client.get("PlayerVolume")
+        except RuntimeError as error:
+            os._exit(0 if "before a fork" in str(error) else 1)
+        os._exit(2)
+    assert os.waitpid(child, 0)[1] == 0
+    assert hostlink_client.get("PlayerVolume") == 30
