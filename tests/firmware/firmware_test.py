@@ -159,12 +159,13 @@ class Checked:
 
     def __init__(self, tried):
         self.image, self.build = tried.images / "mps2-an385-psram.elf", tried.build
-        self.file = tempfile.NamedTemporaryFile(prefix="board-memory-")
-        self.board = Board(self.image, *memory_words(self.file.name))
+        self.folder = tempfile.TemporaryDirectory(prefix="board-")
+        self.memory = pathlib.Path(self.folder.name) / "memory"
+        self.board = Board(self.image, *memory_words(self.memory), listen_at=pathlib.Path(self.folder.name) / "line")
 
     def check(self, *arguments):
         words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
-                 clock_in(self.file.name, self.image), "--json", *arguments]
+                 clock_in(self.memory, self.image), "--json", *arguments]
         done = subprocess.run(words, capture_output=True, text=True, timeout=280, check=False)
         return done.returncode, done.stdout, done.stderr
 
@@ -173,7 +174,7 @@ class Checked:
 
     def __exit__(self, *_):
         self.board.close()
-        self.file.close()
+        self.folder.cleanup()
 
 
 def passes_all_of(tried, *groups):

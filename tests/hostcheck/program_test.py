@@ -3,6 +3,7 @@ import json
 import os
 import select
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -103,6 +104,23 @@ def UsageIsExitCode2(build):
     code, _, err = check(build, "--device", "/nowhere/tty", "--only", "walking")
     expect("a check that is not there", code, 2)
     assert "no check and no group is named 'walking'" in err, err
+
+
+def SocketThatIsLostIsExitCode2(build):
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "line")
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(path)
+            code, _, err = check(build, "--device", path)
+            expect("nobody listens", code, 2)
+            assert "cannot connect to " + path in err, err
+            listener.listen(1)
+            closing = threading.Thread(target=lambda: listener.accept()[0].close())
+            closing.start()
+            code, _, err = check(build, "--device", path)
+            closing.join()
+        expect("the other end goes", code, 2)
+        assert "socket" in err, err
 
 
 def ListTellsEachCheck(build):
