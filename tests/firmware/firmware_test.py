@@ -204,6 +204,27 @@ def CheckerPassesMessagesStatesAndLoad(tried):
     passes_all_of(tried, "messages", "states", "load")
 
 
+def CheckerPassesABoardThatAPersonHasStarted(tried):
+    """As docs/host-check.md tells it."""
+    with tempfile.TemporaryDirectory(prefix="board-") as folder:
+        line, memory = pathlib.Path(folder) / "line", pathlib.Path(folder) / "memory"
+        words = [sys.executable, "-B", TOP / "firmware" / "emulator.py", tried.images / "mps2-an385-psram.elf",
+                 "--socket", line, "--memory", memory]
+        with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as emulator:
+            try:
+                clock = emulator.stdout.readline().split()[-1]
+                expect("said", emulator.stdout.readline(), f"listening on {line}\n")
+                done = subprocess.run([tried.build / "bin/zent-hostcheck", "--device", line, "--clock", clock, "--only",
+                                       "response-form"], capture_output=True, text=True, timeout=200, check=False)
+                emulator.terminate()
+                expect("exit code of the emulator", emulator.wait(PATIENT), 0)
+            finally:
+                emulator.kill()
+        print(done.stdout, done.stderr)
+        expect("exit code", done.returncode, 0)
+        assert not line.exists(), "the socket is left behind"
+
+
 def CheckerPassesNothingOfAHungBoard(tried):
     with Checked(tried) as checked:
         checked.board.process.send_signal(signal.SIGSTOP)
