@@ -155,7 +155,13 @@ int checkHost(const HostcheckOptions& options) {
     Interruption::takeSignals();
     Workplace workplace(options);
     Session session(options, workplace);
-    const bool isWhole = session.run(checks);
+    bool isWhole = false;
+    try {
+        isWhole = session.run(checks);
+    } catch (const hostcheck::LineLost&) {
+        report(options, session.results());
+        throw;
+    }
     if (!report(options, session.results())) return noDevice;
     if (!isWhole) return wasInterrupted;
     return anyFailed(session.results()) ? checkFailed : 0;
