@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs an image in the emulator, with its line to the module on a pseudo terminal.
 
-    emulator.py IMAGE [--link PATH] [--memory FILE] [--press-every MS] [--gdb]
+    emulator.py IMAGE [--link PATH | --socket PATH] [--memory FILE] [--press-every MS] [--gdb]
 
 The image's name begins with the name of its machine. A line of one digit on the standard input presses that button.
 """
@@ -50,28 +50,42 @@ def clock_in(file, image):
 class Board:
     """A board that runs until it is closed. `path` is the module's end of its line.
 
-    `more` are further words for the emulator, `given` descriptors that they speak of."""
+    `more` are further words for the emulator, `given` descriptors that they speak of. With `listen_at` the line is
+    not a pseudo terminal but a socket, there: what is written to it has come, however busy the machine is."""
 
-    def __init__(self, image, *more, given=()):
+    def __init__(self, image, *more, given=(), listen_at=None):
         image = pathlib.Path(image)
         machine = next((each for each in MACHINES if image.name.startswith(each)), None)
         if machine is None:
             raise ValueError(f"{image.name}: no machine of that name; there are {', '.join(MACHINES)}")
         if not image.is_file():
             raise ValueError(f"there is no {image}; build it with: make firmware")
+        line, line_words = self.listen(listen_at) if listen_at else self.make_terminal()
+        self.buttons, buttons = socket.socketpair()
+        words = [EMULATOR, "-M", machine, "-display", "none", "-monitor", "none", "-kernel", str(image),
+                 *line_words, "-serial", "chardev:module",
+                 "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL,
+                                        pass_fds=(line, buttons.fileno(), *given), preexec_fn=die_with_parent)
+        os.close(line)
+        buttons.close()
+
+    def make_terminal(self):
+        """The emulator is given the terminal: one that it makes itself it would look at once in a second."""
         master, self.slave = os.openpty()  # the near end stays open here: without one the far end would hang up
         tty.setraw(self.slave)
         self.path = os.ttyname(self.slave)
-        # The emulator is given the terminal: one that it makes itself it would look at once in a second.
-        self.buttons, buttons = socket.socketpair()
-        words = [EMULATOR, "-M", machine, "-display", "none", "-monitor", "none", "-kernel", str(image),
-                 "-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1",
-                 "-serial", "chardev:module",
-                 "-chardev", f"socket,id=buttons,fd={buttons.fileno()}", "-serial", "chardev:buttons", *more]
-        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL,
-                                        pass_fds=(master, buttons.fileno(), *given), preexec_fn=die_with_parent)
-        os.close(master)
-        buttons.close()
+        return master, ["-add-fd", f"fd={master},set=1", "-chardev", "serial,id=module,path=/dev/fdset/1"]
+
+    def listen(self, path):
+        if pathlib.Path(path).is_socket():  # that somebody has left behind
+            os.unlink(path)
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind(str(path))
+        listener.listen(1)
+        self.slave, self.path = None, str(path)
+        descriptor = listener.detach()
+        return descriptor, ["-chardev", f"socket,id=module,fd={descriptor},server=on,wait=off"]
 
     def press(self, button):
         self.buttons.send(b"%d" % button)
@@ -83,7 +97,10 @@ class Board:
         self.process.kill()
         self.process.wait()
         self.buttons.close()
-        os.close(self.slave)
+        if self.slave is None:
+            pathlib.Path(self.path).unlink(missing_ok=True)
+        else:
+            os.close(self.slave)
 
     def __enter__(self):
         return self
@@ -117,6 +134,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("image")
     parser.add_argument("--link", help="make this a link to the terminal")
+    parser.add_argument("--socket", metavar="PATH", help="offer the line as a socket there, not as a terminal")
     parser.add_argument("--memory", metavar="FILE", help="keep the data of a psram image in this file, and say where its "
                         "clock is: for zent-hostcheck --clock")
     parser.add_argument("--press-every", type=int, metavar="MS", help="press a button every so many milliseconds")
@@ -128,7 +146,7 @@ def main():
         if arguments.memory:
             more += memory_words(arguments.memory)
             print("its clock is", clock_in(arguments.memory, arguments.image))
-        with Board(arguments.image, *more) as board:
+        with Board(arguments.image, *more, listen_at=arguments.socket) as board:
             if arguments.link:
                 pathlib.Path(arguments.link).unlink(missing_ok=True)
                 os.symlink(board.path, arguments.link)

@@ -51,6 +51,11 @@ void Interruption::check() {
     if (signalled.exchange(false)) throw hostcheck::Interrupted();
 }
 
+Time timeOnLine(const HostcheckOptions& options, size_t bytes) {
+    const int bitsOfAByte = bitsWithoutParity + (options.parity == "none" ? 0 : 1) + (options.uartOptions & 1);
+    return Time(static_cast<int64_t>(bytes) * bitsOfAByte * Time(std::chrono::seconds(1)).count() / options.baud);
+}
+
 bool OwnDelays::note(Time due) {
     const Time late = CheckerClock::ofMachine() - due;
     if (late <= usualDelay) return false;
@@ -58,11 +63,10 @@ bool OwnDelays::note(Time due) {
     return true;
 }
 
-SerialPort::SerialPort(const HostcheckOptions& options)
-    : CheckerPort(options.clock),
-      uart(std::make_unique<Uart>(options.device, options.baud, options.uartOptions, options.parity, true)),
-      bitsOfAByte(bitsWithoutParity + (options.parity == "none" ? 0 : 1) + (options.uartOptions & 1)),
-      baud(options.baud) {
+SerialPort::SerialPort(const HostcheckOptions& checkOptions)
+    : CheckerPort(checkOptions.clock),
+      options(checkOptions),
+      uart(std::make_unique<Uart>(options.device, options.baud, options.uartOptions, options.parity, true)) {
     if (!uart->init()) throw std::runtime_error("cannot open " + options.device);
     reader = std::thread([port = uart.get(), shared = arrivals] { readOn(*port, *shared); });
 }
@@ -112,10 +116,6 @@ ByteArray SerialPort::receive(Time until) {
         wasLate = !isNotified && ownDelays.note(due);
     }
     return std::exchange(arrivals->come, {});
-}
-
-Time SerialPort::lineTime(size_t bytes) const {
-    return Time(static_cast<int64_t>(bytes) * bitsOfAByte * Time(std::chrono::seconds(1)).count() / baud);
 }
 
 BusPort::BusPort(const HostcheckOptions& options) : CheckerPort(options.clock), device(busOf(options)) {

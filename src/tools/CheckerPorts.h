@@ -37,6 +37,9 @@ private:
     hostcheck::Time total{0};
 };
 
+/// How long a serial line of these options takes for so many bytes.
+hostcheck::Time timeOnLine(const HostcheckOptions& options, size_t bytes);
+
 /// What the ports have in common.
 template <typename Wire> class CheckerPort : public Wire {
 public:
@@ -56,12 +59,12 @@ private:
 class SerialPort : public CheckerPort<hostcheck::SerialWire> {
 public:
     /// @throw std::runtime_error it cannot be opened; the log says why
-    explicit SerialPort(const HostcheckOptions& options);
+    explicit SerialPort(const HostcheckOptions& checkOptions);
     ~SerialPort() override;
 
     void send(const ByteArray& bytes) override;
     ByteArray receive(hostcheck::Time until) override;
-    hostcheck::Time lineTime(size_t bytes) const override;
+    hostcheck::Time lineTime(size_t bytes) const override { return timeOnLine(options, bytes); }
 
 private:
     // What the reader hands over.
@@ -74,9 +77,8 @@ private:
 
     static void readOn(Uart& port, Arrivals& arrivals);
 
+    const HostcheckOptions& options;
     std::unique_ptr<Uart> uart;
-    int bitsOfAByte;
-    int baud;
     std::shared_ptr<Arrivals> arrivals = std::make_shared<Arrivals>();
     std::thread reader; // blocks in the port's read; ends with the port
 };

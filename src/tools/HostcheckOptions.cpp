@@ -33,7 +33,9 @@ void declareLine(CLI::App& app, HostcheckOptions& options) {
 }
 
 void declareWire(CLI::App& app, HostcheckOptions& options) {
-    app.add_option("--device", options.device, "Device of the link, for example /dev/ttyUSB0 or /dev/i2c-1")
+    app.add_option("--device", options.device,
+                   "Device of the link, for example /dev/ttyUSB0 or /dev/i2c-1,\nor a socket on which an emulator "
+                   "offers its serial line")
         ->type_name("PATH");
     app.add_option("--link", options.link, "Kind of the link")
         ->check(CLI::IsMember({"uart", "i2c", "spi"}))

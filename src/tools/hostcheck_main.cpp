@@ -16,6 +16,7 @@
 #include <hostcheck/Rules.h>
 
 #include "CheckerPorts.h"
+#include "CheckerSocket.h"
 #include "HostcheckOptions.h"
 
 using hostcheck::Check;
@@ -28,10 +29,15 @@ constexpr int checkFailed = 1;
 constexpr int noDevice = 2;
 constexpr int wasInterrupted = 130;
 
+std::unique_ptr<hostcheck::SerialWire> openSerial(const HostcheckOptions& options) {
+    if (SocketPort::isSocket(options.device)) return std::make_unique<SocketPort>(options);
+    return std::make_unique<SerialPort>(options);
+}
+
 // One wire, whichever was asked for, and the bench on it.
 struct Workplace {
     hostcheck::Transcript transcript;
-    std::unique_ptr<SerialPort> serial;
+    std::unique_ptr<hostcheck::SerialWire> serial;
     std::unique_ptr<BusPort> bus;
     std::unique_ptr<hostcheck::Link> link;
     std::unique_ptr<hostcheck::Bench> bench;
@@ -39,7 +45,7 @@ struct Workplace {
     explicit Workplace(const HostcheckOptions& options) {
         hostcheck::BusLink* busLink = nullptr;
         if (options.link == "uart") {
-            serial = std::make_unique<SerialPort>(options);
+            serial = openSerial(options);
             link = std::make_unique<hostcheck::SerialLink>(*serial, transcript);
         } else {
             bus = std::make_unique<BusPort>(options);
@@ -149,7 +155,13 @@ int checkHost(const HostcheckOptions& options) {
     Interruption::takeSignals();
     Workplace workplace(options);
     Session session(options, workplace);
-    const bool isWhole = session.run(checks);
+    bool isWhole = false;
+    try {
+        isWhole = session.run(checks);
+    } catch (const hostcheck::LineLost&) {
+        report(options, session.results());
+        throw;
+    }
     if (!report(options, session.results())) return noDevice;
     if (!isWhole) return wasInterrupted;
     return anyFailed(session.results()) ? checkFailed : 0;

@@ -159,12 +159,13 @@ class Checked:
 
     def __init__(self, tried):
         self.image, self.build = tried.images / "mps2-an385-psram.elf", tried.build
-        self.file = tempfile.NamedTemporaryFile(prefix="board-memory-")
-        self.board = Board(self.image, *memory_words(self.file.name))
+        self.folder = tempfile.TemporaryDirectory(prefix="board-")
+        self.memory = pathlib.Path(self.folder.name) / "memory"
+        self.board = Board(self.image, *memory_words(self.memory), listen_at=pathlib.Path(self.folder.name) / "line")
 
     def check(self, *arguments):
         words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
-                 clock_in(self.file.name, self.image), "--json", *arguments]
+                 clock_in(self.memory, self.image), "--json", *arguments]
         done = subprocess.run(words, capture_output=True, text=True, timeout=280, check=False)
         return done.returncode, done.stdout, done.stderr
 
@@ -173,7 +174,7 @@ class Checked:
 
     def __exit__(self, *_):
         self.board.close()
-        self.file.close()
+        self.folder.cleanup()
 
 
 def passes_all_of(tried, *groups):
@@ -203,12 +204,33 @@ def CheckerPassesMessagesStatesAndLoad(tried):
     passes_all_of(tried, "messages", "states", "load")
 
 
+def CheckerPassesABoardThatAPersonHasStarted(tried):
+    """As docs/host-check.md tells it."""
+    with tempfile.TemporaryDirectory(prefix="board-") as folder:
+        line, memory = pathlib.Path(folder) / "line", pathlib.Path(folder) / "memory"
+        words = [sys.executable, "-B", TOP / "firmware" / "emulator.py", tried.images / "mps2-an385-psram.elf",
+                 "--socket", line, "--memory", memory]
+        with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as emulator:
+            try:
+                clock = emulator.stdout.readline().split()[-1]
+                expect("said", emulator.stdout.readline(), f"listening on {line}\n")
+                done = subprocess.run([tried.build / "bin/zent-hostcheck", "--device", line, "--clock", clock, "--only",
+                                       "response-form"], capture_output=True, text=True, timeout=200, check=False)
+                emulator.terminate()
+                expect("exit code of the emulator", emulator.wait(PATIENT), 0)
+            finally:
+                emulator.kill()
+        print(done.stdout, done.stderr)
+        expect("exit code", done.returncode, 0)
+        assert not line.exists(), "the socket is left behind"
+
+
 def CheckerPassesNothingOfAHungBoard(tried):
     with Checked(tried) as checked:
         checked.board.process.send_signal(signal.SIGSTOP)
         code, out, err = checked.check("--only", "response-form")
     expect("exit code", code, 2)
-    expect("output", out, "")
+    expect("passed", json.loads(out)["passed"], 0)
     assert "the host's clock has stood still" in err, err
 
 

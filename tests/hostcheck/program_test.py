@@ -3,6 +3,7 @@ import json
 import os
 import select
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -105,6 +106,23 @@ def UsageIsExitCode2(build):
     assert "no check and no group is named 'walking'" in err, err
 
 
+def SocketThatIsLostIsExitCode2(build):
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "line")
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(path)
+            code, _, err = check(build, "--device", path)
+            expect("nobody listens", code, 2)
+            assert "cannot connect to " + path in err, err
+            listener.listen(1)
+            closing = threading.Thread(target=lambda: listener.accept()[0].close())
+            closing.start()
+            code, out, err = check(build, "--device", path)
+            closing.join()
+        expect("the other end goes", code, 2)
+        assert "socket" in err and "0 passed, 0 failed, 0 skipped" in out, (err, out)
+
+
 def ListTellsEachCheck(build):
     code, out, _ = check(build, "--list")
     expect("exit code", code, 0)
@@ -182,7 +200,7 @@ def GoesByTheClockThatItIsGiven(build):
         ticking.start()
         began = time.monotonic()
         try:
-            code, out, err = check(build, "--device", host.device, "--clock", file.name + ":8", "--json",
+            code, out, err = check(build, "--device", host.device, "--clock", file.name + ":8", "--json", *UNHURRIED,
                                    *only("response-form"))
         finally:
             over.set()
