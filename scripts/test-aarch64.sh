@@ -32,7 +32,7 @@ fi
 pattern=$(sed 's/[.]/[.]/g; s/.*/^&$/' "$folder/exceptions" | paste -sd '|')
 filter=$(sed 's/^[a-z_]*_tests[.]\(.*\)/\1.*:*\/\1.*:\1\/*/' "$folder/exceptions" | paste -sd ':')
 code=0
-GTEST_FILTER="-$filter" ctest --preset aarch64 -C whole -LE 'single|tree' --no-tests=error -j "${TEST_JOBS:-$(nproc)}" \
+GTEST_FILTER="-$filter" ctest --preset aarch64 -C whole -LE 'single|tree' --no-tests=error -j "${TEST_JOBS:-$((2 * $(nproc)))}" \
     -E "$pattern" || code=$?
 
 echo "$(wc -l <"$folder/there") tests, the same as on x86-64; $(wc -l <"$folder/exceptions") of them not run, which the emulator cannot:"

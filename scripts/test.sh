@@ -1,7 +1,8 @@
 #!/bin/sh
 # test.sh PRESET [--whole] [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the last line says
 # how many, and why. With --whole test programs run as they are, not one process for each test: the same tests, sooner;
-# and those that look at the source tree alone (label: tree), which no build changes, only with the release build.
+# and those that look at the source tree alone (label: tree), which no build changes, only with the release build. TEST_JOBS of
+# them at a time; when not given, twice as many as there are processors, since tests wait more than they compute.
 set -eu
 cd "$(dirname "$0")/.."
 preset=$1
@@ -15,7 +16,7 @@ if [ "${1:-}" = --whole ]; then
 fi
 
 code=0
-ctest --preset "$preset" --no-tests=error -j "${TEST_JOBS:-$(nproc)}" --output-junit "$report" "$@" || code=$?
+ctest --preset "$preset" --no-tests=error -j "${TEST_JOBS:-$((2 * $(nproc)))}" --output-junit "$report" "$@" || code=$?
 
 # From the report's head, which has an attribute a line.
 number() {

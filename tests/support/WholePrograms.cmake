@@ -19,6 +19,7 @@ function(zent_add_whole target)
         endif()
         add_test(NAME ${name} CONFIGURATIONS whole COMMAND ${arg_COMMAND})
         set_tests_properties(${name} PROPERTIES TIMEOUT 900 SKIP_RETURN_CODE 77
-            SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]" LABELS "${arg_LABELS}" ENVIRONMENT "${environment}")
+            SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]" LABELS "${arg_LABELS}" ENVIRONMENT "${environment}"
+            COST 30) # before what takes seconds
     endforeach()
 endfunction()
