@@ -88,13 +88,15 @@ def JsonHoldsAnyBytes(build):
 def TextIsForPeople(build):
     code, out, _ = run(build, "zent-hostsim", "--commands", text="help\nget PlayerVolume\nget 9999\nwalk\nquit\n")
     expect("exit code", code, 0)
-    expect("lines", out.splitlines()[1:11],
-           ["press N        press and release button N",
-            "set ID VALUE   change a state, for example: set PlayerVolume 40",
-            "get ID         show a state",
-            "burst N        send N events at once",
-            "counts         show what has been seen and done so far",
-            "quit           end",
+    expect("lines", out.splitlines()[1:13],
+           ["press N         press and release button N",
+            "set ID VALUE    change a state, for example: set PlayerVolume 40",
+            "get ID          show a state",
+            "burst N         send N events at once",
+            "send-file PATH  send a file to the module, behind those that wait",
+            "abort-file      end the file under way, and forget those that wait",
+            "counts          show what has been seen and done so far",
+            "quit            end",
             "30", "no value", "unknown command 'walk'; 'help' lists them", "What the host saw and did:"])
 
 
@@ -104,7 +106,8 @@ def AbsurdNumbersAreRefused(build):
              "--exit-after-idle": (1, day), "--nack-first": (0, many), "--ack-nack-every": (0, many),
              "--neither-every": (0, many), "--silent-every": (0, many), "--late-every": (0, many),
              "--repeat-every": (0, many), "--burst": (0, 10000), "--garbage-every": (0, many),
-             "--garbage-bytes": (0, 65535), "--fault-count": (0, many), "--seed": (0, 2**64 - 1),
+             "--damage-chunk-every": (0, many), "--lose-chunk-every": (0, many), "--garbage-bytes": (0, 65535),
+             "--fault-count": (0, many), "--seed": (0, 2**64 - 1),
              "--baud": (50, 20000000), "--max-packet-size": (11, 65535)}
     for option, (lowest, highest) in whole.items():
         for value in ["-1", str(lowest - 1), str(highest + 1), "1.5", "x", str(2**64 + lowest)]:

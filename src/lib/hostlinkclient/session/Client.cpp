@@ -98,8 +98,10 @@ Client::~Client() {
     inside->close();
 }
 
+// The callback of a subscription may be on its way out of here when another thread destroys the client.
 void Client::close() {
-    inside->close();
+    const std::shared_ptr<Core> kept = inside;
+    kept->close();
 }
 
 Result<Value> Client::get(const StateId& state, const Call& call) {

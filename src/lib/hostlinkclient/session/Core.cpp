@@ -164,6 +164,7 @@ void Core::endEverything() {
 // again.
 void Core::tellTheRest() {
     const std::deque<Results::Task> rest = results->takeRest();
+    std::promise<void> told; // until the thread that keeps it has ended
     const auto tell = [&rest] {
         for (const Results::Task& task : rest) task();
     };
@@ -171,7 +172,6 @@ void Core::tellTheRest() {
         const Calling marked(this);
         tell();
     } else {
-        std::promise<void> told;
         callbacks.post([&] {
             tell();
             told.set_value();
