@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 using hostcheck::Time;
 

@@ -55,10 +55,10 @@ def EveryLayoutWillDo(build):
 
 def BusesAreTold(build):
     log = (dump("TRACE - Writing data: ", GET) + dump("TRACE - Received response: ", ACK) +
-           dump("TRACE - Sending IRQ frame: ", "ff fe 0c 00 22 00 00 00 40 00 00 00") +
-           dump("TRACE - Read slave message: ", ANSWER_1) + dump("TRACE - Read slave message: ", "ff ff ff"))
+           dump("TRACE - Sending IRQ frame: ", "ff fe 0e 00 22 07 00 00 40 00 00 00 00 00") +
+           dump("TRACE - Read slave message: ", ANSWER_1 + 9 * " ff") + dump("TRACE - Read slave message: ", "ff ff ff"))
     expect("log", [(direction, kind, size) for _, direction, _, kind, size in told(build, log)[1]],
-           [("toHost", "packet", 15), ("toHost", "message", 5), ("fromHost", "packet", 8), ("toHost", "packet", 12),
+           [("toHost", "packet", 15), ("toHost", "message", 5), ("fromHost", "packet", 8), ("toHost", "packet", 14),
             ("fromHost", "packet", 13), ("fromHost", "no packet", 3)])
 
 

@@ -332,6 +332,9 @@ def PingCountsAnswers(build):
         expect("answers", [each.get("answer") for each in lines], [1, 2, 3, None])
         expect("summary", (lines[3]["sent"], lines[3]["answered"], lines[3]["lossPercent"]), (3, 3, 0))
         assert 0 < lines[3]["leastMs"] <= lines[3]["medianMs"] <= lines[3]["mostMs"]
+        rows = lines[3]["histogram"]
+        expect("histogram", sum(row["answers"] for row in rows), 3)
+        assert rows[-1]["belowMs"] > lines[3]["mostMs"] and rows[0]["belowMs"] > lines[3]["leastMs"], lines[3]
         text = bench.good("ping", "--count", "1").splitlines()
         assert text[1].startswith("1 sent, 1 answered, 0.000 % lost; least "), text
         assert text[-1].endswith(40 * "#"), text
@@ -395,8 +398,8 @@ def ExplainKnowsNumbersNamesAndLinesOfTheLog(build):
                ["0x0002 - message id: GetStateMessage", "0x01 - count: 1", "0x0015 - state: AudioSourceID"])
     expect("packet and message", [each["kind"] for each in explained(*GET.split())], ["packet", "message"])
     expect("in one word", [each["kind"] for each in explained(ACK.replace(" ", ""))], ["packet"])
-    irq = explained("FF FE 0C 00 22 00 00 00 40 00 00 00")[0]["text"].splitlines()
-    assert any("0040" in line for line in irq), irq
+    irq = explained("FF FE 0E 00 22 07 00 00 40 00 00 00 00 00")[0]["text"].splitlines()
+    assert irq[-1].startswith("0x00000040"), irq
     code, out, err = run(build, "hostlink", "explain", "what", "nobody", "writes")
     expect("nothing", (code, out), (BAD_USAGE, ""))
     assert "'what nobody writes' is no state" in err, err

@@ -52,23 +52,39 @@ private:
     std::vector<double> all;
 };
 
-void printHistogram(Output& output, const Times& times) {
-    constexpr std::size_t width = 40;
-    std::vector<std::pair<double, std::size_t>> rows; // the end of each, and how many; each twice as long
-    std::size_t largest = 1;
+struct HistogramRow {
+    double below; ///< milliseconds; not below the row before
+    std::size_t count;
+};
+
+// From the first row that has any; each is twice as long as the one before.
+std::vector<HistogramRow> histogramOf(const Times& times) {
     constexpr double shortest = 0.125;
-    double from = 0;
-    while (from <= times.most()) {
-        const double to = from > 0 ? 2 * from : shortest;
-        rows.emplace_back(to, times.between(from, to));
-        largest = std::max(largest, rows.back().second);
-        from = to;
+    std::vector<HistogramRow> rows;
+    for (double from = 0, to = shortest; from <= times.most(); from = to, to = 2 * to) {
+        const std::size_t count = times.between(from, to);
+        if (!rows.empty() || count > 0) rows.push_back({to, count});
     }
-    const auto first = std::find_if(rows.begin(), rows.end(), [](const auto& row) { return row.second > 0; });
-    for (auto row = first; row != rows.end(); ++row) {
+    return rows;
+}
+
+std::string objectsOf(const std::vector<HistogramRow>& rows) {
+    std::string list;
+    for (const HistogramRow& row : rows) {
+        list += list.empty() ? "" : ",";
+        list += json::Object().raw("belowMs", print(row.below)).number("answers", row.count).print();
+    }
+    return "[" + list + "]";
+}
+
+void printHistogram(Output& output, const std::vector<HistogramRow>& rows) {
+    constexpr std::size_t width = 40;
+    std::size_t largest = 1;
+    for (const HistogramRow& row : rows) largest = std::max(largest, row.count);
+    for (const HistogramRow& row : rows) {
         char head[48];
-        std::snprintf(head, sizeof head, "  < %10.3f ms %6zu ", row->first, row->second);
-        output.note(head + std::string(row->second * width / largest, '#'));
+        std::snprintf(head, sizeof head, "  < %10.3f ms %6zu ", row.below, row.count);
+        output.note(head + std::string(row.count * width / largest, '#'));
     }
 }
 
@@ -79,14 +95,17 @@ void printSummary(Output& output, unsigned sent, Times& times) {
     object.number("sent", sent).number("answered", times.count()).raw("lossPercent", print(lost));
     std::string text =
         std::to_string(sent) + " sent, " + std::to_string(times.count()) + " answered, " + print(lost) + " % lost";
+    std::vector<HistogramRow> rows;
     if (times.count() > 0) {
+        rows = histogramOf(times);
         object.raw("leastMs", print(times.least())).raw("medianMs", print(times.median()));
         object.raw("averageMs", print(times.average())).raw("mostMs", print(times.most()));
+        object.raw("histogram", objectsOf(rows));
         text += "; least " + print(times.least()) + ", median " + print(times.median()) + ", average " +
                 print(times.average()) + ", most " + print(times.most()) + " ms";
     }
     output.line(text, object);
-    if (times.count() > 0) printHistogram(output, times);
+    printHistogram(output, rows);
 }
 
 ExitCode ping(Program& program, const PingOptions& options) {

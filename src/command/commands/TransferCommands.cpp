@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "Declare.h"
+#include "LinkWatch.h"
 #include "ProgressLine.h"
 #include "command/UsageError.h"
 
@@ -183,11 +184,13 @@ ExitCode receive(Program& program, const ReceivingOptions& options) {
     how.end = [&folder](const hostlink::ReceivedFile& file) { folder.end(file); };
     const auto receiving = program.host().receiveFiles(how);
     if (!receiving) return program.output().failed(receiving);
+    const hostlink::Listening link = tellLosses(program);
     program.output().note("waiting for files; Ctrl-C ends");
     program.stop().wait();
     if (folder.isComplete()) program.host().get(STA_HostFirmwareVersion); // behind the answer to the last chunk
-    program.host().close();                                               // nobody calls the folder any more
-    return folder.anyFailed() ? ExitCode::HostSaidNo : ExitCode::Good;
+    const ExitCode end = endOf(program);
+    program.host().close(); // nobody calls the folder any more
+    return folder.anyFailed() ? ExitCode::HostSaidNo : end;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "Declare.h"
+#include "LinkWatch.h"
 #include "command/StateText.h"
 #include "command/UsageError.h"
 
@@ -27,6 +28,7 @@ hostlink::TunnelSettings settingsFrom(const std::string& listen) {
 
 ExitCode tunnel(Program& program, const TunnelOptions& options) {
     const hostlink::TunnelSettings settings = settingsFrom(options.listen);
+    const hostlink::Listening link = tellLosses(program);
     auto made = program.host().tunnel(settings);
     if (!made) return program.output().failed(made);
     json::Object ready;
@@ -42,7 +44,7 @@ ExitCode tunnel(Program& program, const TunnelOptions& options) {
                               std::to_string(all.bytesToHost) + " bytes to the host, " +
                               std::to_string(all.bytesFromHost) + " from it",
                           object);
-    return ExitCode::Good;
+    return endOf(program);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <hostlink/HostLinkVocabulary.h>
 
 #include "Declare.h"
+#include "LinkWatch.h"
 #include "command/StateText.h"
 #include "command/top/Top.h"
 
@@ -72,17 +73,6 @@ private:
     Stop& end;
 };
 
-hostlink::Listening tellLink(Program& program) {
-    return program.host().onLink([&program](hostlink::LinkState state, const std::string& why) {
-        if (state == hostlink::LinkState::Down) program.output().failed(ExitCode::NoLink, "LinkDown", why);
-    });
-}
-
-// What was asked for may have come while the link was not yet known to be up.
-ExitCode ended(Program& program) {
-    return program.host().linkState() == hostlink::LinkState::Down ? ExitCode::NoLink : ExitCode::Good;
-}
-
 std::vector<StateId> statesFrom(const std::vector<std::string>& texts) {
     std::vector<StateId> states;
     states.reserve(texts.size());
@@ -107,7 +97,7 @@ ExitCode watch(Program& program, const WatchOptions& options) {
         object.text("time", stamp.iso()).truth("read", change.wasRead).number("missed", change.missed);
         program.output().line("(" + stamp.clock() + ") " + stateLine(change.state, change.value), object);
     };
-    const hostlink::Listening link = tellLink(program);
+    const hostlink::Listening link = tellLosses(program);
     // One subscription: its changes come on one thread, in order.
     const hostlink::Subscription changes = program.host().subscribe(states, told);
     const auto refused = changes.established(program.timeout());
@@ -115,7 +105,7 @@ ExitCode watch(Program& program, const WatchOptions& options) {
         return program.output().failed(refused);
     }
     program.stop().wait();
-    return ended(program);
+    return endOf(program);
 }
 
 ExitCode events(Program& program, const EventOptions& options) {
@@ -131,10 +121,10 @@ ExitCode events(Program& program, const EventOptions& options) {
         object.text("time", stamp.iso());
         program.output().line("(" + stamp.clock() + ") " + name + " " + event.key.print(), object);
     };
-    const hostlink::Listening link = tellLink(program);
+    const hostlink::Listening link = tellLosses(program);
     const hostlink::Listening keys = program.host().onInputEvent(told);
     program.stop().wait();
-    return ended(program);
+    return endOf(program);
 }
 
 } // namespace

@@ -94,6 +94,15 @@ std::string timeIn(const std::string& line) {
     return line.substr(begin, end - begin);
 }
 
+constexpr auto idleByte = static_cast<ByteArray::value_type>(0xFF);
+
+// A bus is read for as many bytes as a packet may have; the rest is idle, and no packet ends in such a byte.
+void dropIdle(Piece& piece) {
+    const auto last =
+        std::find_if(piece.bytes.rbegin(), piece.bytes.rend(), [](auto byte) { return byte != idleByte; });
+    if (last != piece.bytes.rend()) piece.bytes.erase(last.base(), piece.bytes.end());
+}
+
 } // namespace
 
 bool isLog(const std::string& input) {
@@ -124,6 +133,9 @@ std::vector<Piece> piecesOfLog(const std::string& input) {
             open = false;
         }
         above = line;
+    }
+    for (Piece& piece : pieces) {
+        if (piece.direction == Direction::FromHost) dropIdle(piece);
     }
     return pieces;
 }

@@ -42,7 +42,8 @@ std::string SysfsChip::device() const {
 std::vector<SysfsChip> sysfsChips() {
     std::vector<SysfsChip> chips;
     for (const std::string& name : namesIn(gpioClass, "gpiochip")) {
-        const std::string folder = gpioClass + "/" + name;
+        std::string folder = gpioClass + "/";
+        folder += name;
         const auto base = numberIn(folder + "/base");
         const auto lines = numberIn(folder + "/ngpio");
         if (base && lines) chips.push_back({firstLine(folder + "/label").value_or(name), *base, *lines, folder});

@@ -66,24 +66,24 @@ std::string remedyAgainst(const Holders& holders, const std::string& path) {
     return "sudo kill " + holders.processes();
 }
 
-DeviceChecks::DeviceChecks(Findings& findings, const std::string& device, const std::string& usualGroup)
-    : found(findings), path(device), usual(usualGroup) {
+DeviceChecks::DeviceChecks(Findings& findings, const std::string& path, const std::string& usualGroup)
+    : found(findings), device(path), usual(usualGroup) {
     if (::stat(path.c_str(), &status) != 0) status = {};
 }
 
 bool DeviceChecks::isThere() {
-    if (::stat(path.c_str(), &status) == 0) {
+    if (::stat(device.c_str(), &status) == 0) {
         found.good("device", "is there");
         return true;
     }
     const int error = errno;
     status = {};
-    found.bad("device", "is not there: " + std::generic_category().message(error), remedyForMissing(path));
+    found.bad("device", "is not there: " + std::generic_category().message(error), remedyForMissing(device));
     return false;
 }
 
 bool DeviceChecks::isAllowed() const {
-    return ::faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
+    return ::faccessat(AT_FDCWD, device.c_str(), R_OK | W_OK, AT_EACCESS) == 0;
 }
 
 std::string DeviceChecks::ownership() const {
@@ -98,8 +98,8 @@ std::string DeviceChecks::remedyForAccess() const {
     const bool groupMay = (status.st_mode & readAndWrite) == readAndWrite && status.st_gid != 0;
     if (groupMay && isListedIn(status.st_gid)) return "newgrp " + group + "   # or log out and in again";
     if (groupMay) return join + group + " " + userName(::geteuid()) + "   # then log out and in again";
-    return "sudo groupadd -f -r " + usual + "; sudo chgrp " + usual + " " + path + "; sudo chmod 660 " + path + "; " +
-           join + usual + " " + userName(::geteuid()) +
+    return "sudo groupadd -f -r " + usual + "; sudo chgrp " + usual + " " + device + "; sudo chmod 660 " + device +
+           "; " + join + usual + " " + userName(::geteuid()) +
            "   # then log out and in again; for good: the udev rules, docs/boards.md";
 }
 
@@ -125,7 +125,7 @@ std::string DeviceChecks::folder() const {
 std::string DeviceChecks::driverName() const {
     // A bus has none itself, its controller has; Linux 6.8 puts two devices between a port and its controller.
     for (const char* up : {"", "/..", "/../.."}) {
-        const std::string name = linkName(folder() + "/device" + up + "/driver");
+        std::string name = linkName(folder() + "/device" + up + "/driver");
         if (!name.empty() && name != "port" && name != "ctrl") return name;
     }
     return "";
@@ -138,20 +138,20 @@ void DeviceChecks::driver() {
     else if (isPseudoTerminal())
         found.good("driver", "none: a pseudo terminal, whose other end is a program");
     else if (folder().empty())
-        found.doubtful("driver", "none: no device of the kernel", "ls -l " + path);
+        found.doubtful("driver", "none: no device of the kernel", "ls -l " + device);
     else
         found.doubtful("driver", "the kernel does not tell which", "ls -l " + folder() + "/");
 }
 
 const Holders& DeviceChecks::holders() {
-    open = holdersOf(path);
+    open = holdersOf(device);
     if (isPseudoTerminal()) {
         if (!open.all.empty()) found.good("users", "open in " + open.print());
     } else if (!open.all.empty()) {
         found.doubtful("users", "also open in " + open.print() + ", which takes bytes of the host",
-                       remedyAgainst(open, path));
+                       remedyAgainst(open, device));
     } else if (!open.allSeen) {
-        found.good("users", "open in no program that this user may look into", "sudo fuser -v " + path);
+        found.good("users", "open in no program that this user may look into", "sudo fuser -v " + device);
     } else {
         found.good("users", "no other program has it open");
     }

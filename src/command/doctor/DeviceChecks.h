@@ -39,7 +39,7 @@ public:
 
 private:
     Findings& found;
-    const std::string path;
+    const std::string device;
     const std::string usual;
     Holders open;
     struct stat status {};

@@ -21,7 +21,8 @@ bool isSame(const struct stat& one, const struct stat& other) {
 bool holds(const std::string& files, const struct stat& wanted) {
     for (const std::string& file : namesIn(files)) {
         struct stat found {};
-        const std::string path = files + "/" + file;
+        std::string path = files;
+        path.append("/").append(file);
         if (::stat(path.c_str(), &found) == 0 && isSame(found, wanted)) return true;
     }
     return false;

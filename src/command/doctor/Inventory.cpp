@@ -37,7 +37,7 @@ void tellNone(const std::string& what, const std::string& remedy, Findings& find
 void listPorts(Findings& findings) {
     bool any = false;
     for (const std::string& name : namesIn("/sys/class/tty")) {
-        const std::string folder = "/sys/class/tty/" + name;
+        const std::string folder = std::string("/sys/class/tty/").append(name);
         if (!exists(folder + "/device") || numberIn(folder + "/type") == 0) continue; // none behind it
         any = true;
         tellDevice("serial", name, "dialout", firstLine(folder + "/console") == "Y" ? "a console of the kernel" : "",
@@ -49,7 +49,8 @@ void listPorts(Findings& findings) {
 void listClass(const std::string& folder, const std::string& what, const std::string& remedy, Findings& findings) {
     const auto names = namesIn(folder);
     for (const std::string& name : names)
-        tellDevice(what, name, what, firstLine(folder + "/" + name + "/name").value_or(""), findings);
+        tellDevice(what, name, what,
+                   firstLine(std::string(folder).append("/").append(name).append("/name")).value_or(""), findings);
     if (names.empty()) tellNone(what, remedy, findings);
 }
 

@@ -91,7 +91,6 @@ void checkChipLine(const WireOptions& wire, Findings& findings) {
 }
 
 void checkExported(const std::string& folder, Findings& findings) {
-    DeviceChecks value(findings, folder + "/value", "gpio");
     if (!exists(folder + "/edge")) {
         findings.bad("interrupt", "its controller has no interrupts: the link would be deaf",
                      "gpiodetect   # another controller's line");
@@ -100,11 +99,11 @@ void checkExported(const std::string& folder, Findings& findings) {
     findings.good("interrupt",
                   "its controller has interrupts; edge: " + firstLine(folder + "/edge").value_or("not to be read"));
     for (const char* name : {"/direction", "/edge", "/value"}) {
-        const std::string file = folder + name;
+        const std::string file = std::string(folder).append(name);
         if (::access(file.c_str(), R_OK | W_OK) == 0) continue;
         findings.bad("access", file + " may not be read and written by you",
-                     "sudo chgrp gpio " + folder + "/{direction,edge,value}; sudo chmod 660 " + folder +
-                         "/{direction,edge,value}   # for good: the udev rules, docs/boards.md");
+                     "cd " + folder + "; sudo chgrp gpio direction edge value; sudo chmod 660 direction edge value" +
+                         "   # for good: the udev rules, docs/boards.md");
         return;
     }
     const auto level = numberIn(folder + "/value");

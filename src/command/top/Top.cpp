@@ -55,7 +55,7 @@ private:
     const Descriptor news;
     bool over = false;              // of the program's own thread
     hostlink::Result<void> refused; // of the program's own thread
-    std::mutex mutex;               ///< guards `table`, `link` and `why`
+    std::mutex mutex;               ///< guards `table`, `link` and `reason`
     TopTable table;
     LinkState link = LinkState::Opening;
     std::string reason;
@@ -120,7 +120,7 @@ std::string Top::wait(Screen& screen) {
     if (waits[1].revents != 0) descriptor::repeatInterrupted([&] { return ::read(news.get(), &count, sizeof count); });
     if (waits[2].revents != 0) screen.forgetResize();
     if (waits[0].revents == 0) return "";
-    const std::string typed = screen.keys();
+    std::string typed = screen.keys();
     if (typed.empty()) over = true; // the terminal is gone
     return typed;
 }

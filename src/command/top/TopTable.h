@@ -22,12 +22,12 @@ public:
     void put(const std::string& state, const std::string& value, bool isChange, Time now);
 
     /// Sorts by this column; by the one by which it is sorted already, the other way round.
-    void sortBy(Column column);
+    void sortBy(Column wanted);
     /// Stands still, or goes on with what has come meanwhile.
     void pause(Time now);
     bool isPaused() const { return paused; }
     /// Shows rows further down, or up where it is negative.
-    void scroll(long rows);
+    void scroll(long count);
 
     /// The table with its head: `height` lines at most, none longer than `width` characters.
     std::vector<std::string> lines(std::size_t width, std::size_t height, Time now);
