@@ -20,7 +20,8 @@ from .wire import WireLike, milliseconds, wire_of
 
 __all__ = ["Client", "InputEvent", "LinkState", "Listening", "Subscription"]
 
-_Pairs = Union[Mapping[StateLike, ValueLike], Iterable[tuple[StateLike, ValueLike]]]
+#: Values by states (`StateLike`).
+Values = Mapping[Any, ValueLike]
 _Handle = Union[_core.Subscription, _core.Listening]
 
 
@@ -128,10 +129,9 @@ def states_list(states: Iterable[StateLike]) -> list[StateLike]:
     return [states] if isinstance(states, str) else list(states)
 
 
-def numbered(values: _Pairs) -> list[tuple[int, tuple[int, int | bytes | None]]]:
+def numbered(values: Values) -> list[tuple[int, tuple[int, int | bytes | None]]]:
     """States and values as the compiled part takes them."""
-    pairs = values.items() if isinstance(values, Mapping) else values
-    known = [(state_number(state), value) for state, value in pairs]
+    known = [(state_number(state), value) for state, value in values.items()]
     return [(state, pair_for(state, value)) for state, value in known]
 
 
@@ -231,11 +231,11 @@ class Client:
         A packet carries no checksum: with `confirm` the state is read back and, within the time, set again until the
         host holds the value.
         """
-        self.set_many([(state, value)], confirm=confirm, within=within, wait_while_down=wait_while_down)
+        self.set_many({state: value}, confirm=confirm, within=within, wait_while_down=wait_while_down)
 
     def set_many(
         self,
-        values: _Pairs,
+        values: Values,
         *,
         confirm: bool = False,
         within: float | None = None,
@@ -269,7 +269,7 @@ class Client:
         self._drop_if_closed()
 
     def begin_set(
-        self, values: _Pairs, how: dict[str, object], done: Callable[[HostlinkError | None, Any], object]
+        self, values: Values, how: dict[str, object], done: Callable[[HostlinkError | None, Any], object]
     ) -> None:
         """For `AsyncClient`: begins to set."""
         given = numbered(values)
@@ -340,7 +340,7 @@ class Client:
         restarts: int = 3,
     ) -> Sending:
         """Sends a file, or bytes, which need a name; does not wait."""
-        options = {
+        options: dict[str, object] = {
             "name": name,
             "chunk": chunk,
             "answer_time": milliseconds(answer_time),
@@ -383,7 +383,7 @@ class Client:
         self, *, address: str = "127.0.0.1", port: int = 0, connections: int = 32, patience: float = 30.0
     ) -> Tunnel:
         """Listens for TCP connections and carries them over the wire, until `end()`."""
-        settings = {
+        settings: dict[str, object] = {
             "address": address,
             "port": port,
             "connections": connections,

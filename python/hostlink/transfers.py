@@ -18,7 +18,7 @@ _SLICE = 100  # ms in which Ctrl-C is noticed, and progress told
 class Progress:
     """How far a transfer has come. Times in seconds."""
 
-    bytes: int  #: that the host has acknowledged
+    done: int  #: bytes that the host has acknowledged
     total: int | None
     bytes_per_second: float  #: over the last five seconds
     left: float | None  #: at that speed
@@ -28,7 +28,7 @@ class Progress:
 class FileSent:
     """A file that has arrived."""
 
-    bytes: int
+    size: int  #: bytes
     checksum: int  #: of all of it, which the host says it has too
     chunks: int
     repeated: int  #: chunks that were sent again
@@ -42,7 +42,7 @@ class ReceivedFile:
 
     name: str  #: as the host says: anything, also with slashes in it
     end: str  #: "Complete", "Damaged", "Aborted", "Cancelled", "Silent" or "Unwritable"
-    bytes: int
+    size: int  #: bytes that have come
     checksum: int
     data: bytes
 

@@ -59,11 +59,6 @@ async def body():
     other = hostlink.AsyncClient(hosts[0].path)
     await other.get('PlayerVolume')
 asyncio.run(body())""",
-    "a child that was forked": """
-child = os.fork()
-if child == 0: sys.exit(0)
-assert os.waitpid(child, 0)[1] == 0
-client.get('PlayerVolume')""",
     "an exception": "raise SystemExit(0)",
 }
 

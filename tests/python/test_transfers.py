@@ -48,9 +48,9 @@ def test_a_file_to_the_host(tmp_path: pathlib.Path, hostlink_host: Host, hostlin
     path.write_bytes(DATA)
     told: list[hostlink.Progress] = []
     sent = hostlink_client.send_file(path, chunk=400, progress=told.append)
-    assert (sent.bytes, sent.checksum, sent.chunks, sent.repeated) == (2400, crc(DATA), 6, 0)
-    assert told[-1].bytes == told[-1].total == 2400
-    assert hostlink_client.send_file(b"", name="empty").bytes == 0
+    assert (sent.size, sent.checksum, sent.chunks, sent.repeated) == (2400, crc(DATA), 6, 0)
+    assert told[-1].done == told[-1].total == 2400
+    assert hostlink_client.send_file(b"", name="empty").size == 0
 
 
 def test_sending_that_is_cancelled(hostlink_host: Host) -> None:
@@ -67,7 +67,7 @@ def test_progress_that_raises_ends_the_transfer() -> None:
         sending = client.begin_sending(bytes(100000), name="long")
 
         def refuse(progress: hostlink.Progress) -> None:
-            raise ArithmeticError(progress.bytes)
+            raise ArithmeticError(progress.done)
 
         with pytest.raises(ArithmeticError):
             sending.wait(refuse)
@@ -81,7 +81,7 @@ def test_files_of_the_host(hostlink_host: Host, hostlink_client: Client) -> None
             hostlink_host.send(*chunks_of(name, DATA, 400))
             file = arriving.next(PATIENCE)
             assert file is not None and file.complete
-            assert (file.name, file.data, file.bytes, file.checksum) == (name, DATA, 2400, crc(DATA))
+            assert (file.name, file.data, file.size, file.checksum) == (name, DATA, 2400, crc(DATA))
         assert arriving.next(0) is None
 
 
