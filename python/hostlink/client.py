@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import weakref
 from collections.abc import Callable, Iterable, Mapping
 from dataclasses import dataclass
 from enum import IntEnum
@@ -103,13 +104,7 @@ class _Changes(Changes):
     def __init__(self, client: Client, states: Iterable[StateLike], keep: int | None) -> None:
         super().__init__(keep)
         self.subscription = client.subscribe(states, self.put, None if keep is None else max(keep, 256))
-        self.on_end = self._leave
-        client._endings[id(self)] = self.close
-        self._client = client
-
-    def _leave(self) -> None:
-        self._client._endings.pop(id(self), None)
-        self.subscription.end()
+        self.on_end = self.subscription.end
 
 
 def how(within: float | None, wait_while_down: bool | None, confirm: bool = False) -> dict[str, object]:
@@ -195,7 +190,7 @@ class Client:
         options.update((name, value) for name, value in others.items() if value is not None)
         inbox = _core.Inbox()
         self._calls = _calls.Calls()
-        self._endings: dict[int, Callable[[], None]] = {}
+        self._waiting: weakref.WeakSet[Changes | Receiving] = weakref.WeakSet()  # who must be told when it is closed
         self._core = _core.Client(inbox, *wire_of(wire).settings(), options)
         self._shut = _open.remember(self, _shut, self._core, inbox)
         self._thread = _calls.start(inbox, self._calls)
@@ -281,6 +276,11 @@ class Client:
         if self.link is LinkState.Closed:
             self._calls.drop()
 
+    def _waits(self, who: Changes | Receiving) -> None:
+        self._waiting.add(who)
+        if self.link is LinkState.Closed:
+            who.close()
+
     # ---- Being told
 
     def subscribe(
@@ -302,7 +302,9 @@ class Client:
 
     def changes(self, states: Iterable[StateLike], keep: int | None = 256) -> Changes:
         """The same to loop over: `for change in host.changes(["PlayerVolume"])`, and `async for`."""
-        return _Changes(self, states, keep)
+        changes = _Changes(self, states, keep)
+        self._waits(changes)
+        return changes
 
     def on_input_event(self, told: Callable[[InputEvent], object]) -> Listening:
         """Calls `told` with keys of the host."""
@@ -377,7 +379,9 @@ class Client:
         `limit`: bytes of the longest file that is taken; they are kept in memory.
         `patience`: how long the host may take from chunk to chunk.
         """
-        return Receiving(self, self._core.receive(limit, milliseconds(patience)))
+        receiving = Receiving(self, self._core.receive(limit, milliseconds(patience)))
+        self._waits(receiving)
+        return receiving
 
     def tunnel(
         self, *, address: str = "127.0.0.1", port: int = 0, connections: int = 32, patience: float = 30.0
@@ -417,8 +421,8 @@ class Client:
         after them."""
         self._shut()
         self._calls.drop()
-        while self._endings:
-            self._endings.popitem()[1]()
+        for each in list(self._waiting):
+            each.close()
 
     def __enter__(self) -> Client:
         return self

@@ -170,6 +170,7 @@ def test_closed_is_closed(hostlink_host: Host) -> None:
     with pytest.raises(hostlink.Cancelled):
         client.get("PlayerVolume")
     assert len(list(changes)) <= 1  # it ends
+    assert list(client.changes(["PlayerVolume"])) == []
     hostlink_host.close()
     hostlink_host.close()
     with pytest.raises(RuntimeError, match="the host is closed"):

@@ -11,7 +11,7 @@ import threading
 from typing import Any
 
 import pytest
-from conftest import PATIENCE, eventually
+from conftest import PATIENCE
 from test_transfers import DATA, chunks_of
 
 import hostlink
@@ -20,14 +20,14 @@ from hostlink import Faults, Host
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples" / "python"
 
 
-def run(program: str, *words: object) -> tuple[int, str]:
+def run(program: str, *words: object, **environment: str) -> tuple[int, str]:
     done = subprocess.run(
         [sys.executable, "-B", str(EXAMPLES / program), *map(str, words)],
         capture_output=True,
         text=True,
         timeout=PATIENCE,
         check=False,
-        env={**os.environ, "MPLCONFIGDIR": "/nonexistent"},
+        env={**os.environ, **environment},
     )
     assert "Traceback" not in done.stderr, done.stderr
     return done.returncode, done.stdout
@@ -55,22 +55,24 @@ def test_soak_link(hostlink_host: Host) -> None:
 def test_plot_response_times(hostlink_host: Host, tmp_path: pathlib.Path) -> None:
     pytest.importorskip("matplotlib")
     image = tmp_path / "times.png"
-    assert run("plot_response_times.py", hostlink_host.path, image, 50)[0] == 0
+    assert run("plot_response_times.py", hostlink_host.path, image, 50, MPLCONFIGDIR=str(tmp_path))[0] == 0
     assert image.read_bytes().startswith(b"\x89PNG")
     assert hostlink_host.counts()["messagesReceived"] >= 50
 
 
 def test_dump_transfer() -> None:
+    over = threading.Event()
     with Host() as host:
-        listening = Gate()
 
-        def send_when_there() -> None:
-            eventually(lambda: host.counts()["messagesSent"] > 0)  # it has asked the host whether it is there
-            host.send(*chunks_of("tones.bin", DATA[:400], 400))
+        def send_until_taken() -> None:  # a message that nobody takes yet is lost
+            while not over.is_set():
+                host.send(*chunks_of("tones.bin", DATA[:400], 400))
+                over.wait(0.1)
 
-        thread = threading.Thread(target=send_when_there)
+        thread = threading.Thread(target=send_until_taken)
         thread.start()
         code, printed = run("dump_transfer.py", host.path, 1)
+        over.set()
         thread.join()
     lines = printed.splitlines()
     assert code == 0 and lines[0].startswith("tones.bin: Complete, 400 bytes, checksum ")

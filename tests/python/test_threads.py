@@ -30,6 +30,7 @@ def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) 
 def test_a_call_that_waits_lets_others_run() -> None:
     """Were the interpreter not let go, the wait would outlast what ends it."""
     with Host() as host, Client(host.path) as client, client.receive_files() as arriving:
+        assert client.wait_until_up(PATIENCE)
         begun, files = Gate(), queue.Queue[bool]()
 
         def wait() -> None:

@@ -94,7 +94,8 @@ def test_a_file_that_is_too_long_is_refused(hostlink_host: Host, hostlink_client
     assert short is not None and (short.name, short.complete) == ("short", True)
 
 
-def test_receiving_ends_with_it(hostlink_host: Host, hostlink_client: Client) -> None:
+@pytest.mark.parametrize("by_itself", [True, False])
+def test_receiving_ends(by_itself: bool, hostlink_host: Host, hostlink_client: Client) -> None:
     arriving = hostlink_client.receive_files()
     begun, ended = Gate(), Gate()
 
@@ -106,7 +107,7 @@ def test_receiving_ends_with_it(hostlink_host: Host, hostlink_client: Client) ->
     thread = threading.Thread(target=loop)
     thread.start()
     begun.pass_through()
-    arriving.end()
+    arriving.end() if by_itself else hostlink_client.close()
     ended.pass_through()
     thread.join()
 
