@@ -259,6 +259,13 @@ def test_a_host_that_does_not_answer() -> None:
     assert told.value.may_have_been_executed
 
 
+def test_a_host_that_the_system_refuses() -> None:
+    with pytest.raises(FileNotFoundError, match="cannot make the link /nowhere/at/all"):
+        Host(link="/nowhere/at/all")
+    with pytest.raises(ValueError, match="11 to 65535"):
+        Host(max_packet_size=10)
+
+
 def test_records(hostlink_client: Client) -> None:
     with Host(record=3) as host, Client(host.path) as client:
         client.get("PlayerVolume")

@@ -72,11 +72,9 @@ def test_a_callback_may_end_its_own_subscription(hostlink_host: Host, hostlink_c
         subscription.end()
         ended.set()
 
-    holder: queue.Queue[hostlink.Subscription] = queue.Queue()
     hold = Gate()
     with hostlink_client.on_link(lambda state, why: hold.wait(PATIENCE)):  # until it can be reached from the callback
         subscription = hostlink_client.subscribe(["PlayerVolume"], told)
-        holder.put(subscription)
         hold.set()
         ended.pass_through()
 
