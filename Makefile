@@ -132,7 +132,7 @@ firmware:
 
 install:
 	scripts/install-packages.sh build test
-	scripts/build.sh release zent_hostLinkClient zent_hostLinkLib zent_hostLinkCore zent_serialComm zent-hostsim zent-hostcheck hostlink hostlink_manual zent-busrig zent-busrig-run zent-busrig-say
+	scripts/build.sh release zent_hostLinkClient zent_hostLinkLib zent_hostLinkCore zent_serialComm zent-hostsim zent-hostcheck hostlink hostlink_manual zent_python zent-busrig zent-busrig-run zent-busrig-say
 	scripts/install.sh build/release
 
 clean:

@@ -37,6 +37,7 @@ for group in "$@"; do
         packages="$packages libnewlib-arm-none-eabi" # the headers alone
         ;;
     dissector) packages="$packages tshark wireshark-common python3" ;; # who may capture is not asked: files need no right
+    python) packages="$packages pybind11-dev python3-dev python3-pytest mypy python3-matplotlib" ;;
     docs) packages="$packages doxygen graphviz" ;;
     *) echo "install-packages.sh: unknown group '$group'" >&2; exit 2 ;;
     esac

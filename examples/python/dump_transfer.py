@@ -11,7 +11,7 @@ def main(port: str, files: str = "") -> int:
     with hostlink.Client(port) as host, host.receive_files() as arriving:
         for file in itertools.islice(arriving, int(files) if files else None):
             complete = complete and file.complete
-            print(f"{file.name}: {file.end}, {file.bytes} bytes, checksum {file.checksum:08X}")
+            print(f"{file.name}: {file.end}, {file.size} bytes, checksum {file.checksum:08X}")
             for at in range(0, len(file.data), 16):
                 line = file.data[at : at + 16]
                 text = "".join(chr(byte) if 32 <= byte < 127 else "." for byte in line)

@@ -93,6 +93,7 @@ py::bytes get(HostThread& self, uint16_t state) {
 
 void send(HostThread& self, const std::vector<py::bytes>& messages) {
     std::vector<ByteArray> all;
+    all.reserve(messages.size());
     for (const py::bytes& each : messages) all.push_back(byteArrayOf(each));
     unlocked([&] { self.ask([&all](SimulatedHost& host) { host.send(all); }); });
 }

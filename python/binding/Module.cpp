@@ -1,12 +1,25 @@
 // What the package `hostlink` stands on. It gives and takes numbers, texts and tuples; the package makes classes of
 // them.
+#include <exception>
+#include <system_error>
+
 #include <pybind11/pybind11.h>
 
 #include "Interpreter.h"
 #include "Parts.h"
 
+// What the system refuses is an OSError, with its number.
+static void translateSystemErrors(std::exception_ptr thrown) {
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const std::system_error& error) {
+        PyErr_SetObject(PyExc_OSError, pybind11::make_tuple(error.code().value(), error.what()).ptr());
+    }
+}
+
 PYBIND11_MODULE(_core, module) {
     module.doc() = "The compiled part of the package hostlink; not to be used by itself.";
+    pybind11::register_exception_translator(&translateSystemErrors);
     module.def("begin_exit", &binding::Outside::beginExit);
     module.def("await_others", &binding::Outside::awaitOthers);
     module.def("after_fork", &binding::Outside::forget);

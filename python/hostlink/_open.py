@@ -24,7 +24,7 @@ class Open(Protocol):
         """It belongs to the process that this one was forked from: forget it, without touching what is behind it."""
 
 
-_open: dict[int, weakref.finalize[Any, Any]] = {}
+_open: dict[int, Any] = {}  # finalizers, which bear no type parameters in all versions of the type checker
 _keys = itertools.count()
 
 

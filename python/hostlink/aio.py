@@ -4,13 +4,13 @@ from __future__ import annotations
 
 import asyncio
 import os
-from collections.abc import Callable, Iterable, Mapping
+from collections.abc import Callable, Iterable
 from types import TracebackType
-from typing import Any, Union
+from typing import Any
 
 from . import _core
 from .changes import Change, Changes
-from .client import Client, InputEvent, LinkState, Listening, how
+from .client import Client, InputEvent, LinkState, Listening, Values, how
 from .errors import HostlinkError
 from .protocol import ButtonState, LedApiCmd
 from .transfers import FileSent
@@ -18,8 +18,6 @@ from .values import StateLike, Value, ValueLike
 from .wire import WireLike
 
 __all__ = ["AsyncClient"]
-
-_Pairs = Union[Mapping[StateLike, ValueLike], Iterable[tuple[StateLike, ValueLike]]]
 
 
 class AsyncClient:
@@ -85,11 +83,11 @@ class AsyncClient:
         wait_while_down: bool | None = None,
     ) -> None:
         """As `Client.set`."""
-        await self.set_many([(state, value)], confirm=confirm, within=within, wait_while_down=wait_while_down)
+        await self.set_many({state: value}, confirm=confirm, within=within, wait_while_down=wait_while_down)
 
     async def set_many(
         self,
-        values: _Pairs,
+        values: Values,
         *,
         confirm: bool = False,
         within: float | None = None,

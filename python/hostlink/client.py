@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import weakref
 from collections.abc import Callable, Iterable, Mapping
 from dataclasses import dataclass
 from enum import IntEnum
@@ -20,7 +21,8 @@ from .wire import WireLike, milliseconds, wire_of
 
 __all__ = ["Client", "InputEvent", "LinkState", "Listening", "Subscription"]
 
-_Pairs = Union[Mapping[StateLike, ValueLike], Iterable[tuple[StateLike, ValueLike]]]
+#: Values by states (`StateLike`).
+Values = Mapping[Any, ValueLike]
 _Handle = Union[_core.Subscription, _core.Listening]
 
 
@@ -102,13 +104,7 @@ class _Changes(Changes):
     def __init__(self, client: Client, states: Iterable[StateLike], keep: int | None) -> None:
         super().__init__(keep)
         self.subscription = client.subscribe(states, self.put, None if keep is None else max(keep, 256))
-        self.on_end = self._leave
-        client._endings[id(self)] = self.close
-        self._client = client
-
-    def _leave(self) -> None:
-        self._client._endings.pop(id(self), None)
-        self.subscription.end()
+        self.on_end = self.subscription.end
 
 
 def how(within: float | None, wait_while_down: bool | None, confirm: bool = False) -> dict[str, object]:
@@ -128,10 +124,9 @@ def states_list(states: Iterable[StateLike]) -> list[StateLike]:
     return [states] if isinstance(states, str) else list(states)
 
 
-def numbered(values: _Pairs) -> list[tuple[int, tuple[int, int | bytes | None]]]:
+def numbered(values: Values) -> list[tuple[int, tuple[int, int | bytes | None]]]:
     """States and values as the compiled part takes them."""
-    pairs = values.items() if isinstance(values, Mapping) else values
-    known = [(state_number(state), value) for state, value in pairs]
+    known = [(state_number(state), value) for state, value in values.items()]
     return [(state, pair_for(state, value)) for state, value in known]
 
 
@@ -195,7 +190,7 @@ class Client:
         options.update((name, value) for name, value in others.items() if value is not None)
         inbox = _core.Inbox()
         self._calls = _calls.Calls()
-        self._endings: dict[int, Callable[[], None]] = {}
+        self._waiting: weakref.WeakSet[Changes | Receiving] = weakref.WeakSet()  # who must be told when it is closed
         self._core = _core.Client(inbox, *wire_of(wire).settings(), options)
         self._shut = _open.remember(self, _shut, self._core, inbox)
         self._thread = _calls.start(inbox, self._calls)
@@ -231,11 +226,11 @@ class Client:
         A packet carries no checksum: with `confirm` the state is read back and, within the time, set again until the
         host holds the value.
         """
-        self.set_many([(state, value)], confirm=confirm, within=within, wait_while_down=wait_while_down)
+        self.set_many({state: value}, confirm=confirm, within=within, wait_while_down=wait_while_down)
 
     def set_many(
         self,
-        values: _Pairs,
+        values: Values,
         *,
         confirm: bool = False,
         within: float | None = None,
@@ -269,7 +264,7 @@ class Client:
         self._drop_if_closed()
 
     def begin_set(
-        self, values: _Pairs, how: dict[str, object], done: Callable[[HostlinkError | None, Any], object]
+        self, values: Values, how: dict[str, object], done: Callable[[HostlinkError | None, Any], object]
     ) -> None:
         """For `AsyncClient`: begins to set."""
         given = numbered(values)
@@ -280,6 +275,11 @@ class Client:
         # A closed client tells nothing any more, and close() may have come between.
         if self.link is LinkState.Closed:
             self._calls.drop()
+
+    def _waits(self, who: Changes | Receiving) -> None:
+        self._waiting.add(who)
+        if self.link is LinkState.Closed:
+            who.close()
 
     # ---- Being told
 
@@ -302,7 +302,9 @@ class Client:
 
     def changes(self, states: Iterable[StateLike], keep: int | None = 256) -> Changes:
         """The same to loop over: `for change in host.changes(["PlayerVolume"])`, and `async for`."""
-        return _Changes(self, states, keep)
+        changes = _Changes(self, states, keep)
+        self._waits(changes)
+        return changes
 
     def on_input_event(self, told: Callable[[InputEvent], object]) -> Listening:
         """Calls `told` with keys of the host."""
@@ -340,7 +342,7 @@ class Client:
         restarts: int = 3,
     ) -> Sending:
         """Sends a file, or bytes, which need a name; does not wait."""
-        options = {
+        options: dict[str, object] = {
             "name": name,
             "chunk": chunk,
             "answer_time": milliseconds(answer_time),
@@ -377,13 +379,15 @@ class Client:
         `limit`: bytes of the longest file that is taken; they are kept in memory.
         `patience`: how long the host may take from chunk to chunk.
         """
-        return Receiving(self, self._core.receive(limit, milliseconds(patience)))
+        receiving = Receiving(self, self._core.receive(limit, milliseconds(patience)))
+        self._waits(receiving)
+        return receiving
 
     def tunnel(
         self, *, address: str = "127.0.0.1", port: int = 0, connections: int = 32, patience: float = 30.0
     ) -> Tunnel:
         """Listens for TCP connections and carries them over the wire, until `end()`."""
-        settings = {
+        settings: dict[str, object] = {
             "address": address,
             "port": port,
             "connections": connections,
@@ -417,8 +421,8 @@ class Client:
         after them."""
         self._shut()
         self._calls.drop()
-        while self._endings:
-            self._endings.popitem()[1]()
+        for each in list(self._waiting):
+            each.close()
 
     def __enter__(self) -> Client:
         return self

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass
-from typing import Union
+from typing import Any, Union
 
 from . import _core
 from .protocol import AcknowledgeType, LinkFrameType, LinkPacketCtrlFlags, MessageId
@@ -25,8 +25,9 @@ __all__ = [
     "response_packet",
 ]
 
-#: The states and values of a message, or the states of one that lists them.
-Items = Union[Mapping[StateLike, ValueLike], Iterable[tuple[StateLike, ValueLike]], Iterable[StateLike]]
+#: Tags (`StateLike`) and values (`ValueLike`) as a mapping or as pairs, or the states of a message that lists them. Keys of a
+#: mapping would have to be exactly of one type, so they are left open.
+Items = Union[Mapping[Any, ValueLike], Iterable[Any]]
 
 
 @dataclass(frozen=True)
@@ -74,9 +75,9 @@ def encode(id: MessageId | int, items: Items = ()) -> bytes:
     value that is none.
     """
     if _core.is_list(id):
-        return _core.encode_list(id, [state_number(state) for state in items])  # type: ignore[arg-type]
+        return _core.encode_list(id, [state_number(state) for state in items])
     pairs = items.items() if isinstance(items, Mapping) else items
-    numbered = [(state_number(tag), value) for tag, value in pairs]  # type: ignore[misc]
+    numbered = [(state_number(tag), value) for tag, value in pairs]
     about_states = id in (MessageId.SetState, MessageId.StateChanged, 0x8001, 0x8002)
     return _core.encode_values(id, [(tag, pair_for(tag if about_states else -1, value)) for tag, value in numbered])
 

@@ -4,9 +4,10 @@ from __future__ import annotations
 
 import json
 import os
-from collections.abc import Iterable, Mapping
+from collections.abc import Mapping
 from dataclasses import dataclass
 from types import TracebackType
+from typing import Any
 
 from . import _core, _open
 from .codec import decode, encode
@@ -50,7 +51,7 @@ class Record:
     acknowledged), "BadBytesReceived"."""
 
     event: str
-    bytes: bytes
+    data: bytes
 
 
 class Host:
@@ -73,7 +74,7 @@ class Host:
     def __init__(
         self,
         *,
-        states: Mapping[StateLike, ValueLike] | None = None,
+        states: Mapping[Any, ValueLike] | None = None,
         faults: Faults | None = None,
         max_packet_size: int = 64,
         response_timeout: float = 1.0,
@@ -84,8 +85,8 @@ class Host:
         if not 11 <= max_packet_size <= 65535:
             raise ValueError(f"packets have 11 to 65535 bytes, not {max_packet_size}")
         chosen = faults or Faults()
-        wanted = {**vars(chosen), "late_by": round(chosen.late_by * 1000000)}
-        settings = {
+        wanted: dict[str, object] = {**vars(chosen), "late_by": round(chosen.late_by * 1000000)}
+        settings: dict[str, object] = {
             "max_packet_size": max_packet_size,
             "response_timeout": milliseconds(response_timeout) * 1000,
             "baud": baud,
@@ -109,7 +110,7 @@ class Host:
         """The host changes a state by itself, and tells the module when that is subscribed to it."""
         self.set_many({state: value})
 
-    def set_many(self, values: Mapping[StateLike, ValueLike]) -> None:
+    def set_many(self, values: Mapping[Any, ValueLike]) -> None:
         """Several of them, one after another."""
         self._core.set(encode(MessageId.SetState, values))
 

@@ -7,7 +7,6 @@ from dataclasses import dataclass
 from types import TracebackType
 
 from . import _core
-from .errors import Cancelled
 
 __all__ = ["FileSent", "Progress", "ReceivedFile", "Receiving", "Sending", "Tunnel"]
 
@@ -18,7 +17,7 @@ _SLICE = 100  # ms in which Ctrl-C is noticed, and progress told
 class Progress:
     """How far a transfer has come. Times in seconds."""
 
-    bytes: int  #: that the host has acknowledged
+    done: int  #: bytes that the host has acknowledged
     total: int | None
     bytes_per_second: float  #: over the last five seconds
     left: float | None  #: at that speed
@@ -28,7 +27,7 @@ class Progress:
 class FileSent:
     """A file that has arrived."""
 
-    bytes: int
+    size: int  #: bytes
     checksum: int  #: of all of it, which the host says it has too
     chunks: int
     repeated: int  #: chunks that were sent again
@@ -42,7 +41,7 @@ class ReceivedFile:
 
     name: str  #: as the host says: anything, also with slashes in it
     end: str  #: "Complete", "Damaged", "Aborted", "Cancelled", "Silent" or "Unwritable"
-    bytes: int
+    size: int  #: bytes that have come
     checksum: int
     data: bytes
 
@@ -99,10 +98,7 @@ class Receiving:
         """The next file that has ended, in whatever way; None when there was none within `timeout` seconds."""
         left = None if timeout is None else round(timeout * 1000)
         while not self._ended and (left is None or left >= 0):
-            try:
-                told = self._core.next(_SLICE if left is None else min(left, _SLICE))
-            except Cancelled:
-                break
+            told = self._core.next(_SLICE if left is None else min(left, _SLICE))
             if told is not None:
                 return ReceivedFile(*told)
             left = None if left is None else left - _SLICE
@@ -115,6 +111,10 @@ class Receiving:
     def cancel(self) -> None:
         """Ends the file under way, if any."""
         self._core.cancel()
+
+    def close(self) -> None:
+        """The client is closed: there are no more."""
+        self._ended = True
 
     def end(self) -> None:
         """Takes no more files."""

@@ -32,7 +32,7 @@ def test_requests() -> None:
         assert list((await client.get_many(["MetaTitle", "PlayerVolume"])).values()) == ["Blue", 40]
         assert hostlink.decode(await client.ask(hostlink.encode(2, ["PlayerMute"])))["PlayerMute"] == 1
         await client.send_input_event(hostlink.ButtonState.KeyPressed, 1)
-        assert (await client.send_file(bytes(500), name="file")).bytes == 500
+        assert (await client.send_file(bytes(500), name="file")).size == 500
 
     run(body)
 

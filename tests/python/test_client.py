@@ -170,6 +170,7 @@ def test_closed_is_closed(hostlink_host: Host) -> None:
     with pytest.raises(hostlink.Cancelled):
         client.get("PlayerVolume")
     assert len(list(changes)) <= 1  # it ends
+    assert list(client.changes(["PlayerVolume"])) == []
     hostlink_host.close()
     hostlink_host.close()
     with pytest.raises(RuntimeError, match="the host is closed"):
@@ -256,6 +257,13 @@ def test_a_host_that_does_not_answer() -> None:
         client.wait_until_up(PATIENCE)
         client.set("PlayerVolume", 40, within=0.2)
     assert told.value.may_have_been_executed
+
+
+def test_a_host_that_the_system_refuses() -> None:
+    with pytest.raises(FileNotFoundError, match="cannot make the link /nowhere/at/all"):
+        Host(link="/nowhere/at/all")
+    with pytest.raises(ValueError, match="11 to 65535"):
+        Host(max_packet_size=10)
 
 
 def test_records(hostlink_client: Client) -> None:

@@ -8,9 +8,10 @@ import os
 import pathlib
 import subprocess
 import sys
+import threading
 
 import pytest
-from conftest import PATIENCE
+from conftest import PATIENCE, eventually
 
 from hostlink import Client, Host
 
@@ -59,11 +60,6 @@ async def body():
     other = hostlink.AsyncClient(hosts[0].path)
     await other.get('PlayerVolume')
 asyncio.run(body())""",
-    "a child that was forked": """
-child = os.fork()
-if child == 0: sys.exit(0)
-assert os.waitpid(child, 0)[1] == 0
-client.get('PlayerVolume')""",
     "an exception": "raise SystemExit(0)",
 }
 
@@ -76,8 +72,21 @@ def test_the_interpreter_ends(what: str) -> None:
     assert (done.returncode, done.stderr) == (0, "")
 
 
-def count(what: str) -> int:
-    return len(os.listdir(f"/proc/self/{what}"))
+def held() -> tuple[int, int]:
+    """Threads and descriptors, once the threads that are ending have ended."""
+    eventually(lambda: not any(thread.name == "hostlink callbacks" for thread in threading.enumerate()))
+    gc.collect()
+    return len(os.listdir("/proc/self/task")), len(os.listdir("/proc/self/fd"))
+
+
+def no_more_than(before: tuple[int, int]) -> None:
+    """A thread that was joined stands in the list for a moment longer; one left behind by each cycle stays there."""
+
+    def holds() -> bool:
+        now = held()
+        return now[0] <= before[0] and now[1] <= before[1]
+
+    eventually(holds)
 
 
 class Mallinfo(ctypes.Structure):
@@ -106,14 +115,11 @@ def test_opening_and_closing_leaves_nothing_behind(capfd: pytest.CaptureFixture[
     with Host() as host:
         for number in range(100):
             cycle(host.path, number)
-        gc.collect()
-        before = count("task"), count("fd"), used_bytes()
+        before, used = held(), used_bytes()
         for number in range(CYCLES):
             cycle(host.path, number)
-        gc.collect()
-        after = count("task"), count("fd"), used_bytes()
-    assert after[:2] == before[:2]  # threads, descriptors
-    grown = after[2] - before[2]
+        no_more_than(before)
+        grown = used_bytes() - used
     with capfd.disabled():
         print(f" [{CYCLES} cycles: {grown} bytes more]", end="")
     assert grown < 100000 + 20 * CYCLES  # nothing of a client is as small
@@ -122,9 +128,8 @@ def test_opening_and_closing_leaves_nothing_behind(capfd: pytest.CaptureFixture[
 def test_hosts_leave_nothing_behind(tmp_path: pathlib.Path) -> None:
     with Host():
         pass
-    before = count("task"), count("fd")
+    before = held()
     for _ in range(50):
         Host(link=tmp_path / "host")  # the last reference goes at once
-    gc.collect()
-    assert (count("task"), count("fd")) == before
+    no_more_than(before)
     assert list(tmp_path.iterdir()) == []

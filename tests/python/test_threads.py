@@ -30,6 +30,7 @@ def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) 
 def test_a_call_that_waits_lets_others_run() -> None:
     """Were the interpreter not let go, the wait would outlast what ends it."""
     with Host() as host, Client(host.path) as client, client.receive_files() as arriving:
+        assert client.wait_until_up(PATIENCE)
         begun, files = Gate(), queue.Queue[bool]()
 
         def wait() -> None:
@@ -71,11 +72,9 @@ def test_a_callback_may_end_its_own_subscription(hostlink_host: Host, hostlink_c
         subscription.end()
         ended.set()
 
-    holder: queue.Queue[hostlink.Subscription] = queue.Queue()
     hold = Gate()
     with hostlink_client.on_link(lambda state, why: hold.wait(PATIENCE)):  # until it can be reached from the callback
         subscription = hostlink_client.subscribe(["PlayerVolume"], told)
-        holder.put(subscription)
         hold.set()
         ended.pass_through()
 

@@ -48,9 +48,9 @@ def test_a_file_to_the_host(tmp_path: pathlib.Path, hostlink_host: Host, hostlin
     path.write_bytes(DATA)
     told: list[hostlink.Progress] = []
     sent = hostlink_client.send_file(path, chunk=400, progress=told.append)
-    assert (sent.bytes, sent.checksum, sent.chunks, sent.repeated) == (2400, crc(DATA), 6, 0)
-    assert told[-1].bytes == told[-1].total == 2400
-    assert hostlink_client.send_file(b"", name="empty").bytes == 0
+    assert (sent.size, sent.checksum, sent.chunks, sent.repeated) == (2400, crc(DATA), 6, 0)
+    assert told[-1].done == told[-1].total == 2400
+    assert hostlink_client.send_file(b"", name="empty").size == 0
 
 
 def test_sending_that_is_cancelled(hostlink_host: Host) -> None:
@@ -67,7 +67,7 @@ def test_progress_that_raises_ends_the_transfer() -> None:
         sending = client.begin_sending(bytes(100000), name="long")
 
         def refuse(progress: hostlink.Progress) -> None:
-            raise ArithmeticError(progress.bytes)
+            raise ArithmeticError(progress.done)
 
         with pytest.raises(ArithmeticError):
             sending.wait(refuse)
@@ -81,7 +81,7 @@ def test_files_of_the_host(hostlink_host: Host, hostlink_client: Client) -> None
             hostlink_host.send(*chunks_of(name, DATA, 400))
             file = arriving.next(PATIENCE)
             assert file is not None and file.complete
-            assert (file.name, file.data, file.bytes, file.checksum) == (name, DATA, 2400, crc(DATA))
+            assert (file.name, file.data, file.size, file.checksum) == (name, DATA, 2400, crc(DATA))
         assert arriving.next(0) is None
 
 
@@ -94,7 +94,8 @@ def test_a_file_that_is_too_long_is_refused(hostlink_host: Host, hostlink_client
     assert short is not None and (short.name, short.complete) == ("short", True)
 
 
-def test_receiving_ends_with_it(hostlink_host: Host, hostlink_client: Client) -> None:
+@pytest.mark.parametrize("by_itself", [True, False])
+def test_receiving_ends(by_itself: bool, hostlink_host: Host, hostlink_client: Client) -> None:
     arriving = hostlink_client.receive_files()
     begun, ended = Gate(), Gate()
 
@@ -106,7 +107,7 @@ def test_receiving_ends_with_it(hostlink_host: Host, hostlink_client: Client) ->
     thread = threading.Thread(target=loop)
     thread.start()
     begun.pass_through()
-    arriving.end()
+    arriving.end() if by_itself else hostlink_client.close()
     ended.pass_through()
     thread.join()
 

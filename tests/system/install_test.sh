@@ -40,4 +40,10 @@ cmake -S "$prefix/project" -B "$prefix/project/build" -DCMAKE_PREFIX_PATH="$pref
 cmake --build "$prefix/project/build" >/dev/null
 $emulator "$prefix/project/build/consumer"
 $emulator "$prefix/project/build/core_consumer"
+
+# The Python package finds the libraries that were installed with it; where it is not built there is none.
+for package in "$prefix"/usr/lib/python3*/dist-packages; do
+    [ ! -d "$package" ] || PYTHONPATH=$package /usr/bin/python3 -B -c \
+        'import hostlink, sys; assert hostlink.__file__.startswith(sys.argv[1]), hostlink.__file__; hostlink.Host().close()' "$package"
+done
 echo "installed headers and libraries serve a program of their own"
