@@ -1,8 +1,10 @@
 #include "Exchanges.h"
 
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <thread>
 
 #include <unistd.h>
@@ -27,7 +29,45 @@ long switchesOfOthers() {
     return sum;
 }
 
+double ownTime() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+}
+
+// One run of one subject into the counters; false when an exchange failed.
+bool measure(const Subject& subject, benchmark::UserCounters& counters) {
+    const auto began = std::chrono::steady_clock::now();
+    const double ownBefore = ownTime();
+    for (int turn = 0; turn < shortRun; ++turn) {
+        if (!subject.exchange()) return false;
+    }
+    const double own = ownTime() - ownBefore;
+    const std::chrono::duration<double, std::nano> real = std::chrono::steady_clock::now() - began;
+    counters[subject.name + "|cpu"] = own / shortRun;
+    counters[subject.name + "|real"] = real.count() / shortRun;
+    return true;
+}
+
 } // namespace
+
+void registerSideBySide(const std::string& name, const std::vector<Subject>& subjects) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [subjects, first = std::make_shared<size_t>(0)](benchmark::State& state) {
+                                     for ([[maybe_unused]] const auto turn : state) {
+                                         // Each comes first as often as the others.
+                                         const size_t shift = (*first)++;
+                                         for (size_t i = 0; i < subjects.size(); ++i) {
+                                             const Subject& subject = subjects[(shift + i) % subjects.size()];
+                                             if (subject.before) subject.before();
+                                             if (!measure(subject, state.counters)) state.SkipWithError("not accepted");
+                                             if (subject.after) subject.after();
+                                         }
+                                     }
+                                 })
+        ->Iterations(1)
+        ->Repetitions(manyRuns);
+}
 
 void registerExchange(const std::string& name, int exchanges, int repetitions, const std::function<bool()>& exchange) {
     benchmark::RegisterBenchmark(name.c_str(),

@@ -33,25 +33,24 @@ std::shared_ptr<HostLinkPhysicalLayer> startedLink(const HostProcess& host) {
 constexpr int pacedRun = 4; // of 6 ms each
 constexpr int pacedRuns = 15;
 
-void registerRaw(const std::string& name, const HostProcess& host, RawExchange::Wake wake) {
-    const auto raw = std::make_shared<RawExchange>(host.slavePath(), wake);
-    registerExchange(name, shortRun, manyRuns, [raw, packet = fullPacket()] { return raw->exchange(packet); });
+Subject raw(const std::string& name, const HostProcess& host, RawExchange::Wake wake) {
+    return {name, [exchange = std::make_shared<RawExchange>(host.slavePath(), wake), packet = fullPacket()] {
+                return exchange->exchange(packet);
+            }};
+}
+
+std::function<bool()> writing(const HostProcess& host) {
+    return [link = startedLink(host), packet = fullPacket()] { return link->writeData(packet) == Accepted; };
 }
 
 } // namespace
 
 void registerLinkTimes(const Hosts& hosts) {
-    const auto addLink = [](const std::string& name, const HostProcess& host, int exchanges, int repetitions) {
-        const auto link = startedLink(host);
-        registerExchange(name, exchanges, repetitions,
-                         [link, packet = fullPacket()] { return link->writeData(packet) == Accepted; });
-    };
-    addLink("exchange over a terminal|UART link|64 bytes", hosts.link, shortRun, manyRuns);
-    registerRaw("exchange over a terminal|raw, waked under the lock|64 bytes", hosts.rawUnderTheLock,
-                RawExchange::Wake::UnderTheLock);
-    registerRaw("exchange over a terminal|raw, waked unlocked|64 bytes", hosts.rawUnlocked,
-                RawExchange::Wake::Unlocked);
-    addLink("paced line|UART link|115200 baud", hosts.paced, pacedRun, pacedRuns);
+    registerSideBySide("exchange over a terminal|side by side|64 bytes",
+                       {{"UART link", writing(hosts.link)},
+                        raw("raw, waked under the lock", hosts.rawUnderTheLock, RawExchange::Wake::UnderTheLock),
+                        raw("raw, waked unlocked", hosts.rawUnlocked, RawExchange::Wake::Unlocked)});
+    registerExchange("paced line|UART link|115200 baud", pacedRun, pacedRuns, writing(hosts.paced));
     registerIdle("idle|UART link|half a second",
                  [link = startedLink(hosts.idle), packet = fullPacket()] { link->writeData(packet); });
 }

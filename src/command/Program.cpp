@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "Profiles.h"
+#include "UsageError.h"
 
 namespace command {
 
@@ -8,12 +9,20 @@ Program::Program(const CommonOptions& options, Output& output, Stop& stop) : com
 
 Program::~Program() = default;
 
+hostlink::Recorder Program::recordInto(const std::string& file) {
+    recorder.emplace(hostlink::RecordingFile{file});
+    if (!recorder->problem().empty()) throw UsageError(recorder->problem());
+    return *recorder;
+}
+
 hostlink::Client& Program::host() {
     if (!client) {
         WireOptions wire = common.wire;
         if (!common.profile.empty()) wire = wire.over(Profiles(common.profiles).profile(common.profile));
         hostlink::Options options;
         options.deadline = timeout();
+        if (!common.record.empty()) recordInto(common.record);
+        options.recorder = recorder;
         client = std::make_unique<hostlink::Client>(wire.wire(), options);
     }
     return *client;

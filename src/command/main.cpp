@@ -32,6 +32,7 @@ void declareCommon(CLI::App& app, command::CommonOptions& options) {
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
+    app.add_option("--record", options.record, "Record what goes over the wire, as pcapng")->type_name("FILE");
     app.add_option("--log-level", options.logLevel, "What the library logs to the standard error")
         ->type_name("LEVEL")
         ->check(CLI::IsMember({"trace", "debug", "info", "warn", "error", "off"}))
@@ -73,7 +74,8 @@ int main(int argc, char** argv) {
          {command::declareGet, command::declareSet, command::declareWatch, command::declareEvents,
           command::declarePress, command::declareLed, command::declareSend, command::declareReceive,
           command::declareTunnel, command::declarePing, command::declareStates, command::declareProfiles,
-          command::declareExplain, command::declareDecode, command::declareCompletion, command::declareManual}) {
+          command::declareExplain, command::declareDecode, command::declareRecord, command::declareReplay,
+          command::declareExtcap, command::declareCompletion, command::declareManual}) {
         declare(app, chosen);
     }
     try {

@@ -16,8 +16,7 @@
 
 #include <serialcomm/I2c.h>
 #include <serialcomm/Spi.h>
-
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 using hostcheck::Time;
 

@@ -10,7 +10,7 @@
 // The kernel's own header for struct termios2; it cannot stand beside <termios.h>.
 #include <asm/termbits.h>
 
-#include "SystemError.h"
+#include <terminal/SystemError.h>
 
 namespace {
 

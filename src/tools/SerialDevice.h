@@ -5,8 +5,7 @@
 #include <string>
 
 #include <descriptor/Descriptor.h>
-
-#include "LinePort.h"
+#include <terminal/LinePort.h>
 
 /// A serial device in raw mode: 8 data bits, no parity, one stop bit, no flow control. Locked as long as the object
 /// exists, by the lock that links take too.

@@ -14,8 +14,9 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <terminal/SystemError.h>
+
 #include "PacketDump.h"
-#include "SystemError.h"
 #include "UserCommands.h"
 
 using hostsim::Time;

@@ -11,8 +11,8 @@
 #include <hostsim/HostOnLine.h>
 #include <hostsim/LinePacer.h>
 #include <hostsim/SimulatedHost.h>
+#include <terminal/LinePort.h>
 
-#include "LinePort.h"
 #include "SimulatorOptions.h"
 #include "TunnelEnd.h"
 

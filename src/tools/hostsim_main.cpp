@@ -8,8 +8,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <terminal/PseudoTerminal.h>
+
 #include "JsonEvents.h"
-#include "PseudoTerminal.h"
 #include "SerialDevice.h"
 #include "Simulator.h"
 #include "SimulatorOptions.h"

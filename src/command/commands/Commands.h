@@ -25,6 +25,9 @@ void declareStates(CLI::App& app, Run& chosen);
 void declareProfiles(CLI::App& app, Run& chosen);
 void declareExplain(CLI::App& app, Run& chosen);
 void declareDecode(CLI::App& app, Run& chosen);
+void declareRecord(CLI::App& app, Run& chosen);
+void declareExtcap(CLI::App& app, Run& chosen);
+void declareReplay(CLI::App& app, Run& chosen);
 void declareCompletion(CLI::App& app, Run& chosen);
 void declareManual(CLI::App& app, Run& chosen);
 

@@ -106,6 +106,7 @@ private:
     Handle addLinkListener(LinkTold told);
 
     Line::Events lineEvents();
+    std::unique_ptr<LinkRecording> recordingOf(const Wire& wire);
     void openLine();
     void advance();
     void askStep(const SubscriptionTable::Step& step);
@@ -151,11 +152,12 @@ private:
     bool closing = false;
 
     // Each is ended by close(), in this order backwards.
-    std::mutex closeMutex; // one close() at a time
-    Worker keeper;         // time, the session's tasks, and the end of the device
-    Line line;             // opened and closed by the sender
-    Worker sender;         // writes what nobody waits for, makes and ends links
-    Worker callbacks;      // the program's, one after another, and the log
+    std::mutex closeMutex;                          // one close() at a time
+    Worker keeper;                                  // time, the session's tasks, and the end of the device
+    const std::unique_ptr<LinkRecording> recording; // none: nobody records
+    Line line;                                      // opened and closed by the sender
+    Worker sender;                                  // writes what nobody waits for, makes and ends links
+    Worker callbacks;                               // the program's, one after another, and the log
 };
 
 } // namespace hostlink
