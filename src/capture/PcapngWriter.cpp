@@ -1,5 +1,6 @@
 #include "PcapngWriter.h"
 
+#include <cstring>
 #include <limits>
 
 namespace capture {
@@ -16,6 +17,33 @@ constexpr std::size_t flagsSize = 4;
 std::size_t padded(std::size_t size) {
     return (size + 3) & ~std::size_t{3};
 }
+
+// Writes into room that is there: a packet is written for each call of a link that is recorded.
+class Pen {
+public:
+    explicit Pen(uint8_t* where) : at(where) {}
+
+    void put16(uint16_t number) {
+        at[0] = static_cast<uint8_t>(number);
+        at[1] = static_cast<uint8_t>(number >> 8);
+        at += 2;
+    }
+    void put32(uint32_t number) {
+        put16(static_cast<uint16_t>(number));
+        put16(static_cast<uint16_t>(number >> 16));
+    }
+    void putPadded(const void* bytes, std::size_t size) {
+        if (size > 0) std::memcpy(at, bytes, size);
+        at += padded(size);
+    }
+    void putOptionHead(uint16_t code, std::size_t size) {
+        put16(code);
+        put16(static_cast<uint16_t>(size));
+    }
+
+private:
+    uint8_t* at;
+};
 
 void append16(Bytes& to, uint16_t number) {
     to.push_back(static_cast<uint8_t>(number));
@@ -98,21 +126,29 @@ std::size_t sizeOf(const PacketView& packet) {
 }
 
 void appendPacket(Bytes& to, const PacketView& packet) {
-    const std::size_t begin = beginBlock(to, packetBlock);
-    append32(to, packet.interface);
-    append32(to, static_cast<uint32_t>(packet.time >> 32));
-    append32(to, static_cast<uint32_t>(packet.time));
-    append32(to, static_cast<uint32_t>(packet.size));
-    append32(to, static_cast<uint32_t>(packet.size));
-    appendPadded(to, packet.bytes, packet.size);
+    const std::size_t size = sizeOf(packet);
+    const std::size_t begin = to.size();
+    to.resize(begin + size); // zeros, of which the padding and the end of the options stay
+    Pen pen(to.data() + begin);
+    pen.put32(packetBlock);
+    pen.put32(static_cast<uint32_t>(size));
+    pen.put32(packet.interface);
+    pen.put32(static_cast<uint32_t>(packet.time >> 32));
+    pen.put32(static_cast<uint32_t>(packet.time));
+    pen.put32(static_cast<uint32_t>(packet.size));
+    pen.put32(static_cast<uint32_t>(packet.size));
+    pen.putPadded(packet.bytes, packet.size);
     if (packet.direction != Direction::Unknown) {
-        append16(to, optionFlags);
-        append16(to, flagsSize);
-        append32(to, static_cast<uint32_t>(packet.direction));
+        pen.putOptionHead(optionFlags, flagsSize);
+        pen.put32(static_cast<uint32_t>(packet.direction));
     }
-    if (!packet.comment.empty()) appendOption(to, optionComment, packet.comment);
-    appendEndOfOptions(to);
-    endBlock(to, begin);
+    if (!packet.comment.empty()) {
+        const std::string_view comment = cut(packet.comment);
+        pen.putOptionHead(optionComment, comment.size());
+        pen.putPadded(comment.data(), comment.size());
+    }
+    pen.putOptionHead(optionEnd, 0);
+    pen.put32(static_cast<uint32_t>(size));
 }
 
 } // namespace capture

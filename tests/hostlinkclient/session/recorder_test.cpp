@@ -338,11 +338,12 @@ TEST_F(ARecorder, WritesAtOnceWhatIsHalfABuffer) {
 
 TEST_F(ARecorder, IsAskedForByTheEnvironment) {
     PlayedHost host;
+    PlayedHost otherHost;
     ::setenv("HOSTLINK_RECORD", folder.c_str(), 1);
     ::setenv("HOSTLINK_RECORD_MIB", "1", 1);
     {
         hostlink::Client one(host.wire(), quick());
-        const hostlink::Client other(host.wire(), quick());
+        const hostlink::Client other(otherHost.wire(), quick());
         ASSERT_TRUE(one.get(STA_PlayerVolume));
     }
     ::unsetenv("HOSTLINK_RECORD");
