@@ -129,6 +129,8 @@ def OtherProgramsReadRecordings(build):
         expect("direction", [int(row[0], 0) for row in rows], [way for way, _, _, _ in packets])
         expect("comments", [row[1] for row in rows], [words for _, _, words, _ in packets])
         expect("times", [int(row[2].replace(".", "")) for row in rows], [when for _, _, _, when in packets])
+        shown = tshark("-r", path, "-Y", "hostlink.verdict", "-T", "fields", "-e", "_ws.col.Info")
+        expect("verdicts", shown.splitlines(), 2 * ["verdict of the link: Accepted"])
         expect("state", tshark("-r", path, "-Y", 'hostlink.item == "PlayerVolume = 30"', "-T", "fields", "-e",
                                "hostlink.direction"), "1,1\n")  # the answer of the link, and the packet
         told = subprocess.run(["capinfos", "-M", "-c", "-n", path], capture_output=True, check=True).stdout.decode()

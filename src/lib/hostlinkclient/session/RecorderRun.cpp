@@ -41,6 +41,7 @@ Recorder::Run::Run(RecordedFiles into) : files(std::move(into)), room(files.long
     outgoing.reserve(room);
     noteProblem(files.begin());
     path = files.path();
+    serialCalls.enter();
     thread = startQuietThread([this] { run(); });
 }
 
@@ -96,8 +97,13 @@ void Recorder::Run::tellLoss(uint32_t interface, uint64_t now) {
 uint32_t Recorder::Run::interfaceOf(const RecordedPiece& piece) {
     for (std::size_t i = 0; i < wires.size(); ++i)
         if (wires[i].is(piece)) return static_cast<uint32_t>(i);
-    interfaces.push_back(capture::interfaceOf({piece.kind, piece.form, piece.device, piece.words}));
-    wires.push_back({piece.kind, piece.form, piece.device});
+    // Whatever there is no memory for, both keep the same numbers.
+    capture::Interface interface = capture::interfaceOf({piece.kind, piece.form, piece.device, piece.words});
+    Wire wire{piece.kind, piece.form, piece.device};
+    interfaces.reserve(interfaces.size() + 1);
+    wires.reserve(wires.size() + 1);
+    interfaces.push_back(std::move(interface));
+    wires.push_back(std::move(wire));
     return static_cast<uint32_t>(wires.size() - 1);
 }
 

@@ -79,7 +79,7 @@ private:
     bool isWriting = false;
     bool hurry = false;
     bool ending = false;
-    SerialCalls serialCalls{*this}; // behind all that records
+    SerialCalls serialCalls{*this};
     std::thread thread;
 };
 

@@ -53,7 +53,7 @@ bool canRecordSerialCalls() {
     return serialTap != nullptr;
 }
 
-SerialCalls::SerialCalls(Recorder::Run& recorder) : to(recorder) {
+void SerialCalls::enter() {
     const std::lock_guard lock(recorders().mutex);
     recorders().all.push_back(&to);
     if (canRecordSerialCalls()) serialTap(tell);

@@ -9,14 +9,16 @@ namespace hostlink {
 /// Whether the serial library tells what it carries. Another one in place of ours need not.
 bool canRecordSerialCalls();
 
-/// As long as it lives a recorder gets what the serial library carries, where that tells. Any thread.
+/// A recorder's place among those that get what the serial library carries, where that tells. Any thread.
 class SerialCalls {
 public:
-    explicit SerialCalls(Recorder::Run& recorder);
+    explicit SerialCalls(Recorder::Run& recorder) : to(recorder) {}
     ~SerialCalls() { leave(); }
     SerialCalls(const SerialCalls&) = delete;
     SerialCalls& operator=(const SerialCalls&) = delete;
 
+    /// From now on the recorder gets it.
+    void enter();
     /// No more; and nobody is inside the recorder for it any more.
     void leave();
 
