@@ -71,7 +71,7 @@ TEST(RecorderWithoutMemory, LeavesOutThePieceOfANewWireAndKeepsItsNumbers) {
                                             content.data(),
                                             content.size()};
         for (bool failed = true; failed && failures < 100;) {
-            const Allocations memory(failures + 1);
+            const sweep::Allocations memory(failures + 1);
             recorder.run()->record(piece);
             failed = recorder.lost() > failures;
             failures += failed ? 1 : 0;
