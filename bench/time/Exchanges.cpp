@@ -59,7 +59,9 @@ void registerSideBySide(const std::string& name, const std::vector<Subject>& sub
                                          const size_t shift = (*first)++;
                                          for (size_t i = 0; i < subjects.size(); ++i) {
                                              const Subject& subject = subjects[(shift + i) % subjects.size()];
+                                             if (subject.before) subject.before();
                                              if (!measure(subject, state.counters)) state.SkipWithError("not accepted");
+                                             if (subject.after) subject.after();
                                          }
                                      }
                                  })

@@ -16,6 +16,8 @@ constexpr int manyRuns = 45;
 struct Subject {
     std::string name;
     std::function<bool()> exchange; ///< one exchange; tells whether it went well
+    std::function<void()> before{}; ///< what a run needs; not measured
+    std::function<void()> after{};
 };
 
 /// Own time of all threads, and the clock's, of each subject: a repetition has `shortRun` exchanges of each, one

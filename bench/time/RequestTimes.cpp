@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
+
+#include <unistd.h>
 
 #include <hostlink/HostLinkMessage.h>
 #include <hostlink/HostLinkPhysicalLayer.h>
@@ -71,23 +74,46 @@ private:
     ByteArray answer;
 };
 
-std::shared_ptr<hostlink::Client> startedClient(const HostProcess& host) {
-    auto client = std::make_shared<hostlink::Client>(hostlink::Uart{host.slavePath(), 115200, patience});
+std::shared_ptr<hostlink::Client> startedClient(const HostProcess& host, const hostlink::Options& options = {}) {
+    auto client = std::make_shared<hostlink::Client>(hostlink::Uart{host.slavePath(), 115200, patience}, options);
     if (!client->waitUntilUp(patience)) throw std::runtime_error("the client finds no host: " + client->linkText());
     return client;
+}
+
+bool getsWhatIsHeld(hostlink::Client& client) {
+    return client.get(STA_PlayerVolume).valueOr({}) == hostlink::Value(held);
+}
+
+// A recorder records whatever the process exchanges, so there is one only while its subject runs. The other one gets
+// new clients as well.
+Subject withNewClients(const std::string& name, const HostProcess& host, const std::string& folder) {
+    const auto client = std::make_shared<std::shared_ptr<hostlink::Client>>();
+    const auto before = [client, &host, folder] {
+        hostlink::Options options;
+        if (!folder.empty()) options.recorder = hostlink::Recorder(hostlink::RecordingRing{folder});
+        *client = startedClient(host, options);
+        getsWhatIsHeld(**client);
+    };
+    const auto after = [client, folder] {
+        client->reset();
+        if (!folder.empty()) std::filesystem::remove_all(folder);
+    };
+    return {name, [client] { return getsWhatIsHeld(**client); }, before, after};
 }
 
 } // namespace
 
 void registerRequestTimes(const AnsweringHosts& hosts) {
-    const auto throughClient = [client = startedClient(hosts.client)] {
-        return client->get(STA_PlayerVolume).valueOr({}) == hostlink::Value(held);
-    };
+    const auto throughClient = [client = startedClient(hosts.client)] { return getsWhatIsHeld(*client); };
     const auto byHand = [program = std::make_shared<ByHand>(hosts.byHand)] {
         return program->get(STA_PlayerVolume) == held;
     };
     registerSideBySide("request over a terminal|side by side|get",
                        {{"client", throughClient}, {"transport by hand", byHand}});
+    const auto folder = std::filesystem::temp_directory_path() / ("hostlink-bench-" + std::to_string(::getpid()));
+    registerSideBySide("recorded request|side by side|get",
+                       {withNewClients("recorded", hosts.recorded, folder.string()),
+                        withNewClients("not recorded", hosts.notRecorded, "")});
     registerIdle("idle|client|half a second", [client = startedClient(hosts.idle)] { client->get(STA_PlayerVolume); });
 }
 

@@ -293,7 +293,8 @@ local function showComments(tree, record, tvb)
     item:set_text("Host link, as the recorder says")
     if record.line then generated(item:add(fields.line, record.line)) end
     if record.verdict then generated(item:add(fields.verdict, record.verdict)) end
-    return record.line and "interrupt line " .. record.line
+    if record.line then return "interrupt line " .. record.line end
+    return tvb:len() == 0 and "verdict of the link: " .. record.verdict or nil
 end
 
 local showers = { packet = showPacket, bad = showBad, dropped = showDropped, filler = showFiller }

@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "Profiles.h"
+#include "UsageError.h"
 
 namespace command {
 
@@ -13,10 +14,18 @@ WireOptions Program::wire() const {
     return common.wire.over(Profiles(common.profiles).profile(common.profile));
 }
 
+hostlink::Recorder Program::recordInto(const std::string& file) {
+    recorder.emplace(hostlink::RecordingFile{file});
+    if (!recorder->problem().empty()) throw UsageError(recorder->problem());
+    return *recorder;
+}
+
 hostlink::Client& Program::host() {
     if (!client) {
         hostlink::Options options;
         options.deadline = timeout();
+        if (!common.record.empty()) recordInto(common.record);
+        options.recorder = recorder;
         client = std::make_unique<hostlink::Client>(wire().wire(), options);
     }
     return *client;

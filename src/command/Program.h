@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <hostlinkclient/Client.h>
@@ -23,6 +24,7 @@ struct CommonOptions {
     std::string profiles; ///< path of their file; empty: the usual one
     bool json = false;
     int timeout = 3000; ///< milliseconds
+    std::string record; ///< file; empty: nothing is recorded
     std::string logLevel = "off";
 };
 
@@ -45,6 +47,9 @@ public:
     /// Opens the link when it is asked for first.
     /// @throw UsageError no wire is named
     hostlink::Client& host();
+    /// Has the link recorded, from its beginning.
+    /// @throw UsageError the file cannot be written
+    hostlink::Recorder recordInto(const std::string& file);
     /// How requests are made: within the time-out, and until Ctrl-C.
     hostlink::Call call() const;
 
@@ -52,6 +57,7 @@ private:
     const CommonOptions& common;
     Output& out;
     Stop& end;
+    std::optional<hostlink::Recorder> recorder;
     std::unique_ptr<hostlink::Client> client;
 };
 

@@ -31,6 +31,7 @@ void declareCommon(CLI::App& app, command::CommonOptions& options) {
         ->type_name("MS")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
+    app.add_option("--record", options.record, "Record what goes over the wire, as pcapng")->type_name("FILE");
     app.add_option("--log-level", options.logLevel, "What the library logs to the standard error")
         ->type_name("LEVEL")
         ->check(CLI::IsMember({"trace", "debug", "info", "warn", "error", "off"}))
@@ -63,11 +64,11 @@ int main(int argc, char** argv) {
     declareCommon(app, options);
     declareWire(app, options.wire);
     for (const auto declare :
-         {command::declareGet, command::declareSet, command::declareWatch, command::declareEvents,
-          command::declarePress, command::declareLed, command::declareSend, command::declareReceive,
-          command::declareTunnel, command::declarePing, command::declareStates, command::declareProfiles,
-          command::declareExplain, command::declareDecode, command::declareDoctor, command::declareCompletion,
-          command::declareManual}) {
+         {command::declareGet,     command::declareSet,    command::declareWatch,      command::declareEvents,
+          command::declarePress,   command::declareLed,    command::declareSend,       command::declareReceive,
+          command::declareTunnel,  command::declarePing,   command::declareStates,     command::declareProfiles,
+          command::declareExplain, command::declareDecode, command::declareDoctor,     command::declareRecord,
+          command::declareReplay,  command::declareExtcap, command::declareCompletion, command::declareManual}) {
         declare(app, chosen);
     }
     try {

@@ -549,22 +549,27 @@ wire 0 (uart bytes), host to module
 
 class Installation(Dissected):
     def install(self, prefix):
-        """What an installation of the plugin alone writes, below a folder that a packager names."""
+        """Where an installation for Wireshark alone puts plugin and extcap, below a folder that a packager names."""
         root = self.folder / "root"
         subprocess.run(["cmake", "--install", BUILD, "--component", "wireshark", "--prefix", prefix], check=True,
                        capture_output=True, env={**os.environ, "DESTDIR": str(root)})
-        written = [path for path in root.rglob("*") if path.is_file()]
-        self.assertEqual([path.name for path in written], ["hostlink.lua"])
-        self.assertEqual(written[0].read_bytes(), PLUGIN.read_bytes())
-        return "/" + str(written[0].parent.relative_to(root))
+        extcap, plugin = sorted((path for path in root.rglob("*") if path.is_file()), key=lambda path: path.name)
+        self.assertEqual((plugin.name, extcap.name), ("hostlink.lua", "hostlink-extcap"))
+        self.assertEqual(plugin.read_bytes(), PLUGIN.read_bytes())
+        self.assertIn(f"exec '{prefix}/bin/hostlink' extcap", extcap.read_text())
+        self.assertTrue(os.access(extcap, os.X_OK))
+        return tuple("/" + str(path.parent.relative_to(root)) for path in (plugin, extcap))
 
     def test_where_wireshark_looks(self):
         folders = subprocess.run(["tshark", "-G", "folders"], capture_output=True, text=True, check=True).stdout
-        looked_at = re.search(r"^Global Lua Plugins:\s*(.*)$", folders, re.MULTILINE)[1]
+        looked_at = tuple(re.search(rf"^{title}:\s*(.*)$", folders, re.MULTILINE)[1]
+                          for title in ("Global Lua Plugins", "Extcap path"))
         self.assertEqual(self.install("/usr/local"), looked_at)
 
     def test_in_a_place_of_ones_own(self):
-        self.assertRegex(self.install("/opt/zent"), r"^/opt/zent/lib[^ ]*/wireshark/plugins$")
+        plugins, extcap = self.install("/opt/zent")
+        self.assertRegex(plugins, r"^/opt/zent/lib[^ ]*/wireshark/plugins$")
+        self.assertEqual(extcap, plugins.replace("plugins", "extcap"))
 
 
 def main():

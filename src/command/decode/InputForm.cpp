@@ -2,6 +2,8 @@
 
 #include "HexText.h"
 #include "LogText.h"
+#include "RecordedPieces.h"
+#include "command/recording/Recording.h"
 
 namespace command {
 
@@ -24,6 +26,7 @@ std::vector<Piece> oneStream(const std::string& input) {
 
 // The first that fits is it.
 constexpr InputForm forms[] = {
+    {isRecording, piecesOfRecording},
     {isLog, piecesOfLog},
     {anything, oneStream},
 };

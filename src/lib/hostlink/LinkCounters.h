@@ -27,14 +27,25 @@ public:
     void add(LinkCounter what, uint64_t times = 1) {
         const auto index = static_cast<std::size_t>(what);
         if (index < known) counts[index].fetch_add(times, std::memory_order_relaxed);
+        if (told != nullptr) told(context, what, times);
     }
     uint64_t of(LinkCounter what) const {
         const auto index = static_cast<std::size_t>(what);
         return index < known ? counts[index].load(std::memory_order_relaxed) : 0;
     }
 
+    using Told = void (*)(void* context, LinkCounter what, uint64_t times);
+    /// Has `function` be told of whatever is counted from now on, on the thread that counts: must be quick, and must
+    /// not throw. Before anything counts into this.
+    void tell(Told function, void* with) {
+        told = function;
+        context = with;
+    }
+
 private:
     const std::size_t known = size; // a link may be newer than the object that it counts into
+    Told told = nullptr;
+    void* context = nullptr;
     std::atomic<uint64_t> counts[size]{};
 };
 

@@ -9,6 +9,7 @@
 
 #include <hostlinkclient/Call.h>
 #include <hostlinkclient/Events.h>
+#include <hostlinkclient/Recorder.h>
 #include <hostlinkclient/StateId.h>
 
 namespace hostlink {
@@ -51,6 +52,10 @@ struct Options {
     /// Where callbacks run: with it, when the program calls `Events::dispatch()`, and no thread of the client's calls
     /// the program but for `log` and those of file transfers; without it, on threads of the client's own.
     std::optional<Events> events;
+
+    /// Records what goes over the client's wire. Without one the environment may ask for it: `HOSTLINK_RECORD` names
+    /// the folder of a ring (docs/recorder.md).
+    std::optional<Recorder> recorder;
 };
 
 } // namespace hostlink

@@ -59,12 +59,13 @@ bool BusDevice::isOpenTo(const char* verb) const {
 
 bool BusDevice::isComplete(const char* verb, long long result, std::size_t expected) const {
     const int error = errno;
+    if (result >= 0 && static_cast<unsigned long long>(result) == expected) return true;
+    tapped.failed();
     if (result < 0) {
         // The two ways in which I2C drivers say that nobody pulled the acknowledge bit low.
         const bool unanswered = error == ENXIO || error == EREMOTEIO;
         return fail("cannot " + std::string(verb) + (unanswered ? " (the device does not acknowledge)" : ""), error);
     }
-    if (static_cast<unsigned long long>(result) == expected) return true;
     return refuse(std::string(verb) + " cut short: " + std::to_string(result) + " of " + std::to_string(expected));
 }
 

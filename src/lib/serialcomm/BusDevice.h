@@ -11,6 +11,7 @@
 
 #include "BusFiles.h"
 #include "ByteArray.h"
+#include "Tapped.h"
 
 namespace serialcomm {
 
@@ -20,11 +21,12 @@ public:
     /// Makes the settings on an open device file; what is wrong, or nothing.
     using Configure = std::function<std::string(int fd)>;
 
+    /// @param wire       which bus, for who looks on: "i2c", "spi"
     /// @param devicePath bus device file
     /// @param settings   what is set on it, as text: objects with the same text share one open file
     /// @param name       how log lines name the device
-    BusDevice(std::string devicePath, std::string settings, std::string name)
-        : key(std::move(devicePath), std::move(settings)), device(std::move(name)) {}
+    BusDevice(const char* wire, const std::string& devicePath, const std::string& settings, std::string name)
+        : tapped(wire, devicePath, settings), key(devicePath, settings), device(std::move(name)) {}
 
     /// Opens the device file, or shares the one that another object has open, and makes the settings. False when that
     /// fails, or when it is open already.
@@ -38,13 +40,15 @@ public:
     bool isOpenTo(const char* verb) const;
 
     /// Whether the transfer `verb` of `expected` units, which answered `result` (negative: see errno), was complete.
-    /// A short one counts as failed: half a packet is none.
+    /// A short one counts as failed, which who looks on is told: half a packet is none.
     bool isComplete(const char* verb, long long result, std::size_t expected) const;
 
     /// One ERROR line about this device.
     bool refuse(std::string_view what) const;
     /// One ERROR line about this device with the text of `error`, an errno value.
     bool fail(std::string_view what, int error) const;
+
+    const Tapped tapped;
 
 private:
     std::shared_ptr<const BusFile> openShared(const Configure& configure) const;

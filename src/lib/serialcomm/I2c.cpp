@@ -34,7 +34,7 @@ std::string addressText(int address) {
 
 struct I2c::Impl {
     Impl(const std::string& path, int slave)
-        : bus(path, "address " + addressText(slave), "I2c " + path + " address " + addressText(slave)),
+        : bus("i2c", path, "address " + addressText(slave), "I2c " + path + " address " + addressText(slave)),
           address(slave) {}
 
     std::string configure(int fd) const;
@@ -76,12 +76,14 @@ ByteArray I2c::read(int size) {
     ByteArray data(static_cast<std::size_t>(size));
     const ssize_t got = repeatInterrupted([&] { return ::read(impl->bus.fd(), data.data(), data.size()); });
     if (!impl->bus.isComplete("read", got, data.size())) return {};
+    impl->bus.tapped.read(data);
     return data;
 }
 
 bool I2c::write(const ByteArray& data) {
     if (!impl->mayWrite(data) || !impl->bus.isOpenTo("write")) return false;
     if (data.empty()) return true;
+    impl->bus.tapped.written(data);
     const ssize_t sent = repeatInterrupted([&] { return ::write(impl->bus.fd(), data.data(), data.size()); });
     return impl->bus.isComplete("write", sent, data.size());
 }
@@ -99,7 +101,9 @@ ByteArray I2c::writeRead(const ByteArray& data, int size) {
     std::array<i2c_msg, 2> messages{{{address, 0, static_cast<__u16>(sent.size()), sent.data()},
                                      {address, I2C_M_RD, static_cast<__u16>(received.size()), received.data()}}};
     i2c_rdwr_ioctl_data transaction{messages.data(), messages.size()};
+    impl->bus.tapped.written(data);
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), I2C_RDWR, &transaction); });
     if (!impl->bus.isComplete("write and read", done, messages.size())) return {};
+    impl->bus.tapped.read(received);
     return received;
 }

@@ -55,7 +55,7 @@ spi_ioc_transfer transferOf(const unsigned char* sent, unsigned char* received, 
 
 struct Spi::Impl {
     Impl(const std::string& path, int hertz, uint8_t clockMode)
-        : bus(path, std::to_string(hertz) + " Hz mode " + std::to_string(clockMode), "Spi " + path),
+        : bus("spi", path, std::to_string(hertz) + " Hz mode " + std::to_string(clockMode), "Spi " + path),
           speed(hertz),
           mode(clockMode) {}
 
@@ -104,12 +104,14 @@ ByteArray Spi::read(int size) {
     const spi_ioc_transfer transfer = transferOf(nullptr, received.data(), received.size());
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
     if (!impl->bus.isComplete("read", done, received.size())) return {};
+    impl->bus.tapped.read(received);
     return received;
 }
 
 bool Spi::write(const ByteArray& data) {
     if (!impl->mayWrite(data) || !impl->bus.isOpenTo("write")) return false;
     if (data.empty()) return true;
+    impl->bus.tapped.written(data);
     const spi_ioc_transfer transfer = transferOf(data.data(), nullptr, data.size());
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(1), &transfer); });
     return impl->bus.isComplete("write", done, data.size());
@@ -125,7 +127,9 @@ ByteArray Spi::writeRead(const ByteArray& data, int size) {
     ByteArray received(static_cast<std::size_t>(size));
     const std::array<spi_ioc_transfer, 2> transfers{transferOf(data.data(), nullptr, data.size()),
                                                     transferOf(nullptr, received.data(), received.size())};
+    impl->bus.tapped.written(data);
     const int done = repeatInterrupted([&] { return ::ioctl(impl->bus.fd(), SPI_IOC_MESSAGE(2), transfers.data()); });
     if (!impl->bus.isComplete("write and read", done, data.size() + received.size())) return {};
+    impl->bus.tapped.read(received);
     return received;
 }

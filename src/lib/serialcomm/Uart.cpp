@@ -30,6 +30,7 @@
 #include "OtherUsers.h"
 #include "OutputQueue.h"
 #include "SerialLog.h"
+#include "Tapped.h"
 #include "UartEnding.h"
 #include "UartOutput.h"
 #include "WakeableGate.h"
@@ -97,7 +98,11 @@ enum class Wait { Ready, Gone, Stopped, TimedOut, Failed };
 
 struct Uart::Impl {
     Impl(const std::string& portPath, const LineSettings& line, bool alone)
-        : path(portPath), device("Uart " + portPath), settings(line), exclusive(alone) {}
+        : path(portPath),
+          device("Uart " + portPath),
+          settings(line),
+          exclusive(alone),
+          tapped("uart", portPath, std::to_string(line.baudRate) + " baud") {}
     ~Impl();
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
@@ -129,6 +134,7 @@ private:
     const std::string device; // how log lines name this port
     const LineSettings settings;
     const bool exclusive;
+    const Tapped tapped;
     WakeableGate gate;                 // lets calls use port
     FoundLine found{};                 // as the port was before init
     Descriptor port;                   // set by init before the gate opens, closed after that is closed
@@ -229,6 +235,7 @@ ByteArray Uart::Impl::read(std::size_t size, bool* error) {
         const ssize_t count = repeatInterrupted([&] { return ::read(port.get(), data.data(), data.size()); });
         if (count > 0) {
             data.resize(static_cast<std::size_t>(count));
+            tapped.read(data);
             return data;
         }
         const bool nothingYet = count < 0 && errno == EAGAIN;
@@ -259,6 +266,7 @@ bool Uart::Impl::waitUntilTakes(OutputProgress* progress) {
 bool Uart::Impl::write(const ByteArray& data) {
     const WakeableGate::Pass pass(gate);
     if (!pass) return reportNotOpen("write");
+    tapped.written(data);
     OutputProgress progress(writePatience);
     std::size_t sent = 0;
     while (sent < data.size()) {
@@ -270,8 +278,10 @@ bool Uart::Impl::write(const ByteArray& data) {
             progress.moved();
         } else if (count < 0 && errno != EAGAIN) {
             logSystemError(device, "cannot write", errno);
+            tapped.failed();
             return false;
         } else if (!waitUntilTakes(&progress)) {
+            tapped.failed();
             return false;
         }
     }

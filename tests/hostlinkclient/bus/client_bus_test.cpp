@@ -1,4 +1,5 @@
 // The client over I2C and SPI, against the simulated host of the rig.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -6,13 +7,19 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <capture/PcapngReader.h>
+#include <capture/RecordedWire.h>
 #include <hostlinkclient/Client.h>
 
 #include "rig/RigControl.h"
@@ -99,6 +106,47 @@ TEST_P(ClientOnABus, AsksAndIsTold) {
     EXPECT_GT(counts.edges, 0U);
     EXPECT_GE(counts.exchanges, counts.edges);
     EXPECT_EQ(counts.garbageBytes, 0U);
+}
+
+// A get on a bus: a write and a read for its packet, the edge, a write (IRQ frame) and a read for the answer, and a
+// write that acknowledges it.
+TEST_P(ClientOnABus, IsRecordedTransactionByTransaction) {
+    using capture::Direction;
+    const auto path = std::filesystem::temp_directory_path() / ("bus-" + std::to_string(::getpid()) + ".pcapng");
+    Options recorded = quick();
+    recorded.recorder = Recorder(RecordingFile{path});
+    ASSERT_TRUE(connected(recorded)->get(STA_PlayerVolume));
+    recorded.recorder->flush();
+    std::ifstream file(path, std::ios::binary);
+    const ByteArray content(std::istreambuf_iterator<char>(file), {});
+    std::filesystem::remove(path);
+    capture::PcapngReader reader;
+    reader.append(content.data(), content.size());
+    std::vector<capture::Packet> packets;
+    while (const auto packet = reader.next()) packets.push_back(*packet);
+
+    ASSERT_EQ(reader.interfaces().size(), 1U);
+    const bool isI2c = GetParam() == Bus::I2c;
+    const busrig::RigBoard& board = busrig::firstBoard;
+    EXPECT_EQ(reader.interfaces()[0].name, isI2c ? board.i2cPath : board.spiPath);
+    EXPECT_EQ(reader.interfaces()[0].description.rfind(isI2c ? "i2c transactions" : "spi transactions", 0), 0U);
+    const auto count = [&](auto fits) { return std::count_if(packets.begin(), packets.end(), fits); };
+    const auto beginsWith = [](const capture::Packet& packet, Direction direction, const ByteArray& bytes) {
+        return packet.direction == direction && packet.bytes.size() >= bytes.size() &&
+               std::equal(bytes.begin(), bytes.end(), packet.bytes.begin());
+    };
+    const ByteArray irq{0xFF, 0xFE, 0x0E, 0x00, 0x22};
+    const ByteArray request{0xFF, 0xFE, 0x0F, 0x00, 0x23};
+    const ByteArray acknowledgement{0xFF, 0xFE, 0x08, 0x00, 0xA3};
+    EXPECT_GE(count([](const auto& packet) { return capture::isEdge(packet); }), 2);
+    EXPECT_GE(count([](const auto& packet) { return capture::verdictOf(packet) == "Accepted"; }), 2);
+    EXPECT_GE(count([&](const auto& packet) { return beginsWith(packet, Direction::Outbound, irq); }), 2);
+    EXPECT_GE(count([&](const auto& packet) { return beginsWith(packet, Direction::Outbound, request); }), 2);
+    EXPECT_GE(count([&](const auto& packet) { return beginsWith(packet, Direction::Outbound, acknowledgement); }), 2);
+    EXPECT_GE(count([&](const auto& packet) { return beginsWith(packet, Direction::Inbound, acknowledgement); }), 2);
+    EXPECT_GE(
+        count([&](const auto& packet) { return packet.direction == Direction::Inbound && packet.bytes.size() == 64; }),
+        2);
 }
 
 TEST_P(ClientOnABus, HoldsWhatWasConfirmedUnderDamage) {

@@ -91,7 +91,16 @@ Core::Core(const Wire& wire, const Options& options)
       results(std::make_shared<Results>()),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
-      line(wire, lineEvents(), counted, keeper) {}
+      recording(recordingOf(wire)),
+      line(wire, lineEvents(), counted, recording.get(), keeper) {}
+
+std::unique_ptr<LinkRecording> Core::recordingOf(const Wire& wire) {
+    const std::optional<Recorder> recorder = recorderFor(settings.recorder);
+    if (!recorder) return nullptr;
+    auto made = std::make_unique<LinkRecording>(*recorder, wire.inside());
+    made->recordEdges(counted.ofLinks);
+    return made;
+}
 
 Line::Events Core::lineEvents() {
     Line::Events events;

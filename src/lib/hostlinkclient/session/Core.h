@@ -115,6 +115,7 @@ private:
     void tellTheRest();
 
     Line::Events lineEvents();
+    std::unique_ptr<LinkRecording> recordingOf(const Wire& wire);
     void openLine();
     void advance();
     void askStep(const SubscriptionTable::Step& step);
@@ -166,10 +167,11 @@ private:
     std::mutex joining; // guards the joining of the callbacks' thread
 
     // Each is ended by close(), in this order backwards.
-    Worker keeper;    // time, the session's tasks, and the end of the device
-    Line line;        // opened and closed by the sender
-    Worker sender;    // writes what nobody waits for, makes and ends links
-    Worker callbacks; // the program's, one after another, and the log
+    Worker keeper;                                  // time, the session's tasks, and the end of the device
+    const std::unique_ptr<LinkRecording> recording; // none: nobody records
+    Line line;                                      // opened and closed by the sender
+    Worker sender;                                  // writes what nobody waits for, makes and ends links
+    Worker callbacks;                               // the program's, one after another, and the log
 };
 
 } // namespace hostlink

@@ -36,8 +36,8 @@ void keepForGood(std::unique_ptr<HostLinkPhysicalLayer> link) {
 
 } // namespace
 
-Line::Line(const Wire& to, Events tells, Counters& counted, Worker& watching)
-    : wire(to), events(std::move(tells)), counters(counted), watcher(watching) {}
+Line::Line(const Wire& to, Events tells, Counters& counted, const LinkRecording* recordedBy, Worker& watching)
+    : wire(to), events(std::move(tells)), counters(counted), recording(recordedBy), watcher(watching) {}
 
 Line::~Line() {
     close();
@@ -77,7 +77,7 @@ std::string Line::prepare() {
     if (!problem.empty() || tap) return problem;
     auto link = wire.inside().make();
     if (!link) return "there is no such link: " + name();
-    auto made = std::make_shared<Tap>(std::move(link), wire.inside().maxPacketSize, counters, repeated,
+    auto made = std::make_shared<Tap>(std::move(link), wire.inside().maxPacketSize, counters, repeated, recording,
                                       events.lastPacketGoesOut);
     {
         const std::lock_guard lock(mutex);

@@ -28,8 +28,9 @@ public:
         std::function<void(const std::string&)> hungUp; ///< the watcher's thread
     };
 
-    /// @param watching tells when a serial port goes
-    Line(const Wire& to, Events tells, Counters& counted, Worker& watching);
+    /// @param recordedBy null: by nobody
+    /// @param watching   tells when a serial port goes
+    Line(const Wire& to, Events tells, Counters& counted, const LinkRecording* recordedBy, Worker& watching);
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
     ~Line();
@@ -59,6 +60,7 @@ private:
     const Wire wire;
     const Events events;
     Counters& counters;
+    const LinkRecording* const recording;
     Worker& watcher;
     RepeatedPackets repeated;
     int sentinel = -1;        // the device once more, only to hear of its end

@@ -25,11 +25,12 @@ HostLinkPhysicalLayer::Properties packetSize(int bytes) {
 } // namespace
 
 Tap::Tap(std::unique_ptr<HostLinkPhysicalLayer> link, int packetBytes, Counters& counted,
-         RepeatedPackets& repeatedPackets, std::function<void()> whenLastPacketGoesOut)
+         RepeatedPackets& repeatedPackets, const LinkRecording* recordedBy, std::function<void()> whenLastPacketGoesOut)
     : HostLinkPhysicalLayer(packetSize(packetBytes)),
       real(std::move(link)),
       counters(counted),
       repeated(repeatedPackets),
+      recording(recordedBy),
       lastPacketGoesOut(std::move(whenLastPacketGoesOut)) {
     if (auto* counting = dynamic_cast<CountingLink*>(real.get())) counting->countInto(counters.ofLinks);
     real->addDataReceivedObserver([this](const ByteArray& packet) { takePacket(packet); });
@@ -53,6 +54,7 @@ int Tap::nextFrameId() {
 void Tap::takePacket(const ByteArray& packet) {
     countUp(counters.packetsIn);
     countUp(counters.bytesIn, packet.size());
+    if (recording != nullptr) recording->packetIn(packet);
     if (repeated.isRepeated(packet, std::chrono::steady_clock::now()))
         countUp(counters.repeatedPackets);
     else
@@ -71,7 +73,9 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     if (HostLinkPacket::isLast(packet) && !written.refusedLast) lastPacketGoesOut();
     countUp(counters.packetsOut);
     countUp(counters.bytesOut, packet.size());
+    if (recording != nullptr) recording->packetOut(packet);
     const WriteDataResponse response = link->writeData(packet);
+    if (recording != nullptr) recording->verdict(response);
     written.refusedLast = response == Rejected;
     if (response == Rejected) {
         ++written.refusals;

@@ -11,6 +11,7 @@
 
 #include "hostlinkclient/machines/RepeatedPackets.h"
 #include "hostlinkclient/session/Counters.h"
+#include "hostlinkclient/session/LinkRecording.h"
 
 namespace hostlink {
 
@@ -27,9 +28,10 @@ public:
     /// @param lastPacketGoesOut called on the writing thread before the last packet of a message is written for the
     /// first
     ///                          time
+    /// @param recordedBy        null: by nobody
     /// @param repeated          outlives links: the host numbers on
     Tap(std::unique_ptr<HostLinkPhysicalLayer> link, int packetBytes, Counters& counted,
-        RepeatedPackets& repeatedPackets, std::function<void()> whenLastPacketGoesOut);
+        RepeatedPackets& repeatedPackets, const LinkRecording* recordedBy, std::function<void()> whenLastPacketGoesOut);
     ~Tap() override;
 
     bool init() override;
@@ -58,6 +60,7 @@ private:
     std::unique_ptr<HostLinkPhysicalLayer> real; // taken away by `end` and `release` only, when no writer is inside
     Counters& counters;
     RepeatedPackets& repeated; // the link's receiving thread
+    const LinkRecording* const recording;
     const std::function<void()> lastPacketGoesOut;
     Written written;  // the thread that writes
     std::mutex mutex; // guards the two below, and `real` as it goes

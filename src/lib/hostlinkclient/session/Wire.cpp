@@ -45,7 +45,7 @@ Wire::Data dataOf(const Uart& uart) {
     properties.setInt(UartResponseTimeout, static_cast<int>(uart.responseTimeout.count()));
     properties.setString(UartParity, uart.parity);
     properties.setInt(UartOptions, uart.options);
-    return {maker("uart", properties), uart.device, uart.device, true, uart.maxPacketSize};
+    return {maker("uart", properties), uart.device, uart.device, true, uart.maxPacketSize, "uart"};
 }
 
 Wire::Data dataOf(const I2c& i2c) {
@@ -53,19 +53,19 @@ Wire::Data dataOf(const I2c& i2c) {
     properties.setInt(I2cSlaveAddress, i2c.address);
     properties.setInt(I2cOptions, i2c.twoTransactions ? 1 : 0);
     setLine(properties, i2c.gpio, i2c.watch);
-    return {maker("i2c", properties), i2c.device, i2c.device, false, i2c.maxPacketSize};
+    return {maker("i2c", properties), i2c.device, i2c.device, false, i2c.maxPacketSize, "i2c"};
 }
 
 Wire::Data dataOf(const Spi& spi) {
     Properties properties = base(spi.device, spi.maxPacketSize);
     properties.setInt(SpiSpeed, spi.speed);
     setLine(properties, spi.gpio, spi.watch);
-    return {maker("spi", properties), spi.device, spi.device, false, spi.maxPacketSize};
+    return {maker("spi", properties), spi.device, spi.device, false, spi.maxPacketSize, "spi"};
 }
 // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
 
 Wire::Data dataOf(const OwnLink& own) {
-    return {own.make, own.name, "", false, own.maxPacketSize};
+    return {own.make, own.name, "", false, own.maxPacketSize, Wire::Data::ownKind};
 }
 
 } // namespace

@@ -1,0 +1,123 @@
+#include "PlayPort.h"
+
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <descriptor/Descriptor.h>
+#include <serialcomm/Uart.h>
+#include <serialcomm/UartEnding.h>
+#include <terminal/PseudoTerminal.h>
+
+#include "command/UsageError.h"
+
+namespace command {
+
+namespace {
+
+constexpr std::chrono::seconds writePatience{5};
+
+class Terminal : public PlayPort {
+public:
+    explicit Terminal(const std::string& link) : terminal(link), name(link.empty() ? terminal.path() : link) {}
+
+    const std::string& path() const override { return name; }
+    bool write(const ByteArray& bytes) override {
+        std::size_t sent = 0;
+        while (sent < bytes.size()) {
+            const ssize_t count = ::write(terminal.descriptor(), bytes.data() + sent, bytes.size() - sent);
+            if (count > 0)
+                sent += static_cast<std::size_t>(count);
+            else if (errno != EAGAIN || !waitFor(POLLOUT, writePatience))
+                return false;
+        }
+        return true;
+    }
+    ByteArray read(std::chrono::milliseconds within) override {
+        std::array<unsigned char, 4096> bytes;
+        if (!waitFor(POLLIN, within)) return {};
+        const ssize_t count = ::read(terminal.descriptor(), bytes.data(), bytes.size());
+        return count > 0 ? ByteArray(bytes.begin(), bytes.begin() + count) : ByteArray();
+    }
+    bool isGone() const override { return false; } // programs come and go
+
+private:
+    // Whatever closes the terminal meanwhile has the mark taken off that it may have left.
+    bool waitFor(short events, std::chrono::milliseconds time) {
+        std::array<pollfd, 2> entries{{{terminal.descriptor(), events, 0}, {terminal.noticeDescriptor(), POLLIN, 0}}};
+        if (::poll(entries.data(), entries.size(), static_cast<int>(time.count())) <= 0) return false;
+        if (entries[1].revents != 0) terminal.handleNotice();
+        return entries[0].revents != 0;
+    }
+
+    PseudoTerminal terminal;
+    const std::string name;
+};
+
+/// A thread of its own reads: the port waits for ever.
+class SerialPort : public PlayPort {
+public:
+    SerialPort(const std::string& device, int baud, const std::string& parity)
+        : name(device), port(device, baud, 0, parity, true) {
+        if (!port.init()) throw UsageError("cannot open " + device + "; --log-level error says why");
+        reader = std::thread([this] { run(); });
+    }
+    ~SerialPort() override {
+        uartEnd(port);
+        reader.join();
+    }
+    SerialPort(const SerialPort&) = delete;
+    SerialPort& operator=(const SerialPort&) = delete;
+
+    const std::string& path() const override { return name; }
+    bool write(const ByteArray& bytes) override { return port.write(bytes); }
+    ByteArray read(std::chrono::milliseconds within) override {
+        std::unique_lock lock(mutex);
+        came.wait_for(lock, within, [this] { return !unread.empty() || lost; });
+        return std::exchange(unread, {});
+    }
+    bool isGone() const override {
+        const std::lock_guard lock(mutex);
+        return lost;
+    }
+
+private:
+    void run() {
+        constexpr unsigned long most = 4096;
+        for (bool error = false; !error;) {
+            const ByteArray got = port.read(most, &error);
+            const std::lock_guard lock(mutex);
+            unread.insert(unread.end(), got.begin(), got.end());
+            lost = error;
+            came.notify_all();
+        }
+    }
+
+    const std::string name;
+    Uart port;
+    mutable std::mutex mutex; // guards the two below
+    std::condition_variable came;
+    ByteArray unread;
+    bool lost = false;
+    std::thread reader;
+};
+
+} // namespace
+
+std::unique_ptr<PlayPort> makeTerminal(const std::string& link) {
+    return std::make_unique<Terminal>(link);
+}
+
+std::unique_ptr<PlayPort> openSerialPort(const WireOptions& wire) {
+    const hostlink::Uart usual;
+    return std::make_unique<SerialPort>(wire.uart.value_or(""), wire.baud.value_or(usual.baud),
+                                        wire.parity.value_or(usual.parity));
+}
+
+} // namespace command
