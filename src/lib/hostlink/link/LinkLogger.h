@@ -4,9 +4,5 @@
 
 #include "LinkLog.h"
 
-namespace {
-
-[[maybe_unused]] log4cplus::Logger& logger = linkLogger();
+[[maybe_unused]] static log4cplus::Logger& logger = linkLogger();
 [[maybe_unused]] constexpr auto scope = "HostLinkPhysicalLayer";
-
-} // namespace
