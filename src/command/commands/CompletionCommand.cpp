@@ -116,7 +116,7 @@ std::string zshQuoted(const std::string& text) {
 
 // ":what:action" of an argument.
 std::string zshAction(const OptionRow& option) {
-    const std::string what = ":" + zshQuoted(option.positional ? option.name : option.argument) + ":";
+    std::string what = ":" + zshQuoted(option.positional ? option.name : option.argument) + ":";
     switch (option.completion) {
     case Completion::Words: return what + "(" + joined(option.words) + ")";
     case Completion::States: return what + "_hostlink_states";

@@ -61,9 +61,12 @@ struct HistogramRow {
 std::vector<HistogramRow> histogramOf(const Times& times) {
     constexpr double shortest = 0.125;
     std::vector<HistogramRow> rows;
-    for (double from = 0, to = shortest; from <= times.most(); from = to, to = 2 * to) {
+    double from = 0;
+    while (from <= times.most()) {
+        const double to = from > 0 ? 2 * from : shortest;
         const std::size_t count = times.between(from, to);
         if (!rows.empty() || count > 0) rows.push_back({to, count});
+        from = to;
     }
     return rows;
 }

@@ -76,8 +76,11 @@ ExitCode send(Program& program, const SendingOptions& options) {
     const auto sending = program.host().beginSending(options.file, how);
     if (!sending) return output.failed(sending);
     constexpr milliseconds look{50};
+    constexpr milliseconds farewell{400}; // a slow line is still busy with a chunk then, and the host is not told
     while (!sending->waitFor(look)) {
-        if (program.stop().isRequested()) sending->cancel();
+        if (!program.stop().isRequested()) continue;
+        sending->cancel();
+        if (!sending->waitFor(farewell)) program.host().close();
     }
     const auto sent = sending->wait();
     progress.end();
