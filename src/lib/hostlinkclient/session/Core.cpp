@@ -232,7 +232,8 @@ void Core::writeNow(const ByteArray& message) {
     Lock lock(mutex);
     matcher.written(sent.result, sent.refusals, Clock::now());
     unanswered = sent.result == Written::Unknown ? unanswered + 1 : 0;
-    if (unanswered >= settings.unansweredWrites && (state == LinkState::Up || state == LinkState::Opening)) {
+    if (unanswered >= settings.unansweredWrites &&
+        (state == LinkState::Up || state == LinkState::Opening || isRestoring)) {
         countUp(counted.resynchronisations);
         lose("the host did not accept " + std::to_string(unanswered) + " messages in a row");
     }
