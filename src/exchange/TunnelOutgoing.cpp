@@ -17,7 +17,8 @@ constexpr unsigned mostDoublings = 2; // a line that is bad gets no better by wa
 
 TunnelPace paceFor(int maxPacketSize) {
     TunnelPace pace;
-    pace.smallestChunk = fittingChunk(maxPacketSize, tunnelOverheadBytes, 1);
+    // Less is not worth its answer: a bad line loses time with each packet, and a message of one is mostly overhead.
+    pace.smallestChunk = fittingChunk(maxPacketSize, tunnelOverheadBytes, packetPayload(maxPacketSize));
     pace.largestChunk = std::max(fittingChunk(maxPacketSize, tunnelOverheadBytes, usualChunk), pace.smallestChunk);
     pace.buffer = std::max(pace.buffer, 4 * pace.largestChunk);
     return pace;
@@ -125,9 +126,10 @@ void TunnelOutgoing::progress(uint32_t taken, Time now) {
     if (asking()) sendAt = now + (window == 0 && !waiting.empty() ? firstProbe : Time{0});
 }
 
-// Only of requests that were sent once: of the others nobody knows which one has been answered.
+// Only of requests that were sent once: of the others nobody knows which one has been answered. A line on which none is
+// would never be known, though: there the first answer of all is taken for that to the last of them.
 void TunnelOutgoing::sample(Time now) {
-    if (attempt != 1) return;
+    if (attempt != 1 && smoothed) return;
     const Time took = now - sentAt;
     smoothed = smoothed ? (7 * *smoothed + took) / 8 : took;
     if (++wellInARow < wellBeforeLarger) return;

@@ -16,13 +16,14 @@ namespace hostlink::exchange {
 
 /// How much is carried at a time and how long answers may take.
 struct TunnelPace {
-    size_t smallestChunk = 20;                          ///< data bytes; what fills one packet
+    size_t smallestChunk = 72;                          ///< data bytes; what fills two packets
     size_t largestChunk = 1000;                         ///< data bytes
     size_t buffer = 16384;                              ///< bytes that wait in each direction of a connection
     Time firstTimeout = std::chrono::milliseconds(500); ///< before it is known how fast answers come
-    Time shortestTimeout = std::chrono::milliseconds(100);
+    Time shortestTimeout = std::chrono::milliseconds(40);
     Time longestTimeout = std::chrono::seconds(2);
     Time retryPause = std::chrono::milliseconds(10); ///< before a request is repeated that the link did not deliver
+    Time quietPause = std::chrono::milliseconds(80); ///< the same when more than one got lost, see Tunnels::sent()
     Time patience = std::chrono::seconds(30);        ///< how long the other end may say nothing at all
 };
 

@@ -12,6 +12,10 @@ constexpr unsigned mostCloses = 3; // a connection that has broken is mentioned 
 constexpr Time closeInterval = std::chrono::milliseconds(500);
 constexpr Time firstCheck = std::chrono::milliseconds(500);
 constexpr unsigned mostChecks = 8; // the last one a minute later
+constexpr Time firstCheckOnABadLine = std::chrono::milliseconds(100);
+constexpr unsigned mostChecksOnABadLine = 10;
+constexpr Time longMemory = std::chrono::seconds(5); // of what a bad line has done
+constexpr unsigned mostAnswerTries = 3;              // then the request comes again, if it is still of interest
 constexpr unsigned mostComplaints = 3;
 constexpr size_t mostStrangers = 32;
 constexpr uint32_t positionStep = 0x01000193; // any odd number: positions of two connections are far apart
@@ -121,7 +125,7 @@ void Tunnels::receive(const ByteArray& message, Time now) {
         if (const auto request = readTunnelRequest(message))
             takeRequest(*request, now);
         else
-            takeDamaged(message);
+            takeDamaged(message, now);
         return;
     }
     if (const auto answer = readTunnelAnswer(message)) {
@@ -130,12 +134,30 @@ void Tunnels::receive(const ByteArray& message, Time now) {
         return;
     }
     ++totals.damaged;
-    if (isPlainAnswer(message)) unsupported(now);
+    if (isPlainAnswer(message))
+        unsupported(now);
+    else
+        suspect(connectionOf(message), now);
+}
+
+// What was damaged was most likely the answer that is waited for: nothing is won by waiting longer. The number may have
+// suffered too.
+void Tunnels::suspect(std::optional<uint16_t> number, Time now) {
+    troubleAt = now;
+    Connection* meant = number ? find(*number) : nullptr;
+    for (auto& [other, connection] : all)
+        if (connection.state == State::Open && (meant == nullptr || meant == &connection))
+            connection.outgoing.damaged(now);
+}
+
+bool Tunnels::isBad(Time now) const {
+    return troubleAt && now - *troubleAt < longMemory;
 }
 
 // The number may have suffered too; then one that did nothing sends once more than it must.
-void Tunnels::takeDamaged(const ByteArray& message) {
+void Tunnels::takeDamaged(const ByteArray& message, Time now) {
     ++totals.damaged;
+    troubleAt = now;
     const auto number = connectionOf(message);
     if (!number) return;
     Connection* connection = find(*number);
@@ -194,7 +216,8 @@ void Tunnels::takeData(const TunnelRequest& request, Time now) {
     }
     const size_t before = connection->incoming.waiting().size();
     connection->heardAt = now;
-    if (connection->opens) connection->checkAt = now + firstCheck;
+    connection->checkEvery = isBad(now) ? firstCheckOnABadLine : firstCheck;
+    if (connection->opens) connection->checkAt = now + connection->checkEvery;
     connection->checks = 0;
     connection->incoming.take(request);
     totals.bytesReceived += connection->incoming.waiting().size() - before;
@@ -206,6 +229,7 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
     Connection* connection = find(answer.connection);
     if (connection == nullptr || connection->state == State::Connecting) {
         ++totals.stale;
+        if (answer.result == TCP_InvalidMessage) suspect(std::nullopt, now);
     } else if (connection->state == State::Closing) {
         // Answers to earlier requests carry a position.
         if (answer.position == 0 && answer.room == 0) all.erase(answer.connection);
@@ -214,7 +238,7 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
         connection->checkAt.reset();
         takeSuccess(answer.connection, *connection, answer, now);
     } else if (answer.result == TCP_InvalidMessage) {
-        connection->outgoing.damaged(now);
+        suspect(answer.connection, now);
     } else {
         takeFailure(answer.connection, *connection, answer.result);
     }
@@ -250,6 +274,7 @@ void Tunnels::unsupported(Time /*now*/) {
 
 void Tunnels::owe(uint16_t number, Connection& connection, TcpTunnelingResult result) {
     connection.owed = TunnelAnswer{number, result, connection.incoming.position(), connection.incoming.room()};
+    connection.answerTries = 0;
 }
 
 void Tunnels::answerStranger(uint16_t number, TcpTunnelingResult result) {
@@ -257,7 +282,7 @@ void Tunnels::answerStranger(uint16_t number, TcpTunnelingResult result) {
 }
 
 std::optional<ByteArray> Tunnels::nextMessage(Time now) {
-    if (inFlight) return std::nullopt;
+    if (inFlight || silentUntil) return std::nullopt;
     auto message = nextAnswer();
     if (!message) message = nextRequest(now);
     inFlight = message.has_value();
@@ -266,6 +291,7 @@ std::optional<ByteArray> Tunnels::nextMessage(Time now) {
 
 std::optional<ByteArray> Tunnels::nextAnswer() {
     requestUnderWay.reset();
+    answerUnderWay.reset();
     if (!toStrangers.empty()) {
         const TunnelAnswer answer = toStrangers.front();
         toStrangers.pop_front();
@@ -273,10 +299,11 @@ std::optional<ByteArray> Tunnels::nextAnswer() {
     }
     for (auto& [number, connection] : all) {
         if (!connection.owed) continue;
-        const ByteArray message = writeTunnelAnswer(*connection.owed);
+        answerUnderWay = *connection.owed;
+        ++connection.answerTries;
         connection.owed.reset();
         endWhenDone(number);
-        return message;
+        return writeTunnelAnswer(*answerUnderWay);
     }
     return std::nullopt;
 }
@@ -316,7 +343,8 @@ std::optional<ByteArray> Tunnels::requestOf(uint16_t number, Connection& connect
 std::optional<ByteArray> Tunnels::checkOf(uint16_t number, Connection& connection, Time now) {
     if (!connection.checkAt || now < *connection.checkAt) return std::nullopt;
     connection.checkAt.reset();
-    if (++connection.checks < mostChecks) connection.checkAt = now + firstCheck * (1U << connection.checks);
+    const unsigned most = connection.checkEvery < firstCheck ? mostChecksOnABadLine : mostChecks;
+    if (++connection.checks < most) connection.checkAt = now + connection.checkEvery * (1U << connection.checks);
     return writeTunnelRequest({number, TunnelCommand::Data, connection.outgoing.firstHeld(), nullptr, 0});
 }
 
@@ -329,6 +357,12 @@ std::optional<ByteArray> Tunnels::closeOf(uint16_t number, Connection& connectio
 
 void Tunnels::sent(Delivery delivery, Time now) {
     inFlight = false;
+    lostInARow = delivery == Delivery::Unknown ? lostInARow + 1 : 0;
+    if (lostInARow > 0) {
+        troubleAt = now;
+        silentUntil = now + (lostInARow > 1 ? options.pace.quietPause : options.pace.retryPause);
+    }
+    if (!requestUnderWay) answerSent(delivery);
     if (!requestUnderWay) return;
     Connection* connection = find(*requestUnderWay);
     if (connection == nullptr || connection->state != State::Open) return;
@@ -337,7 +371,16 @@ void Tunnels::sent(Delivery delivery, Time now) {
     if (!connection->checking) connection->outgoing.sent(delivery, now);
 }
 
+// One that has got lost goes out again at once, unless a newer one takes its place: whoever waits for it waits longer.
+void Tunnels::answerSent(Delivery delivery) {
+    if (!answerUnderWay || delivery != Delivery::Unknown) return;
+    Connection* connection = find(answerUnderWay->connection);
+    if (connection == nullptr || connection->state != State::Open || connection->owed) return;
+    if (connection->answerTries < mostAnswerTries) connection->owed = answerUnderWay;
+}
+
 void Tunnels::advance(Time now) {
+    if (silentUntil && now >= *silentUntil) silentUntil.reset();
     for (const uint16_t number : inTurn()) {
         Connection& connection = *find(number);
         connection.outgoing.advance(now);
@@ -356,6 +399,7 @@ std::optional<Time> Tunnels::deadline() const {
     const auto consider = [&due](std::optional<Time> moment) {
         if (moment && (!due || *moment < *due)) due = moment;
     };
+    consider(silentUntil);
     for (const auto& entry : all) {
         const Connection& connection = entry.second;
         if (connection.state == State::Closing) consider(connection.closeAt);

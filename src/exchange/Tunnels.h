@@ -86,6 +86,9 @@ public:
     void unsupported(Time now);
     /// The message to send now, if any. No other is given until `sent()` was called.
     std::optional<ByteArray> nextMessage(Time now);
+    ///
+    /// What got lost is followed by silence: a receiver that waits for the rest of a packet, because its length was
+    /// damaged, gives it up when nothing has come for 100 ms, and whoever goes on sending keeps it waiting.
     void sent(Delivery delivery, Time now);
     void advance(Time now);
     std::optional<Time> deadline() const;
@@ -118,9 +121,11 @@ private:
         Time heardAt;
         const bool opens;
         std::optional<Time> checkAt; // whether the wire still works from there to here
+        Time checkEvery{0};          // to begin with
         unsigned checks = 0;
         bool checking = false;            // the request that was made last is a check
         std::optional<TunnelAnswer> owed; // to the request received last
+        unsigned answerTries = 0;         // of that answer
         bool shutDown = false;            // the socket's direction that ends here
         unsigned closings = 0;            // times that "Close" has been sent
         std::optional<Time> closeAt;      // when it is sent next
@@ -131,7 +136,10 @@ private:
     void takeOpen(const TunnelRequest& request, Time now);
     void makeRoom(Time now);
     void takeData(const TunnelRequest& request, Time now);
-    void takeDamaged(const ByteArray& message);
+    void takeDamaged(const ByteArray& message, Time now);
+    void suspect(std::optional<uint16_t> number, Time now);
+    bool isBad(Time now) const;
+    void answerSent(Delivery delivery);
     void takeAnswer(const TunnelAnswer& answer, Time now);
     void takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now);
     void takeFailure(uint16_t number, Connection& connection, TcpTunnelingResult result);
@@ -144,7 +152,7 @@ private:
     std::optional<ByteArray> nextAnswer();
     std::optional<ByteArray> nextRequest(Time now);
     std::optional<ByteArray> requestOf(uint16_t number, Connection& connection, Time now);
-    static std::optional<ByteArray> checkOf(uint16_t number, Connection& connection, Time now);
+    std::optional<ByteArray> checkOf(uint16_t number, Connection& connection, Time now);
     static std::optional<ByteArray> closeOf(uint16_t number, Connection& connection, Time now);
     std::deque<uint16_t> inTurn() const;
     Connection* find(uint16_t number);
@@ -161,6 +169,10 @@ private:
     uint16_t lastServed = 0;                 // whose request went out last
     bool inFlight = false;                   // a message was given and `sent()` not called
     std::optional<uint16_t> requestUnderWay; // whose that message is, where it is a request
+    std::optional<TunnelAnswer> answerUnderWay;
+    unsigned lostInARow = 0;         // messages that did not get out
+    std::optional<Time> silentUntil; // after such a one
+    std::optional<Time> troubleAt;   // when the line was last seen to lose or damage something
 };
 
 } // namespace hostlink::exchange

@@ -20,6 +20,8 @@ public:
     virtual ~HostService() = default;
     /// @return what answers the message; none when it is not this service's
     virtual std::optional<std::vector<ByteArray>> handle(const ByteArray& message) = 0;
+    /// A message of the host's is through: the module has acknowledged all of it, or it was given up.
+    virtual void finished(const ByteArray& /*message*/, bool /*acknowledged*/) {}
 };
 
 // The rows of a table stay one a line.
@@ -62,6 +64,11 @@ public:
 
     /// A message from the module.
     std::vector<ByteArray> handle(const ByteArray& message);
+
+    /// A message to the module is through; its service is told.
+    void finished(const ByteArray& message, bool acknowledged) {
+        for (HostService* service : services) service->finished(message, acknowledged);
+    }
 
     /// Has a service see every message first. It stays the caller's and lives longer.
     void attach(HostService& service) { services.push_back(&service); }

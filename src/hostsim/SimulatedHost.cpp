@@ -74,6 +74,7 @@ void SimulatedHost::send(const std::vector<ByteArray>& messages) {
     for (const ByteArray& message : messages) {
         if (queue.size() >= maxQueued) {
             ++totals.messagesGivenUp;
+            app.finished(message, false);
         } else {
             queue.push_back(message);
         }
@@ -88,8 +89,14 @@ void SimulatedHost::handOver() {
         handedOver = hostLinkHostSend(&host, message.data(), length, nullptr) == HOSTLINK_SUCCESS;
         if (handedOver) return;
         ++totals.messagesGivenUp;
-        queue.pop_front();
+        dropFirst(false);
     }
+}
+
+void SimulatedHost::dropFirst(bool acknowledged) {
+    const ByteArray message = std::move(queue.front());
+    queue.pop_front();
+    app.finished(message, acknowledged);
 }
 
 void SimulatedHost::settle() {
@@ -110,7 +117,7 @@ void SimulatedHost::finishMessage(HostLinkHostOutcome result) {
     if (result == OUT_NoResponse) ++totals.missingResponses;
     outcome.reset();
     handedOver = false;
-    queue.pop_front();
+    dropFirst(result == OUT_Sent);
 }
 
 void SimulatedHost::takeMessage(const ByteArray& message) {
@@ -126,7 +133,7 @@ void SimulatedHost::takeMessage(const ByteArray& message) {
 
 // What the engine had it has dropped itself.
 void SimulatedHost::startOver() {
-    queue.clear();
+    while (!queue.empty()) dropFirst(false);
     app.moduleReset();
 }
 

@@ -93,6 +93,7 @@ private:
     void takeMessage(const ByteArray& message);
     void startOver();
     void finishMessage(HostLinkHostOutcome result);
+    void dropFirst(bool acknowledged);
     void handOver();
     void readCounts();
 

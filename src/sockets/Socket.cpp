@@ -68,7 +68,8 @@ Socket listenAt(const std::string& host, uint16_t port) {
 uint16_t portOf(const Socket& socket) {
     TcpAddress address;
     address.size = sizeof address.bytes;
-    ::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address.bytes), &address.size);
+    if (::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address.bytes), &address.size) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot tell the port");
     // The port stands at the same place in the addresses of both families.
     return ntohs(reinterpret_cast<const sockaddr_in*>(&address.bytes)->sin_port);
 }

@@ -46,6 +46,7 @@ std::vector<TcpAddress> addressesOf(const std::string& host, uint16_t port);
 Socket listenAt(const std::string& host, uint16_t port);
 
 /// The port that a listening socket has got.
+/// @throw std::system_error the system does not say
 uint16_t portOf(const Socket& socket);
 
 /// A non-blocking socket that has begun to connect; `errno` and none where it cannot even begin.

@@ -18,7 +18,8 @@ namespace {
 constexpr uint64_t listenerKey = 0x10000; // beyond the numbers of connections
 constexpr size_t mostEvents = 32;
 constexpr int noDelay = 1;
-constexpr uint32_t nothing = 0; // to be watched for
+constexpr Time noRoomPause = std::chrono::milliseconds(250); // others may have given back what they had by then
+constexpr uint32_t nothing = 0;                              // to be watched for
 
 // A peer that sees an ordinary end would take what it has for the whole.
 void breakOff(const Socket& socket) {
@@ -38,11 +39,13 @@ TunnelSockets::TunnelSockets(Tunnels& machine, std::vector<TcpAddress> connectTo
 }
 
 void TunnelSockets::accept(Socket listeningSocket) {
+    if (!watch(listeningSocket.get(), listenerKey, listeningWatched, EPOLLIN))
+        throw std::system_error(errno, std::generic_category(), "cannot wait for connections");
     listening = std::move(listeningSocket);
-    watchAll();
 }
 
 void TunnelSockets::handle(Time now) {
+    if (acceptAgain && now >= *acceptAgain) acceptAgain.reset();
     std::array<epoll_event, mostEvents> ready{};
     const int count = ::epoll_wait(waiting.get(), ready.data(), static_cast<int>(ready.size()), 0);
     for (int i = 0; i < count; ++i) {
@@ -53,14 +56,15 @@ void TunnelSockets::handle(Time now) {
             handleSocket(static_cast<uint16_t>(event.data.u64), event.events, now);
     }
     handleEvents(now);
-    watchAll();
+    watchAll(now);
 }
 
 void TunnelSockets::acceptAll(Time now) {
     while (!tunnels.full()) {
         Socket socket(::accept4(listening.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (!socket) {
-            outOfDescriptors = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                acceptAgain = now + noRoomPause;
             return;
         }
         ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
@@ -154,13 +158,14 @@ void TunnelSockets::handleEvent(const TunnelEvent& event, Time now) {
     }
     if (event.kind == TunnelEvent::Kind::Break) breakOff(found->second.socket);
     connections.erase(found);
-    outOfDescriptors = false;
+    acceptAgain.reset();
 }
 
 void TunnelSockets::fail(uint16_t number, Time now) {
     tunnels.socketFailed(number, now);
+    breakOff(connections[number].socket); // where it is the system that failed, it still stands
     connections.erase(number);
-    outOfDescriptors = false;
+    acceptAgain.reset();
 }
 
 void TunnelSockets::close(Time now) {
@@ -169,27 +174,31 @@ void TunnelSockets::close(Time now) {
     handleEvents(now);
 }
 
-void TunnelSockets::watchAll() {
-    if (listening)
-        watch(listening.get(), listenerKey, listeningWatched,
-              tunnels.full() || outOfDescriptors ? nothing : uint32_t{EPOLLIN});
+// Nothing would ever be heard of what cannot be watched: a connection breaks, listening is tried again.
+void TunnelSockets::watchAll(Time now) {
+    if (listening && !watch(listening.get(), listenerKey, listeningWatched,
+                            tunnels.full() || acceptAgain ? nothing : uint32_t{EPOLLIN}))
+        acceptAgain = now + noRoomPause;
+    std::optional<uint16_t> failed;
     for (auto& [number, connection] : connections) {
         uint32_t wanted = 0;
         if (connection.connecting || !tunnels.toSocket(number).empty()) wanted |= EPOLLOUT;
         if (!connection.connecting && !connection.ended && tunnels.room(number) > 0) wanted |= EPOLLIN;
-        watch(connection.socket.get(), number, connection.watched, wanted);
+        if (!watch(connection.socket.get(), number, connection.watched, wanted)) failed = number;
     }
+    if (failed) fail(*failed, now); // another one is met by the next call, which the messages of this one bring about
 }
 
 // A socket that nothing is wanted of must not be watched at all: its end would be told without end.
-void TunnelSockets::watch(int descriptor, uint64_t key, uint32_t& watched, uint32_t wanted) {
-    if (wanted == watched) return;
+bool TunnelSockets::watch(int descriptor, uint64_t key, uint32_t& watched, uint32_t wanted) {
+    if (wanted == watched) return true;
     epoll_event event{};
     event.events = wanted;
     event.data.u64 = key;
     const int change = wanted == 0 ? EPOLL_CTL_DEL : watched == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
-    ::epoll_ctl(waiting.get(), change, descriptor, &event);
+    if (::epoll_ctl(waiting.get(), change, descriptor, &event) != 0) return false;
     watched = wanted;
+    return true;
 }
 
 } // namespace hostlink::exchange

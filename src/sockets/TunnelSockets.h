@@ -24,6 +24,7 @@ public:
     explicit TunnelSockets(Tunnels& machine, std::vector<TcpAddress> connectTo = {});
 
     /// Accepts connections of this socket from now on.
+    /// @throw std::system_error the kernel has no room to watch it
     void accept(Socket listeningSocket);
 
     /// Becomes readable when `handle()` has something to do.
@@ -32,6 +33,8 @@ public:
     /// Does what can be done now: for the sockets, and for the tunnels, which may have messages to send afterwards.
     /// Also to be called after the tunnels have received a message and after their `advance()`.
     void handle(Time now);
+    /// When `handle()` is to be called although nothing is readable: to try again what the system had no room for.
+    std::optional<Time> deadline() const { return acceptAgain; }
 
     /// Breaks every connection and accepts no more.
     void close(Time now);
@@ -55,15 +58,15 @@ private:
     void handleEvents(Time now);
     void handleEvent(const TunnelEvent& event, Time now);
     void fail(uint16_t number, Time now);
-    void watchAll();
-    void watch(int descriptor, uint64_t key, uint32_t& watched, uint32_t wanted);
+    void watchAll(Time now);
+    bool watch(int descriptor, uint64_t key, uint32_t& watched, uint32_t wanted);
 
     Tunnels& tunnels;
     std::vector<TcpAddress> server;
     Socket waiting; // epoll: all sockets behind one descriptor
     Socket listening;
     uint32_t listeningWatched = 0;
-    bool outOfDescriptors = false; // until a connection ends
+    std::optional<Time> acceptAgain; // the system had no room; earlier when a connection ends
     Connections connections;
 };
 

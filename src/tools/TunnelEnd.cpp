@@ -30,6 +30,11 @@ std::vector<exchange::TcpAddress> addressesOf(const std::string& text) {
     return exchange::addressesOf(server.host, static_cast<uint16_t>(std::strtoul(server.port.c_str(), nullptr, 10)));
 }
 
+bool isOfATunnel(const ByteArray& message) {
+    const MessageId id = HostLinkMessage::messageId(message);
+    return id == MSG_TcpTunneling || id == MSG_TcpTunnelingResponse;
+}
+
 exchange::TunnelOptions optionsFor(int maxPacketSize) {
     exchange::TunnelOptions options;
     options.pace = exchange::paceFor(maxPacketSize);
@@ -50,10 +55,14 @@ TunnelEnd::TunnelEnd(const std::string& server, int maxPacketSize)
     : tunnels(optionsFor(maxPacketSize)), sockets(tunnels, addressesOf(server)) {}
 
 std::optional<std::vector<ByteArray>> TunnelEnd::handle(const ByteArray& message) {
-    const MessageId id = HostLinkMessage::messageId(message);
-    if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse) return std::nullopt;
+    if (!isOfATunnel(message)) return std::nullopt;
     tunnels.receive(message, latest);
     return std::vector<ByteArray>{}; // it speaks in messages()
+}
+
+void TunnelEnd::finished(const ByteArray& message, bool acknowledged) {
+    if (isOfATunnel(message))
+        tunnels.sent(acknowledged ? exchange::Delivery::Accepted : exchange::Delivery::Unknown, latest);
 }
 
 std::vector<ByteArray> TunnelEnd::messages(Time now) {
@@ -61,10 +70,7 @@ std::vector<ByteArray> TunnelEnd::messages(Time now) {
     tunnels.advance(now);
     sockets.handle(now);
     std::vector<ByteArray> messages;
-    while (const auto message = tunnels.nextMessage(now)) {
-        messages.push_back(*message);
-        tunnels.sent(exchange::Delivery::Accepted, now);
-    }
+    if (const auto message = tunnels.nextMessage(now)) messages.push_back(*message);
     sockets.handle(now); // an answer may have been the last of its connection
     return messages;
 }

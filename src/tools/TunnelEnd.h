@@ -19,10 +19,11 @@ public:
     TunnelEnd(const std::string& server, int maxPacketSize);
 
     std::optional<std::vector<ByteArray>> handle(const ByteArray& message) override;
+    void finished(const ByteArray& message, bool acknowledged) override;
 
     /// Readable when `messages()` wants to be called; so does `deadline()`.
     int descriptor() const { return sockets.descriptor(); }
-    /// What the host has to say now.
+    /// What the host has to say now; no more before that is through.
     std::vector<ByteArray> messages(hostsim::Time now);
     std::optional<hostsim::Time> deadline() const;
 

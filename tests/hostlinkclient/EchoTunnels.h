@@ -9,7 +9,7 @@
 #include <exchange/Tunnels.h>
 #include <hostlink/HostLinkMessage.h>
 
-/// Speaks only when it is spoken to. One thread at a time.
+/// One thread at a time.
 class EchoTunnels {
 public:
     /// What the host says to a message of a tunnel; none where it is another.
@@ -17,14 +17,10 @@ public:
         const MessageId id = HostLinkMessage::messageId(message);
         if (id != MSG_TcpTunneling && id != MSG_TcpTunnelingResponse) return std::nullopt;
         tunnels.receive(message, now());
-        return react();
+        return speak();
     }
-    const hostlink::exchange::Tunnels& machine() const { return tunnels; }
-
-private:
-    static hostlink::exchange::Time now() { return std::chrono::steady_clock::now().time_since_epoch(); }
-
-    std::vector<ByteArray> react() {
+    /// What it has to say, also when it is not spoken to: it says again what is not answered.
+    std::vector<ByteArray> speak() {
         using Kind = hostlink::exchange::TunnelEvent::Kind;
         tunnels.advance(now());
         while (const auto event = tunnels.nextEvent()) {
@@ -42,6 +38,10 @@ private:
         }
         return said;
     }
+    const hostlink::exchange::Tunnels& machine() const { return tunnels; }
+
+private:
+    static hostlink::exchange::Time now() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
     hostlink::exchange::Tunnels tunnels;
     uint16_t last = 0; // of the connections

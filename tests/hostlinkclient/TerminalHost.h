@@ -33,8 +33,13 @@ public:
     /// What is done with a message in place of what the simulated host would do; none: that.
     using Take = std::function<std::optional<std::vector<ByteArray>>(const ByteArray& message)>;
 
-    explicit TerminalHost(Take first = nullptr)
-        : take(std::move(first)), slave(::open(pty.slavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    /// What it says of its own accord; asked every now and then.
+    using Speak = std::function<std::vector<ByteArray>()>;
+
+    explicit TerminalHost(Take first = nullptr, Speak ownWords = nullptr)
+        : take(std::move(first)),
+          speak(std::move(ownWords)),
+          slave(::open(pty.slavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error("no pipe for the host");
         woken = descriptor::Descriptor(ends[0]);
@@ -91,6 +96,12 @@ public:
 private:
     using Time = hostsim::Time;
 
+    // With a lost acknowledgement it waits no longer than this before it goes on.
+    static hostsim::HostOptions patientFor(Time time) {
+        hostsim::HostOptions options;
+        options.outgoing.responseTimeout = time;
+        return options;
+    }
     static Time now() { return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch()); }
     void wake() { static_cast<void>(::write(wakes.get(), "", 1) < 0); } // full is awake too
 
@@ -125,20 +136,24 @@ private:
         }
         if (!bytes.empty()) line.receive(bytes, now());
         line.advance(now());
+        if (speak) host.send(speak());
         for (ByteArray answer = line.nextWrite(now()); !answer.empty(); answer = line.nextWrite(now()))
             if (!pty.write(answer)) return false;
         next = line.nextDeadline(now());
+        const Time soon = now() + std::chrono::milliseconds(20);
+        if (speak && (!next || *next > soon)) next = soon;
         return true;
     }
 
     const Take take;
+    const Speak speak;
     Pty pty;
     const descriptor::Descriptor slave; // held open, so that the line stays up before and between the client's links
     descriptor::Descriptor woken;
     descriptor::Descriptor wakes;
     std::mutex mutex; // guards all below but the thread
     std::condition_variable changed;
-    hostsim::SimulatedHost host;
+    hostsim::SimulatedHost host{patientFor(std::chrono::milliseconds(50))};
     hostsim::HostOnLine line{host};
     std::map<MessageId, int> heard;
     size_t dropped = 0;

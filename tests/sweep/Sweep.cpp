@@ -37,7 +37,8 @@ void runStep(Scenario& scenario, const Scenario::Step& step, std::size_t number)
     const Effect effect = effectOn(scenario, number);
     const std::optional<Call> failed = CallLog::instance().failed();
     const bool mustFail = effect == Effect::StepFails && failed->step == number;
-    EXPECT_TRUE(effect == Effect::LosesEvents || !scenario.isRepeatable() || worked == !mustFail) << "step \"" << step.name << "\" told " << worked;
+    EXPECT_TRUE(effect == Effect::LosesEvents || !scenario.isRepeatable() || worked == !mustFail)
+        << "step \"" << step.name << "\" told " << worked;
     if (worked) return;
     scenario.recover();
     EXPECT_TRUE(step.run()) << "step \"" << step.name << "\" tried again";

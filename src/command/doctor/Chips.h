@@ -9,6 +9,9 @@
 
 namespace command {
 
+/// Where the kernel shows lines as files.
+inline const std::string gpioClass = "/sys/class/gpio";
+
 /// A controller in /sys/class/gpio.
 struct SysfsChip {
     std::string label;

@@ -29,7 +29,7 @@ public:
     static std::uint64_t seed();
     /// How often a thread has come to this point since the scheduler that lives was made, or the last one.
     static std::uint32_t timesAt(Point point);
-    /// What all threads together have been held up in that time, in microseconds.
+    /// What all threads together were to be held up in that time, in microseconds.
     static std::uint64_t delayed();
 };
 

@@ -1,6 +1,7 @@
 #include "hostlinkclient/Transfer.h"
 
 #include <fstream>
+#include <system_error>
 #include <utility>
 
 #include "hostlinkclient/Client.h"
@@ -54,9 +55,14 @@ Result<Sending> begin(const Client& client, std::shared_ptr<std::istream> from, 
     sending.answerTimeout = options.answerTime;
     sending.patience = options.patience;
     sending.restarts = static_cast<unsigned>(options.restarts);
-    const auto run = std::make_shared<Sending::Run>(client.core(), std::move(source), sending, options.progress, what);
-    if (const auto failure = run->start()) return *failure;
-    return Sending(run);
+    try {
+        const auto run =
+            std::make_shared<Sending::Run>(client.core(), std::move(source), sending, options.progress, what);
+        if (const auto failure = run->start()) return *failure;
+        return Sending(run);
+    } catch (const std::system_error& error) {
+        return Failure(Outcome::NotSent, what + ": no descriptor for it: " + error.what());
+    }
 }
 
 } // namespace
@@ -79,9 +85,13 @@ Result<FileSent> Client::sendFile(const std::string& path, const SendOptions& op
 }
 
 Result<Receiving> Client::receiveFiles(const ReceiveOptions& options) {
-    const auto run = std::make_shared<Receiving::Run>(inside, options);
-    if (const auto failure = run->start()) return *failure;
-    return Receiving(run);
+    try {
+        const auto run = std::make_shared<Receiving::Run>(inside, options);
+        if (const auto failure = run->start()) return *failure;
+        return Receiving(run);
+    } catch (const std::system_error& error) {
+        return Failure(Outcome::NotSent, std::string("receiving files: no descriptor for it: ") + error.what());
+    }
 }
 
 Sending::Sending(std::shared_ptr<Run> with) : run(std::move(with)) {}

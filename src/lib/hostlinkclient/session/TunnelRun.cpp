@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <random>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -40,6 +41,13 @@ Delivery deliveryOfData(Matcher::How how) {
     case How::LinkDown: return Delivery::Refused;
     default: return Delivery::Unknown;
     }
+}
+
+// Of descriptors or memory, which another time may have.
+bool isLackOf(const std::error_code& code) {
+    return code == std::errc::too_many_files_open || code == std::errc::too_many_files_open_in_system ||
+           code == std::errc::not_enough_memory || code == std::errc::no_buffer_space ||
+           code == std::errc::no_space_on_device;
 }
 
 Question questionOf(const ByteArray& message) {
@@ -87,7 +95,9 @@ std::optional<exchange::Time> Tunnel::Run::turn(exchange::Time now) {
     sockets.handle(now);
     if (const auto message = tunnels.nextMessage(now)) ask(*message);
     publish();
-    return tunnels.deadline();
+    const std::optional<exchange::Time> again = sockets.deadline();
+    const std::optional<exchange::Time> due = tunnels.deadline();
+    return again && (!due || *again < *due) ? again : due;
 }
 
 void Tunnel::Run::ask(const ByteArray& message) {
@@ -144,7 +154,7 @@ void Tunnel::Run::sayGoodbye() {
     };
     const auto goodbyes = std::make_shared<Goodbyes>();
     std::unique_lock lock(goodbyes->mutex);
-    tunnels.sent(Delivery::Unknown, Pump::now());
+    tunnels.sent(Delivery::Accepted, Pump::now());
     while (const auto message = tunnels.nextMessage(Pump::now())) {
         tunnels.sent(Delivery::Accepted, Pump::now());
         ++goodbyes->left;
@@ -165,7 +175,10 @@ Result<Tunnel> Client::tunnel(const TunnelSettings& settings) {
         const auto run = std::make_shared<Tunnel::Run>(inside, settings);
         if (const auto failure = run->start()) return *failure;
         return Tunnel(run);
-    } catch (const std::exception& error) {
+    } catch (const std::system_error& error) {
+        return Failure(isLackOf(error.code()) ? Outcome::NotSent : Outcome::BadArgument,
+                       "the tunnel at " + settings.address + ": " + error.what());
+    } catch (const std::runtime_error& error) {
         return Failure(Outcome::BadArgument, "the tunnel at " + settings.address + ": " + error.what());
     }
 }

@@ -25,7 +25,9 @@ public:
     int descriptor() const { return fd; }
     void set() const {
         const uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = ::write(fd, &one, sizeof one); // full is awake too
+        // A wake-up that got lost would be missed for ever. Full is awake too.
+        for (int tries = 0; tries < mostTries; ++tries)
+            if (::write(fd, &one, sizeof one) == sizeof one || errno == EAGAIN) return;
     }
     void clear() const {
         uint64_t count = 0;
@@ -33,6 +35,8 @@ public:
     }
 
 private:
+    static constexpr int mostTries = 3;
+
     const int fd;
 };
 
