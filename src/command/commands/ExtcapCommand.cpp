@@ -14,7 +14,6 @@ namespace command {
 
 namespace {
 
-constexpr std::chrono::milliseconds look{100};
 const std::string recorderPrefix = "hostlink-recorder-";
 const std::string tapName = "hostlink-tap";
 
@@ -68,7 +67,7 @@ ExitCode captureTap(Program& program, const ExtcapOptions& options) {
     tap.parity = wire.parity.value_or(tap.parity);
     CaptureSink sink(options.fifo);
     const LineTap lines(tap, sink);
-    while (!program.stop().waitFor(look) && !lines.isLost() && sink.problem().empty()) {
+    while (!program.stop().waitFor(captureInterval) && !lines.isLost() && sink.problem().empty()) {
     }
     return lines.isLost() ? ExitCode::NoLink : ExitCode::Good;
 }
@@ -79,7 +78,7 @@ ExitCode captureRecorder(Program& program, const ExtcapOptions& options) {
         if (recorder.writer != writer) continue;
         CaptureSink sink(options.fifo);
         Follower follower(recorder);
-        while (follower.follow(sink) && sink.problem().empty() && !program.stop().waitFor(look)) {
+        while (follower.follow(sink) && sink.problem().empty() && !program.stop().waitFor(captureInterval)) {
         }
         if (!follower.problem().empty()) throw UsageError(follower.problem());
         return ExitCode::Good;

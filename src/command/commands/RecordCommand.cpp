@@ -13,8 +13,6 @@ namespace command {
 
 namespace {
 
-constexpr std::chrono::milliseconds look{100};
-
 struct RecordOptions {
     std::string file;
     std::vector<std::string> tap; ///< two devices
@@ -52,7 +50,7 @@ ExitCode recordTap(Program& program, const RecordOptions& options) {
     CaptureSink sink(options.file);
     const LineTap tap(tapOf(options, program.options().wire), sink);
     program.output().note("recording both lines");
-    while (!program.stop().waitFor(look) && !tap.isLost() && sink.problem().empty()) {
+    while (!program.stop().waitFor(captureInterval) && !tap.isLost() && sink.problem().empty()) {
     }
     return done(program.output(), sink, tap.isLost() ? "a line was lost" : sink.problem());
 }
@@ -63,7 +61,7 @@ ExitCode recordBeside(Program& program, const RecordOptions& options) {
         CaptureSink sink(options.file);
         Follower follower(recorder);
         program.output().note("recording beside process " + recorder.writer);
-        while (follower.follow(sink) && sink.problem().empty() && !program.stop().waitFor(look)) {
+        while (follower.follow(sink) && sink.problem().empty() && !program.stop().waitFor(captureInterval)) {
         }
         return done(program.output(), sink, follower.problem() + sink.problem());
     }

@@ -2,6 +2,7 @@
 /// A recording as it is made.
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -11,6 +12,9 @@
 #include <descriptor/Descriptor.h>
 
 namespace command {
+
+/// How often whoever fills a sink looks whether it shall end.
+constexpr std::chrono::milliseconds captureInterval{100};
 
 /// A file or a pipe to which each packet is written at once: what has come is there, however the program ends. Any
 /// thread.
