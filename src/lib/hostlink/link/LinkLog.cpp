@@ -12,11 +12,11 @@ namespace {
 } // namespace
 
 log4cplus::Logger& linkLogger() {
-    static auto& logger = *new log4cplus::Logger(log4cplus::Logger::getInstance("HostLinkPhysicalLayer"));
-    return logger;
+    static auto& kept = *new log4cplus::Logger(log4cplus::Logger::getInstance("HostLinkPhysicalLayer"));
+    return kept;
 }
 
 log4cplus::Logger& transportLogger() {
-    static auto& logger = *new log4cplus::Logger(log4cplus::Logger::getInstance("HostLinkTransportLayer"));
-    return logger;
+    static auto& kept = *new log4cplus::Logger(log4cplus::Logger::getInstance("HostLinkTransportLayer"));
+    return kept;
 }

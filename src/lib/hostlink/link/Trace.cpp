@@ -13,6 +13,6 @@ std::string withoutBlankBeforeReference(std::string signature) {
 
 } // namespace
 
-std::string tracedName(const char* signature, const char* scope) {
-    return dbglog_scopedFunction(withoutBlankBeforeReference(signature), scope);
+std::string tracedName(const char* signature, const char* loggerScope) {
+    return dbglog_scopedFunction(withoutBlankBeforeReference(signature), loggerScope);
 }

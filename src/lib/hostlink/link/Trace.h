@@ -9,7 +9,7 @@
 /// How a function is named in entry and exit lines: the text that the serial library's `dbglog_scopedFunction` makes of
 /// its full signature and its logger's scope. `signature` is the compiler's; spellings that differ between compilers
 /// are made one.
-std::string tracedName(const char* signature, const char* scope);
+std::string tracedName(const char* signature, const char* loggerScope);
 
 // NOLINTBEGIN(bugprone-macro-parentheses): the detail is a stream expression such as `"len " << count`.
 
