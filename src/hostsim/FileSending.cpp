@@ -11,26 +11,6 @@ namespace exchange = hostlink::exchange;
 
 namespace {
 
-class BytesInMemory : public exchange::ByteSource {
-public:
-    explicit BytesInMemory(ByteArray content) : bytes(std::move(content)) {}
-    std::optional<size_t> read(uint8_t* to, size_t room) override {
-        const size_t count = std::min(room, bytes.size() - at);
-        std::copy_n(bytes.begin() + static_cast<long>(at), count, to);
-        at += count;
-        return count;
-    }
-    bool rewind() override {
-        at = 0;
-        return true;
-    }
-    size_t size() const { return bytes.size(); }
-
-private:
-    const ByteArray bytes;
-    size_t at = 0;
-};
-
 exchange::SendingOptions optionsFor(const std::string& name, size_t size, int packetSize) {
     exchange::SendingOptions options;
     options.name = name;
@@ -75,6 +55,26 @@ std::string textOf(const SentFile& file) {
            hexadecimal(report.checksum) + ", " + std::to_string(report.repeated) + " chunks sent again";
 }
 
+class FileSending::Content : public exchange::ByteSource {
+public:
+    explicit Content(ByteArray content) : bytes(std::move(content)) {}
+    std::optional<size_t> read(uint8_t* to, size_t room) override {
+        const size_t count = std::min(room, bytes.size() - at);
+        std::copy_n(bytes.begin() + static_cast<long>(at), count, to);
+        at += count;
+        return count;
+    }
+    bool rewind() override {
+        at = 0;
+        return true;
+    }
+    size_t size() const { return bytes.size(); }
+
+private:
+    const ByteArray bytes;
+    size_t at = 0;
+};
+
 class FileSending::Transfer {
 public:
     Transfer(std::string fileName, ByteArray content, int packetSize, Time now)
@@ -83,7 +83,7 @@ public:
           sender(source, optionsFor(name, source.size(), packetSize), now) {}
 
     const std::string name;
-    BytesInMemory source;
+    Content source;
     exchange::ChunkSender sender;
 };
 

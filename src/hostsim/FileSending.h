@@ -55,6 +55,7 @@ public:
     std::optional<std::vector<ByteArray>> handle(const ByteArray& message) override;
 
 private:
+    class Content;
     class Transfer;
 
     void begin(Time now);

@@ -64,8 +64,8 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// @name Requests
-    /// The plain ones wait; those with "Async" return at once, with a future or a callback. Each callback is called
-    /// once, on the client's thread for callbacks; how close() goes on with it stands there.
+    /// The plain ones wait; those with "Async" return at once, with a future or a callback. A callback that is not empty
+    /// is called once, on the client's thread for callbacks; what close() does about it stands there.
     ///
     /// `BadArgument`: no state of that name, no states at all, one twice, more than 255, a value longer than 65535
     /// bytes or a message longer than 65535 bytes or 256 packets of the wire, a deadline of 0 or less.
@@ -121,7 +121,8 @@ public:
     /// again, and told when they have changed.
     Subscription subscribe(const std::vector<StateId>& states, std::function<void(const Change&)> told,
                            Keep keep = Keep::newest(256));
-    /// Keys of the host. On the client's thread for callbacks, like those below.
+    /// Keys of the host; nothing is told where there is nobody to be told. On the client's thread for callbacks, like
+    /// those below.
     Listening onInputEvent(std::function<void(const InputEvent&)> told);
     /// Messages with this id that answer nothing.
     Listening onMessage(MessageId id, std::function<void(const ByteArray&)> told);

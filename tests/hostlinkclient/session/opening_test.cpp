@@ -13,6 +13,7 @@
 #include <hostlinkclient/Client.h>
 
 #include "QuickOptions.h"
+#include "support/LogCapture.h"
 #include "support/MustEnd.h"
 #include "support/Pty.h"
 
@@ -57,6 +58,20 @@ private:
     }
 };
 
+// What the links tell in their log alone.
+TEST(ClientOpening, SaysWhatTheLinkHasLoggedFirst) {
+    const LogCapture serial("SerialComm");
+    Client noPort(hostlink::Uart{"/dev/null", 115200}, quick());
+    Client noBus(hostlink::Spi{"/dev/null", 1000000, 17}, quick());
+    mustBecomeTrue([&] { return noPort.linkState() == LinkState::Down; }, "down");
+    mustBecomeTrue([&] { return noBus.linkState() == LinkState::Down; }, "down");
+    EXPECT_EQ(noPort.linkText(),
+              "cannot open /dev/null: Uart /dev/null: not a serial port; give the path of a terminal "
+              "device such as /dev/ttyS0");
+    EXPECT_EQ(noBus.linkText(),
+              "cannot open /dev/null: Spi /dev/null: not an SPI device; give the path of one such as /dev/spidev0.0");
+}
+
 TEST(ClientOpening, SaysWhereToLookWhenTheLinkSaysNothing) {
     Client silent(OwnLink{[] { return std::make_unique<Closed>(); }, "silent"}, quick());
     mustBecomeTrue([&] { return silent.linkState() == LinkState::Down; }, "down");
@@ -66,6 +81,7 @@ TEST(ClientOpening, SaysWhereToLookWhenTheLinkSaysNothing) {
 // A serial link that was not opened must not be destroyed: there is one of them at a time, however often it is
 // tried.
 TEST(ClientOpening, LeavesOneSerialLinkThatNeverOpened) {
+    const LogCapture serial("SerialComm");
     Pty pty;
     const std::string path = pty.slavePath();
     const int other = ::open(path.c_str(), O_RDWR | O_NOCTTY);

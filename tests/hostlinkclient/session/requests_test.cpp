@@ -123,6 +123,17 @@ TEST(ClientRequests, OfEveryKindComeAsFuturesAndCallbacks) {
     }
 }
 
+TEST(ClientRequests, MayHaveACallbackThatIsNone) {
+    PlayedHost host;
+    Client client(host.wire(), quick());
+    client.setAsync(STA_PlayerVolume, 12, Client::Callback<void>());
+    const Listening keys = client.onInputEvent(nullptr);
+    const Listening messages = client.onMessage(MSG_InputEvent, nullptr);
+    const Listening link = client.onLink(nullptr);
+    host.say(bytes("06 00 01 01 00 CC 05"));
+    EXPECT_EQ(*client.get(STA_PlayerVolume), Value(12)); // behind the others
+}
+
 TEST(ClientRequests, MayWaitInACallback) {
     PlayedHost host;
     Client client(host.wire());

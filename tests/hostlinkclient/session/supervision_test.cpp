@@ -114,14 +114,13 @@ TEST(ClientSupervision, TellsWhyThereIsNoLink) {
     EXPECT_EQ(throwing.linkText(), "cannot open thrower: no memory");
     Client noPort(Uart{"/dev/null", 115200}, quick()); // opens, and is no serial port
     mustBecomeTrue([&] { return isState(noPort, LinkState::Down); }, "down");
-    EXPECT_EQ(noPort.linkText().rfind("cannot open /dev/null: Uart /dev/null: ", 0), 0U) << noPort.linkText();
-    EXPECT_NE(noPort.linkText().find("Inappropriate ioctl for device"), std::string::npos) << noPort.linkText();
+    EXPECT_EQ(noPort.linkText(), "cannot open /dev/null; the log of the link says why"); // which is turned off
     Client i2c(I2c{"/nowhere/i2c", 0x42, 17}, quick());
     mustBecomeTrue([&] { return isState(i2c, LinkState::Down); }, "down");
     EXPECT_EQ(i2c.linkText(), "cannot open /nowhere/i2c: No such file or directory");
     Client spi(Spi{"/dev/null", 1000000, 17}, quick());
     mustBecomeTrue([&] { return isState(spi, LinkState::Down); }, "down");
-    EXPECT_EQ(spi.linkText().rfind("cannot open /dev/null: Spi /dev/null: ", 0), 0U) << spi.linkText();
+    EXPECT_EQ(spi.linkText(), "cannot open /dev/null; the log of the link says why");
 }
 
 TEST(ClientSupervision, IsDownWhenNobodyAnswersTheFirstQuestion) {

@@ -53,6 +53,7 @@ private:
 
 // Where one goes that a callback gets, on the thread for callbacks.
 template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std::function<void(Result<T>)> done) {
+    if (!done) return [](const Result<T>&) {}; // nobody wants to know
     return [owed = core.owedCallback(), done = std::move(done)](Result<T> result) {
         owed([done, result = std::move(result)] { done(result); });
     };
@@ -210,6 +211,7 @@ Subscription Client::subscribe(const States& states, std::function<void(const Ch
 }
 
 Listening Client::onInputEvent(std::function<void(const InputEvent&)> told) {
+    if (!told) return {};
     return onMessage(MSG_InputEvent, [told = std::move(told)](const ByteArray& message) {
         const auto items = readItems(message);
         if (!items) return;
@@ -218,10 +220,12 @@ Listening Client::onInputEvent(std::function<void(const InputEvent&)> told) {
 }
 
 Listening Client::onMessage(MessageId id, std::function<void(const ByteArray&)> told) {
+    if (!told) return {};
     return Listening(inside->tell(id, std::move(told)));
 }
 
 Listening Client::onLink(std::function<void(LinkState, const std::string&)> told) {
+    if (!told) return {};
     return Listening(inside->tellLink(std::move(told)));
 }
 
