@@ -18,7 +18,6 @@ using hostcheck::Time;
 
 namespace {
 
-constexpr Time slice = hostcheck::milliseconds(50); // a signal is noticed within it
 constexpr Time shortestWait = hostcheck::milliseconds(1);
 constexpr unsigned mostLateLooks = 10;
 constexpr Time usualDelay = hostcheck::milliseconds(10); // of a wait's end, on a machine with other things to do
@@ -110,7 +109,7 @@ ByteArray SerialPort::receive(Time until) {
         if (arrivals->isLost) throw hostcheck::LineLost("the port is lost");
         const Time left = until - now();
         if (left <= Time(0) && (!wasLate || lateLooks > mostLateLooks)) return {};
-        const Time span = std::clamp(left, shortestWait, slice);
+        const Time span = std::clamp(left, shortestWait, Interruption::within);
         const Time due = CheckerClock::ofMachine() + span;
         const bool isNotified = arrivals->changed.wait_for(lock, span) == std::cv_status::no_timeout;
         wasLate = !isNotified && ownDelays.note(due);
@@ -142,7 +141,7 @@ bool BusPort::waitForEdge(Time until) {
     while (true) {
         Interruption::check();
         const Time left = until - now();
-        const Time span = std::clamp(left, Time(0), slice);
+        const Time span = std::clamp(left, Time(0), Interruption::within);
         const Time due = CheckerClock::ofMachine() + span;
         if (line->waitForEdge(span)) return true;
         ownDelays.note(due);
@@ -153,7 +152,7 @@ bool BusPort::waitForEdge(Time until) {
 void BusPort::pause(Time until) {
     for (Time left = until - now(); left > Time(0); left = until - now()) {
         Interruption::check();
-        const Time span = std::min(left, slice);
+        const Time span = std::min(left, Interruption::within);
         const Time due = CheckerClock::ofMachine() + span;
         std::this_thread::sleep_for(span);
         ownDelays.note(due);

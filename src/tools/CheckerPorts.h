@@ -19,6 +19,9 @@
 /// Set by SIGINT and SIGTERM. Whoever waits takes it, once for each signal.
 class Interruption {
 public:
+    /// The longest time between two looks for one.
+    static constexpr hostcheck::Time within = hostcheck::milliseconds(50);
+
     /// Takes the signals over, for the process.
     static void takeSignals();
     /// @throw hostcheck::Interrupted when there was one since

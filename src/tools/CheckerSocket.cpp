@@ -17,8 +17,7 @@ using hostcheck::Time;
 
 namespace {
 
-constexpr Time slice = hostcheck::milliseconds(50); // a signal is noticed within it
-constexpr size_t readSize = 4096;
+constexpr size_t bytesAtATime = 4096;
 
 sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
@@ -62,7 +61,7 @@ ByteArray SocketPort::receive(Time until) {
     while (true) {
         Interruption::check();
         const Time left = until - now();
-        const Time span = std::clamp(left, Time(0), slice);
+        const Time span = std::clamp(left, Time(0), Interruption::within);
         const Time due = CheckerClock::ofMachine() + span;
         pollfd entry{line.get(), POLLIN, 0};
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(span);
@@ -72,7 +71,7 @@ ByteArray SocketPort::receive(Time until) {
         ownDelays.note(due);
         if (left <= Time(0)) return {};
     }
-    std::array<unsigned char, readSize> bytes{};
+    std::array<unsigned char, bytesAtATime> bytes{};
     const ssize_t count = ::recv(line.get(), bytes.data(), bytes.size(), 0);
     if (count <= 0) throw hostcheck::LineLost("the other end of the socket is gone");
     return ByteArray(bytes.begin(), bytes.begin() + count);
