@@ -17,8 +17,6 @@ namespace {
 using descriptor::Descriptor;
 using descriptor::repeatInterrupted;
 
-const std::string gpioClass = "/sys/class/gpio";
-
 Descriptor openChip(const std::string& path) {
     return Descriptor(repeatInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
 }

@@ -9,6 +9,8 @@
 
 namespace command {
 
+inline const std::string gpioClass = "/sys/class/gpio";
+
 /// A controller in /sys/class/gpio.
 struct SysfsChip {
     std::string label;

@@ -10,8 +10,6 @@ namespace command {
 
 namespace {
 
-const std::string gpioClass = "/sys/class/gpio";
-
 std::string listed(const std::vector<SysfsChip>& chips) {
     std::string text;
     for (const SysfsChip& chip : chips) text += (text.empty() ? "" : ", ") + chip.print();
