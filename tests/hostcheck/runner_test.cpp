@@ -115,7 +115,7 @@ TEST(InterruptedChecker, PutsBackWhatItHasChanged) {
         const hostcheck::Setup setup = everything();
         hostcheck::Bench bench(link, &world, nullptr, nullptr, setup);
         hostcheck::Runner runner(bench, transcript);
-        const auto held = [&] { return hostsim::valueText(world.host().application().states().get(setup.state)); };
+        const auto held = [&] { return world.host().application().states().get(setup.state).print(); };
         const std::string before = held();
         world.interruptAt = at;
         try {

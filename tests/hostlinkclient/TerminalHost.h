@@ -21,6 +21,7 @@
 
 #include <descriptor/Descriptor.h>
 #include <hostlink/HostLinkMessage.h>
+#include <hostlinkclient/Value.h>
 #include <hostsim/HostOnLine.h>
 #include <hostsim/SimulatedHost.h>
 
@@ -78,7 +79,7 @@ public:
         return changed.wait_for(lock, Pty::patience, [this] { return dropped > acknowledgement; });
     }
     /// What it holds of a state.
-    hostsim::Value holds(uint16_t state) {
+    hostlink::Value holds(uint16_t state) {
         const std::lock_guard lock(mutex);
         return host.application().states().get(state);
     }

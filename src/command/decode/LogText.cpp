@@ -26,7 +26,7 @@ bool isHex(char character) {
     return std::isxdigit(static_cast<unsigned char>(character)) != 0;
 }
 
-std::string trimmed(std::string line) {
+std::string withoutEnd(std::string line) {
     line.erase(line.find_last_not_of(" \t\r") + 1);
     return line;
 }
@@ -38,7 +38,7 @@ struct DumpLine {
 
 // "0x0010: ff fe 0f", whatever stands before; none when it is another line.
 std::optional<DumpLine> dumpLineIn(const std::string& whole) {
-    const std::string line = trimmed(whole);
+    const std::string line = withoutEnd(whole);
     const std::size_t begin = line.rfind("0x");
     if (begin == std::string::npos) return std::nullopt;
     constexpr std::size_t fewestDigits = 4;
@@ -57,7 +57,7 @@ std::optional<DumpLine> dumpLineIn(const std::string& whole) {
 }
 
 std::optional<Direction> directionIn(const std::string& line) {
-    const std::string text = trimmed(line);
+    const std::string text = withoutEnd(line);
     for (const auto& [title, direction] : titles) {
         const std::string end = title;
         if (text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0) return direction;

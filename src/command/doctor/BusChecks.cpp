@@ -23,8 +23,8 @@ using descriptor::Descriptor;
 using descriptor::repeatInterrupted;
 
 // The I2C bus specification keeps the others for itself.
-constexpr int lowestAddress = 0x03;
-constexpr int highestAddress = 0x77;
+constexpr int firstDevice = 0x03;
+constexpr int lastDevice = 0x77;
 constexpr long usualBuffer = 4096; // of spidev, unless its parameter says otherwise
 constexpr const char* bufferFile = "/sys/module/spidev/parameters/bufsiz";
 
@@ -114,7 +114,7 @@ void askBus(const WireOptions& wire, const DeviceChecks& device, const Holders& 
     tellClock(device.folder(), findings);
     if (!wire.address) {
         findings.doubtful("address", "no address is given", "hostlink doctor --i2c " + path + " --address 0x42");
-    } else if (*wire.address < lowestAddress || *wire.address > highestAddress) {
+    } else if (*wire.address < firstDevice || *wire.address > lastDevice) {
         findings.bad("address", twoDigits(*wire.address) + " is kept for other purposes: 0x03 to 0x77 are devices",
                      "i2cdetect -y " + busNumber(path));
     } else if (!isFree(busNumber(path), *wire.address, findings)) {

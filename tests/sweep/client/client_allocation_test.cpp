@@ -106,7 +106,9 @@ TEST_F(ClientWithoutMemory, SubscribesLater) {
     sweepAllocations([&] { subscription = client->subscribe({STA_PlayerVolume}, [](const hostlink::Change&) {}); },
                      [&](const sweep::Outcome& outcome) {
                          expectService();
-                         if (!outcome.completed) ASSERT_TRUE(waitUntilNoMoreThreadsThan(threads));
+                         if (!outcome.completed) {
+                             ASSERT_TRUE(waitUntilNoMoreThreadsThan(threads));
+                         }
                      });
     EXPECT_TRUE(subscription.established(20s));
 }

@@ -128,7 +128,7 @@ private:
     bool set() {
         const int wanted = volume + 1;
         const auto done = under([&] { return client->set(STA_PlayerVolume, wanted); });
-        const std::string held = hostsim::valueText(host.holds(STA_PlayerVolume));
+        const std::string held = host.holds(STA_PlayerVolume).print();
         EXPECT_TRUE(!done || held == std::to_string(wanted)) << held;
         EXPECT_TRUE(done || done.mayHaveBeenExecuted() || held == std::to_string(volume))
             << held << ": " << done.text();
