@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -124,6 +125,12 @@ std::string endOf(PlayedProgram& program, PlayPort& port, Stop& stop, std::chron
     return code && *code != 0 ? "the program ended with exit code " + std::to_string(*code) : "";
 }
 
+// What a program that has ended did not say.
+void giveUpRest(Expectations& expectations) {
+    constexpr std::size_t theEnd = std::numeric_limits<std::size_t>::max();
+    while (const Step* missing = expectations.missingBefore(theEnd)) expectations.giveUp(*missing);
+}
+
 // A program that has said all and ended owes no answers to what comes then.
 ExitCode report(Output& out, const Expectations& expectations, const std::string& problem, bool programEnded) {
     const std::size_t owed = programEnded ? expectations.answersLeft() : 0;
@@ -178,6 +185,7 @@ ExitCode replay(Program& program, const ReplayOptions& options) {
     std::string problem = player.play();
     if (problem.empty() && port->isGone()) problem = "the line was lost";
     const bool programEnded = other && other->ended();
+    if (programEnded && expectations.answersLeft() == 0) giveUpRest(expectations);
     if (other && problem.empty()) problem = endOf(*other, *port, program.stop(), play.patience);
     return report(program.output(), expectations, problem, programEnded);
 }

@@ -1,45 +1,27 @@
 #include "LineTap.h"
 
 #include <atomic>
-#include <thread>
 
-#include <serialcomm/Uart.h>
-#include <serialcomm/UartEnding.h>
-
-#include "command/UsageError.h"
+#include "UartReader.h"
 
 namespace command {
 
 class LineTap::Line {
 public:
-    Line(const std::string& device, const TapOptions& options, CaptureSink& to, uint32_t interface,
+    Line(const std::string& device, const TapOptions& options, CaptureSink& sink, uint32_t interface,
          capture::Direction direction)
-        : port(device, options.baud, 0, options.parity, true) {
-        if (!port.init()) throw UsageError("cannot open " + device + "; --log-level error says why");
-        reader = std::thread([this, &to, interface, direction] { run(to, interface, direction); });
-    }
-    ~Line() {
-        uartEnd(port);
-        reader.join();
-    }
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
+        : reader(device, options.baud, options.parity, [this, &sink, interface, direction](const ByteArray& bytes) {
+              if (bytes.empty())
+                  lost = true;
+              else
+                  sink.write(interface, direction, bytes);
+          }) {}
 
     bool isLost() const { return lost; }
 
 private:
-    void run(CaptureSink& sink, uint32_t interface, capture::Direction direction) {
-        constexpr unsigned long most = 4096;
-        for (bool error = false; !error;) {
-            const ByteArray bytes = port.read(most, &error);
-            if (!error) sink.write(interface, direction, bytes);
-        }
-        lost = true;
-    }
-
-    Uart port;
     std::atomic<bool> lost{false};
-    std::thread reader;
+    UartReader reader; // the last: its thread uses the other
 };
 
 LineTap::LineTap(const TapOptions& options, CaptureSink& into) {

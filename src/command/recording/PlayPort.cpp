@@ -4,18 +4,15 @@
 #include <cerrno>
 #include <condition_variable>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 #include <poll.h>
 #include <unistd.h>
 
 #include <descriptor/Descriptor.h>
-#include <serialcomm/Uart.h>
-#include <serialcomm/UartEnding.h>
 #include <terminal/PseudoTerminal.h>
 
-#include "command/UsageError.h"
+#include "UartReader.h"
 
 namespace command {
 
@@ -60,20 +57,10 @@ private:
     const std::string name;
 };
 
-/// A thread of its own reads: the port waits for ever.
 class SerialPort : public PlayPort {
 public:
     SerialPort(const std::string& device, int baud, const std::string& parity)
-        : name(device), port(device, baud, 0, parity, true) {
-        if (!port.init()) throw UsageError("cannot open " + device + "; --log-level error says why");
-        reader = std::thread([this] { run(); });
-    }
-    ~SerialPort() override {
-        uartEnd(port);
-        reader.join();
-    }
-    SerialPort(const SerialPort&) = delete;
-    SerialPort& operator=(const SerialPort&) = delete;
+        : name(device), port(device, baud, parity, [this](const ByteArray& bytes) { take(bytes); }) {}
 
     const std::string& path() const override { return name; }
     bool write(const ByteArray& bytes) override { return port.write(bytes); }
@@ -88,24 +75,19 @@ public:
     }
 
 private:
-    void run() {
-        constexpr unsigned long most = 4096;
-        for (bool error = false; !error;) {
-            const ByteArray got = port.read(most, &error);
-            const std::lock_guard lock(mutex);
-            unread.insert(unread.end(), got.begin(), got.end());
-            lost = error;
-            came.notify_all();
-        }
+    void take(const ByteArray& bytes) {
+        const std::lock_guard lock(mutex);
+        unread.insert(unread.end(), bytes.begin(), bytes.end());
+        lost = bytes.empty();
+        came.notify_all();
     }
 
     const std::string name;
-    Uart port;
     mutable std::mutex mutex; // guards the two below
     std::condition_variable came;
     ByteArray unread;
     bool lost = false;
-    std::thread reader;
+    UartReader port; // the last: its thread uses all the others
 };
 
 } // namespace
