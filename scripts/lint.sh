@@ -31,6 +31,6 @@ cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-s
 echo "== clang-tidy, with the clang analyzer's checks"
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
 # Those with a command line's parser take longest, and come first.
-for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostcheck|exchange|sockets|rig|json)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
+for rooms in 'src/(tools|command)|examples' 'src/(lib|host|hostsim|hostport|terminal|hostcheck|exchange|sockets|rig|json)'; do scripts/sources.sh | grep -E "^($rooms)/.*\.cpp$"; done |
     xargs -P "$jobs" -n 1 clang-tidy --quiet -p build/clang 2>/dev/null
 echo "lint: no findings"

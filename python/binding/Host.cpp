@@ -22,7 +22,10 @@
 namespace binding {
 
 using hostsim::FaultOptions;
+using hostsim::Item;
+using hostsim::readItems;
 using hostsim::SimulatedHost;
+using hostsim::writeItems;
 
 namespace {
 
@@ -54,8 +57,8 @@ FaultOptions faultsOf(const py::dict& from) {
 }
 
 // States travel as the items of a message: what a value is made of inside stays where it is.
-std::vector<hostsim::Item> itemsOf(const py::bytes& message) {
-    const auto items = hostsim::readItems(byteArrayOf(message));
+std::vector<Item> itemsOf(const py::bytes& message) {
+    const auto items = readItems(byteArrayOf(message));
     if (!items) throw std::invalid_argument("these states cannot be read");
     return *items;
 }
@@ -65,7 +68,7 @@ std::unique_ptr<HostThread> makeHost(const py::dict& from, const py::dict& fault
     take(from, "max_packet_size", options.outgoing.maxPacketSize);
     take(from, "response_timeout", options.outgoing.responseTimeout);
     options.faults = faultsOf(faults);
-    for (const hostsim::Item& item : itemsOf(states)) options.states.set(item.tag, item.value);
+    for (const Item& item : itemsOf(states)) options.states.set(item.tag, item.value);
     std::string link;
     unsigned long baud = 0;
     size_t recorded = 0;
@@ -78,7 +81,7 @@ std::unique_ptr<HostThread> makeHost(const py::dict& from, const py::dict& fault
 void set(HostThread& self, const py::bytes& states) {
     unlocked([&self, items = itemsOf(states)] {
         self.ask([&items](SimulatedHost& host) {
-            for (const hostsim::Item& item : items) host.send(host.application().setState(item.tag, item.value));
+            for (const Item& item : items) host.send(host.application().setState(item.tag, item.value));
         });
     });
 }
@@ -86,7 +89,7 @@ void set(HostThread& self, const py::bytes& states) {
 py::bytes get(HostThread& self, uint16_t state) {
     return bytesOf(unlocked([&] {
         return self.ask([state](SimulatedHost& host) {
-            return hostsim::writeItems(MSG_SetState, {{state, host.application().states().get(state)}});
+            return writeItems(MSG_SetState, {{state, host.application().states().get(state)}});
         });
     }));
 }
