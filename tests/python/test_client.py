@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import contextlib
+import itertools
 import logging
+import os
 import pathlib
 import queue
 import sys
@@ -193,6 +196,50 @@ def test_faults_that_the_link_makes_good(hostlink_host: Host, hostlink_client: C
     counts = hostlink_host.counts()
     assert counts["faultNacks"] > 40 and counts["faultLateAnswers"] > 0 and counts["faultGarbage"] > 0
     assert hostlink_client.statistics()["refusedPackets"] == counts["faultNacks"]
+
+
+FAULTS = {
+    "silent_every": "faultSilences",
+    "ack_nack_every": "faultAckNacks",
+    "neither_every": "faultNeithers",
+    "nack_first": "faultNacks",
+    "repeat_every": "faultRepeatedPackets",
+    "burst": "faultBursts",
+    "garbage_every": "faultGarbage",
+    "split_writes": "faultSplitWrites",
+    "drop_rate_to_module": "faultDroppedBytes",
+    "corrupt_rate_to_module": "faultCorruptedBytes",
+    "insert_rate_to_module": "faultInsertedBytes",
+    "repeat_rate_to_module": "faultRepeatedBytes",
+    "drop_rate_to_host": "faultDroppedBytes",
+    "corrupt_rate_to_host": "faultCorruptedBytes",
+    "insert_rate_to_host": "faultInsertedBytes",
+    "repeat_rate_to_host": "faultRepeatedBytes",
+}
+
+
+@pytest.mark.parametrize("fault", [*FAULTS, "late_every"])
+def test_each_fault_is_that_of_the_simulator(fault: str) -> None:
+    """Over the bare port, so that nothing has to be made good."""
+    amount = 0.2 if "rate" in fault else True if fault == "split_writes" else 1
+    settings: dict[str, Any] = {fault: amount, "limit": 7}
+    with Host(faults=Faults(**settings, late_by=0.001)) as host:
+        port = os.open(host.path, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        asked = hostlink.encode(MessageId.GetState, ["PlayerVolume"])
+        frames = itertools.count()
+
+        def happened() -> bool:
+            frame = next(frames) % 200
+            with contextlib.suppress(BlockingIOError):
+                os.write(port, hostlink.packets(asked, frame, ack=True)[0])
+                for packet in os.read(port, 4096).split(b"\xff\xfe")[1:]:
+                    if len(packet) > 8:  # a message, not an answer
+                        os.write(port, hostlink.response_packet(packet[3], hostlink.AcknowledgeType.Ack))
+            return host.counts()[FAULTS.get(fault, "faultLateAnswers")] > 0
+
+        eventually(happened)
+        assert 0 < host.counts()["faults"] <= 7
+        os.close(port)
 
 
 def test_a_host_that_refuses() -> None:

@@ -92,8 +92,8 @@ def no_more_than(before: tuple[int, int]) -> None:
 class Mallinfo(ctypes.Structure):
     """What glibc says of its memory."""
 
-    _fields_ = [(name, ctypes.c_size_t) for name in
-                ("arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks", "fordblks", "keepcost")]  # fmt: skip
+    NAMES = "arena ordblks smblks hblks hblkhd usmblks fsmblks uordblks fordblks keepcost"
+    _fields_ = [(name, ctypes.c_size_t) for name in NAMES.split()]
 
 
 def used_bytes() -> int:
