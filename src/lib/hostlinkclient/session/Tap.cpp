@@ -71,16 +71,6 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     if (HostLinkPacket::isLast(packet) && !written.refusedLast) lastPacketGoesOut();
     countUp(counters.packetsOut);
     countUp(counters.bytesOut, packet.size());
-    struct Leaving { // also when there is no memory
-        ~Leaving() {
-            const std::lock_guard guard(tap.mutex);
-            --tap.inside;
-            tap.left.notify_all();
-        }
-        Tap& tap;
-    };
-    const Leaving leaving{*this};
-    written.refusedLast = false;
     const WriteDataResponse response = link->writeData(packet);
     written.refusedLast = response == Rejected;
     if (response == Rejected) {
@@ -89,6 +79,9 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     } else if (response != Accepted) {
         countUp(counters.unansweredPackets);
     }
+    const std::lock_guard lock(mutex);
+    --inside;
+    left.notify_all();
     return response;
 }
 
