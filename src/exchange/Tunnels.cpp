@@ -395,17 +395,18 @@ void Tunnels::advance(Time now) {
 }
 
 std::optional<Time> Tunnels::deadline() const {
+    if (inFlight) return std::nullopt; // whatever is due then waits for `sent()`
     std::optional<Time> due;
     const auto consider = [&due](std::optional<Time> moment) {
         if (moment && (!due || *moment < *due)) due = moment;
     };
-    consider(silentUntil);
     for (const auto& entry : all) {
         const Connection& connection = entry.second;
         if (connection.state == State::Closing) consider(connection.closeAt);
         if (connection.state == State::Open) consider(connection.outgoing.deadline());
         if (connection.state == State::Open) consider(connection.checkAt);
     }
+    if (silentUntil) due = due ? std::max(*due, *silentUntil) : *silentUntil; // an answer may wait for it
     return due;
 }
 

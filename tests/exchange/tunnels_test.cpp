@@ -577,3 +577,57 @@ TEST(Tunnels, CarryEveryByteOverABadWire) {
         EXPECT_EQ(pair.host.tunnels.counts().broken, 0u) << "run " << run;
     }
 }
+
+// --- What a bad line is told from, and what is done about it.
+
+TEST(TunnelsOnABadLine, ADamagedAnswerHasItsRequestSentAgainAtOnce) {
+    Pair pair;
+    const uint16_t number = pair.open();
+    pair.say(pair.module, number, bytes("01"));
+    const auto asked = pair.module.tunnels.nextMessage(pair.now);
+    ASSERT_TRUE(asked);
+    pair.module.tunnels.sent(Delivery::Accepted, pair.now);
+    pair.host.tunnels.receive(*asked, pair.now);
+    ByteArray answer = *pair.host.tunnels.nextMessage(pair.now);
+    answer.back() ^= 1; // of its checksum
+    pair.module.tunnels.receive(answer, pair.now);
+    EXPECT_EQ(pair.module.tunnels.nextMessage(pair.now), asked);
+    EXPECT_EQ(pair.module.tunnels.counts().damaged, 1u);
+    EXPECT_EQ(pair.module.tunnels.counts().repeated, 1u);
+}
+
+TEST(TunnelsOnABadLine, SoDoesAComplaintAboutNoConnectionThatIsKnown) {
+    Pair pair;
+    const uint16_t number = pair.open();
+    pair.say(pair.module, number, bytes("01"));
+    const auto asked = pair.module.tunnels.nextMessage(pair.now);
+    pair.module.tunnels.sent(Delivery::Accepted, pair.now);
+    pair.module.tunnels.receive(writeTunnelAnswer({77, TCP_InvalidMessage, 0, 0}), pair.now);
+    EXPECT_EQ(pair.module.tunnels.nextMessage(pair.now), asked);
+}
+
+TEST(TunnelsOnABadLine, AfterTwoLossesInARowItIsLeftAlone) {
+    Pair pair;
+    const uint16_t number = pair.open();
+    pair.say(pair.module, number, bytes("01"));
+    for (const milliseconds pause : {milliseconds(10), milliseconds(80), milliseconds(80)}) {
+        ASSERT_TRUE(pair.module.tunnels.nextMessage(pair.now));
+        pair.module.tunnels.sent(Delivery::Unknown, pair.now);
+        pair.wait(pause - milliseconds(1));
+        EXPECT_FALSE(pair.module.tunnels.nextMessage(pair.now));
+        pair.wait(milliseconds(1));
+    }
+    EXPECT_TRUE(pair.module.tunnels.nextMessage(pair.now));
+}
+
+TEST(TunnelsOnABadLine, AnAnswerThatGotLostGoesOutAgainThreeTimesAtMost) {
+    Pair pair;
+    const uint16_t number = pair.open();
+    pair.host.tunnels.receive(request(number, TunnelCommand::Data, 0, bytes("01")), pair.now);
+    for (int tries = 0; tries < 3; ++tries) {
+        ASSERT_TRUE(pair.host.tunnels.nextMessage(pair.now)) << tries;
+        pair.host.tunnels.sent(Delivery::Unknown, pair.now);
+        pair.wait(milliseconds(80));
+    }
+    EXPECT_FALSE(pair.host.tunnels.nextMessage(pair.now));
+}

@@ -73,6 +73,7 @@ public:
                 {"set", [this] { return set(); }},
                 {"subscribe", [this] { return subscribe(); }},
                 {"send a file", [this] { return sendFile(); }},
+                {"receive files", [this] { return receiveFiles(); }},
                 {"tunnel", [this] { return openTunnel(); }},
                 {"connect", [this] { return connect(); }},
                 {"end", [this] { return end(); }}};
@@ -167,6 +168,15 @@ private:
         return bool(sent);
     }
 
+    bool receiveFiles() {
+        hostlink::ReceiveOptions taking;
+        taking.write = [](const unsigned char*, std::size_t) { return true; };
+        const auto begun = under([&] { return client->receiveFiles(taking); });
+        expectReason(begun);
+        if (begun) receiving = *begun;
+        return bool(begun);
+    }
+
     bool openTunnel() {
         const auto opened = under([this] { return client->tunnel(); });
         expectReason(opened);
@@ -181,6 +191,7 @@ private:
     bool end() {
         const UnderTest now;
         tunnel.reset();
+        receiving = hostlink::Receiving();
         client.reset();
         subscription = hostlink::Subscription();
         return true;
@@ -197,6 +208,7 @@ private:
     PlayedTerminal terminal;
     std::unique_ptr<hostlink::Client> client;
     hostlink::Subscription subscription;
+    hostlink::Receiving receiving;
     std::optional<hostlink::Tunnel> tunnel;
     Signal told;
     std::atomic<int> volume{30};

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <future>
-#include <new>
 #include <random>
 
 #include <hostlink/HostLinkMessage.h>
@@ -93,10 +92,8 @@ Core::Core(const Wire& wire, const Options& options)
       results(std::make_shared<Results>()),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
-      keeper([this] { timeIsUp(); }),
       recording(recordingOf(wire)),
-      line(wire, lineEvents(), counted, recording.get(), keeper),
-      sender([this] { writeNext(); }) {}
+      line(wire, lineEvents(), counted, recording.get(), keeper) {}
 
 std::unique_ptr<LinkRecording> Core::recordingOf(const Wire& wire) {
     const std::optional<Recorder> recorder = recorderFor(settings.recorder);
@@ -195,30 +192,16 @@ void Core::tellTheRest() {
     callbacks.stop();
 }
 
-// Without memory for all of it nothing has been asked.
-Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed) {
+Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by) {
     const Time now = Clock::now();
-    const Id id = matcher.nextId();
-    try {
-        dones.emplace(id, std::move(done));
-        if (isSelfTimed) selfTimed.insert(id);
-        if (by) cancellations.emplace(id, by);
-        const bool isCancelled = by && !by->enter(weak_from_this(), id);
-        matcher.add(std::move(question), now);
-        if (isCancelled || closing) matcher.cancel(id, now);
-    } catch (const std::bad_alloc&) {
-        forget(id, by);
-        throw;
+    const Id id = matcher.add(std::move(question), now);
+    dones.emplace(id, std::move(done));
+    if (by) {
+        cancellations.emplace(id, by);
+        if (!by->enter(weak_from_this(), id)) matcher.cancel(id, now);
     }
+    if (closing) matcher.cancel(id, now);
     return id;
-}
-
-void Core::forget(Id id, const std::shared_ptr<Cancellation::State>& by) {
-    matcher.forget(id);
-    if (by) by->leave(*this, id);
-    cancellations.erase(id);
-    selfTimed.erase(id);
-    dones.erase(id);
 }
 
 void Core::submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done) {
@@ -232,24 +215,17 @@ Matcher::End Core::wait(Question question, const std::shared_ptr<Cancellation::S
     const ByteArray message = question.message;
     Lock lock(mutex);
     const Id id = add(
-        std::move(question), [slot](const Matcher::End& end) { slot->put(end); }, by, true);
+        std::move(question), [slot](const Matcher::End& end) { slot->put(end); }, by);
     const bool isTurn = settle(lock, id);
     if (!isTurn) return slot->take();
 
-    try {
-        writeNow(message);
-        for (;;) {
-            lock.lock();
-            const std::optional<Time> time = matcher.timeOf(id);
-            lock.unlock();
-            if (!time || slot->waitUntil(*time)) return slot->take();
-            timeIsUp();
-        }
-    } catch (const std::bad_alloc&) {
-        lock.lock(); // somebody else looks at its time
-        selfTimed.erase(id);
-        arm(Clock::now());
-        throw;
+    writeNow(message);
+    for (;;) {
+        lock.lock();
+        const std::optional<Time> time = matcher.timeOf(id);
+        lock.unlock();
+        if (!time || slot->waitUntil(*time)) return slot->take();
+        timeIsUp();
     }
 }
 
@@ -266,15 +242,16 @@ void Core::countEnd(const Matcher::End& end) {
 }
 
 // After everything that changes what is asked: tells what has ended, and has the next message written. Releases the
-// lock. Takes no memory, so that what has been begun goes on.
+// lock.
 // @return whether the caller is to write his own message
 bool Core::settle(Lock& lock, std::optional<Id> own) {
     const Time now = Clock::now();
-    const std::vector<Matcher::End> ended = matcher.takeEnds();
-    std::map<Id, Done> told;
-    for (const Matcher::End& end : ended) {
+    std::vector<std::pair<Done, Matcher::End>> ended;
+    for (const Matcher::End& end : matcher.takeEnds()) {
         countEnd(end);
-        told.insert(dones.extract(end.id));
+        const auto found = dones.find(end.id);
+        ended.emplace_back(std::move(found->second), end);
+        dones.erase(found);
         selfTimed.erase(end.id);
         const auto cancellation = cancellations.find(end.id);
         if (cancellation == cancellations.end()) continue;
@@ -284,15 +261,14 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
     counted.staleAnswers.store(matcher.counts().late + matcher.counts().foreign, std::memory_order_relaxed);
     const std::optional<Id> next = matcher.nextToSend(now);
     const bool isOwn = next && next == own;
-    if (next && !isOwn) {
-        toWrite = next;
-        sender.callAt(now);
-    }
+    if (isOwn)
+        selfTimed.insert(*own);
+    else if (next)
+        sender.post([this, message = matcher.question(*next).message] { writeNow(message); });
     if (next && !isOwn) selfTimed.erase(*next);
-    if (own && !isOwn) selfTimed.erase(*own);
     arm(now);
     lock.unlock();
-    for (const Matcher::End& end : ended) told.at(end.id)(end);
+    for (const auto& [done, end] : ended) done(end);
     return isOwn;
 }
 
@@ -301,7 +277,7 @@ void Core::arm(Time now) {
     const std::optional<Time> next = matcher.nextTime(selfTimed);
     if (!next || closing || (armed && *armed <= *next && *armed > now)) return;
     armed = next;
-    keeper.callAt(*next);
+    keeper.postAt(*next, [this] { timeIsUp(); });
 }
 
 void Core::timeIsUp() {
@@ -309,21 +285,6 @@ void Core::timeIsUp() {
     const Time now = Clock::now();
     if (armed && *armed <= now) armed.reset();
     matcher.tick(now);
-    settle(lock, {});
-}
-
-// On the sender. What has ended meanwhile is not written any more.
-void Core::writeNext() {
-    Lock lock(mutex);
-    const std::optional<Id> id = std::exchange(toWrite, std::nullopt);
-    if (!id) return;
-    if (matcher.isOpen(*id)) {
-        const ByteArray message = matcher.question(*id).message;
-        lock.unlock();
-        writeNow(message);
-        return;
-    }
-    matcher.written(Written::Unknown, 0, Clock::now());
     settle(lock, {});
 }
 
@@ -432,14 +393,9 @@ Question Core::ownQuestion(Question question) const {
 }
 
 void Core::askStep(const SubscriptionTable::Step& step) {
-    try {
-        add(
-            ownQuestion(listQuestion(step.id, step.states)),
-            [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
-    } catch (const std::bad_alloc&) {
-        table.stepEnded(step, SubscriptionTable::Ended::Failed);
-        throw;
-    }
+    add(
+        ownQuestion(listQuestion(step.id, step.states)),
+        [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
 }
 
 void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const Matcher::End& end) {
@@ -542,25 +498,13 @@ std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>&
         std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told), loop);
     if (wrong || closing) return made;
     made->start();
-    try {
-        enter(made, states);
-    } catch (const std::bad_alloc&) {
-        table.remove(made->id);
-        subscribers.erase(made->id);
-        lock.unlock(); // its callback may be running already
-        made->stop();
-        throw;
-    }
-    settle(lock, {});
-    return made;
-}
-
-void Core::enter(const std::shared_ptr<Subscription::State>& made, const std::vector<StateId>& states) {
     for (auto old = subscribers.begin(); old != subscribers.end();)
         old = old->second->isOver() ? subscribers.erase(old) : std::next(old);
     subscribers.emplace(made->id, made);
     tellSubscribers(table.add(made->id, numbersOf(states)));
     advance();
+    settle(lock, {});
+    return made;
 }
 
 void Core::unsubscribe(uint64_t id) {

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
-#include <new>
 #include <vector>
 
 #include <fcntl.h>
@@ -147,15 +146,6 @@ void Line::drop() {
     tap.reset();
 }
 
-// Without memory for it, what of the message has gone out is the tap's to tell.
-bool Line::give(const ByteArray& message) {
-    try {
-        return transport->writeMessage(message);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
 Line::Sent Line::write(const ByteArray& message) {
     {
         const std::lock_guard lock(mutex);
@@ -163,7 +153,7 @@ Line::Sent Line::write(const ByteArray& message) {
         isWriting = true;
     }
     tap->beginMessage();
-    const bool accepted = give(message);
+    const bool accepted = transport->writeMessage(message);
     const Tap::Written written = tap->ofMessage();
     const std::lock_guard lock(mutex);
     isWriting = false;

@@ -73,16 +73,6 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     if (HostLinkPacket::isLast(packet) && !written.refusedLast) lastPacketGoesOut();
     countUp(counters.packetsOut);
     countUp(counters.bytesOut, packet.size());
-    struct Leaving { // also when there is no memory
-        ~Leaving() {
-            const std::lock_guard guard(tap.mutex);
-            --tap.inside;
-            tap.left.notify_all();
-        }
-        Tap& tap;
-    };
-    const Leaving leaving{*this};
-    written.refusedLast = false;
     if (recording != nullptr) recording->packetOut(packet);
     const WriteDataResponse response = link->writeData(packet);
     if (recording != nullptr) recording->verdict(response);
@@ -93,6 +83,9 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     } else if (response != Accepted) {
         countUp(counters.unansweredPackets);
     }
+    const std::lock_guard lock(mutex);
+    --inside;
+    left.notify_all();
     return response;
 }
 
