@@ -6,7 +6,6 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,6 +16,7 @@
 #include "Declare.h"
 #include "command/Hex.h"
 #include "command/UsageError.h"
+#include "command/decode/Words.h"
 #include "command/recording/Expectations.h"
 #include "command/recording/PlayPort.h"
 #include "command/recording/PlayedProgram.h"
@@ -73,13 +73,6 @@ uint32_t wireToPlay(const Recording& recording, const std::string& name) {
 Side sideToPlay(const ReplayOptions& options, const WireOptions& wire) {
     if (options.as.empty()) return wire.uart ? Side::Module : Side::Host;
     return options.as == "module" ? Side::Module : Side::Host;
-}
-
-std::string indented(const std::string& text) {
-    std::istringstream lines(text);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) result += "\n    " + line;
-    return result;
 }
 
 // The message where the packet holds all of it, else the packet.

@@ -10,16 +10,16 @@
 
 namespace command {
 
-namespace {
-
-constexpr std::size_t packetIdOffset = 6;
-
-std::string indented(const std::string& text, const char* by = "\n    ") {
+std::string indented(const std::string& text, const char* by) {
     std::istringstream lines(text);
     std::string result;
     for (std::string line; std::getline(lines, line);) result += by + line;
     return result;
 }
+
+namespace {
+
+constexpr std::size_t packetIdOffset = 6;
 
 const char* nameOf(Direction direction) {
     switch (direction) {

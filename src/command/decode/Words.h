@@ -14,6 +14,9 @@
 
 namespace command {
 
+/// The lines of a text, each on one of its own behind `by`.
+std::string indented(const std::string& text, const char* by = "\n    ");
+
 /// Prints packets, what belongs to none, and messages behind their last packet. On one thread.
 class Words {
 public:
