@@ -25,7 +25,8 @@ std::optional<Encoding> encodingNamed(const std::string& name) {
 } // namespace
 
 Result<Value> parseValue(const StateId& state, const std::string& text, const Value& held) {
-    if (text == "nil") return Value();
+    static const Value nil; // the compiler takes one that is made on the spot for uninitialised
+    if (text == "nil") return nil;
     const size_t colon = text.find(':');
     if (colon != std::string::npos) {
         const std::string prefix = text.substr(0, colon);
