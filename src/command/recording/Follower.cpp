@@ -43,7 +43,7 @@ std::vector<capture::RunningRecorder> runningRecorders() {
     return found;
 }
 
-Follower::Follower(capture::RunningRecorder follow) : recorder(std::move(follow)) {
+Follower::Follower(capture::RunningRecorder followed) : recorder(std::move(followed)) {
     const std::vector<uint64_t> numbers = filesOf(recorder);
     if (!numbers.empty()) number = numbers.back() - 1;
     if (openNext()) readOn(nullptr);

@@ -22,7 +22,7 @@ std::vector<capture::RunningRecorder> runningRecorders();
 class Follower {
 public:
     /// What has been written before is passed over.
-    explicit Follower(capture::RunningRecorder recorder);
+    explicit Follower(capture::RunningRecorder followed);
 
     /// Hands on what has been written since.
     /// @return false when it has ended and everything is handed on, or its files cannot be read; see `problem()`

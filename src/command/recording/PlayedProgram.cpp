@@ -53,6 +53,7 @@ public:
 
 PlayedProgram::PlayedProgram(std::vector<std::string> words, const std::string& device) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) word = withDevice(word, device);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);

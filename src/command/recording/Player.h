@@ -20,7 +20,7 @@ struct PlayOptions {
 class Player {
 public:
     /// @param isOver whether to stop before the end: Ctrl-C, or the other side has gone
-    Player(PlayPort& over, const std::vector<Step>& steps, Expectations& expected, const PlayOptions& options,
+    Player(PlayPort& to, const std::vector<Step>& steps, Expectations& expected, const PlayOptions& options,
            std::function<bool()> isOver);
 
     /// Plays to the end. Before it says something, everything must have come that came before it.

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
-#include <utility>
 
 #include "hostlinkclient/session/RecorderRun.h"
 #include "hostlinkclient/session/SerialRecording.h"
@@ -50,8 +49,8 @@ std::optional<Recorder> recorderFor(const std::optional<Recorder>& own) {
     return recorder;
 }
 
-LinkRecording::LinkRecording(Recorder into, const Wire::Data& wire)
-    : recorder(std::move(into)), kind(wire.kind), device(wire.name), form(formOf(wire)) {}
+LinkRecording::LinkRecording(const Recorder& into, const Wire::Data& wire)
+    : recorder(into), kind(wire.kind), device(wire.name), form(formOf(wire)) {}
 
 void LinkRecording::record(capture::Direction direction, const ByteArray& bytes, std::string_view comment) const {
     const char* words = form == capture::Form::Packets ? "as the link has them" : "";

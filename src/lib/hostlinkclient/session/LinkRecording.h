@@ -26,7 +26,7 @@ std::optional<Recorder> recorderFor(const std::optional<Recorder>& own);
 /// thread.
 class LinkRecording {
 public:
-    LinkRecording(Recorder into, const Wire::Data& wire);
+    LinkRecording(const Recorder& into, const Wire::Data& wire);
     LinkRecording(const LinkRecording&) = delete;
     LinkRecording& operator=(const LinkRecording&) = delete;
 
