@@ -59,6 +59,7 @@ bool isUp(Program& program) {
 }
 bool isInATransaction(Program& program) {
     if (!program.isUp()) return false;
+    program.rig.slaveManual(); // or the answer might be there before the end
     program.rig.hold();
     return program.ask() && program.rig.waitForCount("waiting", 1);
 }

@@ -11,6 +11,7 @@ import tempfile
 import time
 import tty
 
+from command_contract_test import Schema
 from command_test import BAD_USAGE, GOOD, HOST_SAID_NO, NO_LINK, Bench
 from programs_test import PATIENCE, Program, expect, run
 
@@ -95,7 +96,8 @@ def needs(*programs):
 def replay(build, *words):
     code, out, err = run(build, "hostlink", "--json", "replay", *map(str, words))
     print(out, err)
-    lines = [json.loads(line) for line in out.splitlines() if line.startswith("{")]
+    # What a program that is played to prints stands between.
+    lines = Schema().check("replay", "\n".join(line for line in out.splitlines() if line.startswith("{")))
     return code, lines
 
 
@@ -286,13 +288,17 @@ def _recorded_ping(bench):
 def RunningRecorderIsGoneAlongWith(build):
     with Bench(build) as bench:
         ping = _recorded_ping(bench)
+        listed = Schema().check("record", run(build, "hostlink", "--json", "record", "--list")[1])
+        assert str(ping.pid) in [each["recorder"] for each in listed]
         path = bench.path("beside.pcapng")
-        words = [os.path.join(build, "bin", "hostlink"), "record", path, "--from", str(ping.pid)]
+        words = [os.path.join(build, "bin", "hostlink"), "--json", "record", path, "--from", str(ping.pid)]
         with subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as beside:
             wait_until(lambda: os.path.exists(path) and len(Recorded(path).packets) > 20, "it is recorded")
             ping.kill()
             ping.wait()
-            expect("ends with it", beside.wait(PATIENCE), GOOD)
+            said = beside.communicate(timeout=PATIENCE)[0].decode()
+            expect("ends with it", beside.returncode, GOOD)
+            expect("lines", [list(each) for each in Schema().check("record", said)], [["packets"]])
         recorded = Recorded(path)
         expect("wire", recorded.description(), ["uart bytes, 115200 baud"])
         assert "verdict Accepted" in [words for _, _, words, _ in recorded.packets]

@@ -9,9 +9,9 @@ mkdir "$folder/tree"
 cd "$folder/tree"
 
 fresh() {
-    rm -rf src examples python scripts
+    rm -rf src examples firmware python scripts
     mkdir scripts
-    cp -R "$source/src" "$source/examples" "$source/python" .
+    cp -R "$source/src" "$source/examples" "$source/firmware" "$source/python" .
     cp "$source/scripts/check-stairs.py" scripts/
 }
 

@@ -48,7 +48,7 @@ TapOptions tapOf(const RecordOptions& options, const WireOptions& wire) {
 
 ExitCode recordTap(Program& program, const RecordOptions& options) {
     CaptureSink sink(options.file);
-    const LineTap tap(tapOf(options, program.options().wire), sink);
+    const LineTap tap(tapOf(options, program.wire()), sink);
     program.output().note("recording both lines");
     while (!program.stop().waitFor(captureInterval) && !tap.isLost() && sink.problem().empty()) {
     }

@@ -148,7 +148,7 @@ ExitCode replay(Program& program, const ReplayOptions& options) {
     const Recording recording = recordingOf(contentOf(options.file));
     if (recording.cutOff > 0) program.output().note("the last packet is cut off; what is before it is played");
     const uint32_t interface = wireToPlay(recording, options.wire);
-    const WireOptions& wire = program.options().wire;
+    const WireOptions wire = program.wire();
     if (wire.i2c || wire.spi) throw UsageError("a recording is played over a serial line: --uart DEVICE");
     if (wire.uart && !(options.program.empty() && options.link.empty()))
         throw UsageError("either --uart, or a program or --link");
