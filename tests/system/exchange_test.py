@@ -136,7 +136,8 @@ def TunnelCarriesSeveralConnectionsAtOnce(build):
 
 def TunnelLosesNothingOnABadLine(build):
     # One byte of a thousand is damaged, in both directions.
-    carry(build, 4000, lambda place: place.tunnel("50"), "--corrupt-rate", "0.001", "--response-timeout", "50", "--seed", "7")
+    carry(build, 4000, lambda place: place.tunnel("50"), "--corrupt-rate", "0.001", "--response-timeout", "50", "--seed",
+          "7")
 
 
 def TunnelWithoutAServerRefuses(build):
