@@ -110,6 +110,7 @@ std::optional<TunnelEvent> Tunnels::nextEvent() {
 }
 
 void Tunnels::breakAll(Time now) {
+    silentUntil.reset(); // there may be no other time to say it
     for (auto& [number, connection] : all) {
         if (connection.state == State::Closing) continue;
         ++totals.broken;
@@ -148,6 +149,12 @@ void Tunnels::suspect(std::optional<uint16_t> number, Time now) {
     for (auto& [other, connection] : all)
         if (connection.state == State::Open && (meant == nullptr || meant == &connection))
             connection.outgoing.damaged(now);
+}
+
+void Tunnels::checkLater(Connection& connection, Time now) const {
+    connection.checkEvery = isBad(now) ? firstCheckOnABadLine : firstCheck;
+    if (connection.opens) connection.checkAt = now + connection.checkEvery;
+    connection.checks = 0;
 }
 
 bool Tunnels::isBad(Time now) const {
@@ -216,9 +223,7 @@ void Tunnels::takeData(const TunnelRequest& request, Time now) {
     }
     const size_t before = connection->incoming.waiting().size();
     connection->heardAt = now;
-    connection->checkEvery = isBad(now) ? firstCheckOnABadLine : firstCheck;
-    if (connection->opens) connection->checkAt = now + connection->checkEvery;
-    connection->checks = 0;
+    checkLater(*connection, now);
     connection->incoming.take(request);
     totals.bytesReceived += connection->incoming.waiting().size() - before;
     owe(request.connection, *connection, TCP_Success);
@@ -249,6 +254,8 @@ void Tunnels::takeSuccess(uint16_t number, Connection& connection, const TunnelA
     const size_t before = connection.outgoing.held();
     connection.outgoing.acknowledged(answer.position, answer.room, now);
     totals.bytesSent += before - connection.outgoing.held();
+    // What it is answered with may never be heard. The answer to a check has nothing new to say.
+    if (before != connection.outgoing.held()) checkLater(connection, now);
     if (!wasOpen && connection.outgoing.opened()) ++totals.opened;
     endWhenDone(number);
 }

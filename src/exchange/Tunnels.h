@@ -139,6 +139,7 @@ private:
     void takeDamaged(const ByteArray& message, Time now);
     void suspect(std::optional<uint16_t> number, Time now);
     bool isBad(Time now) const;
+    void checkLater(Connection& connection, Time now) const;
     void answerSent(Delivery delivery);
     void takeAnswer(const TunnelAnswer& answer, Time now);
     void takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now);

@@ -136,12 +136,8 @@ def TunnelCarriesSeveralConnectionsAtOnce(build):
 
 def TunnelLosesNothingOnABadLine(build):
     # One byte of a thousand is damaged, in both directions.
-    carry(build, 4000, lambda place: place.tunnel("50"), "--corrupt-rate", "0.001", "--response-timeout", "50", "--seed", "7")
-
-
-def TunnelLosesNothingWhereAByteInAHundredIsDamaged(build):
-    # As many bytes each way as HTTP adds: some seconds. Ten megabytes would take more than a day (docs/tunnel.md).
-    carry(build, 100, lambda place: place.tunnel("30"), "--corrupt-rate", "0.01", "--response-timeout", "30", "--seed", "7")
+    carry(build, 4000, lambda place: place.tunnel("50"), "--corrupt-rate", "0.001", "--response-timeout", "50", "--seed",
+          "7")
 
 
 def TunnelWithoutAServerRefuses(build):
