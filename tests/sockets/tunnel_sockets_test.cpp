@@ -329,6 +329,24 @@ TEST(TunnelSockets, WithoutDescriptorsItWaitsForOneToEnd) {
     EXPECT_TRUE(line.acceptAtServer().socket);
 }
 
+// Another socket takes its number, of which the system does not know that it is watched.
+TEST(TunnelSockets, WhatListensIsTriedAgainWhereTheSystemCannotWatchIt) {
+    Tunnels tunnels(options());
+    TunnelSockets sockets(tunnels);
+    Socket listening = listenAt("127.0.0.1", 0);
+    const int number = listening.get();
+    sockets.accept(std::move(listening));
+    const Socket other = listenAt("127.0.0.1", 0);
+    ASSERT_EQ(::dup2(other.get(), number), number);
+    const Time at = now();
+    tunnels.open(at);
+    sockets.handle(at);
+    EXPECT_FALSE(sockets.deadline());
+    tunnels.open(at); // as many as there may be: it is not to be watched for now
+    sockets.handle(at);
+    EXPECT_EQ(sockets.deadline(), at + std::chrono::milliseconds(250));
+}
+
 TEST(TunnelSockets, EventsOfConnectionsThatAreGoneAreNobodys) {
     Line line;
     const auto number = line.atModule.open(now()); // without a socket

@@ -64,8 +64,8 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// @name Requests
-    /// The plain ones wait; those with "Async" return at once, with a future or a callback. A callback that is not empty
-    /// is called once, on the client's thread for callbacks; what close() does about it stands there.
+    /// The plain ones wait; those with "Async" return at once, with a future or a callback. A callback that is not
+    /// empty is called once, on the client's thread for callbacks; what close() does about it stands there.
     ///
     /// `BadArgument`: no state of that name, no states at all, one twice, more than 255, a value longer than 65535
     /// bytes or a message longer than 65535 bytes or 256 packets of the wire, a deadline of 0 or less.

@@ -129,18 +129,19 @@ void RecordedFiles::makeRoom() const {
     }
 }
 
+// Those that this file does not have yet.
+void RecordedFiles::appendMissing(capture::Bytes& all, const std::vector<capture::Interface>& interfaces) const {
+    for (std::size_t i = interfacesOfFile; i < interfaces.size(); ++i) capture::appendInterface(all, interfaces[i]);
+}
+
 std::string RecordedFiles::write(const capture::Bytes& packets, const std::vector<capture::Interface>& interfaces) {
-    const auto missing = [&] {
-        capture::Bytes head;
-        for (std::size_t i = interfacesOfFile; i < interfaces.size(); ++i)
-            capture::appendInterface(head, interfaces[i]);
-        return head;
-    };
-    capture::Bytes all = missing();
+    capture::Bytes all;
+    appendMissing(all, interfaces);
     if (!file || (isRing() && size + all.size() + packets.size() > limit())) {
         std::string problem = isRing() ? beginRingFile() : begin();
         if (!problem.empty()) return problem;
-        all = missing();
+        all.clear();
+        appendMissing(all, interfaces);
     }
     all.insert(all.end(), packets.begin(), packets.end());
     std::string problem = append(all);

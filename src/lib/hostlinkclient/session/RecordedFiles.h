@@ -43,6 +43,7 @@ private:
     std::string append(const capture::Bytes& data);
     std::string problemWith(const std::string& what, int error) const;
     void makeRoom() const;
+    void appendMissing(capture::Bytes& all, const std::vector<capture::Interface>& interfaces) const;
     void announce();
     uint64_t limit() const;
 
