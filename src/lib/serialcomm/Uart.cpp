@@ -114,11 +114,11 @@ struct Uart::Impl {
 
     // Only what belongs to the class may spell the name of this structure and of the member that holds it. The
     // functions do so by standing here; nobody in this library calls them, yet others find them.
-    [[gnu::used, gnu::visibility("default")]] friend void uartEnd(Uart& port) { of(port).end(); }
-    [[gnu::used, gnu::visibility("default")]] friend int uartQueuedOutput(Uart& port) {
-        return of(port).queuedOutput();
+    [[gnu::used, gnu::visibility("default")]] friend void uartEnd(Uart& uart) { of(uart).end(); }
+    [[gnu::used, gnu::visibility("default")]] friend int uartQueuedOutput(Uart& uart) {
+        return of(uart).queuedOutput();
     }
-    [[gnu::used, gnu::visibility("default")]] friend void uartDropOutput(Uart& port) { of(port).dropOutput(); }
+    [[gnu::used, gnu::visibility("default")]] friend void uartDropOutput(Uart& uart) { of(uart).dropOutput(); }
 
 private:
     static Impl& of(Uart& port) { return *port.impl; }

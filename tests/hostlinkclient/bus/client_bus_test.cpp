@@ -257,8 +257,11 @@ TEST_P(ClientOnABus, EndsAFileOfTheHost) {
     const HostsFile file(200000);
     const auto client = connected();
     Taker taker;
+    std::promise<const Receiving*> begun;
+    taker.atFirst = [handle = begun.get_future().share()] { handle.get()->cancel(); };
     Result<Receiving> receiving = client->receiveFiles(taker.options());
-    taker.atFirst = [&receiving] { receiving->cancel(); };
+    ASSERT_TRUE(receiving) << receiving.text();
+    begun.set_value(&*receiving);
     rig.command("send-file " + file.path());
     EXPECT_EQ(taker.wait().end, FileEnd::Cancelled);
     EXPECT_LT(taker.got.size(), file.content.size());
