@@ -7,10 +7,10 @@ exceptions=tests/aarch64-exceptions.txt
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-# Not built there: the client's tests, the firmware's, which has an emulator of its own, and those of whole programs that
-# say the same on any processor (label "native").
+# Not built there: the client's tests, the firmware's, which has an emulator of its own, the Python package's, and those of
+# whole programs that say the same on any processor (label "native").
 names() {
-    ctest --test-dir "build/$1" -N -LE 'client|firmware|native' | sed -n 's/^  *Test *#[0-9]*: //p' | sort
+    ctest --test-dir "build/$1" -N -LE 'client|firmware|native|python' | sed -n 's/^  *Test *#[0-9]*: //p' | sort
 }
 names release >"$folder/here"
 names aarch64 >"$folder/there"
