@@ -10,4 +10,4 @@
 /// destroys it then. Any thread, also again; not at the same time as `init` or the destructor.
 ///
 /// Another library in place of this one need not have it: who uses it declares it weak and looks whether it is there.
-void uartEnd(Uart& port);
+void uartEnd(Uart& uart);

@@ -9,7 +9,7 @@
 ///
 /// Another library in place of this one need not have these functions: who uses them declares them weak and looks
 /// whether they are there.
-int uartQueuedOutput(Uart& port);
+int uartQueuedOutput(Uart& uart);
 
 /// Drops those bytes; without effect when the port is not open. A packet that has begun is cut off. As above.
-void uartDropOutput(Uart& port);
+void uartDropOutput(Uart& uart);
