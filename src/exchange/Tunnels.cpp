@@ -251,11 +251,13 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
 
 void Tunnels::takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now) {
     const bool wasOpen = connection.outgoing.opened();
+    const bool wasFinished = connection.outgoing.finished();
     const size_t before = connection.outgoing.held();
     connection.outgoing.acknowledged(answer.position, answer.room, now);
     totals.bytesSent += before - connection.outgoing.held();
     // What it is answered with may never be heard. The answer to a check has nothing new to say.
-    if (before != connection.outgoing.held()) checkLater(connection, now);
+    if (before != connection.outgoing.held() || wasFinished != connection.outgoing.finished())
+        checkLater(connection, now);
     if (!wasOpen && connection.outgoing.opened()) ++totals.opened;
     endWhenDone(number);
 }

@@ -410,6 +410,15 @@ TEST(Tunnels, TheOpeningEndAsksWhenBytesHaveComeAndNoMoreDo) {
     EXPECT_EQ(pair.host.tunnels.connections(), 1u);
 }
 
+// It has said all, and waits for what the other end has to say.
+TEST(Tunnels, TheOpeningEndAsksWhenItsEndHasBeenAcknowledgedAndNothingComes) {
+    Pair pair;
+    pair.open();
+    pair.module.tunnels.socketFinished(1, pair.now);
+    pair.exchange();
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(500));
+}
+
 TEST(Tunnels, WhatTheOpeningEndAsksIsAskedAgainSoonWhereItDoesNotGoOut) {
     Pair pair;
     pair.open();
