@@ -370,7 +370,7 @@ def page(m):
                 "nothing between two calls, so reading by index walks over all items before the one that is asked for; "
                 "over numbers of one kind it does so eight at a time, over others five times slower. `writeData` costs what the "
                 "raw exchange costs that wakes unlocked; how much that gains over waking under the lock is the scheduler's: "
-                "the same machine gave 0.85 × to 1.1 × on different days.",
+                "the same machine gave 0.85 × to 1.1 × in different runs.",
                 ""]
     for group in (whole_path, message, items, checksum, scan, text, transport, links, client, growth):
         yield from group(m)
