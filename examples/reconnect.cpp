@@ -17,11 +17,12 @@ int main(int argc, char** argv) {
     hostlink::Client host(hostlink::Uart{argv[1], 115200}, options);
 
     const auto link = host.onLink([](hostlink::LinkState state, const std::string& why) {
-        std::cout << (state == hostlink::LinkState::Up ? "up: " : "not up: ") << why << std::endl;
+        const std::string now = state == hostlink::LinkState::Up ? "up: " : "not up: ";
+        std::cout << now + why + "\n" << std::flush; // in one piece: the other callback prints, too
     });
     // Subscribed again by the client whenever the host is back, and told when it holds something else then.
     const auto changes = host.subscribe({STA_PlayerVolume}, [](const hostlink::Change& change) {
-        std::cout << "the volume is " << change.value.print() << std::endl;
+        std::cout << "the volume is " + change.value.print() + "\n" << std::flush;
     });
 
     for (int volume = 0; std::cin >> volume;) {

@@ -72,6 +72,10 @@ std::vector<ByteArray> TunnelEnd::messages(Time now) {
     std::vector<ByteArray> messages;
     if (const auto message = tunnels.nextMessage(now)) messages.push_back(*message);
     sockets.handle(now); // an answer may have been the last of its connection
+    // A connection that could not be made is found just now, and nothing else would wake whoever is to say so.
+    if (messages.empty()) {
+        if (const auto message = tunnels.nextMessage(now)) messages.push_back(*message);
+    }
     return messages;
 }
 
