@@ -6,7 +6,7 @@ import sys
 import time
 
 from command_test import BAD_USAGE, GOOD, NO_LINK, Bench
-from programs_test import PATIENCE, expect, run
+from programs_test import PATIENCE, expect, kill_simulator, run
 from terminal import Terminal
 
 STATES = ["--state", "PlayerVolume=u8:30", "--state", "MetaTitle=text:Blue", "--state", "PlayerPlayStatus=u8:2"]
@@ -168,7 +168,7 @@ def TopEndsWhenItsTerminalTakesNothing(build):
 def TopTellsThatTheLinkIsDown(build):
     with Bench(build) as bench, top(bench, "PlayerVolume") as screen:
         screen.wait_for("link up")
-        bench.host.process.kill()
+        kill_simulator(bench.host, bench.line)
         screen.wait_for("link down: ")
         screen.type("q")
         expect("code", screen.end(), NO_LINK)

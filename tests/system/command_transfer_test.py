@@ -5,7 +5,7 @@ import signal
 import sys
 
 from command_test import GOOD, UNKNOWN, Bench
-from programs_test import Program, expect
+from programs_test import Program, expect, kill_simulator
 
 SIZE = 40000
 CONTENT = bytes(i * i % 251 for i in range(SIZE))
@@ -30,9 +30,7 @@ def objects(program):
 def SendBeginsAnewAtAHostThatWasStartedAgain(build):
     with SlowBench(build) as bench, bench.sending() as send:
         send.wait_for('"total":')
-        bench.host.process.kill()
-        bench.host.process.wait()
-        os.remove(bench.line)  # what a killed one could not do
+        kill_simulator(bench.host, bench.line)
         send.wait_for('"link":"Down"')
         with Program(os.path.join(build, "bin", "zent-hostsim"), "--link", bench.line, "--baud", "921600"):
             expect("code", send.end(), GOOD)

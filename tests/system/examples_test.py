@@ -8,7 +8,7 @@ import subprocess
 import sys
 
 from exchange_test import Place
-from programs_test import PATIENCE, expect
+from programs_test import PATIENCE, expect, kill_simulator
 
 
 def run(place, name, *words):
@@ -25,12 +25,6 @@ def say(host, command):
 def end_with_enter(program):
     program.say("\n")
     expect("exit code", program.end(), 0)
-
-
-def kill(host):
-    """As kill -9 does."""
-    host.process.kill()
-    host.process.wait()
 
 
 def Get(build):
@@ -85,7 +79,7 @@ def Reconnect(build):
             program.wait_for("the volume is 30\n")
             say(program, "41")
             program.wait_for("the volume is 41\n")
-            kill(host)
+            kill_simulator(host, place.line)
             program.wait_for("not up: %s is gone\n" % place.line)
             say(program, "42")
         with place.simulator() as host:
@@ -102,7 +96,7 @@ def TenLinesOutliveAHostThatIsKilled(build):
         with place.simulator() as host:
             program = place.start("hostlink-ten-lines", place.line)
             program.wait_for("PlayerVolume is 40\n")
-            kill(host)
+            kill_simulator(host, place.line)
         with program, place.simulator() as host:
             program.wait_for("PlayerVolume is 30\n")  # what a host holds that has just come up: read again
             say(host, "set PlayerVolume 20")

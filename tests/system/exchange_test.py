@@ -10,7 +10,7 @@ import sys
 import tempfile
 import threading
 
-from programs_test import PATIENCE, Program, expect
+from programs_test import PATIENCE, Program, expect, kill_simulator
 
 MEGABYTE = 1000000
 
@@ -179,9 +179,7 @@ def FileOutlivesAHostThatIsKilled(build):
     with Place(build, "--baud", "921600") as place:
         with place.simulator() as first, send(place, 200000) as sending:
             sending.wait_for(" of 200000 bytes")
-            first.process.kill()
-            first.process.wait()
-            os.remove(place.line)  # what a killed one could not do
+            kill_simulator(first, place.line)
             with place.simulator():
                 sending.wait_for("the host holds 200000 bytes")
                 expect("exit code", sending.end(), 0)

@@ -57,6 +57,14 @@ class Program:
         self.process.wait()
 
 
+def kill_simulator(simulator, line):
+    """As kill -9 does. The link goes first, as a killed one cannot remove it: left behind, it would lead to whatever
+    terminal gets the number next, and that may be the one of a test that runs beside this."""
+    os.remove(line)
+    simulator.process.kill()
+    simulator.process.wait()
+
+
 def JsonIsOneObjectALine(build):
     commands = ["help", "get PlayerVolume", "get 9999", 'set MetaTitle text:a "b" \\ \t \u00fc', "get MetaTitle",
                 "set 5000 u64:18446744073709551615", "get 5000", "set 5000 i8:-3", "get 5000", "walk", "press x",

@@ -44,8 +44,7 @@ public:
 /// One run of the program; ends with the object.
 class Simulator {
 public:
-    Simulator(const std::string& link, std::vector<std::string> options) {
-        ::unlink(link.c_str()); // one that was killed leaves it
+    Simulator(const std::string& path, std::vector<std::string> options) : link(path) {
         options.insert(options.begin(), {ZENT_HOSTSIM, "--link", link});
         std::vector<char*> arguments;
         for (std::string& option : options) arguments.push_back(option.data());
@@ -63,7 +62,12 @@ public:
     Simulator& operator=(const Simulator&) = delete;
     ~Simulator() { end(SIGTERM); }
 
-    void kill() { end(SIGKILL); }
+    /// The link goes first, as a killed one cannot remove it: left behind, it would lead to whatever terminal gets the
+    /// number next, and that may be the one of a test that runs beside this.
+    void kill() {
+        ::unlink(link.c_str());
+        end(SIGKILL);
+    }
 
 private:
     void end(int signal) {
@@ -73,6 +77,7 @@ private:
         process = 0;
     }
 
+    std::string link;
     pid_t process = 0;
 };
 
