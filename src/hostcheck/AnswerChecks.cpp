@@ -9,15 +9,11 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "answers";
+constexpr char answerGroup[] = "answers";
 constexpr unsigned unusedFormats[] = {4, 5, 6, 7};
 
-ByteArray questionPacket(Bench& bench) {
-    return messagePacket(bench.module.nextId(), 0, true, bench.question());
-}
-
 void responseForm(Bench& bench) {
-    bench.requireAnswer(bench.module.send(questionPacket(bench)).answer, AcknowledgeType::Ack, 1, "a good packet");
+    bench.requireAnswer(bench.module.send(bench.questionPacket()).answer, AcknowledgeType::Ack, 1, "a good packet");
     const ByteArray response = bench.module.lastResponse;
     bench.require((response[4] & ~0xC0) == (FMT_Message | PKT_Last) && response[6] == 0 && response[7] == 0, 1,
                   "a response frame with flags A3, packet id 0 and padding 0; came: " + hex(response));
@@ -33,7 +29,7 @@ std::string milli(Time time) {
 std::vector<Time> measure(Bench& bench, unsigned samples) {
     std::vector<Time> times;
     for (unsigned i = 0; i < samples; ++i) {
-        const Module::Reply reply = bench.module.send(questionPacket(bench));
+        const Module::Reply reply = bench.module.send(bench.questionPacket());
         bench.requireAnswer(reply.answer, AcknowledgeType::Ack, 2, "a good packet, within its time");
         times.push_back(reply.after);
         bench.module.nextMessage(bench.waits.message);
@@ -57,7 +53,7 @@ void responseMedian(Bench& bench) {
 
 void answerOrder(Bench& bench) {
     const ByteArray bad = headerOf(bench.module.nextId(), PKT_Last | 5, HOSTLINK_PACKET_HEADER_SIZE);
-    bench.module.put(joined({questionPacket(bench), bad, questionPacket(bench)}));
+    bench.module.put(joined({bench.questionPacket(), bad, bench.questionPacket()}));
     const AcknowledgeType expected[] = {AcknowledgeType::Ack, AcknowledgeType::Nack, AcknowledgeType::Ack};
     for (const AcknowledgeType one : expected)
         bench.requireAnswer(bench.module.awaitAnswer(), one, 4, "a good packet, one of format 5, a good one, in order");
@@ -75,9 +71,9 @@ void responseIsNotAnswered(Bench& bench) {
 
 void answersWhileItWaits(Bench& bench) {
     bench.module.plan({std::nullopt});
-    bench.requireAnswer(bench.module.send(questionPacket(bench)).answer, AcknowledgeType::Ack, 1, "a good packet");
+    bench.requireAnswer(bench.module.send(bench.questionPacket()).answer, AcknowledgeType::Ack, 1, "a good packet");
     bench.require(bench.module.awaitOwn(1, bench.waits.message), 49, "the question is answered");
-    bench.requireAnswer(bench.module.send(questionPacket(bench)).answer, AcknowledgeType::Ack, 6,
+    bench.requireAnswer(bench.module.send(bench.questionPacket()).answer, AcknowledgeType::Ack, 6,
                         "a good packet while the host's own is not answered");
     bench.module.respond(AcknowledgeType::Ack);
 }
@@ -91,7 +87,7 @@ void isTakenInTheEnd(Bench& bench) {
 
 void isTakenAtOnce(Bench& bench) {
     for (unsigned i = 0; i < 20; ++i) {
-        bench.requireAnswer(bench.module.send(questionPacket(bench)).answer, AcknowledgeType::Ack, 9,
+        bench.requireAnswer(bench.module.send(bench.questionPacket()).answer, AcknowledgeType::Ack, 9,
                             "the first attempt of a good packet");
         bench.expectMessage(MSG_GetStateResponse, 49);
     }
@@ -121,13 +117,13 @@ void uncheckedBits(Bench& bench) {
         unsigned char bits;
         const char* what;
     };
-    const size_t size = questionPacket(bench).size();
+    const size_t size = bench.questionPacket().size();
     const Change changes[] = {{4, PKT_Ack, "with the flag \"ack\""},
                               {4, 0x18, "with bits 3 and 4 of its flags"},
                               {7, 0x55, "with another padding"},
                               {size - 1, 0xAA, "with another trailer"}};
     for (const Change& change : changes) {
-        ByteArray packet = questionPacket(bench);
+        ByteArray packet = bench.questionPacket();
         packet[change.at] = static_cast<unsigned char>(packet[change.at] | change.bits);
         bench.requireAnswer(bench.module.send(packet).answer, AcknowledgeType::Ack, 11,
                             std::string("a good packet ") + change.what);
@@ -141,17 +137,17 @@ void uncheckedBits(Bench& bench) {
 // clang-format off
 std::vector<Check> answerChecks() {
     return {
-        {"response-form", group, Wires::All, false, 1, "Sends a good packet.", "One response frame of 8 bytes: ack.", responseForm},
-        {"response-time", group, Wires::All, false, 2, "Sends 200 questions, one after the other.", "Each is acknowledged within 500 ms. Tells the distribution.", responseTime},
-        {"response-median", group, Wires::All, false, 3, "Sends 50 questions.", "Half of them are acknowledged within 20 ms.", responseMedian},
-        {"answer-order", group, Wires::Serial, false, 4, "Sends a good packet, one of format 5 and a good one without a pause.", "ack, nack, ack.", answerOrder},
-        {"response-not-answered", group, Wires::All, false, 5, "Sends response frames of all four kinds that nobody waits for.", "Nothing comes, and the host goes on.", responseIsNotAnswered},
-        {"answers-while-waiting", group, Wires::All, false, 6, "Leaves a packet of the host unanswered and sends one.", "It is acknowledged.", answersWhileItWaits},
-        {"taken-in-four", group, Wires::All, false, 8, "Sends 20 questions, refused ones again after 10 ms.", "Each is taken within four attempts.", isTakenInTheEnd},
-        {"taken-at-once", group, Wires::All, false, 9, "Sends 20 questions.", "Each is taken at the first attempt.", isTakenAtOnce},
-        {"irq-on-serial", group, Wires::Serial, false, 10, "Sends an IRQ frame.", "nack, and the host goes on.", irqOnSerialLine},
-        {"unknown-formats", group, Wires::All, false, 10, "Sends packets of the formats 4 to 7.", "nack to each, and the host goes on.", unknownFormats},
-        {"unchecked-bits", group, Wires::All, false, 11, "Sends questions with the flag \"ack\", bits 3 and 4, another padding, another trailer.", "Each is taken and answered.", uncheckedBits},
+        {"response-form", answerGroup, Wires::All, false, 1, "Sends a good packet.", "One response frame of 8 bytes: ack.", responseForm},
+        {"response-time", answerGroup, Wires::All, false, 2, "Sends 200 questions, one after the other.", "Each is acknowledged within 500 ms. Tells the distribution.", responseTime},
+        {"response-median", answerGroup, Wires::All, false, 3, "Sends 50 questions.", "Half of them are acknowledged within 20 ms.", responseMedian},
+        {"answer-order", answerGroup, Wires::Serial, false, 4, "Sends a good packet, one of format 5 and a good one without a pause.", "ack, nack, ack.", answerOrder},
+        {"response-not-answered", answerGroup, Wires::All, false, 5, "Sends response frames of all four kinds that nobody waits for.", "Nothing comes, and the host goes on.", responseIsNotAnswered},
+        {"answers-while-waiting", answerGroup, Wires::All, false, 6, "Leaves a packet of the host unanswered and sends one.", "It is acknowledged.", answersWhileItWaits},
+        {"taken-in-four", answerGroup, Wires::All, false, 8, "Sends 20 questions, refused ones again after 10 ms.", "Each is taken within four attempts.", isTakenInTheEnd},
+        {"taken-at-once", answerGroup, Wires::All, false, 9, "Sends 20 questions.", "Each is taken at the first attempt.", isTakenAtOnce},
+        {"irq-on-serial", answerGroup, Wires::Serial, false, 10, "Sends an IRQ frame.", "nack, and the host goes on.", irqOnSerialLine},
+        {"unknown-formats", answerGroup, Wires::All, false, 10, "Sends packets of the formats 4 to 7.", "nack to each, and the host goes on.", unknownFormats},
+        {"unchecked-bits", answerGroup, Wires::All, false, 11, "Sends questions with the flag \"ack\", bits 3 and 4, another padding, another trailer.", "Each is taken and answered.", uncheckedBits},
     };
 }
 // clang-format on

@@ -47,6 +47,10 @@ ByteArray Bench::question() const {
     return listMessage(MSG_GetState, {setup.state});
 }
 
+ByteArray Bench::questionPacket() {
+    return messagePacket(module.nextId(), 0, true, question());
+}
+
 ByteArray Bench::longQuestion(size_t ids) const {
     return listMessage(MSG_GetState, std::vector<uint16_t>(ids, setup.state));
 }
@@ -89,7 +93,7 @@ void Bench::requireNoMessage(unsigned rule, const std::string& after) {
 void Bench::requireUsable(unsigned rule, const std::string& after) {
     module.plan({});
     module.inbox.clear();
-    requireTaken(messagePacket(module.nextId(), 0, true, question()), rule, "a good packet after " + after);
+    requireTaken(questionPacket(), rule, "a good packet after " + after);
     while (auto message = module.nextMessage(waits.recovery)) {
         if (idOf(*message) == MSG_GetStateResponse) return;
     }

@@ -32,6 +32,9 @@ struct Setup {
     uint64_t seed = 1;
 };
 
+/// A state that no host has.
+constexpr uint16_t unknownState = 0xFFF0;
+
 /// The module and what checks have in common. One thread.
 class Bench {
 public:
@@ -56,6 +59,8 @@ public:
 
     /// A question that every host answers without harm: "GetStateMessage" for the state.
     ByteArray question() const;
+    /// The same as the packet that comes next.
+    ByteArray questionPacket();
     /// A question in several packets, and an answer in several: "GetStateMessage" for the state, so many times.
     ByteArray longQuestion(size_t ids = longIds) const;
     static constexpr size_t longIds = 40;

@@ -8,7 +8,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "bus";
+constexpr char busGroup[] = "bus";
 constexpr uint32_t smallRead = HOSTLINK_IRQ_FRAME_SIZE;
 constexpr Time look = milliseconds(2);
 
@@ -165,17 +165,17 @@ void badWrite(Bench& bench) {
 std::vector<Check> busChecks() {
     const Wires bus = Wires::Bus;
     return {
-        {"bus-line-held", group, bus, false, 72, "Lets the host wait with its packet for 100 ms.", "The line stays low.", lineHeld},
-        {"bus-one-edge", group, bus, false, 73, "Fetches two packets.", "An edge for each; the line is high between them, and stays high behind them.", oneEdge},
-        {"bus-announce", group, bus, false, 74, "Asks for a packet with 14 bytes, and with its own length.", "One announcement of the length; none.", announces},
-        {"bus-read-again", group, bus, false, 81, "Reads a response and a packet several times.", "The same bytes from the first.", readAgain},
-        {"bus-idle-bytes", group, bus, false, 75, "Reads when there is nothing to answer.", "Bytes that do not begin with FF FE.", idleBytes},
-        {"bus-in-time", group, bus, false, 76, "Asks 50 questions.", "Every answer within four reads. Tells the distribution.", inTime},
-        {"bus-in-3-ms", group, bus, false, 77, "Asks 50 questions.", "Every answer within three reads.", inThreeMilliseconds},
-        {"bus-after-nack", group, bus, false, 78, "Refuses a packet.", "The line falls again, the same bytes come.", afterNack},
-        {"bus-nothing-to-say", group, bus, false, 79, "Sends an IRQ frame when the host has nothing.", "A response frame.", nothingToSay},
-        {"bus-write-while-low", group, bus, false, 80, "Sends a question while the line is low.", "ack; the line stays low; both answers come.", writeWhileLow},
-        {"bus-bad-write", group, bus, false, 82, "Writes bytes that are no packet.", "nack; the host goes on.", badWrite},
+        {"bus-line-held", busGroup, bus, false, 72, "Lets the host wait with its packet for 100 ms.", "The line stays low.", lineHeld},
+        {"bus-one-edge", busGroup, bus, false, 73, "Fetches two packets.", "An edge for each; the line is high between them, and stays high behind them.", oneEdge},
+        {"bus-announce", busGroup, bus, false, 74, "Asks for a packet with 14 bytes, and with its own length.", "One announcement of the length; none.", announces},
+        {"bus-read-again", busGroup, bus, false, 81, "Reads a response and a packet several times.", "The same bytes from the first.", readAgain},
+        {"bus-idle-bytes", busGroup, bus, false, 75, "Reads when there is nothing to answer.", "Bytes that do not begin with FF FE.", idleBytes},
+        {"bus-in-time", busGroup, bus, false, 76, "Asks 50 questions.", "Every answer within four reads. Tells the distribution.", inTime},
+        {"bus-in-3-ms", busGroup, bus, false, 77, "Asks 50 questions.", "Every answer within three reads.", inThreeMilliseconds},
+        {"bus-after-nack", busGroup, bus, false, 78, "Refuses a packet.", "The line falls again, the same bytes come.", afterNack},
+        {"bus-nothing-to-say", busGroup, bus, false, 79, "Sends an IRQ frame when the host has nothing.", "A response frame.", nothingToSay},
+        {"bus-write-while-low", busGroup, bus, false, 80, "Sends a question while the line is low.", "ack; the line stays low; both answers come.", writeWhileLow},
+        {"bus-bad-write", busGroup, bus, false, 82, "Writes bytes that are no packet.", "nack; the host goes on.", badWrite},
     };
 }
 // clang-format on

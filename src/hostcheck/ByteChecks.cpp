@@ -6,14 +6,10 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "bytes";
+constexpr char byteGroup[] = "bytes";
 constexpr uint16_t badLengths[] = {0, 1, 2, 3, 4, 5, 6, 7, 9, 10};
 constexpr unsigned char markFirst = HOSTLINK_SOP & 0xFF;
 constexpr unsigned char markSecond = HOSTLINK_SOP >> 8;
-
-ByteArray questionPacket(Bench& bench) {
-    return messagePacket(bench.module.nextId(), 0, true, bench.question());
-}
 
 ByteArray noise(Bench& bench, size_t size) {
     ByteArray bytes(size);
@@ -32,7 +28,7 @@ void requireSilence(Bench& bench, unsigned rule, const std::string& after) {
 
 // A good packet behind these bytes, in one write.
 void requireTakenBehind(Bench& bench, const ByteArray& bytes, unsigned rule, const std::string& what) {
-    bench.requireAnswer(bench.module.send(joined({bytes, questionPacket(bench)})).answer, AcknowledgeType::Ack, rule,
+    bench.requireAnswer(bench.module.send(joined({bytes, bench.questionPacket()})).answer, AcknowledgeType::Ack, rule,
                         "a good packet behind " + what);
     bench.expectMessage(MSG_GetStateResponse, rule);
 }
@@ -48,7 +44,7 @@ void noiseBefore(Bench& bench) {
 }
 
 void noiseBehind(Bench& bench) {
-    bench.requireAnswer(bench.module.send(joined({questionPacket(bench), noise(bench, 9)})).answer,
+    bench.requireAnswer(bench.module.send(joined({bench.questionPacket(), noise(bench, 9)})).answer,
                         AcknowledgeType::Ack, 12, "a good packet with noise behind it");
     bench.expectMessage(MSG_GetStateResponse, 12);
     requireSilence(bench, 12, "noise behind a packet");
@@ -56,11 +52,11 @@ void noiseBehind(Bench& bench) {
 }
 
 void wrongStart(Bench& bench) {
-    ByteArray packet = questionPacket(bench);
+    ByteArray packet = bench.questionPacket();
     packet[1] = markSecond ^ 0x01;
     bench.module.put(packet);
     requireSilence(bench, 12, "a packet with FF FF in place of FF FE");
-    packet = questionPacket(bench);
+    packet = bench.questionPacket();
     packet[0] = markSecond;
     bench.module.put(packet);
     requireSilence(bench, 12, "a packet with FE FE in place of FF FE");
@@ -84,7 +80,7 @@ void impossibleLengths(Bench& bench) {
 
 void goodBehindImpossible(Bench& bench) {
     const ByteArray half{markFirst, markSecond, 5, 0};
-    bench.requireAnswer(bench.module.send(joined({half, questionPacket(bench)})).answer, AcknowledgeType::Nack, 13,
+    bench.requireAnswer(bench.module.send(joined({half, bench.questionPacket()})).answer, AcknowledgeType::Nack, 13,
                         "a start mark with length 5");
     bench.requireAnswer(bench.module.awaitAnswer(), AcknowledgeType::Ack, 13, "the good packet right behind it");
     bench.expectMessage(MSG_GetStateResponse, 13);
@@ -93,7 +89,7 @@ void goodBehindImpossible(Bench& bench) {
 void damagedHeaders(Bench& bench) {
     for (size_t at = 0; at < 4; ++at) {
         for (unsigned turn = 0; turn < 3; ++turn) {
-            ByteArray packet = questionPacket(bench);
+            ByteArray packet = bench.questionPacket();
             packet[at] = static_cast<unsigned char>(packet[at] ^ (1U << (bench.random() % 8)));
             const auto size = static_cast<uint16_t>(packet.size());
             if (hostLinkPacketVerify(packet.data(), size) == HOSTLINK_SUCCESS) continue; // a shorter packet, and good
@@ -108,7 +104,7 @@ void damagedHeaders(Bench& bench) {
 }
 
 void gluedPackets(Bench& bench) {
-    bench.module.put(joined({questionPacket(bench), questionPacket(bench)}));
+    bench.module.put(joined({bench.questionPacket(), bench.questionPacket()}));
     for (unsigned i = 0; i < 2; ++i)
         bench.requireAnswer(bench.module.awaitAnswer(), AcknowledgeType::Ack, 15, "each of two packets in a row");
     for (unsigned i = 0; i < 2; ++i) bench.expectMessage(MSG_GetStateResponse, 15);
@@ -134,7 +130,7 @@ void shortPause(Bench& bench) {
         for (unsigned i = 0; i < tries && !isInTime; ++i) {
             bench.module.listen(bench.waits.cutPause);
             bench.module.forget();
-            isInTime = putWithPause(bench, questionPacket(bench), at);
+            isInTime = putWithPause(bench, bench.questionPacket(), at);
             if (!isInTime) continue;
             bench.requireAnswer(bench.module.awaitAnswer(), AcknowledgeType::Ack, 16,
                                 "a packet with a pause of 40 ms behind byte " + std::to_string(at));
@@ -145,7 +141,7 @@ void shortPause(Bench& bench) {
 }
 
 void byteByByte(Bench& bench) {
-    const ByteArray packet = questionPacket(bench);
+    const ByteArray packet = bench.questionPacket();
     for (const unsigned char byte : packet) {
         bench.module.put({byte});
         bench.module.listen(milliseconds(2));
@@ -167,7 +163,7 @@ bool putAlone(Bench& bench, const ByteArray& bytes) {
 }
 
 void cutPackets(Bench& bench) {
-    const ByteArray whole = questionPacket(bench);
+    const ByteArray whole = bench.questionPacket();
     for (size_t size = 1; size < whole.size(); ++size) {
         const std::string what = "a packet that stops after " + std::to_string(size) + " bytes";
         for (unsigned i = 0;
@@ -186,7 +182,7 @@ void cutPackets(Bench& bench) {
 
 void packetInACutOne(Bench& bench) {
     ByteArray header = headerOf(bench.module.nextId(), PKT_Last | FMT_Message, 60);
-    bench.module.put(joined({header, questionPacket(bench)}));
+    bench.module.put(joined({header, bench.questionPacket()}));
     bench.requireAnswer(bench.module.awaitAnswer(bench.waits.cutPause + bench.waits.answer), AcknowledgeType::Ack, 17,
                         "a good packet inside one that stopped");
     bench.expectMessage(MSG_GetStateResponse, 17);
@@ -225,21 +221,21 @@ void randomBytes(Bench& bench) {
 std::vector<Check> byteChecks() {
     const Wires serial = Wires::Serial;
     return {
-        {"noise-alone", group, serial, false, 12, "Sends 20 random bytes without FF.", "No answer; a good packet is taken.", noiseAlone},
-        {"noise-before", group, serial, false, 12, "Sends random bytes and a good packet in one write.", "The packet is taken.", noiseBefore},
-        {"noise-behind", group, serial, false, 12, "Sends a good packet and random bytes in one write.", "One ack, and nothing for the noise.", noiseBehind},
-        {"wrong-start", group, serial, false, 12, "Sends packets that start with FF FF and with FE FE.", "No answer; a good packet is taken.", wrongStart},
-        {"half-mark", group, serial, false, 14, "Sends FF, and FF FF FF, right before a good packet.", "The packet is taken.", halfMark},
-        {"impossible-lengths", group, serial, false, 13, "Sends headers with length 0 to 7, 9 and 10.", "One nack to each; a good packet is taken after each.", impossibleLengths},
-        {"good-behind-impossible", group, serial, false, 13, "Sends a start mark with length 5 and a good packet right behind.", "nack, ack.", goodBehindImpossible},
-        {"damaged-headers", group, serial, false, 17, "Sends packets with a bit of start mark or length turned over.", "Nothing but nack; a good packet is taken after 250 ms.", damagedHeaders},
-        {"glued-packets", group, serial, false, 15, "Sends two questions in one write.", "Two acks, two answers.", gluedPackets},
-        {"short-pause", group, serial, false, 16, "Pauses for 40 ms at six places of a packet.", "The packet is taken.", shortPause},
-        {"byte-by-byte", group, serial, false, 16, "Sends a packet byte by byte, 2 ms apart.", "It is taken.", byteByByte},
-        {"cut-packets", group, serial, false, 17, "Cuts a packet behind each of its bytes and pauses for 250 ms.", "One nack; a good packet is taken.", cutPackets},
-        {"packet-in-a-cut-one", group, serial, false, 17, "Sends the header of a packet of 60 bytes and a good packet of fewer.", "The good one is taken after the pause.", packetInACutOne},
-        {"longest-length", group, serial, false, 18, "Sends the first 108 bytes of a packet of 65535.", "nack; a good packet is taken.", longestLength},
-        {"random-bytes", group, serial, false, 71, "Sends random bytes rich in start marks, ten times.", "A good packet is taken each time.", randomBytes},
+        {"noise-alone", byteGroup, serial, false, 12, "Sends 20 random bytes without FF.", "No answer; a good packet is taken.", noiseAlone},
+        {"noise-before", byteGroup, serial, false, 12, "Sends random bytes and a good packet in one write.", "The packet is taken.", noiseBefore},
+        {"noise-behind", byteGroup, serial, false, 12, "Sends a good packet and random bytes in one write.", "One ack, and nothing for the noise.", noiseBehind},
+        {"wrong-start", byteGroup, serial, false, 12, "Sends packets that start with FF FF and with FE FE.", "No answer; a good packet is taken.", wrongStart},
+        {"half-mark", byteGroup, serial, false, 14, "Sends FF, and FF FF FF, right before a good packet.", "The packet is taken.", halfMark},
+        {"impossible-lengths", byteGroup, serial, false, 13, "Sends headers with length 0 to 7, 9 and 10.", "One nack to each; a good packet is taken after each.", impossibleLengths},
+        {"good-behind-impossible", byteGroup, serial, false, 13, "Sends a start mark with length 5 and a good packet right behind.", "nack, ack.", goodBehindImpossible},
+        {"damaged-headers", byteGroup, serial, false, 17, "Sends packets with a bit of start mark or length turned over.", "Nothing but nack; a good packet is taken after 250 ms.", damagedHeaders},
+        {"glued-packets", byteGroup, serial, false, 15, "Sends two questions in one write.", "Two acks, two answers.", gluedPackets},
+        {"short-pause", byteGroup, serial, false, 16, "Pauses for 40 ms at six places of a packet.", "The packet is taken.", shortPause},
+        {"byte-by-byte", byteGroup, serial, false, 16, "Sends a packet byte by byte, 2 ms apart.", "It is taken.", byteByByte},
+        {"cut-packets", byteGroup, serial, false, 17, "Cuts a packet behind each of its bytes and pauses for 250 ms.", "One nack; a good packet is taken.", cutPackets},
+        {"packet-in-a-cut-one", byteGroup, serial, false, 17, "Sends the header of a packet of 60 bytes and a good packet of fewer.", "The good one is taken after the pause.", packetInACutOne},
+        {"longest-length", byteGroup, serial, false, 18, "Sends the first 108 bytes of a packet of 65535.", "nack; a good packet is taken.", longestLength},
+        {"random-bytes", byteGroup, serial, false, 71, "Sends random bytes rich in start marks, ten times.", "A good packet is taken each time.", randomBytes},
     };
 }
 // clang-format on

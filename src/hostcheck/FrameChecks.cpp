@@ -6,7 +6,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "frames";
+constexpr char frameGroup[] = "frames";
 
 ByteArray questionPacket(Bench& bench, uint8_t id) {
     return messagePacket(id, 0, true, bench.question());
@@ -140,18 +140,18 @@ void actsAtTheEnd(Bench& bench) {
 std::vector<Check> frameChecks() {
     const Wires all = Wires::All;
     return {
-        {"repeated-packet", group, all, false, 19, "Sends a question, and the same packet again.", "Two acks, one answer.", repeatedPacket},
-        {"repeated-part", group, all, false, 19, "Sends the second packet of a long question twice.", "An ack to each, one whole answer.", repeatedPart},
-        {"restart-heard", group, all, false, 20, "Begins with frame 0, twice, with the same question.", "Two answers.", restartIsHeard},
-        {"same-in-new-frame", group, all, false, 21, "Asks the same in two frames.", "Two answers.", sameInANewFrame},
-        {"id-gaps", group, all, false, 22, "Leaves out 3 to 255 frame ids.", "Each question is answered.", idGaps},
-        {"interleaved", group, all, false, 23, "Sends two long questions packet by packet in turn.", "Both are answered whole.", interleaved},
-        {"frame-begun-anew", group, all, false, 24, "Gives a frame up after its packet 0, asks with a packet 0 of the same id, and sends packet 1 of the first.", "ack, an answer to the question alone; nack.", frameBegunAnew},
-        {"frame-given-up", group, all, false, 24, "Gives a frame up after its packet 0 and sends another long question with the same id.", "The answer is that to the second.", frameGivenUp},
-        {"gap-in-frame", group, all, false, 25, "Sends packets 0, 2 and 1 of a frame.", "ack, nack, nack, and no answer.", gapInAFrame},
-        {"packet-without-frame", group, all, false, 25, "Sends packet 1 of a frame that never began.", "nack, and no answer.", packetWithoutFrame},
-        {"frames-without-end", group, all, false, 26, "Begins 40 frames, then asks a long question.", "It is answered.", framesWithoutEnd},
-        {"acts-at-the-end", group, all, false, 27, "Sends a whole question in a packet that is not the last.", "No answer.", actsAtTheEnd},
+        {"repeated-packet", frameGroup, all, false, 19, "Sends a question, and the same packet again.", "Two acks, one answer.", repeatedPacket},
+        {"repeated-part", frameGroup, all, false, 19, "Sends the second packet of a long question twice.", "An ack to each, one whole answer.", repeatedPart},
+        {"restart-heard", frameGroup, all, false, 20, "Begins with frame 0, twice, with the same question.", "Two answers.", restartIsHeard},
+        {"same-in-new-frame", frameGroup, all, false, 21, "Asks the same in two frames.", "Two answers.", sameInANewFrame},
+        {"id-gaps", frameGroup, all, false, 22, "Leaves out 3 to 255 frame ids.", "Each question is answered.", idGaps},
+        {"interleaved", frameGroup, all, false, 23, "Sends two long questions packet by packet in turn.", "Both are answered whole.", interleaved},
+        {"frame-begun-anew", frameGroup, all, false, 24, "Gives a frame up after its packet 0, asks with a packet 0 of the same id, and sends packet 1 of the first.", "ack, an answer to the question alone; nack.", frameBegunAnew},
+        {"frame-given-up", frameGroup, all, false, 24, "Gives a frame up after its packet 0 and sends another long question with the same id.", "The answer is that to the second.", frameGivenUp},
+        {"gap-in-frame", frameGroup, all, false, 25, "Sends packets 0, 2 and 1 of a frame.", "ack, nack, nack, and no answer.", gapInAFrame},
+        {"packet-without-frame", frameGroup, all, false, 25, "Sends packet 1 of a frame that never began.", "nack, and no answer.", packetWithoutFrame},
+        {"frames-without-end", frameGroup, all, false, 26, "Begins 40 frames, then asks a long question.", "It is answered.", framesWithoutEnd},
+        {"acts-at-the-end", frameGroup, all, false, 27, "Sends a whole question in a packet that is not the last.", "No answer.", actsAtTheEnd},
     };
 }
 // clang-format on

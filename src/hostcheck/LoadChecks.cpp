@@ -8,7 +8,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "load";
+constexpr char loadGroup[] = "load";
 constexpr uint16_t firstNumber = 0xF000; // of states that nobody knows
 constexpr unsigned numbers = 0x0F00;
 constexpr unsigned mostOutstanding = 3;
@@ -85,8 +85,8 @@ void recovers(Bench& bench) {
 // clang-format off
 std::vector<Check> loadChecks() {
     return {
-        {"both-directions", group, Wires::All, false, 70, "Asks without waiting for answers, up to three at a time, for a minute (--load-time).", "Each question is answered once, in order.", bothDirections},
-        {"recovery", group, Wires::All, false, 71, "Leaves frames and packets of the host in the lurch, eight times.", "A question is answered within 5 s each time.", recovers},
+        {"both-directions", loadGroup, Wires::All, false, 70, "Asks without waiting for answers, up to three at a time, for a minute (--load-time).", "Each question is answered once, in order.", bothDirections},
+        {"recovery", loadGroup, Wires::All, false, 71, "Leaves frames and packets of the host in the lurch, eight times.", "A question is answered within 5 s each time.", recovers},
     };
 }
 // clang-format on

@@ -6,8 +6,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "messages";
-constexpr uint16_t unknownState = 0xFFF0;
+constexpr char messageGroup[] = "messages";
 constexpr uint16_t unknownIds[] = {0x000A, 0x001E, 0x003F};
 constexpr uint16_t closeTunnel = 4;
 
@@ -179,17 +178,17 @@ void tunnelAnswer(Bench& bench) {
 std::vector<Check> messageChecks() {
     const Wires all = Wires::All;
     return {
-        {"each-request", group, all, false, 49, "Sends each request of the vocabulary that changes nothing.", "One answer to each, with the right id.", eachRequest},
-        {"get-in-order", group, all, false, 50, "Asks for four states, known and unknown.", "Four items in the order asked.", getInOrder},
-        {"get-unknown", group, all, false, 50, "Asks for a state that nobody knows.", "Nil.", getUnknown},
-        {"get-twice", group, all, false, 60, "Asks for a state twice in one message.", "Two items.", tagTwice},
-        {"unknown-requests", group, all, false, 53, "Sends requests 0x000A, 0x001E and 0x003F.", "UnsupportedMessageResponse to each.", unknownRequests},
-        {"unreadable", group, all, false, 54, "Sends items that are cut off, wrong encodings, wrong counts.", "UnsupportedMessageResponse to each, or nack.", unreadable},
-        {"unreadable-no-effect", group, all, true, 54, "The same with another value for the state in front.", "The state keeps its value.", unreadableHasNoEffect},
-        {"responses-unanswered", group, all, false, 55, "Sends three responses.", "No message.", responsesUnanswered},
-        {"notifications-unanswered", group, all, false, 55, "Sends StateChanged and InputEvent without items.", "No message.", notificationsUnanswered},
-        {"led-unanswered", group, all, false, 55, "Sends SetLedApi without items.", "No message, or UnsupportedMessageResponse.", ledUnanswered},
-        {"tunnel-answer", group, all, false, 69, "Closes a tunnelled connection that is not there.", "0x8009 with the connection as it came, or UnsupportedMessageResponse.", tunnelAnswer},
+        {"each-request", messageGroup, all, false, 49, "Sends each request of the vocabulary that changes nothing.", "One answer to each, with the right id.", eachRequest},
+        {"get-in-order", messageGroup, all, false, 50, "Asks for four states, known and unknown.", "Four items in the order asked.", getInOrder},
+        {"get-unknown", messageGroup, all, false, 50, "Asks for a state that nobody knows.", "Nil.", getUnknown},
+        {"get-twice", messageGroup, all, false, 60, "Asks for a state twice in one message.", "Two items.", tagTwice},
+        {"unknown-requests", messageGroup, all, false, 53, "Sends requests 0x000A, 0x001E and 0x003F.", "UnsupportedMessageResponse to each.", unknownRequests},
+        {"unreadable", messageGroup, all, false, 54, "Sends items that are cut off, wrong encodings, wrong counts.", "UnsupportedMessageResponse to each, or nack.", unreadable},
+        {"unreadable-no-effect", messageGroup, all, true, 54, "The same with another value for the state in front.", "The state keeps its value.", unreadableHasNoEffect},
+        {"responses-unanswered", messageGroup, all, false, 55, "Sends three responses.", "No message.", responsesUnanswered},
+        {"notifications-unanswered", messageGroup, all, false, 55, "Sends StateChanged and InputEvent without items.", "No message.", notificationsUnanswered},
+        {"led-unanswered", messageGroup, all, false, 55, "Sends SetLedApi without items.", "No message, or UnsupportedMessageResponse.", ledUnanswered},
+        {"tunnel-answer", messageGroup, all, false, 69, "Closes a tunnelled connection that is not there.", "0x8009 with the connection as it came, or UnsupportedMessageResponse.", tunnelAnswer},
     };
 }
 // clang-format on

@@ -8,7 +8,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "own packets";
+constexpr char ownPacketGroup[] = "own packets";
 
 void ask(Bench& bench, const ByteArray& message) {
     bench.require(bench.module.sendMessage(message), 8, "a question is taken");
@@ -222,21 +222,21 @@ void spoiledId(Bench& bench) {
 std::vector<Check> ownPacketChecks() {
     const Wires all = Wires::All;
     return {
-        {"own-form", group, all, false, 39, "Looks at the packets of a short and of a long answer.", "Length, flags, ids, padding and trailer as in the wire format; no other byte.", ownForm},
-        {"one-in-flight", group, all, false, 40, "Leaves the first packet of a long answer unanswered for a while.", "The second one comes when it is acknowledged.", oneInFlight},
-        {"refused-once", group, all, false, 41, "Refuses a packet of the host once.", "It comes again with the same bytes.", refusedOnce},
-        {"refused-in-the-middle", group, all, false, 41, "Refuses the second packet of a long answer once.", "The answer arrives whole.", refusedInTheMiddle},
-        {"refused-always", group, all, false, 41, "Refuses a packet of the host each time.", "It comes four times at most, with the same bytes; the host goes on.", refusedAlways},
-        {"refused-timing", group, all, false, 42, "Refuses a packet of the host each time.", "It comes four times, 5 to 100 ms apart.", refusedTiming},
-        {"unanswered", group, all, false, 43, "Leaves a packet of the host unanswered.", "It does not come again; the host goes on within 5 s.", unanswered},
-        {"unanswered-in-the-middle", group, all, false, 43, "Leaves the second packet of a long answer unanswered.", "Nothing more of it comes; the host goes on within 5 s.", unansweredInTheMiddle},
-        {"answered-with-both", group, all, false, 44, "Answers the second packet of a long answer with both bits.", "Nothing more of it comes; the host goes on.", answeredWithBoth},
-        {"answered-with-neither", group, all, false, 44, "Answers the second packet of a long answer with neither bit.", "Nothing more of it comes; the host goes on.", answeredWithNeither},
-        {"stray-ack", group, all, false, 45, "Sends an ack that nobody waits for, then asks a long question and leaves its first packet unanswered.", "The second packet waits.", strayAck},
-        {"late-ack", group, all, false, 45, "Acknowledges a packet of the host 2 s late, then the same.", "The second packet waits.", lateAck},
-        {"patient", group, all, false, 48, "Acknowledges the first packet of a long answer after 450 ms.", "The rest of it comes.", patient},
-        {"own-ids", group, all, false, 46, "Asks ten questions.", "The answers' frame ids follow one another.", idsInARow},
-        {"spoiled-id", group, all, false, 47, "Lets a long answer be given up in its middle, then asks 260 questions.", "Its frame id is not used again.", spoiledId},
+        {"own-form", ownPacketGroup, all, false, 39, "Looks at the packets of a short and of a long answer.", "Length, flags, ids, padding and trailer as in the wire format; no other byte.", ownForm},
+        {"one-in-flight", ownPacketGroup, all, false, 40, "Leaves the first packet of a long answer unanswered for a while.", "The second one comes when it is acknowledged.", oneInFlight},
+        {"refused-once", ownPacketGroup, all, false, 41, "Refuses a packet of the host once.", "It comes again with the same bytes.", refusedOnce},
+        {"refused-in-the-middle", ownPacketGroup, all, false, 41, "Refuses the second packet of a long answer once.", "The answer arrives whole.", refusedInTheMiddle},
+        {"refused-always", ownPacketGroup, all, false, 41, "Refuses a packet of the host each time.", "It comes four times at most, with the same bytes; the host goes on.", refusedAlways},
+        {"refused-timing", ownPacketGroup, all, false, 42, "Refuses a packet of the host each time.", "It comes four times, 5 to 100 ms apart.", refusedTiming},
+        {"unanswered", ownPacketGroup, all, false, 43, "Leaves a packet of the host unanswered.", "It does not come again; the host goes on within 5 s.", unanswered},
+        {"unanswered-in-the-middle", ownPacketGroup, all, false, 43, "Leaves the second packet of a long answer unanswered.", "Nothing more of it comes; the host goes on within 5 s.", unansweredInTheMiddle},
+        {"answered-with-both", ownPacketGroup, all, false, 44, "Answers the second packet of a long answer with both bits.", "Nothing more of it comes; the host goes on.", answeredWithBoth},
+        {"answered-with-neither", ownPacketGroup, all, false, 44, "Answers the second packet of a long answer with neither bit.", "Nothing more of it comes; the host goes on.", answeredWithNeither},
+        {"stray-ack", ownPacketGroup, all, false, 45, "Sends an ack that nobody waits for, then asks a long question and leaves its first packet unanswered.", "The second packet waits.", strayAck},
+        {"late-ack", ownPacketGroup, all, false, 45, "Acknowledges a packet of the host 2 s late, then the same.", "The second packet waits.", lateAck},
+        {"patient", ownPacketGroup, all, false, 48, "Acknowledges the first packet of a long answer after 450 ms.", "The rest of it comes.", patient},
+        {"own-ids", ownPacketGroup, all, false, 46, "Asks ten questions.", "The answers' frame ids follow one another.", idsInARow},
+        {"spoiled-id", ownPacketGroup, all, false, 47, "Lets a long answer be given up in its middle, then asks 260 questions.", "Its frame id is not used again.", spoiledId},
     };
 }
 // clang-format on

@@ -6,7 +6,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "reset";
+constexpr char resetGroup[] = "reset";
 
 void requireReset(Bench& bench, const std::string& when) {
     bench.requireAnswer(bench.module.send(resetPacket(bench.module.nextId())).answer, AcknowledgeType::Ack, 28,
@@ -89,13 +89,13 @@ void resetDropsSubscriptions(Bench& bench) {
 std::vector<Check> resetChecks() {
     const Wires all = Wires::All;
     return {
-        {"reset-idle", group, all, false, 28, "Sends two reset frames.", "ack to each; the host goes on.", resetIdle},
-        {"reset-in-frame", group, all, false, 29, "Sends packet 0 of a frame, a reset, packet 1.", "ack, ack, nack; no answer.", resetInAFrame},
-        {"reset-behind-cut-packet", group, Wires::Serial, false, 28, "Sends half a packet, pauses for 250 ms, sends a reset frame.", "It is acknowledged.", resetBehindACutPacket},
-        {"reset-in-flight", group, all, false, 30, "Leaves a packet of the host unanswered and resets.", "ack; the packet does not come again.", resetInFlight},
-        {"reset-drops-queue", group, all, false, 30, "Asks three times, leaves the first answer unacknowledged and resets.", "ack; no answer comes any more.", resetDropsQueue},
-        {"reset-after-nack", group, all, false, 30, "Refuses a packet of the host and resets.", "ack; the packet does not come again.", resetAfterNack},
-        {"reset-drops-subscriptions", group, all, true, 31, "Subscribes, resets, changes the state.", "The change is not told.", resetDropsSubscriptions},
+        {"reset-idle", resetGroup, all, false, 28, "Sends two reset frames.", "ack to each; the host goes on.", resetIdle},
+        {"reset-in-frame", resetGroup, all, false, 29, "Sends packet 0 of a frame, a reset, packet 1.", "ack, ack, nack; no answer.", resetInAFrame},
+        {"reset-behind-cut-packet", resetGroup, Wires::Serial, false, 28, "Sends half a packet, pauses for 250 ms, sends a reset frame.", "It is acknowledged.", resetBehindACutPacket},
+        {"reset-in-flight", resetGroup, all, false, 30, "Leaves a packet of the host unanswered and resets.", "ack; the packet does not come again.", resetInFlight},
+        {"reset-drops-queue", resetGroup, all, false, 30, "Asks three times, leaves the first answer unacknowledged and resets.", "ack; no answer comes any more.", resetDropsQueue},
+        {"reset-after-nack", resetGroup, all, false, 30, "Refuses a packet of the host and resets.", "ack; the packet does not come again.", resetAfterNack},
+        {"reset-drops-subscriptions", resetGroup, all, true, 31, "Subscribes, resets, changes the state.", "The change is not told.", resetDropsSubscriptions},
     };
 }
 // clang-format on

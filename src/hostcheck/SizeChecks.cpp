@@ -6,7 +6,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "sizes";
+constexpr char sizeGroup[] = "sizes";
 constexpr uint16_t unknownRequest = 0x001E;
 constexpr uint16_t smallSizes[] = {11, 12, 13, 20, 63, 64};
 constexpr size_t overhead = HOSTLINK_PACKET_HEADER_SIZE + HOSTLINK_PACKET_TRAILER_SIZE;
@@ -95,13 +95,13 @@ void message3(Bench& bench) {
 std::vector<Check> sizeChecks() {
     const Wires all = Wires::All;
     return {
-        {"packets-11-to-64", group, all, false, 33, "Asks in packets of 11, 12, 13, 20, 63 and 64 bytes.", "Each is answered whole.", smallPackets},
-        {"packets-256", group, all, false, 34, "Sends a message that is unknown in one packet of 256 bytes.", "It is taken and answered.", packets256},
-        {"largest-packet", group, all, false, 18, "Sends packets of 65 to 4096 bytes until one is refused.", "Each is taken and answered, or refused; the host goes on. Tells the largest.", largestPacket},
-        {"message-256", group, all, false, 35, "Sends a message of 256 bytes that is unknown.", "It is taken and answered.", messages256},
-        {"list-255", group, all, false, 36, "Asks for 255 states.", "An answer with 255 items.", list255},
-        {"message-13k", group, all, false, 37, "Sends a message of 13 kB that is unknown.", "It is refused, or taken and answered; never silence.", message13k},
-        {"message-3", group, all, false, 38, "Sends GetState and SetState without items.", "Answers without items.", message3},
+        {"packets-11-to-64", sizeGroup, all, false, 33, "Asks in packets of 11, 12, 13, 20, 63 and 64 bytes.", "Each is answered whole.", smallPackets},
+        {"packets-256", sizeGroup, all, false, 34, "Sends a message that is unknown in one packet of 256 bytes.", "It is taken and answered.", packets256},
+        {"largest-packet", sizeGroup, all, false, 18, "Sends packets of 65 to 4096 bytes until one is refused.", "Each is taken and answered, or refused; the host goes on. Tells the largest.", largestPacket},
+        {"message-256", sizeGroup, all, false, 35, "Sends a message of 256 bytes that is unknown.", "It is taken and answered.", messages256},
+        {"list-255", sizeGroup, all, false, 36, "Asks for 255 states.", "An answer with 255 items.", list255},
+        {"message-13k", sizeGroup, all, false, 37, "Sends a message of 13 kB that is unknown.", "It is refused, or taken and answered; never silence.", message13k},
+        {"message-3", sizeGroup, all, false, 38, "Sends GetState and SetState without items.", "Answers without items.", message3},
     };
 }
 // clang-format on

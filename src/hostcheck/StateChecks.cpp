@@ -6,8 +6,7 @@ namespace hostcheck {
 
 namespace {
 
-constexpr char group[] = "states";
-constexpr uint16_t unknownState = 0xFFF0;
+constexpr char stateGroup[] = "states";
 constexpr long idBytes = 2;
 
 using Items = std::vector<ByteArray>;
@@ -153,16 +152,16 @@ void answerFirst(Bench& bench) {
 std::vector<Check> stateChecks() {
     const Wires all = Wires::All;
     return {
-        {"set-same", group, all, false, 51, "Sets the value that is held.", "It stands in the answer.", setSame},
-        {"set-other", group, all, true, 51, "Sets another value.", "The answer and GetState tell the same.", setOther},
-        {"set-other-encoding", group, all, true, 51, "Sets the state to a text and to a Uint64.", "The answer and GetState tell the same.", setOtherEncoding},
-        {"set-twice", group, all, true, 60, "Sets two values in one message.", "Two items; the last value is held.", setTwice},
-        {"subscription-answer", group, all, false, 56, "Subscribes and unsubscribes three ids.", "The same ids in the answers.", subscriptionAnswer},
-        {"each-change-once", group, all, true, 57, "Subscribes three times and changes the state four times.", "Four changes told, in order.", eachChangeOnce},
-        {"own-changes", group, all, true, 58, "Subscribes and changes the state.", "The change is told.", ownChanges},
-        {"equal-value", group, all, false, 58, "Subscribes and sets the value that is held.", "Nothing is told.", equalValue},
-        {"unsubscribed", group, all, true, 59, "Changes the state before a subscription and after its end.", "Nothing is told.", unsubscribed},
-        {"answer-first", group, all, true, 62, "Subscribes and changes the state.", "SetStateResponse comes before StateChanged.", answerFirst},
+        {"set-same", stateGroup, all, false, 51, "Sets the value that is held.", "It stands in the answer.", setSame},
+        {"set-other", stateGroup, all, true, 51, "Sets another value.", "The answer and GetState tell the same.", setOther},
+        {"set-other-encoding", stateGroup, all, true, 51, "Sets the state to a text and to a Uint64.", "The answer and GetState tell the same.", setOtherEncoding},
+        {"set-twice", stateGroup, all, true, 60, "Sets two values in one message.", "Two items; the last value is held.", setTwice},
+        {"subscription-answer", stateGroup, all, false, 56, "Subscribes and unsubscribes three ids.", "The same ids in the answers.", subscriptionAnswer},
+        {"each-change-once", stateGroup, all, true, 57, "Subscribes three times and changes the state four times.", "Four changes told, in order.", eachChangeOnce},
+        {"own-changes", stateGroup, all, true, 58, "Subscribes and changes the state.", "The change is told.", ownChanges},
+        {"equal-value", stateGroup, all, false, 58, "Subscribes and sets the value that is held.", "Nothing is told.", equalValue},
+        {"unsubscribed", stateGroup, all, true, 59, "Changes the state before a subscription and after its end.", "Nothing is told.", unsubscribed},
+        {"answer-first", stateGroup, all, true, 62, "Subscribes and changes the state.", "SetStateResponse comes before StateChanged.", answerFirst},
     };
 }
 // clang-format on

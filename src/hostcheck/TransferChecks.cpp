@@ -15,7 +15,7 @@ using hostlink::exchange::ChunkAnswer;
 using hostlink::exchange::SequenceNumber;
 using hostlink::exchange::TransferChecksum;
 
-constexpr char group[] = "transfers";
+constexpr char transferGroup[] = "transfers";
 constexpr char fileName[] = "hostcheck.bin";
 
 // A file in chunks, as far as it has been sent.
@@ -189,15 +189,15 @@ void damagedBeginning(Bench& bench) {
 std::vector<Check> transferChecks() {
     const Wires all = Wires::All;
     return {
-        {"transfer-whole", group, all, true, 68, "Sends a file of 74 bytes in three chunks.", "Each is acknowledged; size and checksum of the file at the end.", wholeFile},
-        {"transfer-wrong-checksum", group, all, true, 65, "Sends a chunk with a wrong checksum, then the rest.", "The host's own checksum; the file arrives.", wrongChecksum},
-        {"transfer-repeated", group, all, true, 66, "Sends the second and the last chunk twice.", "The same answers; the file arrives.", repeatedChunk},
-        {"transfer-missing", group, all, true, 67, "Leaves a chunk out.", "Abort; the transfer is over.", missingChunk},
-        {"transfer-swapped", group, all, true, 67, "Sends chunk 3 before chunk 2.", "Abort.", swappedChunks},
-        {"transfer-without-beginning", group, all, true, 67, "Sends a chunk without a transfer.", "Abort.", withoutBeginning},
-        {"transfer-first-number", group, all, true, 63, "Begins with the largest Uint32, and with the largest Uint8.", "The next numbers are 0 and 1.", anyFirstNumber},
-        {"transfer-begun-anew", group, all, true, 63, "Begins another file in the middle of one.", "The second one arrives.", begunAnew},
-        {"transfer-damaged-beginning", group, all, true, 64, "Sends a beginning with a wrong checksum in the middle of a file.", "The file goes on.", damagedBeginning},
+        {"transfer-whole", transferGroup, all, true, 68, "Sends a file of 74 bytes in three chunks.", "Each is acknowledged; size and checksum of the file at the end.", wholeFile},
+        {"transfer-wrong-checksum", transferGroup, all, true, 65, "Sends a chunk with a wrong checksum, then the rest.", "The host's own checksum; the file arrives.", wrongChecksum},
+        {"transfer-repeated", transferGroup, all, true, 66, "Sends the second and the last chunk twice.", "The same answers; the file arrives.", repeatedChunk},
+        {"transfer-missing", transferGroup, all, true, 67, "Leaves a chunk out.", "Abort; the transfer is over.", missingChunk},
+        {"transfer-swapped", transferGroup, all, true, 67, "Sends chunk 3 before chunk 2.", "Abort.", swappedChunks},
+        {"transfer-without-beginning", transferGroup, all, true, 67, "Sends a chunk without a transfer.", "Abort.", withoutBeginning},
+        {"transfer-first-number", transferGroup, all, true, 63, "Begins with the largest Uint32, and with the largest Uint8.", "The next numbers are 0 and 1.", anyFirstNumber},
+        {"transfer-begun-anew", transferGroup, all, true, 63, "Begins another file in the middle of one.", "The second one arrives.", begunAnew},
+        {"transfer-damaged-beginning", transferGroup, all, true, 64, "Sends a beginning with a wrong checksum in the middle of a file.", "The file goes on.", damagedBeginning},
     };
 }
 // clang-format on
