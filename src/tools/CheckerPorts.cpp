@@ -14,7 +14,7 @@
 using hostcheck::Time;
 
 // A null pointer with a serial library that has no such function.
-[[gnu::weak]] void uartEnd(Uart& port);
+[[gnu::weak]] void uartEnd(Uart& uart);
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "command/UsageError.h"
 
 // A null pointer with a serial library that has no such function.
-[[gnu::weak]] void uartEnd(Uart& port);
+[[gnu::weak]] void uartEnd(Uart& uart);
 
 namespace command {
 

@@ -9,7 +9,7 @@
 #include "ThreadState.h"
 
 // A null pointer with a serial library that has no such function.
-[[gnu::weak]] void uartEnd(Uart& port);
+[[gnu::weak]] void uartEnd(Uart& uart);
 
 namespace {
 

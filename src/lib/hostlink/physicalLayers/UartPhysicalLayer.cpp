@@ -19,8 +19,8 @@
 #include "hostlink/machines/UartStream.h"
 
 // Null pointers with a serial library that has no such functions.
-[[gnu::weak]] int uartQueuedOutput(Uart& port);
-[[gnu::weak]] void uartDropOutput(Uart& port);
+[[gnu::weak]] int uartQueuedOutput(Uart& uart);
+[[gnu::weak]] void uartDropOutput(Uart& uart);
 
 // Threads
 //
