@@ -52,6 +52,7 @@ public:
         Moment lastTrue{}; // before everything: what the host sends first may be hit, too
         for (size_t i = 0; i < record.calls.size(); ++i) {
             const Call& call = record.calls[i];
+            inOrderSince.push_back(lastTrue);
             judgePackets(i);
             judgeBound(call);
             call.result ? judgeTrue(i) : judgeFalse(i, lastTrue);
@@ -242,10 +243,15 @@ private:
 
     void findLateAnswer() {
         if (record.kind != LinkKind::Uart) return;
-        for (size_t i = 0; i < record.attempts.size() && !verdict.hasLateAnswer; ++i)
-            verdict.hasLateAnswer = isAnswerLate(i);
+        for (size_t call = 0; call < record.calls.size(); ++call) {
+            const size_t first = record.calls[call].firstAttempt;
+            for (size_t i = 0; i < record.calls[call].attempts && !verdict.hasLateAnswer; ++i)
+                verdict.hasLateAnswer = isAnswerLate(first + i, inOrderSince[call]);
+        }
     }
-    bool isAnswerLate(size_t index) const {
+    // It came onto the wire late; or soon, and no damage since the link was in order kept the reader from finding it in
+    // time.
+    bool isAnswerLate(size_t index, Moment linkInOrder) const {
         const Attempt& attempt = record.attempts[index];
         const Entry& crossing = *crossings[index];
         const bool timedOut = attempt.response == NoResponse && attempt.end - attempt.begin >= record.timing.response;
@@ -255,7 +261,7 @@ private:
         });
         if (answer == record.journal.end() || answer->fault != WireFault::None) return false;
         return answer->at - attempt.begin > record.timing.response / 2 ||
-               !timeline.byteFault(Moment(), attempt.end, EntryKind::ToModule);
+               !timeline.byteFault(linkInOrder, attempt.end, EntryKind::ToModule);
     }
 
     void count() {
@@ -274,6 +280,7 @@ private:
     std::vector<const Entry*> crossings; // of message packets; one for each attempt
     std::vector<Deliveries> deliveries;  // by message
     std::vector<const Entry*> strange;   // the host got what was not sent
+    std::vector<Moment> inOrderSince;    // by call: since then the link was in order, but for faults
 };
 
 } // namespace
