@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "LiveBytes.h"
+#include "support/LinkThreads.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
 #include "support/Watchdog.h"
@@ -29,7 +30,8 @@ constexpr milliseconds observerWorksOn{5};
 constexpr seconds observerWaitsAtMost{3}; // longer than an end may take
 
 /// How long this process did not get to run: a thread that wants to run each millisecond notes how late it comes. An
-/// end is measured in the time that the machine gave it.
+/// end is measured in the time that the machine gave it. The kernel favours a thread that sleeps most of the time over
+/// those that have something to do; where an end takes long the watcher wants to run all the time, as they do.
 class StallWatch {
 public:
     StallWatch() : watcher([this] { watch(); }) {}
@@ -40,32 +42,58 @@ public:
     StallWatch(const StallWatch&) = delete;
     StallWatch& operator=(const StallWatch&) = delete;
     steady_clock::duration stalled() const { return steady_clock::duration(late); }
+    void endBegins() { endsSince = steady_clock::now().time_since_epoch().count(); }
+    void endIsOver() { endsSince = 0; }
 
 private:
     void watch() {
         while (!stopped) {
-            const auto due = steady_clock::now() + step;
-            std::this_thread::sleep_until(due);
-            late += (steady_clock::now() - due).count();
+            if (endTakesLong())
+                competeForAStep();
+            else
+                sleepForAStep();
+        }
+    }
+    bool endTakesLong() const {
+        const steady_clock::duration since(endsSince);
+        return since != steady_clock::duration::zero() && steady_clock::now().time_since_epoch() - since > usualOfAnEnd;
+    }
+    void sleepForAStep() {
+        const auto due = steady_clock::now() + step;
+        std::this_thread::sleep_until(due);
+        late += (steady_clock::now() - due).count();
+    }
+    // Whoever looks at the clock without a pause sees in it when others ran in his place.
+    void competeForAStep() {
+        const auto end = steady_clock::now() + step;
+        for (auto last = steady_clock::now(); last < end;) {
+            const auto now = steady_clock::now();
+            if (now - last > lookingAtTheClock) late += (now - last).count();
+            last = now;
         }
     }
 
     static constexpr milliseconds step{1};
+    static constexpr milliseconds usualOfAnEnd{200};
+    static constexpr std::chrono::microseconds lookingAtTheClock{100};
     std::atomic<bool> stopped{false};
+    std::atomic<steady_clock::rep> endsSince{0}; // 0: nothing ends
     std::atomic<steady_clock::rep> late{0};
     std::thread watcher;
 };
 
-void endInTime(EndingSubject& subject, const StallWatch& stalls, int round) {
+void endInTime(EndingSubject& subject, StallWatch& stalls, int round) {
     const auto stalledBefore = stalls.stalled();
     const auto begin = steady_clock::now();
+    stalls.endBegins();
     subject.end(round % 2 == 0);
+    stalls.endIsOver();
     const auto took = steady_clock::now() - begin - (stalls.stalled() - stalledBefore);
-    EXPECT_LT(took, limit) << "round " << round;
+    EXPECT_LT(took.count(), steady_clock::duration(limit).count()) << "ns in round " << round;
     EXPECT_EQ(subject.observersInside(), 0) << "round " << round;
 }
 
-void runRound(EndingSubject& subject, const std::string& state, const StallWatch& stalls, int round) {
+void runRound(EndingSubject& subject, const std::string& state, StallWatch& stalls, int round) {
     const auto at = [&](const char* step) { testIsAt(state + ", round " + std::to_string(round) + ": " + step); };
     at("start");
     subject.start();
@@ -181,13 +209,13 @@ Remains countRemains() {
 
 void endInState(EndingSubject& subject, const std::string& state, const Remains& perRound, int usualRounds) {
     const int rounds = roundsOf(usualRounds);
-    const StallWatch stalls;
-    const long threads = threadCount();
+    StallWatch stalls;
+    const NewThreads threads;
     Remains before;
     for (int round = -warmUpRounds; round < rounds; ++round) {
         if (round == 0) before = countRemains();
         ASSERT_NO_FATAL_FAILURE(runRound(subject, state, stalls, round));
-        ASSERT_TRUE(waitUntilNoMoreThreadsThan(threads)) << "round " << round;
+        ASSERT_TRUE(threads.haveGone()) << "round " << round;
     }
     const Remains left = countRemains() - before;
     EXPECT_EQ(left.descriptors, rounds * perRound.descriptors);

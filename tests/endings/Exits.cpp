@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "support/TestSeed.h"
+#include "support/Watchdog.h"
 #include "support/schedule/HostileScheduler.h"
 #include "support/schedule/Hunt.h"
 
@@ -18,7 +19,7 @@ namespace {
 
 constexpr int wellEnded = 7;
 constexpr int longestDelay = 3000; // microseconds
-constexpr unsigned patience = 60;  // seconds, after which a program that hangs is ended by its own alarm
+constexpr unsigned patience = 45;  // seconds, after which a program that hangs is ended by its own alarm
 
 // Where each start takes ten times as long.
 #ifdef ZENT_FEWER_EXITS
@@ -97,6 +98,7 @@ void expectGoodExits(const ExitCase& exitCase, int times) {
     const int rounds = schedule::isHunt() ? 1 : times / fewer;
     for (int i = 0; i < rounds; ++i) {
         const std::string delay = std::to_string(generator() % longestDelay);
+        testIsAt(exitCase.link + " " + exitCase.way + " " + delay + ", round " + std::to_string(i));
         const Outcome outcome = run(exitCase, delay);
         ASSERT_TRUE(isGood(outcome)) << whatHappened(outcome.status) << " in round " << i << ": exiting "
                                      << exitCase.link << " " << exitCase.way << " " << delay << "\n"

@@ -39,7 +39,7 @@ public:
         case At::FarSideNotReading: return startUnheardWriter();
         case At::WritersQueued:
             return holdTransaction() && startWriter(shortPacket) && transactionHeld() && queueWriters();
-        case At::InitFailed: return waitForThreadCount(threadsBeforeStart);
+        case At::InitFailed: return waitUntilNoMoreThreadsThan(threadsBeforeStart);
         case At::WatcherGone: return makeWatcherLeave();
         case At::AnObserverWaitsForAWriter: return false; // it has the bus that the writer needs
         }
@@ -88,7 +88,8 @@ private:
     bool makeWatcherLeave() {
         const long running = threadCount();
         rig.fault("value-vanishes");
-        return waitForThreadCount(running - 1) && threads.waiting() != -1;
+        return rig.waitForCount("valueFilesClosed", 1) && waitUntilNoMoreThreadsThan(running - 1) &&
+               threads.waiting() != -1;
     }
     bool startUnheardWriter() {
         rig.fault("bus-nack all ENXIO");

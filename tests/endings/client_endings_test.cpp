@@ -88,6 +88,8 @@ struct Program {
     std::optional<Connection> connection;
 
     bool isUp() const { return client->waitUntilUp(patience); }
+    /// Up, and none of the questions is under way any more that it asks to come up: more than one on a busy machine.
+    bool isUpAndQuiet() const { return isUp() && client->set(STA_PlayerMute, 1); }
     bool becomesDown() const {
         mustBecomeTrue([this] { return client->linkState() == LinkState::Down; }, "down");
         return true;
@@ -132,7 +134,7 @@ bool asksItsFirstQuestion(Program& program) {
     return program.ask(false) && program.host->isLeftWaiting();
 }
 bool writesARequest(Program& program) {
-    if (!program.isUp()) return false;
+    if (!program.isUpAndQuiet()) return false;
     program.host->hang(true);
     return program.ask(true) && program.host->isLeftWaiting();
 }
@@ -143,14 +145,18 @@ bool waitsForAnAnswer(Program& program) {
 // The second of two sets of a state waits for the answer to the first.
 bool waitsForTheQuietWindow(Program& program) {
     program.deafFor = MSG_SetState;
-    const bool isLate = program.isUp() &&
-                        program.client->set(STA_PlayerVolume, 1, Call().within(30ms)).outcome() == Outcome::Unanswered;
-    return isLate && program.ask(false);
+    if (!program.isUp()) return false;
+    Cancellation cancellation;
+    auto first = program.client->setAsync(STA_PlayerVolume, 1, Call().cancelledBy(cancellation));
+    if (!program.host->hears(MSG_SetState)) return false;
+    cancellation.cancel();
+    return first.get().mayHaveBeenExecuted() && program.ask(false);
 }
 bool readsBackWhatItHasSet(Program& program) {
-    if (!program.isUp()) return false;
+    if (!program.isUpAndQuiet()) return false;
     program.deafFor = MSG_GetState;
-    return program.ask(true, Confirm) && program.host->hears(MSG_GetState, 2); // the first was asked to come up
+    const int before = program.host->heardSoFar(MSG_GetState); // to come up
+    return program.ask(true, Confirm) && program.host->hears(MSG_GetState, before + 1);
 }
 bool subscribes(Program& program) {
     if (!program.isUp()) return false;

@@ -72,11 +72,15 @@ public:
         std::unique_lock lock(mutex);
         return changed.wait_for(lock, Pty::patience, [&] { return heard[id] >= count; });
     }
-    /// Waits until more than an acknowledgement has come while it hangs.
+    /// How many have come by now.
+    int heardSoFar(MessageId id) {
+        const std::lock_guard lock(mutex);
+        return heard[id];
+    }
+    /// Waits until something else than acknowledgements has come while it hangs.
     bool isLeftWaiting() {
-        constexpr size_t acknowledgement = 8;
         std::unique_lock lock(mutex);
-        return changed.wait_for(lock, Pty::patience, [this] { return dropped > acknowledgement; });
+        return changed.wait_for(lock, Pty::patience, [this] { return holdsAMessage(dropped); });
     }
     /// What it holds of a state.
     hostlink::Value holds(uint16_t state) {
@@ -105,6 +109,13 @@ private:
     }
     static Time now() { return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch()); }
     void wake() { static_cast<void>(::write(wakes.get(), "", 1) < 0); } // full is awake too
+    // Whether a packet that is longer than an acknowledgement begins there.
+    static bool holdsAMessage(const ByteArray& bytes) {
+        constexpr unsigned char acknowledgement = 8;
+        for (size_t at = 0; at + 2 < bytes.size(); ++at)
+            if (bytes[at] == 0xFF && bytes[at + 1] == 0xFE && bytes[at + 2] > acknowledgement) return true;
+        return false;
+    }
 
     // Called by `step`, under its lock.
     std::optional<std::vector<ByteArray>> handle(const ByteArray& message) override {
@@ -130,7 +141,7 @@ private:
         if (ended) return false;
         const ByteArray bytes = pty.readAvailable();
         if (isHanging) {
-            dropped += bytes.size();
+            dropped.insert(dropped.end(), bytes.begin(), bytes.end());
             changed.notify_all();
             next.reset();
             return true;
@@ -157,7 +168,7 @@ private:
     hostsim::SimulatedHost host{patientFor(std::chrono::milliseconds(50))};
     hostsim::HostOnLine line{host};
     std::map<MessageId, int> heard;
-    size_t dropped = 0;
+    ByteArray dropped;
     bool isHanging = false;
     bool ended = false;
     std::thread thread;

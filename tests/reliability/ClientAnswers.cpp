@@ -30,6 +30,7 @@ constexpr size_t wrongOnesKept = 5; // of a client
 constexpr auto answerTime = 20ms;
 constexpr auto longestDelay = 60ms; // of a late answer
 constexpr auto lateFor = 400ms;
+constexpr auto lostAfter = lateFor - 100ms; // what a busy machine holds up for so long comes no more
 
 Moment now() {
     return std::chrono::steady_clock::now();
@@ -76,13 +77,19 @@ public:
         thread.join();
     }
 
-    void add(Moment due, const ByteArray& message) {
+    void add(std::chrono::milliseconds delay, const ByteArray& message) {
+        const Moment begin = now();
         const std::lock_guard lock(mutex);
-        waiting.emplace(due, message);
+        waiting.emplace(begin + delay, Answer{message, begin + lostAfter});
         changed.notify_all();
     }
 
 private:
+    struct Answer {
+        ByteArray message;
+        Moment lastsUntil;
+    };
+
     void run() {
         std::unique_lock lock(mutex);
         while (!ended) {
@@ -91,10 +98,10 @@ private:
             } else if (const Moment due = waiting.begin()->first; now() < due) {
                 changed.wait_until(lock, due);
             } else {
-                const ByteArray message = waiting.begin()->second;
+                const Answer answer = waiting.begin()->second;
                 waiting.erase(waiting.begin());
                 lock.unlock();
-                host.say(message); // takes the host's lock
+                host.say(answer.message, answer.lastsUntil); // takes the host's lock
                 lock.lock();
             }
         }
@@ -103,7 +110,7 @@ private:
     PlayedHost& host;
     std::mutex mutex; // guards all below but the thread
     std::condition_variable changed;
-    std::multimap<Moment, ByteArray> waiting;
+    std::multimap<Moment, Answer> waiting; // by when they are due
     bool ended = false;
     std::thread thread;
 };
@@ -112,7 +119,7 @@ private:
 class Case {
 public:
     Case(uint32_t seed, unsigned number) : random(seed), first(int64_t{number} << 40U), late(host) {
-        host.losesAfter(lateFor - 100ms);
+        host.losesAfter(lostAfter);
     }
 
     AnswerFigures run(unsigned threads, uint64_t requests) {
@@ -154,7 +161,7 @@ private:
         } else if (oneIn(8)) {
             ++figures.late;
             const auto delay = std::chrono::milliseconds(random() % static_cast<uint32_t>(longestDelay.count()));
-            for (const ByteArray& answer : reaction.answers) late.add(now() + delay, answer);
+            for (const ByteArray& answer : reaction.answers) late.add(delay, answer);
             reaction.answers.clear();
         } else if (oneIn(8)) {
             ++figures.twice;

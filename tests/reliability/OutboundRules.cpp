@@ -49,16 +49,14 @@ public:
 
     void judge() {
         if (!judgeWire()) return;
-        Moment lastTrue{}; // before everything: what the host sends first may be hit, too
+        findLateAnswers();
         for (size_t i = 0; i < record.calls.size(); ++i) {
             const Call& call = record.calls[i];
             judgePackets(i);
             judgeBound(call);
-            call.result ? judgeTrue(i) : judgeFalse(i, lastTrue);
-            if (call.result) lastTrue = beginBefore(i, 1);
+            call.result ? judgeTrue(i) : judgeFalse(i, inOrderSince[i]);
         }
         judgeDeliveries();
-        findLateAnswer();
         count();
     }
 
@@ -167,7 +165,7 @@ private:
         if (timeline.byteFault(call.begin, call.end, EntryKind::ToModule)) return Limit::DamagedResponse;
         const Moment before = beginBefore(index, 3);
         if (stream && (timeline.happened(before, call.end, WireFault::LateAnswer, EntryKind::ToModule) ||
-                       timeline.byteFault(before, call.end)))
+                       timeline.byteFault(before, call.end) || isAnyAnswerLate(before, call.end)))
             return Limit::StaleResponse;
         return std::nullopt;
     }
@@ -230,7 +228,7 @@ private:
         const bool unheard = timeline.happened(from, entry.at, WireFault::Silence, EntryKind::ToHost) ||
                              timeline.happened(from, entry.at, WireFault::Nack, EntryKind::ToHost);
         const bool misled = timeline.happened(from, entry.at, WireFault::LateAnswer, EntryKind::ToModule) ||
-                            timeline.byteFault(from, entry.at, EntryKind::ToModule);
+                            timeline.byteFault(from, entry.at, EntryKind::ToModule) || isAnyAnswerLate(from, entry.at);
         if (unheard && misled) return except(Limit::FrameIdReuse);
         fail(index, "the host put a message together that was not sent");
     }
@@ -240,12 +238,24 @@ private:
         return next == record.calls.begin() ? 0 : static_cast<size_t>(next - record.calls.begin()) - 1;
     }
 
-    void findLateAnswer() {
-        if (record.kind != LinkKind::Uart) return;
-        for (size_t i = 0; i < record.attempts.size() && !verdict.hasLateAnswer; ++i)
-            verdict.hasLateAnswer = isAnswerLate(i);
+    void findLateAnswers() {
+        Moment lastTrue{}; // before everything: what the host sends first may be hit, too
+        for (size_t call = 0; call < record.calls.size(); ++call) {
+            inOrderSince.push_back(lastTrue);
+            const size_t first = record.calls[call].firstAttempt;
+            for (size_t i = first; i < first + record.calls[call].attempts; ++i)
+                if (isAnswerLate(i, lastTrue)) lateAnswers.push_back(record.attempts[i].end);
+            if (record.calls[call].result) lastTrue = beginBefore(call, 1);
+        }
+        verdict.hasLateAnswer = !lateAnswers.empty();
     }
-    bool isAnswerLate(size_t index) const {
+    bool isAnyAnswerLate(Moment from, Moment to) const {
+        return std::any_of(lateAnswers.begin(), lateAnswers.end(), [&](Moment at) { return from <= at && at <= to; });
+    }
+    // It came onto the wire late; or soon, and no damage since the link was in order kept the reader from finding it in
+    // time.
+    bool isAnswerLate(size_t index, Moment linkInOrder) const {
+        if (record.kind != LinkKind::Uart) return false;
         const Attempt& attempt = record.attempts[index];
         const Entry& crossing = *crossings[index];
         const bool timedOut = attempt.response == NoResponse && attempt.end - attempt.begin >= record.timing.response;
@@ -255,7 +265,7 @@ private:
         });
         if (answer == record.journal.end() || answer->fault != WireFault::None) return false;
         return answer->at - attempt.begin > record.timing.response / 2 ||
-               !timeline.byteFault(Moment(), attempt.end, EntryKind::ToModule);
+               !timeline.byteFault(linkInOrder, attempt.end, EntryKind::ToModule);
     }
 
     void count() {
@@ -274,6 +284,8 @@ private:
     std::vector<const Entry*> crossings; // of message packets; one for each attempt
     std::vector<Deliveries> deliveries;  // by message
     std::vector<const Entry*> strange;   // the host got what was not sent
+    std::vector<Moment> inOrderSince;    // by call: since then the link was in order, but for faults
+    std::vector<Moment> lateAnswers;     // when they were given up, though no fault had hit them
 };
 
 } // namespace

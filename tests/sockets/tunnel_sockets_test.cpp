@@ -137,11 +137,16 @@ void breakOff(Peer& peer) {
     peer = Peer();
 }
 
-// Where nobody listens: a port that the system gave and that has been given back.
-TcpAddress nobody() {
-    const Socket gone = listenAt("127.0.0.1", 0);
-    return addressesOf("127.0.0.1", portOf(gone)).front();
-}
+// A port that nobody listens at, and that nobody else gets meanwhile.
+struct Nobody {
+    Socket socket{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    TcpAddress address = addressesOf("127.0.0.1", 0).front();
+
+    Nobody() {
+        EXPECT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address.bytes), address.size), 0);
+        address = addressesOf("127.0.0.1", portOf(socket)).front();
+    }
+};
 
 } // namespace
 
@@ -240,7 +245,8 @@ TEST(TunnelSockets, AServerThatBreaksAfterItsEndBreaksTheProgramsConnectionWithT
 }
 
 TEST(TunnelSockets, WithoutAServerTheProgramsConnectionBreaks) {
-    Line line({nobody()}, false);
+    const Nobody nobody;
+    Line line({nobody.address}, false);
     Peer program = line.connect();
     program.write(bytes("01"));
     ASSERT_TRUE(line.ended(program));
@@ -251,7 +257,8 @@ TEST(TunnelSockets, WithoutAServerTheProgramsConnectionBreaks) {
 TEST(TunnelSockets, TheNextAddressIsTriedWhenOneDoesNotAnswer) {
     TcpAddress ofNoKind;
     ofNoKind.bytes.ss_family = 12345;
-    Line line({ofNoKind, nobody()});
+    const Nobody nobody;
+    Line line({ofNoKind, nobody.address});
     const Peer program = line.connect();
     EXPECT_TRUE(line.acceptAtServer().socket);
 }

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/ProcessCounts.h"
+#include "support/LinkThreads.h"
 #include "support/ProcessWatch.h"
 #include "support/Watchdog.h"
 
@@ -32,7 +32,8 @@ Effect effectOn(const Scenario& scenario, std::size_t step) {
     return scenario.effectOf(*failed, *CallLog::instance().plannedFailure());
 }
 
-void runStep(Scenario& scenario, const Scenario::Step& step, std::size_t number) {
+void runStep(Scenario& scenario, const Scenario::Step& step, std::size_t number, const std::string& place) {
+    testIsAt(place + ", step \"" + step.name + "\"");
     const bool worked = step.run();
     const Effect effect = effectOn(scenario, number);
     const std::optional<Call> failed = CallLog::instance().failed();
@@ -40,29 +41,35 @@ void runStep(Scenario& scenario, const Scenario::Step& step, std::size_t number)
     EXPECT_TRUE(effect == Effect::LosesEvents || !scenario.isRepeatable() || worked == !mustFail)
         << "step \"" << step.name << "\" told " << worked;
     if (worked) return;
-    scenario.recover();
-    EXPECT_TRUE(step.run()) << "step \"" << step.name << "\" tried again";
+    // Where a busy machine can make a step fail as well, it may do so more than once.
+    const int most = scenario.isRepeatable() ? 1 : 5;
+    bool works = false;
+    for (int tries = 0; tries < most && !works; ++tries) {
+        scenario.recover();
+        works = step.run();
+    }
+    EXPECT_TRUE(works) << "step \"" << step.name << "\" tried again";
 }
 
 // Whether the scenario is repeatable.
-bool runSteps(const ScenarioMaker& make) {
+bool runSteps(const ScenarioMaker& make, const std::string& place) {
     const std::unique_ptr<Scenario> scenario = make();
     const std::vector<Scenario::Step> steps = scenario->steps();
     for (std::size_t i = 0; i < steps.size(); ++i) {
-        runStep(*scenario, steps[i], i);
+        runStep(*scenario, steps[i], i, place);
         CallLog::instance().nextStep();
     }
     return scenario->isRepeatable();
 }
 
 // Whether the call was made that was to fail.
-bool run(const ScenarioMaker& make, const std::optional<Fault>& fault) {
+bool run(const ScenarioMaker& make, const std::optional<Fault>& fault, const std::string& place) {
     const std::set<int> descriptors = openDescriptors();
-    const long threads = threadCount();
+    const NewThreads threads;
     CallLog::instance().begin(fault);
-    const bool isRepeatable = runSteps(make);
+    const bool isRepeatable = runSteps(make, place);
     EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
+    EXPECT_TRUE(threads.haveGone());
     const bool wasMade = CallLog::instance().failed().has_value();
     EXPECT_TRUE(!isRepeatable || wasMade == fault.has_value()) << "the call was never made";
     return wasMade;
@@ -71,17 +78,15 @@ bool run(const ScenarioMaker& make, const std::optional<Fault>& fault) {
 bool runCase(const ScenarioMaker& make, const Fault& fault) {
     const std::string repeat =
         "repeat with HOSTLINK_SWEEP_CASE=\"" + fault.text() + "\" and --gtest_filter=" + testName();
-    testIsAt(repeat);
     SCOPED_TRACE(repeat);
-    return run(make, fault);
+    return run(make, fault, repeat);
 }
 
 } // namespace
 
 void sweepOver(const std::string& call, const ScenarioMaker& make, std::vector<Failure> failures) {
     if (failures.empty()) failures = failuresOf(call);
-    testIsAt("the run without faults of " + testName());
-    run(make, std::nullopt);
+    run(make, std::nullopt, "the run without faults of " + testName());
     const std::size_t count = CallLog::instance().count(call);
     ASSERT_GT(count, 0U) << "the scenario makes no such call";
     std::size_t cases = 0;
@@ -98,7 +103,7 @@ void sweepOver(const std::string& call, const ScenarioMaker& make, std::vector<F
 }
 
 void expectCallsOf(const ScenarioMaker& make, const std::vector<std::string>& kinds) {
-    run(make, std::nullopt);
+    run(make, std::nullopt, testName());
     std::set<std::string> made;
     for (const Call& call : CallLog::instance().calls()) made.insert(call.name);
     EXPECT_EQ(made, std::set<std::string>(kinds.begin(), kinds.end()));

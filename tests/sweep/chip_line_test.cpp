@@ -74,7 +74,7 @@ protected:
         EXPECT_FALSE(init());
         EXPECT_THAT(errors(), ElementsAre(what));
         EXPECT_EQ(openDescriptors(), open);
-        EXPECT_EQ(threadCount(), threads);
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         EXPECT_FALSE(kernel.isLineOpen());
         end();
     }

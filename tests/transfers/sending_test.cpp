@@ -1,4 +1,6 @@
 // Files to a host that the test plays; it takes them as the simulated host does.
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <sstream>
@@ -28,7 +30,8 @@ Options quick() {
     Options options;
     options.firstPause = milliseconds(1);
     options.longestPause = milliseconds(10);
-    options.answerTime = milliseconds(200);
+    options.deadline = seconds(20);
+    options.answerTime = seconds(10);
     options.lateFor = milliseconds(50);
     return options;
 }
@@ -36,9 +39,18 @@ Options quick() {
 SendOptions named() {
     SendOptions options;
     options.name = "a.bin";
-    options.answerTime = milliseconds(100);
+    options.answerTime = seconds(10);
     return options;
 }
+
+// For a chunk that is not answered. `long` enough for all others on a busy machine, where none of them may come twice.
+SendOptions waiting(milliseconds time) {
+    SendOptions options = named();
+    options.answerTime = time;
+    return options;
+}
+constexpr milliseconds shortTime(100);
+constexpr milliseconds longTime(2000);
 
 std::shared_ptr<std::istream> stream(const ByteArray& content) {
     return std::make_shared<std::istringstream>(std::string(content.begin(), content.end()));
@@ -108,7 +120,9 @@ TEST(SendingAFile, EndsWhenTheHostHoldsIt) {
 
 TEST(SendingAFile, TakesItsNameFromItsPath) {
     File file;
-    const std::string path = testing::TempDir() + "/a transfer.bin";
+    std::string folder = testing::TempDir() + "sending-XXXXXX";
+    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+    const std::string path = folder + "/a transfer.bin";
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.content.data()), fileSize);
     const auto sent = file.client.sendFile(path);
     ASSERT_TRUE(sent) << sent.text();
@@ -118,6 +132,7 @@ TEST(SendingAFile, TakesItsNameFromItsPath) {
         if (isTransfer(message) && name.empty()) name = *exchange::readChunk(message)->name;
     EXPECT_EQ(name, "a transfer.bin");
     ::remove(path.c_str());
+    ::remove(folder.c_str());
 }
 
 TEST(SendingAFile, FromAPipeHasNoSize) {
@@ -152,7 +167,7 @@ TEST(SendingAFile, RepeatsAChunkWhoseAnswerGotLost) {
         const auto answers = file.host.simulated(message);
         return PlayedHost::Reaction{Accepted, ++chunks == 3 ? std::vector<ByteArray>{} : answers};
     });
-    const auto sent = file.send();
+    const auto sent = file.send(waiting(longTime));
     ASSERT_TRUE(sent) << sent.text();
     EXPECT_EQ(sent->checksum, file.checksum);
     EXPECT_EQ(sent->repeated, 1u);
@@ -166,7 +181,7 @@ TEST(SendingAFile, GoesOnOverANewLink) {
         if (++chunks >= 3 && chunks < 8) return PlayedHost::Reaction{NoResponse, {}};
         return PlayedHost::Reaction{Accepted, file.host.simulated(message)};
     });
-    const auto sent = file.send();
+    const auto sent = file.send(waiting(shortTime));
     ASSERT_TRUE(sent) << sent.text();
     EXPECT_EQ(sent->checksum, file.checksum);
     EXPECT_EQ(sent->restarts, 0);
@@ -181,7 +196,7 @@ TEST(SendingAFile, BeginsAnewAtAHostThatHasLostIt) {
         if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
         return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
     });
-    const auto sent = file.send();
+    const auto sent = file.send(waiting(longTime));
     ASSERT_TRUE(sent) << sent.text();
     EXPECT_EQ(sent->checksum, file.checksum);
     EXPECT_EQ(sent->restarts, 1);
@@ -195,7 +210,7 @@ TEST(SendingAFile, FromAPipeCannotBeginAnew) {
         if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
         return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
     });
-    const auto sent = file.client.beginSending(std::make_shared<Pipe>(file.content), named())->wait();
+    const auto sent = file.client.beginSending(std::make_shared<Pipe>(file.content), waiting(longTime))->wait();
     EXPECT_EQ(sent.outcome(), Outcome::Aborted);
     EXPECT_NE(sent.text().find("the host has lost the transfer"), std::string::npos) << sent.text();
 }
@@ -236,7 +251,7 @@ TEST(SendingAFile, EndsWhenTheHostHoldsAnother) {
 TEST(SendingAFile, EndsWithPatience) {
     File file;
     file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {}}; });
-    SendOptions options = named();
+    SendOptions options = waiting(shortTime);
     options.patience = milliseconds(300);
     const auto sent = file.send(options);
     EXPECT_EQ(sent.outcome(), Outcome::Unanswered);
@@ -266,7 +281,7 @@ TEST(SendingAFile, CanBeCancelled) {
         const bool answered = chunks == 1 || exchange::readChunk(message)->aborted;
         return PlayedHost::Reaction{Accepted, answered ? file.host.simulated(message) : std::vector<ByteArray>{}};
     });
-    const auto sending = file.client.beginSending(stream(file.content), named());
+    const auto sending = file.client.beginSending(stream(file.content), waiting(shortTime));
     second.get_future().wait();
     EXPECT_FALSE(sending->waitFor(milliseconds(1)));
     const Sending same = *sending;
@@ -280,7 +295,7 @@ TEST(SendingAFile, CanBeCancelled) {
 TEST(SendingAFile, IsOneAtATime) {
     File file;
     file.does([](const ByteArray&) { return PlayedHost::Reaction{Accepted, {}}; });
-    const auto first = file.client.beginSending(stream(file.content), named());
+    const auto first = file.client.beginSending(stream(file.content), waiting(shortTime));
     ASSERT_TRUE(first);
     const auto second = file.client.beginSending(stream(file.content), named());
     EXPECT_EQ(second.outcome(), Outcome::BadArgument);

@@ -14,6 +14,7 @@
 #include "hostlinkclient/EchoTunnels.h"
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/MustEnd.h"
 #include "support/NoMoreThreads.h"
 
 using namespace hostlink;
@@ -163,8 +164,10 @@ TEST(ATunnel, EndsWithItsLastCopyAndTellsTheHost) {
         other = copy;
     }
     EXPECT_TRUE(program.read().empty());
-    EXPECT_EQ(host.tunnels.machine().connections(), 0u);
-    EXPECT_EQ(host.tunnels.machine().counts().broken, 1u);
+    // The end does not wait for the host for long, but what it says to it goes out.
+    const auto isTold = [&] { return host.tunnels.machine().connections() == 0; };
+    mustBecomeTrue([&] { return host.played.guarded(isTold); }, "the host is told");
+    EXPECT_EQ(host.played.guarded([&] { return host.tunnels.machine().counts().broken; }), 1u);
 }
 
 TEST(ATunnel, EndsWithTheClientWhileNobodyAnswers) {

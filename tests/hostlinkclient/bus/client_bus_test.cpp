@@ -49,7 +49,7 @@ protected:
     static Options quick() {
         Options options;
         options.deadline = 20s;
-        options.answerTime = 200ms;
+        options.answerTime = 10s;
         options.lateFor = 1s;
         options.firstPause = 20ms;
         options.longestPause = 100ms;
@@ -76,7 +76,7 @@ protected:
             bring(*client);
             const auto began = std::chrono::steady_clock::now();
             client.reset();
-            EXPECT_LT(std::chrono::steady_clock::now() - began, 1500ms);
+            EXPECT_LT(std::chrono::steady_clock::now() - began, 5s); // it does not wait for an answer
             rig.reset();
         }
         EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
@@ -151,7 +151,9 @@ TEST_P(ClientOnABus, IsRecordedTransactionByTransaction) {
 
 TEST_P(ClientOnABus, HoldsWhatWasConfirmedUnderDamage) {
     damagePackets(10);
-    const auto client = connected();
+    Options options = quick();
+    options.answerTime = 200ms;
+    const auto client = connected(options);
     for (int i = 0; i < 25; ++i) {
         const uint16_t state = static_cast<uint16_t>(0x4000 + i);
         const auto set = client->set(state, 1000 + i, Call(Confirm).whileDown(WhileDown::Wait));
@@ -175,7 +177,8 @@ TEST_P(ClientOnABus, ComesBackWithAHostThatWasDeaf) {
         },
         "down");
     rig.slaveAuto();
-    EXPECT_EQ(client->set(STA_PlayerVolume, 12, Call().whileDown(WhileDown::Wait)).text(), "");
+    const Call patiently = Call(Confirm).whileDown(WhileDown::Wait); // on a busy machine an answer may come too late
+    EXPECT_EQ(client->set(STA_PlayerVolume, 12, patiently).text(), "");
     EXPECT_EQ(client->linkState(), LinkState::Up);
     EXPECT_GE(client->statistics().reconnects, 1U);
 }

@@ -60,6 +60,11 @@ public:
         const std::lock_guard lock(mutex);
         if (present != nullptr) send(packetOf(message));
     }
+    /// The same, lost when it could not be delivered until then.
+    void say(const ByteArray& message, std::chrono::steady_clock::time_point lastsUntil) {
+        const std::lock_guard lock(mutex);
+        if (present != nullptr) present->queue(packetOf(message), lastsUntil);
+    }
     /// The same packet as the last one again.
     void repeatLast() {
         const std::lock_guard lock(mutex);

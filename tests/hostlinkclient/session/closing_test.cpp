@@ -55,17 +55,11 @@ private:
 
 using Texts = std::vector<std::string>;
 
-Options longWaits() {
-    Options options = quick();
-    options.answerTime = 10s; // nothing ends by itself here
-    return options;
-}
-
 TEST(ClientClosing, TellsEveryCallbackOfARequestUnderWay) {
     PlayedHost host;
     leaveSetsUnanswered(host);
     Told told;
-    Client client(host.wire(), longWaits());
+    Client client(host.wire(), quick());
     ASSERT_TRUE(client.waitUntilUp(20s));
     for (int i = 0; i < 3; ++i) client.setAsync(STA_PlayerVolume, i, told.note<void>());
     client.setAsync(STA_PlayerMute, 1, told.note<void>(), Confirm);
@@ -81,7 +75,7 @@ TEST(ClientClosing, TellsThoseOfAClientThatWasNeverUp) {
     host.refuseLinks(true);
     Told told;
     {
-        Options options = longWaits();
+        Options options = quick();
         options.whileDown = WhileDown::Wait;
         Client client(host.wire(), options);
         client.getAsync(STA_PlayerVolume, told.note<Value>());
@@ -94,7 +88,7 @@ TEST(ClientClosing, TellsThoseOfAClientThatWasNeverUp) {
 TEST(ClientClosing, TellsWhatHadComeAlready) {
     PlayedHost host;
     Told told;
-    Client client(host.wire(), longWaits());
+    Client client(host.wire(), quick());
     ASSERT_TRUE(client.waitUntilUp(20s));
     std::promise<void> inside;
     std::promise<void> on;
@@ -122,7 +116,7 @@ TEST(ClientClosing, MayComeFromTheCallbackOfARequest) {
     leaveSetsUnanswered(host);
     Told told;
     {
-        Client client(host.wire(), longWaits());
+        Client client(host.wire(), quick());
         ASSERT_TRUE(client.waitUntilUp(20s));
         client.setAsync(STA_PlayerVolume, 1, told.note<void>());
         std::promise<void> through;
@@ -143,7 +137,7 @@ TEST(ClientClosing, MayComeFromTheCallbackOfARequest) {
 TEST(ClientClosing, MayComeFromTwoCallbacksAtOnce) {
     for (int round = 0; round < 5; ++round) {
         PlayedHost host;
-        Client client(host.wire(), longWaits());
+        Client client(host.wire(), quick());
         ASSERT_TRUE(client.waitUntilUp(20s));
         std::atomic<int> through{0};
         const auto close = [&] {
@@ -160,7 +154,7 @@ TEST(ClientClosing, MayComeFromTwoCallbacksAtOnce) {
 
 TEST(ClientClosing, TellsALaterCallbackAtOnce) {
     PlayedHost host;
-    Client client(host.wire(), longWaits());
+    Client client(host.wire(), quick());
     client.close();
     Told told;
     std::thread::id on;
@@ -189,7 +183,7 @@ struct Poller {
 
 TEST(ClientClosing, EndsAProgramThatAsksAgainWhateverComes) {
     PlayedHost host;
-    Client client(host.wire(), longWaits());
+    Client client(host.wire(), quick());
     Poller poller{client};
     poller.ask();
     mustBecomeTrue([&] { return poller.answers > 3; }, "answers");
@@ -200,7 +194,7 @@ TEST(ClientClosing, EndsAProgramThatAsksAgainWhateverComes) {
 
 TEST(ClientClosing, TellsEachOnceWhateverThreadsAskMeanwhile) {
     PlayedHost host;
-    Client client(host.wire(), longWaits());
+    Client client(host.wire(), quick());
     ASSERT_TRUE(client.waitUntilUp(20s));
     constexpr int threads = 3;
     constexpr int requests = 200;
@@ -223,7 +217,7 @@ TEST(ClientClosing, TellsEachOnceWhateverThreadsAskMeanwhile) {
 }
 
 Options inLoop(const Events& events) {
-    Options options = longWaits();
+    Options options = quick();
     options.events = events;
     return options;
 }

@@ -30,7 +30,8 @@ using Texts = std::vector<std::string>;
 
 Options optionsWith(const Events& events) {
     Options options;
-    options.deadline = 10s;
+    options.deadline = 20s;
+    options.answerTime = 10s;
     options.events = events;
     return options;
 }

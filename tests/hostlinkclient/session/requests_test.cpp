@@ -33,7 +33,7 @@ ByteArray unsupported() {
 
 TEST(ClientRequests, SetAndGetAValue) {
     PlayedHost host;
-    Client client(host.wire());
+    Client client(host.wire(), quick());
     EXPECT_EQ(client.set(STA_PlayerVolume, 31).text(), "");
     const auto volume = client.get(STA_PlayerVolume);
     ASSERT_TRUE(volume) << volume.text();
@@ -47,7 +47,7 @@ TEST(ClientRequests, SetAndGetAValue) {
 
 TEST(ClientRequests, SetAndGetMany) {
     PlayedHost host;
-    Client client(host.wire(16));
+    Client client(host.wire(16), quick());
     EXPECT_EQ(client.setMany({{STA_PlayerVolume, 5}, {STA_MetaTitle, "Blue in Green"}}).text(), "");
     const auto values = client.getMany({STA_MetaTitle, STA_PlayerVolume});
     ASSERT_TRUE(values) << values.text();
@@ -59,7 +59,7 @@ TEST(ClientRequests, SetAndGetMany) {
 
 TEST(ClientRequests, ComeAsFuturesAndCallbacks) {
     PlayedHost host;
-    Client client(host.wire());
+    Client client(host.wire(), quick());
     auto set = client.setAsync(STA_PlayerVolume, 12);
     auto setMany = client.setManyAsync({{STA_PlayerMute, 1}});
     auto get = client.getAsync(STA_PlayerVolume);
@@ -136,7 +136,7 @@ TEST(ClientRequests, MayHaveACallbackThatIsNone) {
 
 TEST(ClientRequests, MayWaitInACallback) {
     PlayedHost host;
-    Client client(host.wire());
+    Client client(host.wire(), quick());
     std::promise<Value> seen;
     client.setAsync(STA_PlayerVolume, 77, [&](const Result<void>& /*unused*/) {
         client.set(STA_PlayerVolume, 78).orThrow();
@@ -149,7 +149,7 @@ TEST(ClientRequests, MayWaitInACallback) {
 
 TEST(ClientRequests, FromManyThreadsGetTheirOwnAnswers) {
     PlayedHost host;
-    Client client(host.wire());
+    Client client(host.wire(), quick());
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
@@ -177,8 +177,8 @@ template <typename R> std::string badText(const R& result) {
 
 TEST(ClientRequests, WithBadArgumentsSendNothing) {
     PlayedHost host;
-    Client client(host.wire());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(isUpAndQuiet(client));
     const size_t before = host.messages().size();
     const std::vector<BadCase> cases = {
         {"unknown name", [](Client& c) { return badText(c.get("Volme")); },
@@ -248,7 +248,7 @@ TEST(ClientRequests, RefusedEachTimeAreNotSent) {
 
 TEST(ClientRequests, NotAcceptedMayHaveBeenExecuted) {
     PlayedHost host;
-    Client client(host.wire(), quick());
+    Client client(host.wire(), impatient());
     ASSERT_TRUE(client.waitUntilUp(20s));
     host.does([](const ByteArray&) { return Reaction{NoResponse}; });
     const auto result = client.set(STA_PlayerVolume, 1);
@@ -281,8 +281,8 @@ TEST(ClientRequests, ThatBreakOffBeforeTheirLastPacketAreNotExecuted) {
 
 TEST(ClientRequests, UnansweredSetsAreSentOnceAndGetsAgain) {
     PlayedHost host;
-    Client client(host.wire(), quick());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    Client client(host.wire(), impatient());
+    ASSERT_TRUE(isUpAndQuiet(client));
     const size_t gets = host.count(MSG_GetState);
     host.does([](const ByteArray&) { return Reaction{}; });
     const auto set = client.set(STA_PlayerVolume, 1);
@@ -298,7 +298,9 @@ TEST(ClientRequests, UnansweredSetsAreSentOnceAndGetsAgain) {
 
 TEST(ClientRequests, TellThatTheHostDoesNotSupportThem) {
     PlayedHost host;
-    Client client(host.wire(), quick());
+    Options options = quick();
+    options.refusalTime = 10s; // it comes before
+    Client client(host.wire(), options);
     EXPECT_EQ(client.setLed(LED_SetPalette, 1).outcome(), Outcome::Unsupported);
     host.does([&host](const ByteArray& message) {
         if (hasId(message, MSG_SetState)) return Reaction{Accepted, {unsupported()}};
@@ -340,8 +342,10 @@ TEST(ClientRequests, AskAnyMessage) {
     const auto tunnel = client.ask(bytes("08 00 01 01 00 C5 00 00"));
     ASSERT_TRUE(tunnel) << tunnel.text();
     EXPECT_EQ(*tunnel, bytes("09 80 01 01 00 CC 02"));
+    Client other(host.wire(), impatient());
+    ASSERT_TRUE(other.waitUntilUp(20s));
     host.does([](const ByteArray&) { return Reaction{}; });
-    EXPECT_EQ(client.ask(bytes("01 00 01 09 00 CC 1E")).outcome(), Outcome::Unanswered);
+    EXPECT_EQ(other.ask(bytes("01 00 01 09 00 CC 1E")).outcome(), Outcome::Unanswered);
 }
 
 TEST(ClientRequests, TellThatAStateIsMissingFromTheAnswer) {
@@ -389,7 +393,8 @@ TEST(ClientRequests, ConfirmedSetsAreRepeatedUntilTheHostHoldsTheValue) {
 TEST(ClientRequests, ConfirmedSetsDoNotBelieveOneAnswerAlone) {
     PlayedHost host;
     Client client(host.wire(), quick());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    ASSERT_TRUE(isUpAndQuiet(client));
+    const size_t asked = host.count(MSG_GetState); // for the link
     // The first set arrives as 7, its answer says so, and the answer to the first question is damaged back.
     host.does([&host, sets = 0, gets = 0](const ByteArray& message) mutable {
         if (hasId(message, MSG_SetState) && ++sets == 1)
@@ -399,14 +404,14 @@ TEST(ClientRequests, ConfirmedSetsDoNotBelieveOneAnswerAlone) {
     });
     EXPECT_EQ(client.set(STA_PlayerVolume, 5, Confirm).text(), "");
     EXPECT_EQ(host.count(MSG_SetState), 2U);
-    EXPECT_EQ(host.count(MSG_GetState), 4U); // one for the link, two after the first set, one after the second
+    EXPECT_EQ(host.count(MSG_GetState), asked + 3U); // two after the first set, one after the second
     EXPECT_EQ(*client.get(STA_PlayerVolume), Value(5));
 }
 
 TEST(ClientRequests, ConfirmedSetsAreRepeatedWhenTheAnswerSaysTooLittle) {
     PlayedHost host;
     Client client(host.wire(), quick());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    ASSERT_TRUE(isUpAndQuiet(client));
     host.does([&host, gets = 0](const ByteArray& message) mutable {
         if (hasId(message, MSG_GetState) && ++gets == 1) return Reaction{Accepted, {bytes("02 80 00")}};
         return Reaction{Accepted, host.simulated(message)};
@@ -432,7 +437,7 @@ TEST(ClientRequests, ConfirmedSetsTellWhatTheHostHoldsInstead) {
 
 TEST(ClientRequests, ConfirmedSetsThatCannotBeReadBackAreUnanswered) {
     PlayedHost host;
-    Client client(host.wire(), quick());
+    Client client(host.wire(), impatient());
     ASSERT_TRUE(client.waitUntilUp(20s));
     host.does([&host](const ByteArray& message) {
         if (hasId(message, MSG_GetState)) return Reaction{};
@@ -450,9 +455,13 @@ TEST(ClientRequests, ConfirmedSetsThatCannotBeReadBackAreUnanswered) {
 
 TEST(ClientRequests, ConfirmedSetsSayWhatTheHostHeldWhenItFallsSilent) {
     PlayedHost host;
-    Client client(host.wire(), quick());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    Options options = quick();
+    options.answerTime = 1s; // twice for what it says, and twice for its silence
+    options.sendings = 2;
+    Client client(host.wire(), options);
+    ASSERT_TRUE(isUpAndQuiet(client));
     host.does([gets = 0](const ByteArray& message) mutable {
+        if (hasId(message, MSG_SetState)) return Reaction{Accepted, {bytes("01 80 01 09 00 CC 28")}};
         if (hasId(message, MSG_GetState) && ++gets == 1) return Reaction{Accepted, {bytes("02 80 01 09 00 CC 28")}};
         return Reaction{};
     });
@@ -463,7 +472,8 @@ TEST(ClientRequests, ConfirmedSetsSayWhatTheHostHeldWhenItFallsSilent) {
 TEST(ClientRequests, WaitForWhatCouldBeTakenForTheirAnswer) {
     PlayedHost host;
     Options options = quick();
-    options.lateFor = 500ms;
+    options.answerTime = 2s; // one question waits so long in vain
+    options.lateFor = 20s;
     options.sendings = 1;
     Client client(host.wire(), options);
     ASSERT_TRUE(client.waitUntilUp(20s));
@@ -479,7 +489,7 @@ TEST(ClientRequests, WaitForWhatCouldBeTakenForTheirAnswer) {
 TEST(ClientRequests, DoNotTakeARepeatedAnswer) {
     PlayedHost host;
     Client client(host.wire(), quick());
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    ASSERT_TRUE(isUpAndQuiet(client));
     host.does([count = 0](const ByteArray&) mutable {
         ++count;
         return Reaction{Accepted, {bytes(count == 1 ? "02 80 01 09 00 CC 01" : "02 80 01 09 00 CC 02")}};
@@ -492,10 +502,8 @@ TEST(ClientRequests, DoNotTakeARepeatedAnswer) {
 
 TEST(ClientRequests, EndWhenTheyAreCancelled) {
     PlayedHost host;
-    Options options = quick();
-    options.answerTime = 10s;
-    Client client(host.wire(), options);
-    ASSERT_TRUE(client.waitUntilUp(20s));
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(isUpAndQuiet(client));
     std::promise<void> arrived;
     host.does([&arrived, first = true](const ByteArray&) mutable {
         if (std::exchange(first, false)) arrived.set_value();
@@ -535,12 +543,16 @@ TEST(ClientRequests, ThatHaveEndedAreNotCancelledAnyMore) {
 
 TEST(ClientRequests, TimeOutBeforeTheirTurnComes) {
     PlayedHost host;
-    Options options = quick();
-    options.answerTime = 10s;
-    Client client(host.wire(), options);
-    ASSERT_TRUE(client.waitUntilUp(20s));
-    host.does([](const ByteArray&) { return Reaction{}; });
-    auto first = client.setAsync(STA_PlayerVolume, 1, Call().within(300ms));
+    Client client(host.wire(), quick());
+    ASSERT_TRUE(isUpAndQuiet(client));
+    std::promise<void> arrived;
+    host.does([&arrived, first = true](const ByteArray&) mutable {
+        if (std::exchange(first, false)) arrived.set_value();
+        return Reaction{};
+    });
+    auto first = client.setAsync(STA_PlayerVolume, 1, Call().within(2s));
+    auto there = arrived.get_future();
+    mustEnd(there, "the first request's way to the host");
     const auto second = client.set(STA_PlayerMute, 1, Call().within(50ms));
     EXPECT_EQ(second.outcome(), Outcome::TimedOutBeforeSending);
     EXPECT_FALSE(second.mayHaveBeenExecuted());

@@ -36,7 +36,9 @@ bool isState(const Client& client, LinkState state) {
 
 TEST(ClientSupervision, MakesANewLinkWhenTheHostFallsSilent) {
     PlayedHost host;
-    Client client(host.wire(), quick());
+    Options options = quick();
+    options.answerTime = 100ms;
+    Client client(host.wire(), options);
     std::mutex mutex;
     std::vector<std::string> states;
     const Listening link = client.onLink([&](LinkState state, const std::string& why) {
@@ -59,7 +61,7 @@ TEST(ClientSupervision, MakesANewLinkWhenTheHostFallsSilent) {
     host.does([&host](const ByteArray& message) { return Reaction{Accepted, host.simulated(message)}; });
     EXPECT_TRUE(client.waitUntilUp(20s));
     EXPECT_TRUE(changes.established(20s));
-    EXPECT_EQ(client.set(STA_PlayerVolume, 67).text(), "");
+    EXPECT_EQ(client.set(STA_PlayerVolume, 67, Confirm).text(), ""); // again on a machine on which answers come late
     mustBecomeTrue(
         [&] {
             const std::lock_guard lock(mutex);
@@ -126,7 +128,7 @@ TEST(ClientSupervision, TellsWhyThereIsNoLink) {
 TEST(ClientSupervision, IsDownWhenNobodyAnswersTheFirstQuestion) {
     PlayedHost host;
     host.does([](const ByteArray&) { return Reaction{}; });
-    Client client(host.wire(), quick());
+    Client client(host.wire(), impatient());
     mustBecomeTrue([&] { return isState(client, LinkState::Down); }, "down");
     EXPECT_EQ(client.linkText(), "the host does not answer");
     const Subscription changes = client.subscribe({STA_PlayerVolume}, [](const Change&) {});
@@ -146,7 +148,8 @@ private:
     const int fd;
 };
 
-/// In each state a client can be in, its end takes less than a second and leaves no thread and no descriptor.
+/// In each state a client can be in, its end waits for none of its times, and leaves no thread and no descriptor. That
+/// it takes less than a second is seen elsewhere, where the machine's own delays do not count.
 class ClientEnding : public testing::Test {
 protected:
     template <typename Body> static void endsSoon(Body body) {
@@ -156,7 +159,7 @@ protected:
             auto client = body();
             const auto began = std::chrono::steady_clock::now();
             client.reset();
-            EXPECT_LT(std::chrono::steady_clock::now() - began, 1500ms);
+            EXPECT_LT(std::chrono::steady_clock::now() - began, 5s);
         }
         EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         EXPECT_EQ(descriptorCount(), descriptors);
@@ -196,7 +199,7 @@ TEST_F(ClientEnding, WithRequestsAndSubscriptionsUnderWay) {
     std::vector<std::future<Result<void>>> sets;
     std::vector<Subscription> subscriptions;
     endsSoon([&] {
-        auto client = std::make_unique<Client>(host.wire());
+        auto client = std::make_unique<Client>(host.wire(), quick());
         EXPECT_TRUE(client->waitUntilUp(20s));
         sets.push_back(client->setAsync(STA_PlayerVolume, 1));
         sets.push_back(client->setAsync(STA_PlayerVolume, 2));
@@ -210,7 +213,7 @@ TEST_F(ClientEnding, WhileAWriterWaitsForTheHostOnASerialPort) {
     Pty pty; // nobody answers on it
     const Held held(pty);
     endsSoon([&] {
-        auto client = std::make_unique<Client>(Uart{pty.slavePath(), 115200, 5s});
+        auto client = std::make_unique<Client>(Uart{pty.slavePath(), 115200, 20s});
         EXPECT_EQ(pty.read(15).size(), 15U); // the probe
         return client;
     });
@@ -234,7 +237,7 @@ TEST(ClientSupervision, AsksANewHostMoreOftenThanARequestIsSent) {
         if (++asked < 4) return Reaction{}; // a line on which most is lost
         return Reaction{Accepted, host.simulated(message)};
     });
-    Options options;
+    Options options = quick();
     options.sendings = 1;
     Client client(host.wire(), options);
     EXPECT_TRUE(client.waitUntilUp(20s));
@@ -249,17 +252,19 @@ TEST(ClientSupervision, LearnsFromTheKernelThatASerialPortHasGone) {
     options.deadline = 30s;
     options.answerTime = 20s;
     options.sendings = 1;
+    // It does not try again: the terminal's name may be that of another one by then, of a program beside this.
+    options.firstPause = options.longestPause = std::chrono::hours(1);
     Client client(Uart{pty->slavePath(), 115200, 20s}, options);
     EXPECT_EQ(pty->read(15).size(), 15U); // the probe waits for its acknowledgement
     const std::string path = pty->slavePath();
     pty->close();
     mustBecomeTrue([&] { return isState(client, LinkState::Down); }, "down");
-    EXPECT_EQ(client.linkText().find("cannot open"), client.linkText() == path + " is gone" ? std::string::npos : 0U);
+    EXPECT_EQ(client.linkText(), path + " is gone");
 }
 
 TEST(ClientSession, TellsOnTheClientsOwnThread) {
     PlayedHost host;
-    Client client(host.wire());
+    Client client(host.wire(), quick());
     Session& session = sessionOf(client);
     EXPECT_EQ(session.maxPacketSize(), 64);
     EXPECT_NE(session.newFamily(), session.newFamily());

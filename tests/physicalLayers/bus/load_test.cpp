@@ -71,7 +71,12 @@ struct Sequence {
 // No LogCapture here: it would keep every line.
 class BusLoad : public testing::TestWithParam<Wire> {
 protected:
-    void SetUp() override { rig.reset(); }
+    void SetUp() override {
+        rig.reset();
+        // A usual host gives a message up after a second: where a busy machine holds the link up for that long, it
+        // would be missing.
+        rig.command("host-options responseTimeoutMs=60000");
+    }
 
     busrig::RigControl rig;
 };

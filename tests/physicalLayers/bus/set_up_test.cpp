@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "BusRigTest.h"
-#include "support/ProcessCounts.h"
+#include "support/LinkThreads.h"
 #include "support/ProcessWatch.h"
 
 using testing::ElementsAre;
@@ -65,11 +65,11 @@ protected:
     }
     void expectRefusal(const Texts& expected, const std::function<bool()>& init) {
         const std::set<int> open = openDescriptors();
-        const long threads = threadCount();
+        const NewThreads started;
         EXPECT_FALSE(init());
         EXPECT_EQ(errors(), expected);
         EXPECT_EQ(openDescriptors(), open);
-        EXPECT_EQ(threadCount(), threads);
+        EXPECT_TRUE(started.haveGone());
         log.clear();
         link->shutdown();
         EXPECT_THAT(log.lines(), IsEmpty());
@@ -288,9 +288,9 @@ TEST_P(BusSetUp, LinkWithoutItsBusStillWatchesTheLine) {
     make(incomplete);
     EXPECT_FALSE(link->serialOk());
     log.clear();
-    const long threads = threadCount();
+    const NewThreads started;
     ASSERT_TRUE(link->init());
-    EXPECT_EQ(threadCount(), threads + 2);
+    EXPECT_EQ(started.ids().size(), 2U);
     EXPECT_THAT(rig.sysfsLog(), ElementsAre("export 17", "direction in", "edge falling"));
     edge();
     ASSERT_TRUE(waitForExchanges(1));
@@ -331,11 +331,11 @@ TEST_P(BusSetUp, LinkWithoutAttributesHasNoLineToWatch) {
 TEST_P(BusSetUp, InitOfARunningLinkIsRefused) {
     start();
     const std::set<int> open = openDescriptors();
-    const long threads = threadCount();
+    const NewThreads started;
     EXPECT_FALSE(link->init());
     EXPECT_THAT(errors(), ElementsAre("Serial device is already initialised"));
     EXPECT_EQ(openDescriptors(), open);
-    EXPECT_EQ(threadCount(), threads);
+    EXPECT_TRUE(started.haveGone());
     EXPECT_THAT(rig.sysfsLog(), ElementsAre("export 17", "direction in", "edge falling"));
     expectMessagesFlow();
 }

@@ -141,7 +141,8 @@ TEST_P(BusStack, HostThatRefusesOnceIsAskedAgain) {
 }
 
 TEST_P(BusStack, HostThatRefusesOftenDeliversAfterItsNextEdges) {
-    newHost("irqNackFirst=3,interruptRepeatMs=250");
+    newHost(
+        "irqNackFirst=3,interruptRepeatMs=1000"); // twice; longer than a busy machine holds up what an edge asks for
     rig.send({0x06, 0x00, 0x01, 0x00, 0x00, 0xC0});
     expectMessages({bytes("06 00 01 00 00 C0")});
     EXPECT_THAT(errors(), ElementsAre("Received NACK to IRQ frame, retrying",

@@ -974,7 +974,7 @@ protected:
         auto result = std::make_shared<std::promise<Result>>();
         std::future<Result> returned = result->get_future();
         inBackground([result, call] { result->set_value(call()); });
-        const bool came = returned.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+        const bool came = returned.wait_for(ScriptedBus::patience) == std::future_status::ready;
         return came ? returned.get() : otherwise;
     }
 

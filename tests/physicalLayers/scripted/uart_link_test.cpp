@@ -90,7 +90,7 @@ TEST_F(ScriptedUartLink, MissingPropertyFailsInit) {
         EXPECT_THAT(log.lines(), ElementsAre(error("Some of UART attributes not defined")));
         EXPECT_FALSE(link->uartOk());
         EXPECT_THAT(port.constructions(), IsEmpty());
-        EXPECT_EQ(threadCount(), threads);
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         keep();
     }
 }
@@ -104,7 +104,7 @@ TEST_F(ScriptedUartLink, PortThatDoesNotOpenFailsInit) {
     EXPECT_THAT(log.lines(), ElementsAre(error("Failed to initialize uart")));
     EXPECT_FALSE(link->uartOk());
     EXPECT_EQ(port.destructions(), 1);
-    EXPECT_EQ(threadCount(), threads);
+    EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
     keep();
 }
 
@@ -128,7 +128,7 @@ TEST_F(ScriptedUartLink, PropertyThatIsNoNumberRaisesFromInit) {
         EXPECT_THROW(link->init(), std::invalid_argument);
         properties.setString(bad, "99999999999");
         EXPECT_FALSE(link->uartOk());
-        EXPECT_EQ(threadCount(), threads);
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         keep();
         make(properties);
         EXPECT_THROW(link->init(), std::out_of_range);

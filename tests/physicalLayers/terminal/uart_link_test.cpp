@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -124,7 +125,7 @@ protected:
         EXPECT_FALSE(link->init());
         EXPECT_THAT(log.lines(), ElementsAre(error(line)));
         EXPECT_FALSE(link->uartOk());
-        EXPECT_EQ(threadCount(), threads);
+        EXPECT_TRUE(waitUntilNoMoreThreadsThan(threads));
         EXPECT_EQ(descriptorCount(), descriptors);
         EXPECT_EQ(link->writeData(incoming), NoResponse);
         keep();
@@ -165,14 +166,14 @@ TEST_F(UartLinkFailedInit, OfABaudRateOfZero) {
 }
 
 TEST_F(UartLink, DeviceMayAppearBetweenTwoInits) {
-    const std::filesystem::path name = std::filesystem::temp_directory_path() /
-                                       ("uart-link-" + pty.slavePath().substr(pty.slavePath().rfind('/') + 1));
-    std::filesystem::remove(name);
+    std::string folder = (std::filesystem::temp_directory_path() / "uart-link-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+    const std::filesystem::path name = std::filesystem::path(folder) / "port";
     make(propertiesOf(name.string(), never));
     EXPECT_FALSE(link->init());
     std::filesystem::create_symlink(pty.slavePath(), name);
     EXPECT_TRUE(link->init());
-    std::filesystem::remove(name);
+    std::filesystem::remove_all(folder);
     ASSERT_TRUE(pty.write(incoming));
     EXPECT_EQ(pty.read(8), responseFrame(0xA3, 0));
 }
