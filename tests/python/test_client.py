@@ -46,6 +46,7 @@ def test_set(hostlink_host: Host, hostlink_client: Client) -> None:
 
 
 def test_bad_arguments_send_nothing(hostlink_host: Host, hostlink_client: Client) -> None:
+    assert hostlink_client.get("PlayerVolume") == 30  # all that was asked when the link was opened has come before this
     before = hostlink_host.counts()["messagesReceived"]
     for wrong in (
         lambda: hostlink_client.get("Volme"),
@@ -302,7 +303,7 @@ def test_a_host_that_does_not_answer() -> None:
 
     with Scripted(answer) as client, pytest.raises(hostlink.Unanswered) as told:
         client.wait_until_up(PATIENCE)
-        client.set("PlayerVolume", 40, within=0.2)
+        client.set("PlayerVolume", 40, within=PATIENCE)  # given up after the second that an answer may take
     assert told.value.may_have_been_executed
 
 
