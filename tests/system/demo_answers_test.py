@@ -9,13 +9,14 @@ import subprocess
 import sys
 import tempfile
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 from scripted_host import (CHANGED, DATA, EVENT, FIRMWARE, GET, MUTE, PLAY_STATUS, RESPONSE, SET, SUBSCRIBE, SYSTEM_INFO,
                            UNSUBSCRIBE, VOLUME, ScriptedHost, list_of, text_item, uint8_item, values)
 
 PATIENCE = 100  # seconds until a test that hangs is given up; nothing here takes long by itself
 
-SHORT = ("--patience", "4")  # seconds: for the start of the program, too, on a busy machine
+SHORT = ("--patience", "3")  # seconds: for the start of the program, too, on a busy machine
 CHUNK = 1004  # bytes that fill 19 packets of 64
 
 UNSUPPORTED = values(RESPONSE)
@@ -246,16 +247,18 @@ def UnreadableAnswers(build):
     broken = {"one item of two": values(RESPONSE | GET, HELD[SYSTEM_INFO])[:2] + b"\2" + HELD[SYSTEM_INFO],
               "half an item": values(RESPONSE | GET, HELD[SYSTEM_INFO], HELD[FIRMWARE])[:-1],
               "nothing but an id": bytes([GET, 0x80])}
-    for name, unreadable in broken.items():
-        print("==", name)
 
-        def answer(host, message, unreadable=unreadable):
-            for each in [unreadable] if asks_for(SYSTEM_INFO, message) else answers.to(message):
+    def is_told(name):
+        def answer(host, message):
+            for each in [broken[name]] if asks_for(SYSTEM_INFO, message) else answers.to(message):
                 host.send(each)
 
         out, err = expect_failure(Run(build, answer, *SHORT), None)
-        expect("output", out, "\nWho is there?\n")
-        assert re.search(r"get HostSystemInfo, HostFirmwareVersion: sent (once|\d times), and no answer came\.", err), err
+        expect(name, out, "\nWho is there?\n")
+        assert re.search(r"get HostSystemInfo, HostFirmwareVersion: sent (once|\d times), and no answer came\.", err), (name, err)
+
+    with ThreadPoolExecutor() as at_once:
+        list(at_once.map(is_told, broken))
 
 
 def expect_loss(code, out, err, path):
