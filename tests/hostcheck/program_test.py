@@ -11,7 +11,7 @@ import threading
 import time
 import xml.etree.ElementTree
 
-PATIENCE = 200  # seconds until a test that hangs is given up; nothing here takes long by itself
+PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 UNHURRIED = ["--response-timeout", "20000"]  # a busy machine is no slow host
 
 

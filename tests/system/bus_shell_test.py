@@ -12,7 +12,7 @@ import sys
 import termios
 import time
 
-PATIENCE = 100  # seconds until a test that hangs is given up; nothing here takes long by itself
+PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "hostsim-bus.sh")
 # A host that pulls its line again, because this machine took its time, has the library log that there was nothing to read.
 UNHURRIED = "interruptRepeatMs=60000"

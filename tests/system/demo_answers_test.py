@@ -14,7 +14,7 @@ from concurrent.futures import ThreadPoolExecutor
 from scripted_host import (CHANGED, DATA, EVENT, FIRMWARE, GET, MUTE, PLAY_STATUS, RESPONSE, SET, SUBSCRIBE, SYSTEM_INFO,
                            UNSUBSCRIBE, VOLUME, ScriptedHost, list_of, text_item, uint8_item, values)
 
-PATIENCE = 100  # seconds until a test that hangs is given up; nothing here takes long by itself
+PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 
 SHORT = ("--patience", "3")  # seconds: for the start of the program, too, on a busy machine
 CHUNK = 1004  # bytes that fill 19 packets of 64
