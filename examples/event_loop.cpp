@@ -27,9 +27,10 @@ int main(int argc, char** argv) {
         std::cout << ++told << ": the volume is " << change.value.print() << std::endl;
     });
     const auto setVolume = [&](int volume) { // a blocking set would stop the loop
-        host.setAsync(STA_PlayerVolume, volume, [](const hostlink::Result<void>& set) {
+        const auto done = [](const hostlink::Result<void>& set) {
             if (!set) std::cerr << set.text() << '\n';
-        });
+        };
+        host.setAsync(STA_PlayerVolume, volume, done, hostlink::Confirm);
     };
 
     std::array<pollfd, 2> waiting{{{STDIN_FILENO, POLLIN, 0}, {events.descriptor(), POLLIN, 0}}};

@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
     HostLinkPhysicalLayer::Properties port;
     port.setString(DevicePath, argc > 1 ? argv[1] : "/dev/ttyS1");
     port.setInt(UartBaudRate, 115200);
-    port.setInt(UartResponseTimeout, 500); // milliseconds
+    port.setInt(UartResponseTimeout, 2000); // milliseconds
     const std::unique_ptr<HostLinkPhysicalLayer> link(HostLinkPhysicalLayer::create("uart", port));
 
     std::mutex mutex; // guards the answer; both outlive the transport, whose observer uses them
@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     const auto question = HostLinkUInt16Message(MSG_GetState).addValue(STA_PlayerVolume).serialize();
     if (!transport.writeMessage(question)) return 1; // true: the host's link has accepted every packet
     std::unique_lock<std::mutex> lock(mutex);
-    if (!came.wait_for(lock, std::chrono::seconds(1), [&] { return !answer.empty(); })) return 1;
+    if (!came.wait_for(lock, std::chrono::seconds(3), [&] { return !answer.empty(); })) return 1;
     bool ok = false;
     const HostLinkValueMessage values(answer);
     std::cout << "PlayerVolume is " << int(values.getUint8(0, &ok)) << '\n'; // in this encoding, or not at all

@@ -55,7 +55,7 @@ mkfifo "$folder/said"
 start "$folder/host" >"$folder/said" </dev/null &
 host_pid=$!
 exec 3<"$folder/said"
-timeout 10 sh -c 'IFS= read -r line && echo "$line"' <&3 || fail "the host did not start"
+timeout 60 sh -c 'IFS= read -r line && echo "$line"' <&3 || fail "the host did not start"
 echo
 
 code=0

@@ -24,6 +24,7 @@ hostlink::Client& Program::host() {
     if (!client) {
         hostlink::Options options;
         options.deadline = timeout();
+        options.refusalTime = refusalTime.value_or(options.refusalTime);
         if (!common.record.empty()) recordInto(common.record);
         options.recorder = recorder;
         client = std::make_unique<hostlink::Client>(wire().wire(), options);

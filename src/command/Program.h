@@ -44,6 +44,8 @@ public:
     /// The wire that was named, on the command line or by a profile; it may be none.
     /// @throw UsageError there is no such profile
     WireOptions wire() const;
+    /// How long to wait for the host to say that it does not support what nothing else answers. Before `host()`.
+    void waitForRefusals(std::chrono::milliseconds time) { refusalTime = time; }
     /// Opens the link when it is asked for first.
     /// @throw UsageError no wire is named
     hostlink::Client& host();
@@ -57,6 +59,7 @@ private:
     const CommonOptions& common;
     Output& out;
     Stop& end;
+    std::optional<std::chrono::milliseconds> refusalTime;
     std::optional<hostlink::Recorder> recorder;
     std::unique_ptr<hostlink::Client> client;
 };

@@ -52,7 +52,7 @@ class Tried:
     def demo(self, path, packet_size, file_size, timeout=5000):
         done = subprocess.run([self.build / "bin/hostlink-demo", "--device", path, "--max-packet-size", str(packet_size),
                                "--file-size", str(file_size), "--response-timeout", str(timeout)],
-                              capture_output=True, text=True, timeout=200, check=False)
+                              capture_output=True, text=True, timeout=800, check=False)
         print(done.stdout[-300:], done.stderr)
         expect("exit code", done.returncode, 0)
         assert "All went well." in done.stdout, done.stdout
@@ -146,7 +146,7 @@ def DemoOverALineThatLosesBytes(tried):
 def DemoForPeople(tried):
     """What `make demo HOST=firmware` runs."""
     done = subprocess.run([TOP / "scripts/demo.sh", tried.build, "uart", "firmware", "--file-size", "4096"],
-                          capture_output=True, text=True, timeout=200, check=False, env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
+                          capture_output=True, text=True, timeout=800, check=False, env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
     print(done.stdout[-300:], done.stderr)
     expect("exit code", done.returncode, 0)
     assert "All went well." in done.stdout and "What to try next" in done.stdout, done.stdout
@@ -166,7 +166,7 @@ class Checked:
     def check(self, *arguments):
         words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
                  clock_in(self.memory, self.image), "--json", *arguments]
-        done = subprocess.run(words, capture_output=True, text=True, timeout=280, check=False)
+        done = subprocess.run(words, capture_output=True, text=True, timeout=800, check=False)
         return done.returncode, done.stdout, done.stderr
 
     def __enter__(self):
@@ -215,7 +215,7 @@ def CheckerPassesABoardThatAPersonHasStarted(tried):
                 clock = emulator.stdout.readline().split()[-1]
                 expect("said", emulator.stdout.readline(), f"listening on {line}\n")
                 done = subprocess.run([tried.build / "bin/zent-hostcheck", "--device", line, "--clock", clock, "--only",
-                                       "response-form"], capture_output=True, text=True, timeout=200, check=False)
+                                       "response-form"], capture_output=True, text=True, timeout=800, check=False)
                 emulator.terminate()
                 expect("exit code of the emulator", emulator.wait(PATIENT), 0)
             finally:

@@ -18,5 +18,5 @@ expect() {
     exit 1
 }
 expect 70 "did not end within 3 s and was killed" --limit 3 sleep 1000
-expect 70 "went down before its program had ended" --limit 120 sh -c 'echo c >/proc/sysrq-trigger'
-expect 3 "ended with 3" --limit 120 sh -c 'exit 3'
+expect 70 "went down before its program had ended" --limit 400 sh -c 'echo c >/proc/sysrq-trigger'
+expect 3 "ended with 3" --limit 400 sh -c 'exit 3'

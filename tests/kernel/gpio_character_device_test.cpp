@@ -175,7 +175,7 @@ TEST_F(GpioCharacterDevice, ShortPulsesAreNoEventsWithDebounce) {
     gpio_v2_line_config config = requestOf(line17).config;
     config.num_attrs = 1;
     config.attrs[0].attr.id = GPIO_V2_LINE_ATTR_ID_DEBOUNCE;
-    config.attrs[0].attr.debounce_period_us = 500000;
+    config.attrs[0].attr.debounce_period_us = 2000000;
     config.attrs[0].mask = 1;
     ASSERT_EQ(::ioctl(requested.get(), GPIO_V2_LINE_SET_CONFIG_IOCTL, &config), 0);
     pulse(5); // each far shorter

@@ -6,13 +6,34 @@ import pathlib
 import sys
 import threading
 import time
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
+from typing import Any
+
+import pytest
+
+from hostlink import Client, Host, Uart
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "system"))  # scripted_host
 
 pytest_plugins = ["hostlink.testing"]
 
-PATIENCE = 60.0  # seconds until something that does not come is given up; nothing here takes long by itself
+PATIENCE = 100.0  # seconds until something that does not come is given up; nothing here takes long by itself
+
+# A busy machine is no slow host: what a client is to have where a test is not about how long it waits.
+UNHURRIED: dict[str, Any] = {"deadline": PATIENCE, "answer_time": PATIENCE, "refusal_time": PATIENCE}
+
+
+def unhurried(host: Host) -> Uart:
+    """The wire to it, with all the time to accept a packet."""
+    return Uart(host.path, response_timeout=PATIENCE)
+
+
+@pytest.fixture
+def hostlink_client(hostlink_host: Host) -> Iterator[Client]:
+    """In place of the one that is shipped."""
+    with Client(unhurried(hostlink_host), **UNHURRIED) as client:
+        assert client.wait_until_up(PATIENCE), client.link_text
+        yield client
 
 
 def eventually(holds: Callable[[], object]) -> None:

@@ -15,7 +15,11 @@ def main(folder, file, *options):
     if missing:
         print(f"SKIPPED: {', '.join(missing)} cannot be imported: scripts/install-packages.sh python")
         return 77
-    words = ["-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", "-o", "faulthandler_timeout=120", str(HERE / file)]
+    # A folder of its own: runs that share one, and begin at once, may get in each other's way when they number theirs.
+    files = pathlib.Path(folder).parent / "python-tests" / file
+    files.parent.mkdir(exist_ok=True)
+    words = ["-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", f"--basetemp={files}", "-o", "faulthandler_timeout=120",
+             str(HERE / file)]
     environment = {**os.environ, "PYTHONPATH": folder, "PYTHONDONTWRITEBYTECODE": "1", "PYTHONUNBUFFERED": "1"}
     os.chdir(HERE)
     os.execve(sys.executable, [sys.executable, *words, *options], environment)

@@ -6,7 +6,7 @@ import asyncio
 from collections.abc import Awaitable, Callable
 
 import pytest
-from conftest import PATIENCE
+from conftest import PATIENCE, UNHURRIED, unhurried
 
 import hostlink
 from hostlink import AsyncClient, Faults, Host, LinkState
@@ -17,7 +17,7 @@ def run(body: Callable[[Host, AsyncClient], Awaitable[None]], host: Host | None 
 
     async def whole() -> None:
         with host or Host() as simulated:
-            async with AsyncClient(simulated.path) as client:
+            async with AsyncClient(simulated.path) if host else AsyncClient(unhurried(simulated), **UNHURRIED) as client:
                 await asyncio.wait_for(body(simulated, client), PATIENCE)
 
     asyncio.run(whole())

@@ -92,6 +92,24 @@ def test_test_port(hostlink_host: Host, monkeypatch: pytest.MonkeyPatch) -> None
     assert hostlink_host.get("PlayerVolume") == 100
 
 
+def test_the_fixtures_that_are_shipped(tmp_path: pathlib.Path) -> None:
+    """As the head of `hostlink.testing` has them."""
+    (tmp_path / "conftest.py").write_text('pytest_plugins = ["hostlink.testing"]\n')
+    (tmp_path / "test_volume.py").write_text(
+        "import pytest\n"
+        '@pytest.mark.hostlink(states={"PlayerVolume": 11})\n'
+        "def test_volume(hostlink_host, hostlink_client):\n"
+        '    assert hostlink_client.get("PlayerVolume") == 11\n'
+        '    hostlink_client.set("PlayerVolume", 12, confirm=True)\n'
+        '    assert hostlink_host.get("PlayerVolume") == 12\n'
+    )
+    done = subprocess.run(
+        [sys.executable, "-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", str(tmp_path)],
+        capture_output=True, text=True, timeout=PATIENCE, check=False,
+    )  # fmt: skip
+    assert done.returncode == 0 and "1 passed" in done.stdout, done.stdout + done.stderr
+
+
 def test_the_page_says_what_is_so() -> None:
     page = (EXAMPLES.parent.parent / "docs" / "python.md").read_text()
     blocks = [part.split("```")[0] for part in page.split("```python\n")[1:]]

@@ -47,7 +47,7 @@ def test_a_file_to_the_host(tmp_path: pathlib.Path, hostlink_host: Host, hostlin
     path = tmp_path / "tones.bin"
     path.write_bytes(DATA)
     told: list[hostlink.Progress] = []
-    sent = hostlink_client.send_file(path, chunk=400, progress=told.append)
+    sent = hostlink_client.send_file(path, chunk=400, progress=told.append, answer_time=PATIENCE)
     assert (sent.size, sent.checksum, sent.chunks, sent.repeated) == (2400, crc(DATA), 6, 0)
     assert told[-1].done == told[-1].total == 2400
     assert hostlink_client.send_file(b"", name="empty").size == 0
@@ -75,6 +75,7 @@ def test_progress_that_raises_ends_the_transfer() -> None:
             sending.wait()
 
 
+@pytest.mark.hostlink(response_timeout=PATIENCE)  # it sends the rest of a chunk, however late it is acknowledged
 def test_files_of_the_host(hostlink_host: Host, hostlink_client: Client) -> None:
     with hostlink_client.receive_files() as arriving:
         for name in ("first", "second"):
@@ -85,6 +86,7 @@ def test_files_of_the_host(hostlink_host: Host, hostlink_client: Client) -> None
         assert arriving.next(0) is None
 
 
+@pytest.mark.hostlink(response_timeout=PATIENCE)
 def test_a_file_that_is_too_long_is_refused(hostlink_host: Host, hostlink_client: Client) -> None:
     with hostlink_client.receive_files(limit=1000) as arriving:
         hostlink_host.send(*chunks_of("long", DATA, 400))

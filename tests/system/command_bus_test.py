@@ -30,7 +30,7 @@ def EveryCommandTakesEveryWire(build):
         code, out, err = shell(build, "hostlink get PlayerVolume {0}; hostlink set PlayerVolume=31 --confirm {0}; "
                                       "hostlink ping --count 1 --json {0}; hostlink watch PlayerVolume --count 1 {0}; "
                                       "head -c 3000 /dev/zero >/dev/shm/file; hostlink send /dev/shm/file --json {0} | "
-                                      "tail -n 1; hostlink led SetPattern 1 {0}".format(wire))
+                                      "tail -n 1; hostlink led SetPattern 1 --refusal-time 60000 {0}".format(wire))
         expect("code", code, HOST_SAID_NO)
         lines = out.splitlines()
         expect("lines", lines[:2] + [lines[4].split(") ")[1]],

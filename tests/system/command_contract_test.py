@@ -9,7 +9,8 @@ import time
 
 import jsonschema
 
-from command_test import (BAD_USAGE, FIRST_CHUNK, GOOD, HOST_SAID_NO, LAST_CHUNK, NO_LINK, UNKNOWN, Bench, SendingHost)
+from command_test import (BAD_USAGE, FIRST_CHUNK, GOOD, HOST_SAID_NO, LAST_CHUNK, LED, NO_LINK, UNKNOWN, Bench, SendingHost,
+                          press_until_ended)
 from programs_test import PATIENCE, Program, expect, run
 
 TOP = os.path.dirname(os.path.dirname(os.path.dirname(os.path.realpath(__file__))))
@@ -76,7 +77,7 @@ def LinesKeepToTheSchema(build):
                 (["get", "PlayerVolume", "PlayerPlayStatus", "MetaTitle", "4711"], GOOD),
                 (["set", "PlayerVolume=31", "MetaTitle=00ff:hex", "4711=nil"], GOOD),
                 (["watch", "--count", "3"], GOOD), (["press", "3"], GOOD), (["press", "menu"], GOOD),
-                (["led", "SetPattern", "1"], HOST_SAID_NO), (["send", bench.path("file")], GOOD),
+                (LED, HOST_SAID_NO), (["send", bench.path("file")], GOOD),
                 (["ping", "--count", "2", "--interval", "1"], GOOD), (["states"], GOOD),
                 (["explain", "2"], GOOD), (["explain", *PACKETS.split()[:15]], GOOD), (["explain", "02 00 01 15 00"], GOOD),
                 (["explain", "Expected ack, got something else: 3 valid: 1"], GOOD),
@@ -103,14 +104,7 @@ def LinesOfCommandsThatGoOnKeepToTheSchema(build):
             expect("tunnel", tunnel.end(), GOOD)
             expect("lines", len(schema.check("tunnel", tunnel.printed)), 2)
         with Program(*bench.words("--json", "events", "--count", "2")) as events:
-            deadline = time.monotonic() + PATIENCE
-            while events.process.poll() is None:
-                assert time.monotonic() < deadline
-                bench.host.say("press 7\n")  # until it listens
-                try:
-                    events.process.wait(0.05)
-                except subprocess.TimeoutExpired:
-                    pass
+            press_until_ended(bench, events)
             expect("events", events.end(), GOOD)
             expect("keys", {each["key"] for each in schema.check("events", events.printed)}, {7})
     with SendingHost() as host:
@@ -127,7 +121,7 @@ def LinesOfCommandsThatGoOnKeepToTheSchema(build):
 
 def ExitCodesAreAsPromised(build):
     with Bench(build) as bench:
-        for code, words in [(GOOD, ["get", "PlayerVolume"]), (HOST_SAID_NO, ["led", "SetPattern", "1"]),
+        for code, words in [(GOOD, ["get", "PlayerVolume"]), (HOST_SAID_NO, LED),
                             (HOST_SAID_NO, ["decode", "--bytes", "00"]), (BAD_USAGE, ["get", "Volume"]),
                             (BAD_USAGE, ["send", bench.path("none")]), (BAD_USAGE, ["explain", "nothing of the kind"]),
                             (BAD_USAGE, ["watch", "--frob"]), (GOOD, ["doctor"])]:
@@ -142,7 +136,8 @@ def ExitCodesAreAsPromised(build):
                                "--response-timeout", "100"], capture_output=True, timeout=PATIENCE, check=False)
         assert done.returncode in (NO_LINK, UNKNOWN), done
     with SilentAfterItsVersion() as host:
-        code, out, err = run(build, "hostlink", "get", "PlayerVolume", "--uart", host.host.path, "--timeout", "300")
+        # Given up when no sending of it was answered within its second.
+        code, out, err = run(build, "hostlink", "get", "PlayerVolume", "--uart", host.host.path, *Bench.patience)
         expect("unanswered", (code, out), (UNKNOWN, ""))
         assert err, "nothing told"
 

@@ -8,7 +8,7 @@ import tempfile
 import termios
 
 from command_test import BAD_USAGE, GOOD, NO_LINK
-from programs_test import PATIENCE, expect, run, serial_port
+from programs_test import PATIENCE, Program, expect, run, serial_port
 
 NOBODY = 65534
 CANNOT_RUN = 77
@@ -150,6 +150,39 @@ def PortInExclusiveUse(build):
             assert name in found["users"]["text"], found["users"]
         fcntl.ioctl(port.slave, termios.TIOCNXCL)
         expect("free again", machine.findings("--uart", port.path)[0], GOOD)
+
+
+HOLD_TERMINAL = """
+import fcntl, os, struct, sys
+UNLOCK, NUMBER = 0x40045431, 0x80045430  # TIOCSPTLCK, TIOCGPTN
+held = []
+while True:  # they are numbered from 0 on
+    held.append(os.open("/dev/pts/ptmx", os.O_RDWR | os.O_NOCTTY))
+    fcntl.ioctl(held[-1], UNLOCK, struct.pack("i", 0))
+    number = struct.unpack("i", fcntl.ioctl(held[-1], NUMBER, bytes(4)))[0]
+    if number == int(sys.argv[1]):
+        break
+held.append(os.open("/dev/pts/%d" % number, os.O_RDWR | os.O_NOCTTY))
+print("held", flush=True)
+sys.stdin.read()
+"""
+
+
+def TerminalOfTheSameNumberElsewhereIsAnother(build):
+    """A container has a folder of terminals of its own."""
+    with Machine(build) as machine, Port() as port:
+        root = [] if os.getuid() == 0 else ["--map-root-user"]
+        with Program("unshare", *root, "--mount", "sh", "-c", "mount -t devpts -o newinstance,ptmxmode=0666 none /dev/pts && "
+                     'exec python3 -B -c "$@"', "sh", HOLD_TERMINAL, os.path.basename(port.path)) as container:
+            if not container.process.stdout.readline():
+                print("skipped: no namespaces here: " + container.process.stderr.read().decode())
+                sys.exit(CANNOT_RUN)
+            fcntl.ioctl(port.slave, termios.TIOCEXCL)
+            _, found = machine.findings("--uart", port.path)
+            assert "(%d)" % os.getpid() in found["users"]["text"], found["users"]
+            for each in found.values():
+                assert "(%d)" % container.process.pid not in each["text"], each
+            expect("its end", container.end(), 0)
 
 
 def WhatIsNoPort(build):

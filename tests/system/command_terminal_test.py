@@ -44,8 +44,8 @@ def TopShowsStatesValuesAgesAndChanges(build):
         expect("the head is turned over", screen.screen.buffer[1][0].reverse, True)
         bench.host.say("set PlayerVolume 31\n")
         screen.wait_until(lambda lines: row_of(lines, "PlayerVolume")[::2] == ("31", "1"))
-        # The age goes on by itself.
-        screen.wait_until(lambda lines: row_of(lines, "PlayerVolume")[1] == "2 s")
+        # The age goes on by itself; of a picture that nobody had the time to look at, the next one is seen.
+        screen.wait_until(lambda lines: row_of(lines, "PlayerVolume")[1] not in ("", "0 s", "1 s"))
         screen.type("q")
         expect("code", screen.end(), GOOD)
 
@@ -161,7 +161,7 @@ def TopEndsWhenItsTerminalTakesNothing(build):
             assert time.monotonic() < deadline
             screen.type("s")
         screen.process.send_signal(signal.SIGTERM)
-        expect("code", screen.process.wait(60), GOOD)
+        expect("code", screen.process.wait(PATIENCE), GOOD)
         expect("settings", screen.is_as_found(), True)
 
 
@@ -189,20 +189,13 @@ def SendDrawsOneLine(build):
         with open(path, "wb") as file:
             file.write(bytes(20000))
         with Terminal(bench.words("send", path), columns=100) as screen:
-            seen = set()
-            bar = re.compile(r"^\[(#*)(\.*)\] +(\d+) % (\d+) of 20000 bytes, \d+ a second")
-
-            def is_drawn(lines):
-                if bar.match(lines[0]):
-                    seen.add(lines[0])
-                return any(line.startswith("the host holds 20000 bytes, checksum 0x") for line in lines)
-
-            screen.wait_until(is_drawn)
+            screen.wait_for("the host holds 20000 bytes, checksum 0x")
             expect("code", screen.end(), GOOD)
-            assert len(seen) > 2, seen
-            for line in seen:
-                done, rest, percent, count = bar.match(line).groups()
-                expect(line, (len(done) + len(rest), int(percent)), (30, int(count) * 100 // 20000))
+            # From what was sent to the terminal: pictures pass while nobody looks.
+            bars = re.findall(r"\r\x1b\[K\[(#*)(\.*)\] +(\d+) % (\d+) of 20000 bytes, \d+ a second", screen.raw.decode())
+            assert len(set(bars)) > 2, screen.raw
+            for done, rest, percent, count in bars:
+                expect(count, (len(done) + len(rest), int(percent)), (30, int(count) * 100 // 20000))
             expect("complete", screen.lines()[0].startswith("[" + 30 * "#" + "] 100 % 20000 of 20000 bytes, "), True)
             # The bar has one line, and nothing but the wiping of that line was sent to the terminal.
             expect("below", screen.lines()[1].startswith("the host holds"), True)

@@ -12,10 +12,12 @@ CONTENT = bytes(i * i % 251 for i in range(SIZE))
 
 
 class SlowBench(Bench):
-    """A line so slow that a file takes a second or two, and a file to send."""
+    """A line so slow that a file takes some seconds, of which the first line of progress tells the first, and a file to send."""
+
+    patience = ("--timeout", "60000")  # a host that is gone is to be noticed
 
     def __init__(self, build):
-        super().__init__(build, "--baud", "460800")
+        super().__init__(build, "--baud", "115200")
         with open(self.path("file"), "wb") as file:
             file.write(CONTENT)
 

@@ -30,7 +30,7 @@ mkfifo "$folder/ready"
 "$build/bin/zent-hostsim" --link "$folder/host" --input-event-every 200 "$@" >"$folder/ready" 2>"$folder/errors" &
 simulator_pid=$!
 exec 3<"$folder/ready"
-timeout 30 sh -c 'IFS= read -r line && echo "$line"' <&3 >"$folder/said" || fail "the simulator did not start"
+timeout 200 sh -c 'IFS= read -r line && echo "$line"' <&3 >"$folder/said" || fail "the simulator did not start"
 
 code=0
 timeout 200 "$build/bin/hostlink-demo" --device "$folder/host" --file-size "$file_size" >"$folder/demo" 2>&1 || code=$?

@@ -44,9 +44,9 @@ touch build # where a folder cannot be made, whoever asks
 refused "cannot write to $folder/tree/build" scripts/build.sh release
 rm build
 
-# waited PATTERN FILE COUNT: until so many lines of the file match; 20 s at most.
+# waited PATTERN FILE COUNT: until so many lines of the file match; 200 s at most.
 waited() {
-    timeout 20 sh -c 'until [ "$(grep -c "$1" "$2" 2>/dev/null)" = "$3" ]; do :; done' sh "$@" || fail "no '$1' in $2"
+    timeout 200 sh -c 'until [ "$(grep -c "$1" "$2" 2>/dev/null)" = "$3" ]; do :; done' sh "$@" || fail "no '$1' in $2"
 }
 
 mkdir -p build/release && touch build/release/build.ninja # as configured
@@ -59,7 +59,7 @@ background="$background $!"
 waited 'waiting for another make' "$folder/second" 1
 [ "$(cat "$folder/calls")" = begin ] || fail "the second make has begun before the first has ended"
 mkdir -p build/dev && touch build/dev/build.ninja
-timeout 20 scripts/build.sh dev >"$folder/beside" 2>&1 || fail "no other configuration can be built meanwhile"
+timeout 200 scripts/build.sh dev >"$folder/beside" 2>&1 || fail "no other configuration can be built meanwhile"
 : >"$folder/gate"
 waited begin "$folder/calls" 3
 : >"$folder/gate"

@@ -7,6 +7,7 @@ folder=$(mktemp -d)
 pids=
 finish() {
     for pid in $pids; do kill "$pid" 2>/dev/null || true; done
+    wait # or one would still be ending when the next test begins
     rm -rf "$folder"
 }
 trap finish EXIT
@@ -16,7 +17,7 @@ expect() {
     name=$1
     shift
     code=0
-    timeout 60 sh "$folder/run" >"$folder/out" 2>&1 || code=$?
+    timeout 200 sh "$folder/run" >"$folder/out" 2>&1 || code=$?
     [ "$code" -eq 1 ] || { cat "$folder/out"; echo "FAILED: $name: exit code $code, not 1"; exit 1; }
     for text in "$@"; do
         grep -qF -- "$text" "$folder/out" || { cat "$folder/out"; echo "FAILED: $name: no line with: $text"; exit 1; }
@@ -37,7 +38,7 @@ mkfifo "$folder/ready"
 "$build/bin/zent-hostsim" --link "$folder/host" >"$folder/ready" 2>/dev/null &
 pids="$pids $!"
 exec 3<"$folder/ready"
-timeout 30 sh -c 'IFS= read -r line' <&3
+timeout 200 sh -c 'IFS= read -r line' <&3
 
 # Somebody else holds the port: this shell.
 exec 9<"$folder/host"

@@ -10,7 +10,7 @@ import termios
 import time
 import tty
 
-PATIENCE = 100  # seconds until a test that hangs is given up; nothing here takes long by itself
+PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 
 
 def expect(what, seen, wanted):

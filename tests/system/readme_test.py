@@ -57,7 +57,7 @@ def try_it(folder: pathlib.Path, player: str, libraries: str) -> None:
     """Without a device the program says so, and ends at the end of its input."""
     command = [told.emulator, player] if told.emulator else [player]
     done = subprocess.run(command, env={**os.environ, "LD_LIBRARY_PATH": libraries}, text=True,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60)
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=300)
     if done.returncode != 0 or "no-device: No such file or directory" not in done.stdout:
         sys.exit(f"readme_test: {player} ended with {done.returncode}:\n{done.stdout}")
 

@@ -7,6 +7,7 @@ import os
 import select
 import struct
 import termios
+import threading
 import tty
 
 SET, GET, SUBSCRIBE, CHANGED, UNSUBSCRIBE, EVENT, DATA = 1, 2, 3, 4, 5, 6, 7
@@ -51,6 +52,7 @@ class ScriptedHost:
         self.received = b""
         self.frames = {}
         self.frame_id = 0
+        self.sending = threading.Lock()  # whoever serves answers, and whoever made it may send, too
         self.messages = []
         self.hung_up = False
 
@@ -65,8 +67,9 @@ class ScriptedHost:
 
     def send(self, message):
         """One message in one packet; the module's acknowledgement of it is not waited for."""
-        os.write(self.master, packet(0x23, self.frame_id, message))
-        self.frame_id = (self.frame_id + 1) % 256
+        with self.sending:
+            os.write(self.master, packet(0x23, self.frame_id, message))
+            self.frame_id = (self.frame_id + 1) % 256
 
     def serve(self, seconds):
         """Takes what has come within that time. False when the line is gone."""

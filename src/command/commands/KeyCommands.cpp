@@ -1,4 +1,5 @@
 // press and led: what is told to the host and not answered.
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ struct PressOptions {
 struct LedOptions {
     std::string command;
     std::string value;
+    int refusalTime = 100; ///< milliseconds
 };
 
 hostlink::Value keyFrom(const std::string& text) {
@@ -64,6 +66,7 @@ LedApiCmd ledCommandNamed(const std::string& text) {
 ExitCode led(Program& program, const LedOptions& options) {
     const LedApiCmd command = ledCommandNamed(options.command);
     const hostlink::Value value = keyFrom(options.value);
+    program.waitForRefusals(std::chrono::milliseconds(options.refusalTime));
     const auto sent = program.host().setLed(command, value, program.call());
     if (!sent) return program.output().failed(sent);
     const std::string& name = ledApiCmdToString.at(command);
@@ -92,6 +95,13 @@ void declareLed(CLI::App& app, Run& chosen) {
         ->required()
         ->option_text(" ");
     command->add_option("VALUE", options->value, "A number, or a text")->required()->option_text(" ");
+    command
+        ->add_option("--refusal-time", options->refusalTime,
+                     "How long the host may take to say that it does not support it, in milliseconds: nothing else "
+                     "answers it")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
 }
 
 } // namespace command

@@ -17,9 +17,6 @@ namespace command {
 
 namespace {
 
-// The kernel's Documentation/admin-guide/devices.txt: the programs' ends of Unix98 pseudo terminals.
-constexpr unsigned firstPtyMajor = 136;
-constexpr unsigned lastPtyMajor = 143;
 constexpr mode_t readAndWrite = S_IRGRP | S_IWGRP;
 
 std::string userName(uid_t user) {
@@ -113,10 +110,6 @@ bool DeviceChecks::mayOpen() {
     return false;
 }
 
-bool DeviceChecks::isPseudoTerminal() const {
-    return S_ISCHR(status.st_mode) && major(status.st_rdev) >= firstPtyMajor && major(status.st_rdev) <= lastPtyMajor;
-}
-
 std::string DeviceChecks::folder() const {
     if (!S_ISCHR(status.st_mode)) return "";
     return "/sys/dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
@@ -135,7 +128,7 @@ void DeviceChecks::driver() {
     const std::string name = driverName();
     if (!name.empty())
         found.good("driver", name);
-    else if (isPseudoTerminal())
+    else if (isPseudoTerminal(status))
         found.good("driver", "none: a pseudo terminal, whose other end is a program");
     else if (folder().empty())
         found.doubtful("driver", "none: no device of the kernel", "ls -l " + device);
@@ -145,7 +138,7 @@ void DeviceChecks::driver() {
 
 const Holders& DeviceChecks::holders() {
     open = holdersOf(device);
-    if (isPseudoTerminal()) {
+    if (isPseudoTerminal(status)) {
         if (!open.all.empty()) found.good("users", "open in " + open.print());
     } else if (!open.all.empty()) {
         found.doubtful("users", "also open in " + open.print() + ", which takes bytes of the host",

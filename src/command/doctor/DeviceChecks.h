@@ -25,7 +25,6 @@ public:
     /// Who has it open. A pseudo terminal is open at its other end by design.
     const Holders& holders();
 
-    bool isPseudoTerminal() const;
     /// The device's folder in /sys; empty when the file is no device of the kernel.
     std::string folder() const;
     /// The driver's name; empty when there is none.

@@ -9,9 +9,16 @@
 
 #include <dirent.h>
 #include <string.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace command {
+
+bool isPseudoTerminal(const struct stat& file) {
+    constexpr unsigned first = 136; // the kernel's Documentation/admin-guide/devices.txt: Unix98 pseudo terminals
+    constexpr unsigned last = 143;
+    return S_ISCHR(file.st_mode) && major(file.st_rdev) >= first && major(file.st_rdev) <= last;
+}
 
 bool exists(const std::string& path) {
     return ::access(path.c_str(), F_OK) == 0;

@@ -7,9 +7,14 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace command {
 
 bool exists(const std::string& path);
+
+/// Whether it is the programs' end of a pseudo terminal.
+bool isPseudoTerminal(const struct stat& file);
 
 /// The last part of a path.
 std::string baseName(const std::string& path);

@@ -11,10 +11,11 @@ namespace command {
 
 namespace {
 
-// Whether both are the same file; of a device, by whatever name it was opened.
+// Whether both are the same file; of a device, by whatever name it was opened. A container has pseudo terminals of its
+// own, whose numbers are those of others.
 bool isSame(const struct stat& one, const struct stat& other) {
     if ((one.st_mode & S_IFMT) != (other.st_mode & S_IFMT)) return false;
-    if (S_ISCHR(one.st_mode)) return one.st_rdev == other.st_rdev;
+    if (S_ISCHR(one.st_mode) && !isPseudoTerminal(one)) return one.st_rdev == other.st_rdev;
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 

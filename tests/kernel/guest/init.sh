@@ -16,7 +16,7 @@ echo 1 >/proc/sys/kernel/printk
 
 # Devices come when their drivers are ready; each look takes a fiftieth of a second.
 appears() {
-    for look in $(seq 500); do
+    for look in $(seq 3000); do
         [ -e "$1" ] && return
         usleep 20000
     done

@@ -1,5 +1,6 @@
 // What a bus link does otherwise when it is asked to, over a real kernel's adapters and its GPIO character device; and
 // all of it by a client's wires.
+#include <chrono>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -97,7 +98,10 @@ TEST_P(KernelI2cOptions, AdapterThatCannotCombineNeedsTwoTransactions) {
 // --- A client ---
 
 void expectService(const hostlink::Wire& wire) {
-    hostlink::Client client(wire);
+    hostlink::Options patient; // a busy machine is no slow host
+    patient.deadline = std::chrono::seconds(50);
+    patient.answerTime = std::chrono::seconds(20);
+    hostlink::Client client(wire, patient);
     EXPECT_EQ(client.set(STA_PlayerVolume, 30).text(), "");
     const auto volume = client.get(STA_PlayerVolume);
     ASSERT_TRUE(volume) << volume.text();

@@ -82,7 +82,7 @@ TEST_P(KernelChipLine, ThreePulsesAreThreeExchanges) {
 TEST_P(KernelChipLine, DebounceLeavesOutShortPulses) {
     rig.slaveManual();
     HostLinkPhysicalLayer::Properties all = onChip();
-    all.setInt(GpioDebounce, 500000);
+    all.setInt(GpioDebounce, 2000000);
     startOnChip(all);
     pulse(5); // each far shorter
     rig.line(gpio, false);
