@@ -10,7 +10,8 @@ from command_test import BAD_USAGE, GOOD, HOST_SAID_NO
 from programs_test import expect, run
 from recording_test import FROM_HOST, RECORDINGS, TO_HOST, Recorded
 
-# Nothing is given up while a busy machine takes its time.
+# Nothing is given up, and nothing said twice, while a busy machine takes its time.
+CALM = NOBODY_PRESSES + ",responseTimeoutMs=60000,interruptRepeatMs=60000"
 PATIENT = "--timeout 60000 "
 REPLAY = "hostlink --json replay --patience 30000 "
 GET = "hostlink " + PATIENT + "get PlayerVolume PlayerPlayStatus MetaTitle "
@@ -25,7 +26,7 @@ class Rig:
         self.folder = tempfile.TemporaryDirectory()
         self.recording = os.path.join(self.folder.name, "it.pcapng")
 
-    def replays(self, script, options=NOBODY_PRESSES):
+    def replays(self, script, options=CALM):
         """The exit code of the script, and what its replay told: the differences, and the end."""
         code, out, err = shell(self.build, script, options)
         print(out, err)
@@ -60,8 +61,8 @@ def RecordedBusComesAsRecorded(build):
 
 
 def DifficultBusComesAsRecorded(build):
-    """A host that refuses, is late, says how much it has, and repeats its edges; the link gets over that, then and now."""
-    difficult = "nackFirst=1,irqNackFirst=1,irqAnnounceFirst=1,lateTransfers=2," + NOBODY_PRESSES
+    """A host that refuses, is late, and says how much it has first; the link gets over that, then and now."""
+    difficult = "nackFirst=1,irqNackFirst=1,irqAnnounceFirst=1,lateTransfers=2," + CALM
     with Rig(build) as rig:
         record = GET + "%s --record %s >/dev/null && " % (SPI, rig.recording)
         as_recorded(rig.replays(record + REPLAY + rig.recording + " -- " + GET + SPI.replace("/dev/spidev0.0", "{}"),

@@ -138,11 +138,15 @@ private:
             take(bus->read(readSize()));
     }
 
-    // What has no packet in it is a host that is not ready.
+    bool isIrq() const { return HostLinkPacket::frameType(asked->bytes) == FRT_Irq; }
+
+    // What has no packet in it is a host that is not ready; an IRQ frame that is answered like a packet has brought
+    // none.
     void take(const ByteArray& bytes) {
         const ByteArray packet = packetAtBegin(bytes);
-        isAnswered = !packet.empty();
-        unread.insert(unread.end(), packet.begin(), packet.end());
+        isRefused = isIrq() && isRefusal(packet);
+        isAnswered = !packet.empty() && !(isIrq() && isResponse(packet));
+        if (isAnswered) unread.insert(unread.end(), packet.begin(), packet.end());
     }
 
     void lookAgain(std::chrono::milliseconds within) {
@@ -151,9 +155,9 @@ private:
             return;
         }
         // A host that had nothing to say when it was asked, and asks to be, wants to be asked once more.
-        const bool isIrq = HostLinkPacket::frameType(asked->bytes) == FRT_Irq;
-        if (isIrq && requests.take(std::chrono::milliseconds(0))) return transact();
+        if (isIrq() && requests.take(std::chrono::milliseconds(0))) return transact();
         std::this_thread::sleep_for(rereadDelay);
+        if (isRefused) return transact();
         take(bus->read(readSize()));
     }
 
@@ -162,6 +166,7 @@ private:
     const std::unique_ptr<SerialBus> bus;
     const Step* asked = nullptr; // said last
     bool isAnswered = false;
+    bool isRefused = false;
     ByteArray unread;
     Requests requests;
     LineWatcher line; // the last: its threads use the requests

@@ -1,10 +1,10 @@
 #include "BusScript.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <hostlink/HostLinkLib.h>
 #include <hostlink/HostLinkPacket.h>
-#include <hostlink/HostLinkRspFrame.h>
 
 #include "BusPacket.h"
 
@@ -14,11 +14,7 @@ namespace {
 
 // Whether the module asks once more without having been asked: it was told how much there is, or refused.
 bool leadsToAnother(const BusExchange& exchange) {
-    if (exchange.answer.empty()) return false;
-    const int type = HostLinkPacket::frameType(exchange.answer);
-    bool ok = false;
-    return type == FRT_Irq ||
-           (type == FRT_Response && HostLinkRspFrame::parse(exchange.answer, &ok) == AcknowledgeType::Nack);
+    return isRefusal(exchange.answer) || HostLinkPacket::frameType(exchange.answer) == FRT_Irq;
 }
 
 // The wire's packets, one after another.
@@ -73,20 +69,26 @@ private:
     bool isFollowing = false; // the next IRQ frame follows the last
 };
 
+bool wasInVain(const BusExchange& irq) {
+    return irq.answer.empty() || isResponse(irq.answer);
+}
+
 void appendModule(std::vector<Step>& steps, const std::vector<BusExchange>& exchanges) {
-    std::size_t turn = 0;  // of the IRQ frame before
-    bool isInVain = false; // that brought nothing
+    std::size_t turn = 0;     // of the IRQ frame before
+    bool isInVain = false;    // that one
+    bool isRequested = false; // and nothing has come yet
     for (const BusExchange& exchange : exchanges) {
         const Moment& when = exchange.when;
         const int type = exchange.type();
         if (type == FRT_Irq) {
-            isInVain = exchange.answer.empty();
+            isInVain = wasInVain(exchange);
+            isRequested = isRequested || exchange.request;
             if (exchange.request) turn = when.order + 1;
         }
         const bool isOfTurn = type == FRT_Irq || type == FRT_Response;
         if ((isOfTurn && isInVain) || (type != FRT_Response && exchange.reads.empty())) continue;
         BusTurn place{isOfTurn ? turn : 0, exchange.reads.empty() ? 0 : exchange.reads.front().size(), false};
-        place.needsRequest = exchange.request.has_value();
+        if (type == FRT_Irq) place.needsRequest = std::exchange(isRequested, false);
         steps.push_back({when.order, when.time, true, exchange.written, place});
         if (exchange.answer.empty()) continue;
         place.needsRequest = false;

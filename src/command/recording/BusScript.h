@@ -38,8 +38,9 @@ struct BusExchange {
 /// frame, it is put there.
 std::vector<BusExchange> exchangesOf(const Recording& recording, uint32_t interface);
 
-/// What both sides said. Of the module's side are left out transactions that failed, and IRQ frames that brought no
-/// packet, with their acknowledgements: how often it has to ask is up to the wire.
+/// What both sides said. Of the module's side are left out transactions that failed, and IRQ frames that brought
+/// neither a message nor how long one is, with their acknowledgements: how often it has to ask is up to the wire, and
+/// to when.
 std::vector<Step> scriptOf(const std::vector<BusExchange>& exchanges, Side played);
 
 } // namespace command
