@@ -156,12 +156,12 @@ class SilentAfterItsVersion(SendingHost):
 
 
 def CtrlCEndsWhatGoesOn(build):
-    with Bench(build, "--baud", "9600") as bench:
+    with Bench(build, "--baud", "115200") as bench:
         with open(bench.path("file"), "wb") as file:
-            file.write(bytes(200000))
+            file.write(bytes(2000000))
         for words, begun in [(["watch", "PlayerVolume"], "PlayerVolume = 30"), (["events"], None),
                              (["receive", bench.folder.name], "waiting for files"), (["tunnel"], "listening at"),
-                             (["ping", "--interval", "60000"], "answer 1:"), (["send", bench.path("file")], " of 200000")]:
+                             (["ping", "--interval", "60000"], "answer 1:"), (["send", bench.path("file")], " of 2000000")]:
             for number in [signal.SIGINT, signal.SIGTERM]:
                 # A busy machine may hold up any end, but not five; what waits for longer does so each time.
                 assert any(time_of_end(bench, words, begun, number) < 1 for _ in range(5)), words
