@@ -13,6 +13,7 @@
 #include <hostlinkclient/Client.h>
 
 #include "BoundClient.h"
+#include "CarriedOut.h"
 #include "Conversions.h"
 #include "Inbox.h"
 #include "Interpreter.h"
@@ -156,14 +157,11 @@ namespace {
 
 void defineRequests(py::class_<BoundClient, std::shared_ptr<BoundClient>>& type) {
     type.def("get", [](BoundClient& self, const py::list& states, const py::dict& how) {
-        const auto result =
-            unlocked([&, asked = statesOf(states), call = callOf(how)] { return self->getMany(asked, call); });
-        raiseIfFailed(result);
-        return listOf(*result);
+        return listOf(
+            *carriedOut([&, asked = statesOf(states), call = callOf(how)] { return self->getMany(asked, call); }));
     });
     type.def("set", [](BoundClient& self, const py::list& values, const py::dict& how) {
-        raiseIfFailed(
-            unlocked([&, given = valuesOf(values), call = callOf(how)] { return self->setMany(given, call); }));
+        carriedOut([&, given = valuesOf(values), call = callOf(how)] { return self->setMany(given, call); });
     });
     type.def("begin_get", [](BoundClient& self, uint64_t id, const py::list& states, const py::dict& how) {
         unlocked([&, asked = statesOf(states), call = callOf(how)] {
@@ -176,24 +174,21 @@ void defineRequests(py::class_<BoundClient, std::shared_ptr<BoundClient>>& type)
         });
     });
     type.def("send_input_event", [](BoundClient& self, int event, const py::tuple& key, const py::dict& how) {
-        raiseIfFailed(unlocked([&, value = valueOf(key), call = callOf(how)] {
+        carriedOut([&, value = valueOf(key), call = callOf(how)] {
             return self->sendInputEvent(static_cast<ButtonState>(event), value, call);
-        }));
+        });
     });
     type.def("set_led", [](BoundClient& self, int command, const py::tuple& value, const py::dict& how) {
-        raiseIfFailed(unlocked([&, given = valueOf(value), call = callOf(how)] {
+        carriedOut([&, given = valueOf(value), call = callOf(how)] {
             return self->setLed(static_cast<LedApiCmd>(command), given, call);
-        }));
+        });
     });
     type.def("ask", [](BoundClient& self, const py::bytes& message, const py::dict& how) {
-        const auto result =
-            unlocked([&, bytes = byteArrayOf(message), call = callOf(how)] { return self->ask(bytes, call); });
-        raiseIfFailed(result);
-        return bytesOf(*result);
+        return bytesOf(
+            *carriedOut([&, bytes = byteArrayOf(message), call = callOf(how)] { return self->ask(bytes, call); }));
     });
     type.def("send", [](BoundClient& self, const py::bytes& message, const py::dict& how) {
-        raiseIfFailed(
-            unlocked([&, bytes = byteArrayOf(message), call = callOf(how)] { return self->send(bytes, call); }));
+        carriedOut([&, bytes = byteArrayOf(message), call = callOf(how)] { return self->send(bytes, call); });
     });
 }
 
@@ -239,10 +234,8 @@ void defineHandles(py::module_& module) {
         .def("cancel", [](hostlink::Cancellation& self) { unlocked([&] { self.cancel(); }); });
     using Subscription = hostlink::Subscription;
     py::class_<Subscription, std::shared_ptr<Subscription>>(module, "Subscription")
-        .def("established",
-             [](const Subscription& self, int64_t within) {
-                 raiseIfFailed(unlocked([&] { return self.established(milliseconds(within)); }));
-             })
+        .def("established", [](const Subscription& self,
+                               int64_t within) { carriedOut([&] { return self.established(milliseconds(within)); }); })
         .def("last",
              [](const Subscription& self, const py::handle& state) -> py::object {
                  const auto value = unlocked([&, id = stateOf(state)] { return self.last(id); });

@@ -16,6 +16,7 @@
 #include <hostlinkclient/Tunnel.h>
 
 #include "BoundClient.h"
+#include "CarriedOut.h"
 #include "Conversions.h"
 #include "Interpreter.h"
 #include "Parts.h"
@@ -83,11 +84,6 @@ hostlink::SendOptions sendOptionsOf(const py::dict& from) {
     return options;
 }
 
-hostlink::Sending begun(const hostlink::Result<hostlink::Sending>& sending) {
-    raiseIfFailed(sending);
-    return *sending;
-}
-
 std::shared_ptr<Incoming> receive(BoundClient& self, uint64_t limit, int64_t patience) {
     const auto arrivals = std::make_shared<Arrivals>(limit);
     hostlink::ReceiveOptions options;
@@ -95,8 +91,7 @@ std::shared_ptr<Incoming> receive(BoundClient& self, uint64_t limit, int64_t pat
     options.write = [arrivals](const unsigned char* data, size_t size) { return arrivals->write(data, size); };
     options.end = [arrivals](const hostlink::ReceivedFile& file) { arrivals->end(file); };
     options.patience = milliseconds(patience);
-    const auto receiving = unlocked([&] { return self->receiveFiles(options); });
-    raiseIfFailed(receiving);
+    const auto receiving = carriedOut([&] { return self->receiveFiles(options); });
     return std::make_shared<Incoming>(Incoming{arrivals, *receiving});
 }
 
@@ -106,9 +101,7 @@ hostlink::Tunnel tunnel(BoundClient& self, const py::dict& from) {
     take(from, "port", settings.port);
     take(from, "connections", settings.connections);
     take(from, "patience", settings.patience);
-    const auto made = unlocked([&] { return self->tunnel(settings); });
-    raiseIfFailed(made);
-    return *made;
+    return *carriedOut([&] { return self->tunnel(settings); });
 }
 
 py::dict statisticsOf(const hostlink::TunnelStatistics& counted) {
@@ -134,8 +127,7 @@ void defineTransfers(py::module_& module) {
                             int64_t time) { return unlocked([&] { return self.waitFor(milliseconds(time)); }); })
         .def("result",
              [](const Sending& self) {
-                 const auto sent = unlocked([&] { return self.wait(); });
-                 raiseIfFailed(sent);
+                 const auto sent = carriedOut([&] { return self.wait(); });
                  return py::make_tuple(sent->bytes, sent->checksum, sent->chunks, sent->repeated, sent->restarts,
                                        sent->took.count());
              })
@@ -165,12 +157,12 @@ void defineTransfers(py::module_& module) {
 
 void defineTransfersOf(py::class_<BoundClient, std::shared_ptr<BoundClient>>& type) {
     type.def("begin_sending", [](BoundClient& self, const std::string& path, const py::dict& how) {
-        return begun(unlocked([&, options = sendOptionsOf(how)] { return self->beginSending(path, options); }));
+        return *carriedOut([&, options = sendOptionsOf(how)] { return self->beginSending(path, options); });
     });
     type.def("begin_sending_bytes", [](BoundClient& self, const py::bytes& data, const py::dict& how) {
-        return begun(unlocked([&, text = std::string(data), options = sendOptionsOf(how)] {
+        return *carriedOut([&, text = std::string(data), options = sendOptionsOf(how)] {
             return self->beginSending(std::make_shared<std::istringstream>(text), options);
-        }));
+        });
     });
     type.def("receive", &receive);
     type.def("tunnel", &tunnel);

@@ -35,13 +35,16 @@ public:
         return result;
     }
 
-    /// One bus transaction; waits while the board is held.
+    /// One bus transaction; waits while the board is held, and for whoever is in its slave's place.
     BusResult transact(size_t board, const std::string& bus, std::vector<BusPhase>& phases);
 
     /// Waits until the count has reached `minimum`; false when that did not happen in time, nothing when there is no
     /// such count.
     std::optional<bool> waitForCount(size_t board, const std::string& name, uint64_t minimum,
                                      std::chrono::milliseconds timeout);
+
+    /// The next phase for whoever is in the slave's place, once there is one; empty when there is none in time.
+    std::string waitForPhase(size_t board, std::chrono::milliseconds timeout);
 
     /// Releases everybody who waits here; everything that would wait afterwards fails at once.
     void stop();
@@ -50,6 +53,8 @@ public:
     Time now() const;
 
 private:
+    void askStandIn(std::unique_lock<std::mutex>& lock, size_t board, const std::vector<BusPhase>& phases);
+    bool awaitGiven(std::unique_lock<std::mutex>& lock, size_t board);
     void publish(std::unique_lock<std::mutex>& lock, Wakeups& wakeups);
     void keepTime();
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace busrig {
 
@@ -42,6 +43,11 @@ int lineNumber(const std::string& text) {
 
 bool level(const std::string& text) {
     return number(text, 1) == 1;
+}
+
+std::chrono::milliseconds timeOut(const std::vector<std::string>& words, size_t index) {
+    constexpr uint64_t longest = 3600000;
+    return std::chrono::milliseconds(number(word(words, index, "time-out in milliseconds"), longest));
 }
 
 unsigned times(const std::string& text) {
@@ -150,9 +156,15 @@ std::optional<std::string> onState(RigState& state, size_t board, const std::vec
     } else if (name == "controller") {
         state.lines.setController(level(word(words, 1, "0 or 1")));
     } else if (name == "slave") {
-        const std::string& mode = word(words, 1, "auto or manual");
-        if (mode != "auto" && mode != "manual") refuse("neither auto nor manual: " + mode);
-        state.port(board).setManual(mode == "manual");
+        const std::string& mode = word(words, 1, "auto, manual or played");
+        if (mode != "auto" && mode != "manual" && mode != "played") refuse("none of auto, manual, played: " + mode);
+        state.port(board).setManual(mode != "auto");
+        state.standIns.at(board).put(mode == "played");
+    } else if (name == "give") {
+        std::optional<Bytes> bytes = fromHex(word(words, 1, "bytes"));
+        if (!bytes) refuse("not hexadecimal bytes: " + words[1]);
+        if (!state.standIns.at(board).isAsked) refuse("nobody waits for bytes");
+        state.standIns.at(board).given = std::move(bytes);
     } else if (name == "hold" || name == "release") {
         state.held.at(board) = name == "hold";
     } else if (name == "counts") {
@@ -194,6 +206,7 @@ std::string RigCommands::execute(const std::string& line) {
 
 std::string RigCommands::carryOut(size_t board, const Words& words) {
     if (words[0] == "wait") return wait(board, words);
+    if (words[0] == "phase") return phase(board, words);
     if (words[0] == "fault") return carryOutFault(board, words);
     if (words[0] == "reply") return carryOutReply(board, words);
     const std::optional<std::string> answer =
@@ -246,10 +259,15 @@ std::string RigCommands::askSlave(size_t board, const Words& words) {
 std::string RigCommands::wait(size_t board, const Words& words) {
     const std::string& name = word(words, 1, "name of a count");
     const uint64_t minimum = number(word(words, 2, "minimum"), UINT64_MAX / 4);
-    const std::chrono::milliseconds timeout(number(word(words, 3, "time-out in milliseconds"), 3600000));
+    const std::chrono::milliseconds timeout = timeOut(words, 3);
     const std::optional<bool> reached = rig.waitForCount(board, name, minimum, timeout);
     if (!reached) refuse("no such count: " + name);
     return *reached ? "ok" : "timeout";
+}
+
+std::string RigCommands::phase(size_t board, const Words& words) {
+    const std::string next = rig.waitForPhase(board, timeOut(words, 1));
+    return next.empty() ? "ok" : "ok " + next;
 }
 
 } // namespace busrig

@@ -25,6 +25,7 @@ private:
     std::string carryOutReply(size_t board, const Words& words);
     std::string askSlave(size_t board, const Words& words);
     std::string wait(size_t board, const Words& words);
+    std::string phase(size_t board, const Words& words);
 
     Rig& rig;
 };

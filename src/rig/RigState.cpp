@@ -133,6 +133,7 @@ void RigState::reset(Wakeups& wakeups) {
     valueFileMissing = false;
     isLowUntilServed.fill(false);
     held.fill(false);
+    for (StandIn& standIn : standIns) standIn.put(false);
     connectSlaves();
 }
 

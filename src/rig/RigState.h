@@ -17,6 +17,7 @@
 #include "LineWiring.h"
 #include "SlavePort.h"
 #include "SpiSettings.h"
+#include "StandIn.h"
 #include "SysfsSetup.h"
 
 namespace busrig {
@@ -78,6 +79,8 @@ public:
     /// By board: whether transactions wait before they begin, and how many do.
     std::array<bool, boards.size()> held{};
     std::array<uint64_t, boards.size()> waiting{};
+    /// By board: who may be in the slave's place.
+    std::array<StandIn, boards.size()> standIns;
 
 private:
     void connectSlaves();

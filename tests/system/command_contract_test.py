@@ -151,27 +151,33 @@ class SilentAfterItsVersion(SendingHost):
 
 
 def CtrlCEndsWhatGoesOn(build):
-    with Bench(build, "--baud", "9600") as bench:
+    with Bench(build, "--baud", "115200") as bench:
         with open(bench.path("file"), "wb") as file:
-            file.write(bytes(200000))
+            file.write(bytes(2000000))
         for words, begun in [(["watch", "PlayerVolume"], "PlayerVolume = 30"), (["events"], None),
                              (["receive", bench.folder.name], "waiting for files"), (["tunnel"], "listening at"),
-                             (["ping", "--interval", "60000"], "answer 1:"), (["send", bench.path("file")], " of 200000")]:
+                             (["ping", "--interval", "60000"], "answer 1:"), (["send", bench.path("file")], " of 2000000")]:
             for number in [signal.SIGINT, signal.SIGTERM]:
-                with Program(*bench.words(*words)) as program:
-                    if begun:
-                        program.wait_for(begun)
-                    else:
-                        wait_until_taken(program, bench.line)
-                    began = time.monotonic()
-                    program.process.send_signal(number)
-                    code = program.end()
-                    took = time.monotonic() - began
-                    expect(" ".join(words), code, UNKNOWN if words[0] == "send" else GOOD)
-                    print("%s: ended after %.3f s" % (" ".join(words), took))
-                    assert took < 20, took  # a second where the machine has nothing else to do
+                # A busy machine may hold up any end, but not five; what waits for longer does so each time.
+                assert any(time_of_end(bench, words, begun, number) < 1 for _ in range(5)), words
                 # The device is free: it can be had at once.
                 expect("next", bench.good("get", "PlayerVolume"), "PlayerVolume = 30\n")
+
+
+def time_of_end(bench, words, begun, number):
+    """From the signal to the end, in seconds."""
+    with Program(*bench.words(*words)) as program:
+        if begun:
+            program.wait_for(begun)
+        else:
+            wait_until_taken(program, bench.line)
+        began = time.monotonic()
+        program.process.send_signal(number)
+        code = program.end()
+        took = time.monotonic() - began
+    expect(" ".join(words), code, UNKNOWN if words[0] == "send" else GOOD)
+    print("%s: ended after %.3f s" % (" ".join(words), took))
+    return took
 
 
 def wait_until_taken(program, line):

@@ -17,6 +17,7 @@
 #include "command/Hex.h"
 #include "command/UsageError.h"
 #include "command/decode/Words.h"
+#include "command/recording/BusScript.h"
 #include "command/recording/Expectations.h"
 #include "command/recording/PlayPort.h"
 #include "command/recording/PlayedProgram.h"
@@ -49,30 +50,62 @@ std::string titleOf(const capture::Interface& interface) {
     return interface.name + " (" + interface.description + ")";
 }
 
-bool canBePlayed(const capture::Interface& interface) {
+bool isBus(const capture::Interface& interface) {
     const auto wire = capture::wireOf(interface);
-    return !wire || wire->form != capture::Form::Transactions;
+    return wire && wire->form == capture::Form::Transactions;
 }
 
-// Bytes before packets: who has both recorded has the bytes for what came over the line.
-uint32_t wireToPlay(const Recording& recording, const std::string& name) {
+// Transactions go over a bus, anything else over a serial line. Where a program is played to, the recording says which.
+bool canBePlayed(const capture::Interface& interface, const ReplayOptions& options, const WireOptions& wire) {
+    const bool onBus = wire.i2c || wire.spi;
+    const bool onLine = wire.uart || !options.link.empty();
+    return isBus(interface) ? !onLine : !onBus;
+}
+
+uint32_t wireToPlay(const Recording& recording, const ReplayOptions& options, const WireOptions& wire) {
     std::vector<uint32_t> found;
     std::string all;
     for (uint32_t i = 0; i < recording.interfaces.size(); ++i) {
         const capture::Interface& interface = recording.interfaces[i];
         all += "\n  " + titleOf(interface);
-        if (canBePlayed(interface) && (name.empty() || interface.name == name)) found.push_back(i);
+        const bool isNamed = options.wire.empty() || interface.name == options.wire;
+        if (isNamed && canBePlayed(interface, options, wire)) found.push_back(i);
     }
     if (found.size() == 1) return found[0];
     if (all.empty()) throw UsageError("nothing was recorded");
-    throw UsageError((found.empty() ? "of these none can be played over a serial line:"
-                                    : "which of these is to be played? --wire names it:") +
-                     all);
+    throw UsageError(
+        (found.empty() ? "of these none can be played there:" : "which of these is to be played? --wire names it:") +
+        all);
 }
 
 Side sideToPlay(const ReplayOptions& options, const WireOptions& wire) {
-    if (options.as.empty()) return wire.uart ? Side::Module : Side::Host;
+    if (options.as.empty()) return wire.namesWire() ? Side::Module : Side::Host;
     return options.as == "module" ? Side::Module : Side::Host;
+}
+
+// What is played, of which wire.
+struct Play {
+    Play(const Recording& recording, uint32_t interface, Side side)
+        : wire(recording.interfaces[interface]),
+          exchanges(isBus(wire) ? exchangesOf(recording, interface) : std::vector<BusExchange>()),
+          script(isBus(wire) ? scriptOf(exchanges, side) : scriptOf(recording, interface, side)) {
+        if (script.empty()) throw UsageError("nothing was recorded of " + titleOf(wire));
+    }
+
+    const capture::Interface wire;
+    const std::vector<BusExchange> exchanges; // of a bus
+    const std::vector<Step> script;
+};
+
+std::unique_ptr<PlayPort> openPort(const Play& play, const ReplayOptions& options, const WireOptions& wire) {
+    const Side side = sideToPlay(options, wire);
+    if (!isBus(play.wire)) return wire.uart ? openSerialPort(wire) : makeTerminal(options.link);
+    if (side == Side::Host) {
+        if (wire.namesWire()) throw UsageError("the host of a bus is played in the bus rig, without --i2c and --spi");
+        return standInTheRig(play.exchanges, capture::wireOf(play.wire)->kind);
+    }
+    if (!wire.namesWire()) throw UsageError("for which host? --i2c or --spi names its bus");
+    return openBus(wire);
 }
 
 // The message where the packet holds all of it, else the packet.
@@ -114,6 +147,7 @@ std::string endOf(PlayedProgram& program, PlayPort& port, Stop& stop, std::chron
     constexpr std::chrono::milliseconds interval{20};
     while (!program.ended() && std::chrono::steady_clock::now() < until && !stop.isRequested()) port.read(interval);
     const auto code = program.ended();
+    port.leave();
     program.stop();
     return code && *code != 0 ? "the program ended with exit code " + std::to_string(*code) : "";
 }
@@ -147,28 +181,25 @@ using Moment = std::chrono::steady_clock::time_point;
 ExitCode replay(Program& program, const ReplayOptions& options) {
     const Recording recording = recordingOf(contentOf(options.file));
     if (recording.cutOff > 0) program.output().note("the last packet is cut off; what is before it is played");
-    const uint32_t interface = wireToPlay(recording, options.wire);
     const WireOptions wire = program.wire();
-    if (wire.i2c || wire.spi) throw UsageError("a recording is played over a serial line: --uart DEVICE");
-    if (wire.uart && !(options.program.empty() && options.link.empty()))
-        throw UsageError("either --uart, or a program or --link");
-    const std::vector<Step> script = scriptOf(recording, interface, sideToPlay(options, wire));
-    if (script.empty()) throw UsageError("nothing was recorded of " + titleOf(recording.interfaces[interface]));
-    const uint64_t begin = script.front().time;
-    Expectations expectations(script, options.exact, [&](const Difference& difference) {
+    if (wire.namesWire() && !(options.program.empty() && options.link.empty()))
+        throw UsageError("either a wire, or a program or --link");
+    const Play play(recording, wireToPlay(recording, options, wire), sideToPlay(options, wire));
+    const uint64_t begin = play.script.front().time;
+    Expectations expectations(play.script, options.exact, [&](const Difference& difference) {
         tellDifference(program.output(), difference, begin);
     });
 
-    const std::unique_ptr<PlayPort> port = wire.uart ? openSerialPort(wire) : makeTerminal(options.link);
+    const std::unique_ptr<PlayPort> port = openPort(play, options, wire);
     std::unique_ptr<PlayedProgram> other;
     if (!options.program.empty())
         other = std::make_unique<PlayedProgram>(options.program, port->path());
-    else if (!wire.uart)
+    else if (!wire.namesWire())
         program.output().note("playing the host on " + port->path());
-    PlayOptions play;
-    play.inRecordedTime = options.speed == "recorded";
-    play.patience = std::chrono::milliseconds(options.patience);
-    Player player(*port, script, expectations, play, [&, gone = std::optional<Moment>()]() mutable {
+    PlayOptions manner;
+    manner.inRecordedTime = options.speed == "recorded";
+    manner.patience = std::chrono::milliseconds(options.patience);
+    Player player(*port, play.script, expectations, manner, [&, gone = std::optional<Moment>()]() mutable {
         // What it said at last may still be on its way.
         constexpr std::chrono::milliseconds lastWords{300};
         if (other && other->ended() && !gone) gone = std::chrono::steady_clock::now();
@@ -179,7 +210,8 @@ ExitCode replay(Program& program, const ReplayOptions& options) {
     if (problem.empty() && port->isGone()) problem = "the line was lost";
     const bool programEnded = other && other->ended();
     if (programEnded && expectations.answersLeft() == 0) giveUpRest(expectations);
-    if (other && problem.empty()) problem = endOf(*other, *port, program.stop(), play.patience);
+    if (other && problem.empty()) problem = endOf(*other, *port, program.stop(), manner.patience);
+    port->leave();
     return report(program.output(), expectations, problem, programEnded);
 }
 
@@ -189,10 +221,10 @@ void declareReplay(CLI::App& app, Run& chosen) {
     auto options = std::make_shared<ReplayOptions>();
     auto* command = declareCommand(app, chosen, "replay",
                                    "Play one side of a recording, and tell where the other now says something else: "
-                                   "the host for a program, or with --uart the module for a host",
+                                   "the host for a program, or with a wire the module for a host",
                                    options, replay);
     command->add_option("FILE", options->file, "The recording")->required()->option_text(" ");
-    command->add_option("--as", options->as, "Which side is played [with --uart the module, else the host]")
+    command->add_option("--as", options->as, "Which side is played [with a wire the module, else the host]")
         ->type_name("SIDE")
         ->check(CLI::IsMember({"module", "host"}));
     command->add_option("--wire", options->wire, "Which of several recorded wires, by its device")->type_name("NAME");
@@ -210,7 +242,7 @@ void declareReplay(CLI::App& app, Run& chosen) {
     command->add_flag("--exact", options->exact, "Compare frame ids too, which are the sender's choice");
     command
         ->add_option("PROGRAM", options->program,
-                     "A program to start and its arguments, behind --; {} stands for the line's path")
+                     "A program to start and its arguments, behind --; {} stands for the path of its line or bus")
         ->option_text(" ");
 }
 

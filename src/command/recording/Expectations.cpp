@@ -1,6 +1,7 @@
 #include "Expectations.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include <hostlink/HostLinkPacket.h>
@@ -9,7 +10,6 @@ namespace command {
 
 namespace {
 
-constexpr int responseFrame = 0;
 constexpr std::size_t frameIdAt = 5;
 // Further on than that, a packet that is the same is another one.
 constexpr std::size_t farthest = 8;
@@ -28,7 +28,11 @@ Expectations::Expectations(const std::vector<Step>& steps, bool withFrameIds, Te
 }
 
 Expectations::Lane& Expectations::laneOf(const ByteArray& packet) {
-    return lanes[HostLinkPacket::frameType(packet) == responseFrame ? 1 : 0];
+    switch (HostLinkPacket::frameType(packet)) {
+    case FRT_Response: return lanes[2];
+    case FRT_Irq: return lanes[1];
+    default: return lanes[0];
+    }
 }
 
 bool Expectations::isSame(const ByteArray& one, const ByteArray& other) const {
@@ -42,20 +46,21 @@ std::optional<std::size_t> Expectations::find(const Lane& lane, const ByteArray&
     return {};
 }
 
-void Expectations::came(const ByteArray& packet) {
+const Step* Expectations::came(const ByteArray& packet) {
     Lane& lane = laneOf(packet);
     if (lane.next == lane.steps.size()) {
         ++extra;
-        return;
+        return nullptr;
     }
     if (const auto found = find(lane, packet)) {
         while (lane.next < *found) miss(lane);
-        ++lane.next;
         ++equal;
-        return;
+        return lane.steps[lane.next++];
     }
     ++differences;
-    told({lane.steps[lane.next++], packet});
+    const Step* expected = lane.steps[lane.next++];
+    told({expected, packet});
+    return expected;
 }
 
 void Expectations::miss(Lane& lane) {
@@ -78,12 +83,14 @@ void Expectations::giveUp(const Step& missing) {
 }
 
 std::size_t Expectations::answersLeft() const {
-    const auto& [messages, answers] = lanes;
-    return messages.next == messages.steps.size() ? answers.steps.size() - answers.next : 0;
+    const auto& [messages, asking, answers] = lanes;
+    const bool isRestThere = messages.next == messages.steps.size() && asking.next == asking.steps.size();
+    return isRestThere ? answers.steps.size() - answers.next : 0;
 }
 
 std::size_t Expectations::expected() const {
-    return lanes[0].steps.size() + lanes[1].steps.size();
+    return std::accumulate(lanes.begin(), lanes.end(), std::size_t{0},
+                           [](std::size_t sum, const Lane& lane) { return sum + lane.steps.size(); });
 }
 
 } // namespace command

@@ -18,10 +18,10 @@ struct Difference {
     ByteArray came;       ///< empty: nothing
 };
 
-/// Compares packets as they come with those of the recording. Answers of the link and packets that carry messages are
-/// compared apart, each in their order: which of the two comes first is up to threads. Frame ids are the sender's
-/// choice and count for nothing unless asked for. Behind a difference it finds the way back where one of the next
-/// packets comes as it was.
+/// Compares packets as they come with those of the recording. Answers of the link, IRQ frames and packets that carry
+/// messages are compared apart, each in their order: which of them comes first is up to threads. Frame ids are the
+/// sender's choice and count for nothing unless asked for. Behind a difference it finds the way back where one of the
+/// next packets comes as it was.
 class Expectations {
 public:
     using Tell = std::function<void(const Difference&)>;
@@ -29,7 +29,8 @@ public:
     Expectations(const std::vector<Step>& steps, bool withFrameIds, Tell tell);
 
     /// A packet has come.
-    void came(const ByteArray& packet);
+    /// @return the one of the recording that it is, or in whose place it came; null when no more are expected
+    const Step* came(const ByteArray& packet);
     /// The first packet before that place which has not come; null when all have.
     const Step* missingBefore(std::size_t order) const;
     /// What has not come by now does not come any more.
@@ -58,7 +59,7 @@ private:
 
     const bool exact;
     const Tell told;
-    std::array<Lane, 2> lanes; // messages and the like, answers
+    std::array<Lane, 3> lanes; // messages and the like, IRQ frames, answers
     std::size_t equal = 0;
     std::size_t differences = 0;
     std::size_t extra = 0;

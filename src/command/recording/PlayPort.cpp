@@ -25,7 +25,8 @@ public:
     explicit Terminal(const std::string& link) : terminal(link), name(link.empty() ? terminal.path() : link) {}
 
     const std::string& path() const override { return name; }
-    bool write(const ByteArray& bytes) override {
+    bool say(const Step& step) override {
+        const ByteArray& bytes = step.bytes;
         std::size_t sent = 0;
         while (sent < bytes.size()) {
             const ssize_t count = ::write(terminal.descriptor(), bytes.data() + sent, bytes.size() - sent);
@@ -63,7 +64,7 @@ public:
         : name(device), port(device, baud, parity, [this](const ByteArray& bytes) { take(bytes); }) {}
 
     const std::string& path() const override { return name; }
-    bool write(const ByteArray& bytes) override { return port.write(bytes); }
+    bool say(const Step& step) override { return port.write(step.bytes); }
     ByteArray read(std::chrono::milliseconds within) override {
         std::unique_lock lock(mutex);
         came.wait_for(lock, within, [this] { return !unread.empty() || lost; });

@@ -39,7 +39,7 @@ void Player::take(const ByteArray& bytes) {
         done = stretch.at + stretch.bytes.size() - (endsInMark && stretch.kind == Stretch::Kind::Lost ? 1 : 0);
         if (stretch.kind != Stretch::Kind::Packet) continue;
         const std::size_t same = expectations.same();
-        expectations.came(stretch.bytes);
+        port.taken(expectations.came(stretch.bytes));
         if (expectations.same() > same) last = Clock::now();
     }
     unread.erase(unread.begin(), unread.begin() + static_cast<ByteArray::difference_type>(done));
@@ -50,33 +50,70 @@ void Player::listen(Clock::time_point until) {
     take(port.read(std::clamp(left, milliseconds(0), look)));
 }
 
+void Player::lose(const Step& missed) {
+    lostExchange = missed.turn.exchange;
+    expectations.giveUp(missed);
+    last = Clock::now();
+    ++missing;
+}
+
+// What belongs to an exchange that did not take place.
+bool Player::isLost(const Step& step) const {
+    return step.turn.exchange != 0 && step.turn.exchange == lostExchange;
+}
+
+bool Player::isOver() const {
+    return missing >= settings.mostMissing || over();
+}
+
+// A packet of which the host does not say that it is there does not come.
+bool Player::isAskedFor(const Step& step) {
+    if (!step.turn.needsRequest) return true;
+    const auto until = last + pauseBefore(step) + settings.patience;
+    while (!isOver()) {
+        const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
+        if (port.awaitRequest(std::clamp(left, milliseconds(0), look))) return true;
+        if (Clock::now() < until) continue;
+        const auto isItsPacket = [&](const Step& one) {
+            return !one.isOurs && one.turn.exchange == step.turn.exchange;
+        };
+        const auto packet = std::find_if(script.begin(), script.end(), isItsPacket);
+        if (packet == script.end()) return true;
+        if (const Step* missed = expectations.missingBefore(packet->order + 1)) lose(*missed);
+        return false;
+    }
+    return false;
+}
+
 // False when it is over before.
 bool Player::awaitBefore(const Step* step, std::size_t order) {
     while (const Step* missed = expectations.missingBefore(order)) {
+        if (isLost(*missed)) {
+            expectations.giveUp(*missed);
+            continue;
+        }
         const auto until = last + pauseBefore(*missed) + settings.patience;
         listen(until);
-        if (over()) return false;
-        if (Clock::now() < until || expectations.missingBefore(order) != missed) continue;
-        expectations.giveUp(*missed);
-        last = Clock::now();
-        if (++missing == settings.mostMissing) return false;
+        if (isOver()) return false;
+        if (Clock::now() >= until && expectations.missingBefore(order) == missed) lose(*missed);
     }
-    if (step == nullptr || !settings.inRecordedTime) return !over();
+    if (step == nullptr || !settings.inRecordedTime) return !isOver();
     const auto when = last + pauseBefore(*step);
-    while (Clock::now() < when && !over()) listen(when);
-    return !over();
+    while (Clock::now() < when && !isOver()) listen(when);
+    return !isOver();
 }
 
 std::string Player::play() {
     last = Clock::now();
     for (const Step& step : script) {
-        if (!step.isOurs) continue;
+        if (!step.isOurs || isLost(step)) continue;
         if (!awaitBefore(&step, step.order)) break;
-        if (!port.write(step.bytes)) return "the other side takes nothing";
+        if (isLost(step) || !isAskedFor(step)) continue;
+        if (!port.say(step)) return "the other side takes nothing";
         last = Clock::now();
     }
     if (missing < settings.mostMissing) awaitBefore(nullptr, std::numeric_limits<std::size_t>::max());
-    if (missing == settings.mostMissing) return "given up after " + std::to_string(missing) + " that did not come";
+    if (missing >= settings.mostMissing) return "given up after " + std::to_string(missing) + " that did not come";
     return "";
 }
 

@@ -31,6 +31,10 @@ private:
     using Clock = std::chrono::steady_clock;
 
     bool awaitBefore(const Step* step, std::size_t order);
+    bool isAskedFor(const Step& step);
+    bool isOver() const;
+    bool isLost(const Step& step) const;
+    void lose(const Step& missed);
     void listen(Clock::time_point until);
     void take(const ByteArray& bytes);
     std::chrono::nanoseconds pauseBefore(const Step& step) const;
@@ -43,6 +47,7 @@ private:
     ByteArray unread;       // what may be the beginning of a packet
     Clock::time_point last; // when something was said as in the recording
     unsigned missing = 0;
+    std::size_t lostExchange = 0; // of a bus: the one whose packet did not come
 };
 
 } // namespace command
