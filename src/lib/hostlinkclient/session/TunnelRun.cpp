@@ -23,7 +23,7 @@ constexpr auto longestGoodbye = std::chrono::milliseconds(300); // an end takes 
 
 exchange::TunnelOptions machineOptions(const TunnelSettings& settings, int maxPacketSize) {
     exchange::TunnelOptions options;
-    options.pace = exchange::paceFor(maxPacketSize);
+    options.pace = exchange::paceFor(maxPacketSize, settings.hostPacketTimeout);
     options.pace.patience = settings.patience;
     options.mostConnections = settings.connections;
     // Other ones than those of a program that was here before: the host may still hold some.
@@ -92,6 +92,7 @@ Session::Handle Tunnel::Run::listen(MessageId id) {
 
 std::optional<exchange::Time> Tunnel::Run::turn(exchange::Time now) {
     tunnels.advance(now);
+    publish(); // before the programs at the sockets see what has become of their connections
     sockets.handle(now);
     if (const auto message = tunnels.nextMessage(now)) ask(*message);
     publish();
@@ -169,7 +170,7 @@ void Tunnel::Run::sayGoodbye() {
 }
 
 Result<Tunnel> Client::tunnel(const TunnelSettings& settings) {
-    if (settings.connections == 0 || settings.patience.count() <= 0)
+    if (settings.connections == 0 || settings.patience.count() <= 0 || settings.hostPacketTimeout.count() <= 0)
         return Failure(Outcome::BadArgument, "the tunnel at " + settings.address + ": no connections, or no patience");
     try {
         const auto run = std::make_shared<Tunnel::Run>(inside, settings);
