@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """tunnel-noise.py MEGABYTES [BUILD]: carries so much each way through a tunnel while one byte in a hundred is damaged.
 
-The simulated host and the client's tunnel wait for little: 2 ms for the answer to a packet, 3 ms inside one. curl and a
+The simulated host and the client's tunnel wait for little: 1 ms for the answer to a packet, 2 ms inside one. curl and a
 web server are at the ends; both directions are under way at once, in four connections each. Every minute it says how far
 it is. The exit code is 0 when the checksums (SHA-256) of what went in and what came out are the same in both directions.
 SEED chooses the damage.
@@ -17,8 +17,8 @@ from exchange_test import MEGABYTE, Place, Server, content, curl, digest, very_b
 DAY = 86400
 MINUTE = 60
 PARTS = 4
-RESPONSE_MS = 2
-PACKET_MS = 3
+RESPONSE_MS = 1
+PACKET_MS = 2
 
 
 class Direction:

@@ -190,7 +190,10 @@ void LossyTunnel::bytesReachHost() {
 
 void LossyTunnel::carryToHost(const ByteArray& message) {
     if (isLinkDown) {
-        sentLater(module, Delivery::Refused, Time{0});
+        at(now, [this] { // nothing was written that could be called unanswered
+            module.tunnels.sent(Delivery::Unknown, now);
+            turn(module);
+        });
         return;
     }
     bytesReachHost();

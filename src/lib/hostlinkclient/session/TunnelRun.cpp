@@ -33,12 +33,12 @@ exchange::TunnelOptions machineOptions(const TunnelSettings& settings, int maxPa
     return options;
 }
 
+// Without a link no other message would get out either: what is called unknown lets all of them wait.
 Delivery deliveryOfData(Matcher::How how) {
     switch (how) {
     case How::Taken: return Delivery::Accepted;
     case How::Refused:
-    case How::TimedOut:
-    case How::LinkDown: return Delivery::Refused;
+    case How::TimedOut: return Delivery::Refused;
     default: return Delivery::Unknown;
     }
 }
@@ -70,16 +70,16 @@ Tunnel::Run::Run(std::shared_ptr<Core> with, const TunnelSettings& settings)
 }
 
 std::optional<Failure> Tunnel::Run::start() {
-    if (!core->keep(Role::Tunnel, shared_from_this()))
-        return Failure(Outcome::BadArgument, what + ": there is one already, or the client was closed");
+    Keeping keeping(*core, Role::Tunnel, shared_from_this());
+    if (!keeping) return Failure(Outcome::BadArgument, what + ": there is one already, or the client was closed");
     requests = listen(MSG_TcpTunneling);
     answers = listen(MSG_TcpTunnelingResponse);
     try {
         pump.start([this](exchange::Time now) { return turn(now); }, sockets.descriptor());
     } catch (const std::system_error& error) {
-        core->release(Role::Tunnel, this);
         return Failure(Outcome::NotSent, what + ": no thread for it: " + error.what());
     }
+    keeping.goOn();
     return std::nullopt;
 }
 
