@@ -13,6 +13,7 @@ constexpr Time longestProbe = std::chrono::seconds(1);
 constexpr unsigned wellBeforeLarger = 8;
 constexpr Time aMomentOfABusyMachine = std::chrono::milliseconds(5);
 constexpr unsigned mostTooMany = 8;
+constexpr int mostOfAGuess = 2;
 constexpr int bestPacketOnABadLine = 128;
 constexpr size_t bestChunkOnABadLine = 54;
 constexpr unsigned mostDoublings = 2; // a line that is bad gets no better by waiting
@@ -153,11 +154,13 @@ void TunnelOutgoing::sample(Time now) {
 }
 
 // The answer was on its way when the request was repeated: answers take longer than was thought. Where all requests are
-// repeated nothing else would tell.
+// repeated nothing else would tell. Or it was the answer that was repeated: on a bad line that says nothing, so nobody
+// waits much longer for it.
 void TunnelOutgoing::answeredTwice() {
     if (tooMany == 0) return;
     --tooMany;
-    if (smoothed) smoothed = std::min(*smoothed + *smoothed / 4, pace.longestTimeout);
+    const Time longest = mostOfAGuess * pace.shortestTimeout;
+    if (smoothed && *smoothed < longest) smoothed = std::min(*smoothed + *smoothed / 4, longest);
 }
 
 Time TunnelOutgoing::timeout() const {

@@ -8,6 +8,7 @@
 #include "hostlinkclient/session/Histogram.h"
 #include "hostlinkclient/session/PlayedHost.h"
 #include "support/Bytes.h"
+#include "support/MustEnd.h"
 
 using namespace hostlink;
 using std::chrono::microseconds;
@@ -52,6 +53,8 @@ TEST(Statistics, CountWhatRequestsCost) {
     PlayedHost host;
     Client client(host.wire());
     ASSERT_TRUE(client.waitUntilUp(seconds(20)));
+    // The first question of all may be answered before its writer has counted it.
+    mustBecomeTrue([&] { return client.statistics().messagesOut == 1; }, "counted");
     const Statistics before = client.statistics();
     ASSERT_TRUE(client.get(STA_PlayerVolume));
     const Statistics after = client.statistics();
