@@ -25,7 +25,7 @@ using namespace sweep;
 using namespace std::chrono_literals;
 using hostlink::Call;
 using hostlink::Client;
-using hostlink::Outcome;
+using Ended = hostlink::Outcome;
 
 namespace {
 
@@ -90,7 +90,7 @@ TEST_F(ClientWithoutMemory, SetsLater) {
     hostlink::Result<void> done;
     sweepOf([&] {
         done = client->set(STA_PlayerMute, 1);
-        EXPECT_TRUE(done || done.outcome() == Outcome::NotSent || done.outcome() == Outcome::Unanswered) << done.text();
+        EXPECT_TRUE(done || done.outcome() == Ended::NotSent || done.outcome() == Ended::Unanswered) << done.text();
     });
     EXPECT_TRUE(done) << done.text(); // the last time there was memory
 }
@@ -130,8 +130,8 @@ TEST_F(ClientWithoutMemory, EndsWhatIsNotAnsweredInTime) {
     sweepOf([&] {
         ++question[3];
         const auto answer = client->ask(question, Call().within(30ms));
-        EXPECT_TRUE(answer.outcome() == Outcome::Unanswered || answer.outcome() == Outcome::NotSent ||
-                    answer.outcome() == Outcome::TimedOutBeforeSending)
+        EXPECT_TRUE(answer.outcome() == Ended::Unanswered || answer.outcome() == Ended::NotSent ||
+                    answer.outcome() == Ended::TimedOutBeforeSending)
             << answer.text();
     });
 }
@@ -163,7 +163,7 @@ TEST_F(ClientWithoutMemory, CancelsLater) {
             int broken = 0;
             for (auto& answer : answers) {
                 try {
-                    EXPECT_EQ(answer.get().outcome(), Outcome::Cancelled);
+                    EXPECT_EQ(answer.get().outcome(), Ended::Cancelled);
                 } catch (const std::future_error&) {
                     ++broken;
                 }
