@@ -183,7 +183,8 @@ TEST(Tunnels, OneThatWasSilentForLongMakesRoomAtTheHost) {
     Pair pair;
     for (int i = 0; i < 3; ++i) pair.open();
     pair.now += seconds(20);
-    for (const uint16_t number : std::initializer_list<uint16_t>{1, 2}) answerTo(pair.host, request(number, TunnelCommand::Data), pair.now);
+    for (const uint16_t number : std::initializer_list<uint16_t>{1, 2})
+        answerTo(pair.host, request(number, TunnelCommand::Data), pair.now);
     pair.now += seconds(9);
     answerTo(pair.host, request(9, TunnelCommand::Open), pair.now);
     EXPECT_EQ(pair.host.events(), "");
