@@ -16,6 +16,7 @@
 #   make bench           times, instructions and allocations beside those of others, into docs/performance.md
 #   make bench-counts    instructions and allocations as stored in bench/counts.txt, or it fails    RENEW=1 stores them
 #   make soak            all links for long: idle, with traffic, under faults    MINUTES=120 TRUTH_MINUTES= SEED= SCHEDULE_SEEDS= REPORT=
+#   make tunnel-noise    MB=10 through a tunnel, each way, while a byte in a hundred is damaged    SEED=
 #   make firmware        firmware of all boards, and their sizes into docs/host-firmware.md
 #   make install         PREFIX=/usr/local DESTDIR=
 #   make clean           removes build/
@@ -28,6 +29,7 @@ DESTDIR ?=
 export PREFIX DESTDIR
 ARCH ?= amd64
 MINUTES ?= 120
+MB ?= 10
 JOBS ?= $(shell nproc)
 # Tests wait more than they compute.
 TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
@@ -39,7 +41,7 @@ DEMO_PROGRAMS = hostlink-demo hostlink-ten-lines $(if $(filter uart,$(LINK)),zen
 # In an emulated micro-controller there is a UART and nothing else.
 DEMO_HOSTS = simulator $(if $(filter uart,$(LINK)),firmware)
 
-.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 test-kernel coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak firmware install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-aarch64 test-kernel coverage lint format protocol docs fuzz fuzz-merge bench bench-counts soak tunnel-noise firmware install clean
 
 # What stands at the top.
 help:
@@ -124,6 +126,11 @@ bench-counts:
 soak:
 	scripts/install-packages.sh build test
 	scripts/soak.sh $(MINUTES)
+
+tunnel-noise:
+	scripts/install-packages.sh build test
+	scripts/build.sh release zent-hostsim hostlink-tunnel
+	scripts/tunnel-noise.py $(MB)
 
 firmware:
 	scripts/install-packages.sh firmware

@@ -11,14 +11,24 @@ namespace {
 constexpr Time firstProbe = std::chrono::milliseconds(50);
 constexpr Time longestProbe = std::chrono::seconds(1);
 constexpr unsigned wellBeforeLarger = 8;
+constexpr Time aMomentOfABusyMachine = std::chrono::milliseconds(5);
+constexpr unsigned mostTooMany = 8;
+constexpr int mostOfAGuess = 2;
+constexpr int bestPacketOnABadLine = 128;
+constexpr size_t bestChunkOnABadLine = 54;
 constexpr unsigned mostDoublings = 2; // a line that is bad gets no better by waiting
 
 } // namespace
 
-TunnelPace paceFor(int maxPacketSize) {
+TunnelPace paceFor(int maxPacketSize, Time packetTimeout) {
     TunnelPace pace;
-    // Less is not worth its answer: a bad line loses time with each packet, and a message of one is mostly overhead.
-    pace.smallestChunk = fittingChunk(maxPacketSize, tunnelOverheadBytes, packetPayload(maxPacketSize));
+    for (Time* const pause : {&pace.shortestTimeout, &pace.retryPause, &pace.quietPause, &pace.firstCheckOnABadLine})
+        *pause = *pause * packetTimeout.count() / usualPacketTimeout.count();
+    pace.shortestTimeout = std::max(pace.shortestTimeout, aMomentOfABusyMachine);
+    // With less a message is mostly overhead, with more it seldom arrives whole where one byte in a hundred is damaged;
+    // so a packet of 128 bytes is as good as two of 64, and no larger one is better.
+    const int packet = std::min(maxPacketSize, bestPacketOnABadLine);
+    pace.smallestChunk = fittingChunk(packet, tunnelOverheadBytes, bestChunkOnABadLine);
     pace.largestChunk = std::max(fittingChunk(maxPacketSize, tunnelOverheadBytes, usualChunk), pace.smallestChunk);
     pace.buffer = std::max(pace.buffer, 4 * pace.largestChunk);
     return pace;
@@ -90,7 +100,10 @@ void TunnelOutgoing::sent(Delivery delivery, Time now) {
 void TunnelOutgoing::acknowledged(uint32_t upTo, uint16_t roomThere, Time now) {
     const uint32_t taken = upTo - position;
     const size_t all = waiting.size() + (finishing && !finishAcknowledged ? 1 : 0);
-    if (taken > all) return; // of another time
+    if (taken > all) { // of another time
+        answeredTwice();
+        return;
+    }
     heardAt = now;
     const bool blocked = window == 0;
     window = roomThere;
@@ -109,6 +122,8 @@ void TunnelOutgoing::acknowledged(uint32_t upTo, uint16_t roomThere, Time now) {
         answerBy.reset();
         probeAfter = std::clamp(2 * probeAfter, firstProbe, longestProbe);
         sendAt = now + probeAfter;
+    } else {
+        answeredTwice();
     }
 }
 
@@ -119,6 +134,7 @@ void TunnelOutgoing::progress(uint32_t taken, Time now) {
     waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(bytes));
     position += taken;
     outstanding = false;
+    tooMany = attempt > 1 ? std::min(tooMany + attempt - 1, mostTooMany) : 0;
     attempt = 0;
     answerBy.reset();
     sendAt.reset();
@@ -135,6 +151,16 @@ void TunnelOutgoing::sample(Time now) {
     if (++wellInARow < wellBeforeLarger) return;
     wellInARow = 0;
     chunkNow = std::min(2 * chunkNow, pace.largestChunk);
+}
+
+// The answer was on its way when the request was repeated: answers take longer than was thought. Where all requests are
+// repeated nothing else would tell. Or it was the answer that was repeated: on a bad line that says nothing, so nobody
+// waits much longer for it.
+void TunnelOutgoing::answeredTwice() {
+    if (tooMany == 0) return;
+    --tooMany;
+    const Time longest = mostOfAGuess * pace.shortestTimeout;
+    if (smoothed && *smoothed < longest) smoothed = std::min(*smoothed + *smoothed / 4, longest);
 }
 
 Time TunnelOutgoing::timeout() const {

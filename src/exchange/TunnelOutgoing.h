@@ -24,11 +24,17 @@ struct TunnelPace {
     Time longestTimeout = std::chrono::seconds(2);
     Time retryPause = std::chrono::milliseconds(10); ///< before a request is repeated that the link did not deliver
     Time quietPause = std::chrono::milliseconds(80); ///< the same when more than one got lost, see Tunnels::sent()
-    Time patience = std::chrono::seconds(30);        ///< how long the other end may say nothing at all
+    Time firstCheckOnABadLine = std::chrono::milliseconds(100); ///< whether it still works, when nothing moves
+    Time patience = std::chrono::seconds(30);                   ///< how long the other end may say nothing at all
 };
 
-/// Chunks that fill the packets of a link.
-TunnelPace paceFor(int maxPacketSize);
+/// How long a host waits inside a packet for its next byte, when nobody says otherwise.
+constexpr Time usualPacketTimeout = std::chrono::milliseconds(100);
+
+/// Chunks that fill the packets of a link, and pauses after losses that suit its receivers: they are in proportion to
+/// what those wait for.
+/// @param packetTimeout how long the host waits inside a packet for its next byte
+TunnelPace paceFor(int maxPacketSize, Time packetTimeout = usualPacketTimeout);
 
 /// Requests of one connection, at most one of them unanswered: to open it, the bytes in order, their end.
 ///
@@ -75,6 +81,7 @@ private:
     bool asking() const;
     void progress(uint32_t taken, Time now);
     void sample(Time now);
+    void answeredTwice();
     void lost(Time at);
     void wake(Time now);
     Time timeout() const;
@@ -95,6 +102,7 @@ private:
     uint64_t repeats = 0;
 
     std::optional<Time> smoothed; // how long answers take
+    unsigned tooMany = 0;         // sendings of what has been answered, but for one each: they may be answered as well
     Time sentAt{0};
     Time heardAt;
     Time probeAfter{0}; // while the other end has no room

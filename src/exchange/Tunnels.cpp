@@ -11,10 +11,11 @@ namespace {
 constexpr unsigned mostCloses = 3; // a connection that has broken is mentioned so often
 constexpr Time closeInterval = std::chrono::milliseconds(500);
 constexpr Time firstCheck = std::chrono::milliseconds(500);
-constexpr unsigned mostChecks = 8; // the last one a minute later
-constexpr Time firstCheckOnABadLine = std::chrono::milliseconds(100);
-constexpr unsigned mostChecksOnABadLine = 10;
+constexpr Time longestCheckInterval = std::chrono::seconds(10);
+constexpr int checksWithinPatience = 3;              // at least
+constexpr int badLineFactor = 8;                     // checks are so much closer there
 constexpr Time longMemory = std::chrono::seconds(5); // of what a bad line has done
+constexpr Time atOnce{0};                            // a moment that is over
 constexpr unsigned mostAnswerTries = 3;              // then the request comes again, if it is still of interest
 constexpr unsigned mostComplaints = 3;
 constexpr size_t mostStrangers = 32;
@@ -144,27 +145,46 @@ void Tunnels::receive(const ByteArray& message, Time now) {
 // What was damaged was most likely the answer that is waited for: nothing is won by waiting longer. The number may have
 // suffered too.
 void Tunnels::suspect(std::optional<uint16_t> number, Time now) {
-    troubleAt = now;
+    noteTrouble(now);
     Connection* meant = number ? find(*number) : nullptr;
     for (auto& [other, connection] : all)
         if (connection.state == State::Open && (meant == nullptr || meant == &connection))
             connection.outgoing.damaged(now);
 }
 
-void Tunnels::checkLater(Connection& connection, Time now) const {
-    connection.checkEvery = isBad(now) ? firstCheckOnABadLine : firstCheck;
-    if (connection.opens) connection.checkAt = now + connection.checkEvery;
-    connection.checks = 0;
+// From now on the checks that are due later are due as on a bad line.
+void Tunnels::noteTrouble(Time now) {
+    troubleAt = now;
+    for (auto& [number, connection] : all)
+        if (connection.checkAt)
+            connection.checkAt = std::min(*connection.checkAt, now + checkInterval(connection, now));
 }
 
-bool Tunnels::isBad(Time now) const {
-    return troubleAt && now - *troubleAt < longMemory;
+void Tunnels::heard(Connection& connection, Time now) {
+    connection.heardAt = now;
+    connection.askedSince.reset();
+}
+
+void Tunnels::moved(Connection& connection, Time now) const {
+    connection.movedAt = now;
+    if (connection.opens) connection.checkAt = now + checkInterval(connection, now);
+}
+
+// The longer nothing has moved the rarer, but never so rare that the other end would be given up before: a receiver
+// that waits inside a false packet may get into it at any time, also after a check has been answered.
+Time Tunnels::checkInterval(const Connection& connection, Time now) const {
+    const TunnelPace& pace = options.pace;
+    const bool isBad = troubleAt && now - *troubleAt < longMemory;
+    const Time still = now - connection.movedAt;
+    const Time longest = std::min(longestCheckInterval, pace.patience / checksWithinPatience);
+    const Time shortest = isBad ? pace.firstCheckOnABadLine : firstCheck;
+    return std::min(std::max(isBad ? still / badLineFactor : still, shortest), longest);
 }
 
 // The number may have suffered too; then one that did nothing sends once more than it must.
 void Tunnels::takeDamaged(const ByteArray& message, Time now) {
     ++totals.damaged;
-    troubleAt = now;
+    noteTrouble(now);
     const auto number = connectionOf(message);
     if (!number) return;
     Connection* connection = find(*number);
@@ -222,9 +242,9 @@ void Tunnels::takeData(const TunnelRequest& request, Time now) {
         return;
     }
     const size_t before = connection->incoming.waiting().size();
-    connection->heardAt = now;
-    checkLater(*connection, now);
+    heard(*connection, now);
     connection->incoming.take(request);
+    moved(*connection, now);
     totals.bytesReceived += connection->incoming.waiting().size() - before;
     owe(request.connection, *connection, TCP_Success);
     shutDownWhenWritten(request.connection, *connection);
@@ -239,8 +259,7 @@ void Tunnels::takeAnswer(const TunnelAnswer& answer, Time now) {
         // Answers to earlier requests carry a position.
         if (answer.position == 0 && answer.room == 0) all.erase(answer.connection);
     } else if (answer.result == TCP_Success) {
-        connection->heardAt = now;
-        connection->checkAt.reset();
+        heard(*connection, now);
         takeSuccess(answer.connection, *connection, answer, now);
     } else if (answer.result == TCP_InvalidMessage) {
         suspect(answer.connection, now);
@@ -256,9 +275,10 @@ void Tunnels::takeSuccess(uint16_t number, Connection& connection, const TunnelA
     connection.outgoing.acknowledged(answer.position, answer.room, now);
     totals.bytesSent += before - connection.outgoing.held();
     // What it is answered with may never be heard. The answer to a check has nothing new to say.
-    if (before != connection.outgoing.held() || wasFinished != connection.outgoing.finished())
-        checkLater(connection, now);
-    if (!wasOpen && connection.outgoing.opened()) ++totals.opened;
+    const bool opens = !wasOpen && connection.outgoing.opened();
+    if (opens || before != connection.outgoing.held() || wasFinished != connection.outgoing.finished())
+        moved(connection, now);
+    if (opens) ++totals.opened;
     endWhenDone(number);
 }
 
@@ -351,9 +371,12 @@ std::optional<ByteArray> Tunnels::requestOf(uint16_t number, Connection& connect
 // Whatever is under way asks as well.
 std::optional<ByteArray> Tunnels::checkOf(uint16_t number, Connection& connection, Time now) {
     if (!connection.checkAt || now < *connection.checkAt) return std::nullopt;
-    connection.checkAt.reset();
-    const unsigned most = connection.checkEvery < firstCheck ? mostChecksOnABadLine : mostChecks;
-    if (++connection.checks < most) connection.checkAt = now + connection.checkEvery * (1U << connection.checks);
+    if (connection.outgoing.finished() && connection.incoming.finished()) { // the other end may have forgotten it
+        connection.checkAt.reset();
+        return std::nullopt;
+    }
+    connection.checkAt = now + checkInterval(connection, now);
+    if (!connection.askedSince) connection.askedSince = now;
     return writeTunnelRequest({number, TunnelCommand::Data, connection.outgoing.firstHeld(), nullptr, 0});
 }
 
@@ -368,7 +391,7 @@ void Tunnels::sent(Delivery delivery, Time now) {
     inFlight = false;
     lostInARow = delivery == Delivery::Unknown ? lostInARow + 1 : 0;
     if (lostInARow > 0) {
-        troubleAt = now;
+        noteTrouble(now);
         silentUntil = now + (lostInARow > 1 ? options.pace.quietPause : options.pace.retryPause);
     }
     if (!requestUnderWay) answerSent(delivery);
@@ -376,7 +399,7 @@ void Tunnels::sent(Delivery delivery, Time now) {
     Connection* connection = find(*requestUnderWay);
     if (connection == nullptr || connection->state != State::Open) return;
     // Nobody else may be writing, and only writers find out that the link has to be made anew.
-    if (connection->checking && delivery != Delivery::Accepted) connection->checkAt = now + options.pace.retryPause;
+    if (connection->checking && delivery == Delivery::Unknown) connection->checkAt = now + options.pace.retryPause;
     if (!connection->checking) connection->outgoing.sent(delivery, now);
 }
 
@@ -395,7 +418,7 @@ void Tunnels::advance(Time now) {
         connection.outgoing.advance(now);
         if (connection.state == State::Closing) {
             if (connection.closings == mostCloses && now >= *connection.closeAt) all.erase(number);
-        } else if (connection.state == State::Open && connection.outgoing.silentTooLong(now)) {
+        } else if (connection.state == State::Open && isSilentTooLong(connection, now)) {
             ++(connection.outgoing.opened() ? totals.broken : totals.refused);
             events.push_back({TunnelEvent::Kind::Break, number});
             beginClosing(connection, now);
@@ -403,9 +426,20 @@ void Tunnels::advance(Time now) {
     }
 }
 
+bool Tunnels::isSilentTooLong(const Connection& connection, Time now) const {
+    return connection.outgoing.silentTooLong(now) ||
+           (connection.askedSince && now - *connection.askedSince >= options.pace.patience);
+}
+
+bool Tunnels::hasAnswer() const {
+    return !toStrangers.empty() ||
+           std::any_of(all.begin(), all.end(), [](const auto& entry) { return entry.second.owed.has_value(); });
+}
+
 std::optional<Time> Tunnels::deadline() const {
     if (inFlight) return std::nullopt; // whatever is due then waits for `sent()`
     std::optional<Time> due;
+    if (hasAnswer()) due = atOnce;
     const auto consider = [&due](std::optional<Time> moment) {
         if (moment && (!due || *moment < *due)) due = moment;
     };
@@ -413,9 +447,11 @@ std::optional<Time> Tunnels::deadline() const {
         const Connection& connection = entry.second;
         if (connection.state == State::Closing) consider(connection.closeAt);
         if (connection.state == State::Open) consider(connection.outgoing.deadline());
-        if (connection.state == State::Open) consider(connection.checkAt);
+        if (connection.state != State::Open) continue;
+        consider(connection.checkAt);
+        if (connection.askedSince) consider(*connection.askedSince + options.pace.patience);
     }
-    if (silentUntil) due = due ? std::max(*due, *silentUntil) : *silentUntil; // an answer may wait for it
+    if (silentUntil) due = due ? std::max(*due, *silentUntil) : *silentUntil; // nothing is said before
     return due;
 }
 

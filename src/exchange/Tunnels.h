@@ -91,6 +91,9 @@ public:
     /// damaged, gives it up when nothing has come for 100 ms, and whoever goes on sending keeps it waiting.
     void sent(Delivery delivery, Time now);
     void advance(Time now);
+    /// When `advance()` and `nextMessage()` are to be called next although nothing else happens: there is such a moment
+    /// as long as there is a connection that this end has not answered, waits for, or has opened. In the past where
+    /// there is something to say now; none while a message is under way, whose `sent()` comes first.
     std::optional<Time> deadline() const;
     /// @}
 
@@ -112,7 +115,8 @@ private:
               incoming(pace.buffer, position),
               firstPosition(position),
               heardAt(now),
-              opens(opensIt) {}
+              opens(opensIt),
+              movedAt(now) {}
 
         State state;
         TunnelOutgoing outgoing;
@@ -120,9 +124,9 @@ private:
         uint32_t firstPosition;
         Time heardAt;
         const bool opens;
-        std::optional<Time> checkAt; // whether the wire still works from there to here
-        Time checkEvery{0};          // to begin with
-        unsigned checks = 0;
+        std::optional<Time> checkAt; // whether the wire still works from there to here; only of one that this end opens
+        Time movedAt;                // when bytes, an end, or the connection itself came or got through
+        std::optional<Time> askedSince;   // checks have gone out since then, and nothing has come back
         bool checking = false;            // the request that was made last is a check
         std::optional<TunnelAnswer> owed; // to the request received last
         unsigned answerTries = 0;         // of that answer
@@ -138,8 +142,12 @@ private:
     void takeData(const TunnelRequest& request, Time now);
     void takeDamaged(const ByteArray& message, Time now);
     void suspect(std::optional<uint16_t> number, Time now);
-    bool isBad(Time now) const;
-    void checkLater(Connection& connection, Time now) const;
+    void noteTrouble(Time now);
+    static void heard(Connection& connection, Time now);
+    void moved(Connection& connection, Time now) const;
+    Time checkInterval(const Connection& connection, Time now) const;
+    bool isSilentTooLong(const Connection& connection, Time now) const;
+    bool hasAnswer() const;
     void answerSent(Delivery delivery);
     void takeAnswer(const TunnelAnswer& answer, Time now);
     void takeSuccess(uint16_t number, Connection& connection, const TunnelAnswer& answer, Time now);

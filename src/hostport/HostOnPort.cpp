@@ -26,11 +26,12 @@ hostsim::HostOptions HostOnPort::withLineTime(hostsim::HostOptions options, unsi
     return options;
 }
 
-HostOnPort::HostOnPort(const hostsim::HostOptions& options, LinePort& linePort, unsigned long baud)
+HostOnPort::HostOnPort(const hostsim::HostOptions& options, LinePort& linePort, unsigned long baud,
+                       const hostsim::LineOptions& lineOptions)
     : port(linePort),
       began(std::chrono::steady_clock::now()),
       endpoint(options),
-      line(endpoint),
+      line(endpoint, lineOptions),
       fromModule(baud),
       toModule(baud) {}
 

@@ -20,7 +20,8 @@ class HostOnPort {
 public:
     /// @param linePort not owned, must live longer
     /// @param baud     bits per second to which both directions are slowed down; 0: the port has a speed of its own
-    HostOnPort(const hostsim::HostOptions& options, LinePort& linePort, unsigned long baud);
+    HostOnPort(const hostsim::HostOptions& options, LinePort& linePort, unsigned long baud,
+               const hostsim::LineOptions& lineOptions = {});
 
     /// The options with the time added that a line of this speed needs: the module may need it before it can
     /// acknowledge anything.

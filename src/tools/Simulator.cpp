@@ -46,12 +46,13 @@ Simulator::Simulator(const SimulatorOptions& simulatorOptions, LinePort& linePor
     : options(simulatorOptions),
       port(linePort),
       out(output),
-      host(HostOnPort::withLineTime(options.host, options.baud), port, pace(options)),
+      host(HostOnPort::withLineTime(options.host, options.baud), port, pace(options), options.line),
       files(host.host()),
       signals(std::move(signalDescriptor)),
       commandsOpen(options.commands || ::isatty(STDIN_FILENO) == 1) {
     if (!options.tunnel.empty())
-        host.host().application().attach(tunnel.emplace(options.tunnel, options.host.outgoing.maxPacketSize));
+        host.host().application().attach(
+            tunnel.emplace(options.tunnel, options.host.outgoing.maxPacketSize, options.line.packetTimeout));
     ::prctl(PR_SET_TIMERSLACK, 1UL); // ns; the default of 50 us would be half a byte time at 115200 baud
     if (options.verbose) {
         host.host().setTrace(

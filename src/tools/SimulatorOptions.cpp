@@ -17,6 +17,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr uint64_t longestPacketTimeout = 65000;
 constexpr uint64_t longestMilliseconds = 24UL * 60 * 60 * 1000;
 constexpr uint64_t mostCounts = 1000000000;
 constexpr uint64_t mostEvents = 10000;
@@ -48,12 +49,12 @@ CLI::Validator probability() {
 }
 
 CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, uint64_t lowest, const std::string& text,
-                             std::function<void(milliseconds)> store) {
+                             std::function<void(milliseconds)> store, uint64_t highest = longestMilliseconds) {
     return app
         .add_option_function<uint64_t>(
             name, [store](const uint64_t& number) { store(milliseconds(number)); }, text)
         ->type_name("MS")
-        ->check(wholeNumber(lowest, longestMilliseconds));
+        ->check(wholeNumber(lowest, highest));
 }
 
 void setState(hostsim::HostStates& states, const std::string& text) {
@@ -88,6 +89,12 @@ void declareWire(CLI::App& app, SimulatorOptions& options) {
     addMilliseconds(app, "--response-timeout", 1,
                     "How long the module may take to acknowledge a packet of the\nhost [1000]",
                     [&options](milliseconds time) { options.host.outgoing.responseTimeout = time; });
+    addMilliseconds(
+        app, "--retry-delay", 0, "How long the host waits before a packet that was refused goes\nout again [10]",
+        [&options](milliseconds time) { options.host.outgoing.retryDelay = time; }, longestPacketTimeout);
+    addMilliseconds(
+        app, "--packet-timeout", 1, "How long the host waits inside a packet for its next byte\n[100]",
+        [&options](milliseconds time) { options.line.packetTimeout = time; }, longestPacketTimeout);
 }
 
 void declareBehaviour(CLI::App& app, SimulatorOptions& options) {

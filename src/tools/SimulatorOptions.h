@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include <hostsim/HostOnLine.h>
 #include <hostsim/SimulatedHost.h>
 
 namespace CLI {
@@ -17,6 +18,7 @@ struct SimulatorOptions {
     std::string link;       ///< symbolic link to the pseudo terminal; empty: none
     unsigned long baud = 0; ///< bits per second; 0: as fast as the system can (pseudo terminal), 115200 (device)
     hostsim::HostOptions host;
+    hostsim::LineOptions line;
     std::optional<std::chrono::milliseconds> inputEventEvery;
     std::optional<std::chrono::milliseconds> exitAfterIdle;
     std::string file;      ///< that is sent as soon as the module is heard; empty: none

@@ -35,9 +35,9 @@ bool isOfATunnel(const ByteArray& message) {
     return id == MSG_TcpTunneling || id == MSG_TcpTunnelingResponse;
 }
 
-exchange::TunnelOptions optionsFor(int maxPacketSize) {
+exchange::TunnelOptions optionsFor(int maxPacketSize, Time packetTimeout) {
     exchange::TunnelOptions options;
-    options.pace = exchange::paceFor(maxPacketSize);
+    options.pace = exchange::paceFor(maxPacketSize, packetTimeout);
     return options;
 }
 
@@ -51,8 +51,8 @@ bool TunnelEnd::isServer(const std::string& text) {
     return !server.host.empty() && port > 0 && port <= highestPort;
 }
 
-TunnelEnd::TunnelEnd(const std::string& server, int maxPacketSize)
-    : tunnels(optionsFor(maxPacketSize)), sockets(tunnels, addressesOf(server)) {}
+TunnelEnd::TunnelEnd(const std::string& server, int maxPacketSize, Time packetTimeout)
+    : tunnels(optionsFor(maxPacketSize, packetTimeout)), sockets(tunnels, addressesOf(server)) {}
 
 std::optional<std::vector<ByteArray>> TunnelEnd::handle(const ByteArray& message) {
     if (!isOfATunnel(message)) return std::nullopt;
@@ -71,11 +71,9 @@ std::vector<ByteArray> TunnelEnd::messages(Time now) {
     sockets.handle(now);
     std::vector<ByteArray> messages;
     if (const auto message = tunnels.nextMessage(now)) messages.push_back(*message);
-    sockets.handle(now); // an answer may have been the last of its connection
-    // A connection that could not be made is found just now, and nothing else would wake whoever is to say so.
-    if (messages.empty()) {
-        if (const auto message = tunnels.nextMessage(now)) messages.push_back(*message);
-    }
+    // An answer may have been the last of its connection. What is found out only now, for example that a connection
+    // could not be made, is due at once.
+    sockets.handle(now);
     return messages;
 }
 

@@ -8,15 +8,18 @@
 
 #include <exchange/Tunnels.h>
 #include <hostsim/HostApplication.h>
+#include <hostsim/HostOnLine.h>
 #include <hostsim/HostTime.h>
 #include <sockets/TunnelSockets.h>
 
 /// Connects what the module tunnels to a TCP server.
 class TunnelEnd : public hostsim::HostService {
 public:
-    /// @param server "HOST:PORT"
+    /// @param server        "HOST:PORT"
+    /// @param packetTimeout how long this host waits inside a packet for its next byte
     /// @throw std::runtime_error there is no such host; std::system_error the system has no descriptor left
-    TunnelEnd(const std::string& server, int maxPacketSize);
+    TunnelEnd(const std::string& server, int maxPacketSize,
+              hostsim::Time packetTimeout = hostsim::LineOptions{}.packetTimeout);
 
     std::optional<std::vector<ByteArray>> handle(const ByteArray& message) override;
     void finished(const ByteArray& message, bool acknowledged) override;

@@ -212,6 +212,36 @@ TEST(TunnelOutgoing, WaitsAsLongAsAnswersUsuallyTakeFourTimesOver) {
     EXPECT_EQ(direction.out.deadline(), direction.now + milliseconds(400));
 }
 
+// Each was repeated before its answer came, and is answered twice.
+TEST(TunnelOutgoing, WaitsLongerWhereItHasRepeatedWhatWasOnItsWay) {
+    Outgoing direction;
+    direction.append(12);
+    direction.next();
+    direction.pass(milliseconds(20));
+    direction.acknowledge(1012);
+    direction.append(4);
+    EXPECT_EQ(direction.next(), "1012+4");
+    direction.pass(milliseconds(80)); // four times 20
+    EXPECT_EQ(direction.next(), "1012+4");
+    direction.acknowledge(1016);
+    direction.acknowledge(1016); // the second answer
+    direction.acknowledge(1016); // one that is nobody's
+    direction.append(4);
+    EXPECT_EQ(direction.next(), "1016+4");
+    direction.pass(milliseconds(99));
+    EXPECT_EQ(direction.next(), "");
+    direction.pass(milliseconds(1)); // four times 25
+    EXPECT_EQ(direction.next(), "1016+4");
+    direction.acknowledge(1020);
+    direction.acknowledge(1012); // late, behind the answer to what came next
+    direction.append(4);
+    EXPECT_EQ(direction.next(), "1020+4");
+    direction.pass(milliseconds(124));
+    EXPECT_EQ(direction.next(), "");
+    direction.pass(milliseconds(1)); // four times 31.25
+    EXPECT_EQ(direction.next(), "1020+4");
+}
+
 TEST(TunnelOutgoing, TheTimeToWaitHasBounds) {
     Outgoing fast;
     fast.append(32);
@@ -328,4 +358,23 @@ TEST(TunnelPace, FillsThePacketsOfTheLink) {
     EXPECT_EQ(paceFor(64).largestChunk, 1048u);
     EXPECT_EQ(paceFor(64).buffer, 16384u);
     EXPECT_GE(paceFor(65535).buffer, 4 * paceFor(65535).largestChunk);
+    // 118 less 31, in whole words; larger packets are not filled where much is damaged.
+    EXPECT_EQ(paceFor(128).smallestChunk, 84u);
+    EXPECT_EQ(paceFor(1024).smallestChunk, 84u);
+    EXPECT_EQ(paceFor(0).smallestChunk, 76u); // as with 64
+}
+
+// A host that gives up half a packet after a twentieth of the usual time.
+TEST(TunnelPaceFor, AHostThatWaitsShorterIsWaitedForAccordingly) {
+    const TunnelPace usual = paceFor(64);
+    EXPECT_EQ(usual.shortestTimeout, milliseconds(40));
+    EXPECT_EQ(usual.retryPause, milliseconds(10));
+    EXPECT_EQ(usual.quietPause, milliseconds(80));
+    EXPECT_EQ(usual.firstCheckOnABadLine, milliseconds(100));
+    const TunnelPace quick = paceFor(64, milliseconds(5));
+    EXPECT_EQ(quick.shortestTimeout, milliseconds(5)); // a busy machine takes a moment
+    EXPECT_EQ(quick.retryPause, std::chrono::microseconds(500));
+    EXPECT_EQ(quick.quietPause, milliseconds(4));
+    EXPECT_EQ(quick.firstCheckOnABadLine, milliseconds(5));
+    EXPECT_EQ(quick.patience, usual.patience);
 }

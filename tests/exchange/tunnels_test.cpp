@@ -185,9 +185,8 @@ TEST(Tunnels, OneThatWasSilentForLongMakesRoomAtTheHost) {
     Pair pair;
     for (int i = 0; i < 3; ++i) pair.open();
     pair.now += seconds(20);
-    pair.say(pair.module, 1, bytes("01"));
-    pair.say(pair.host, 2, bytes("01"));
-    pair.exchange();
+    for (const uint16_t number : std::initializer_list<uint16_t>{1, 2})
+        answerTo(pair.host, request(number, TunnelCommand::Data), pair.now);
     pair.now += seconds(9);
     answerTo(pair.host, request(9, TunnelCommand::Open), pair.now);
     EXPECT_EQ(pair.host.events(), "");
@@ -402,20 +401,37 @@ TEST(Tunnels, TheOpeningEndAsksWhenBytesHaveComeAndNoMoreDo) {
     EXPECT_FALSE(pair.lose(pair.module));
     pair.wait(milliseconds(1));
     EXPECT_TRUE(pair.lose(pair.module));
-    pair.wait(milliseconds(999));
+    pair.wait(milliseconds(499));
     EXPECT_FALSE(pair.lose(pair.module));
     pair.wait(milliseconds(1));
     pair.exchange(); // this time there is an answer
-    EXPECT_FALSE(pair.module.tunnels.deadline());
     EXPECT_FALSE(pair.host.tunnels.deadline());
     EXPECT_EQ(pair.module.tunnels.connections(), 1u);
     EXPECT_EQ(pair.host.tunnels.connections(), 1u);
+}
+
+// The host may have something to say at any time, and its first packet be the false one.
+TEST(Tunnels, TheOpeningEndGoesOnAskingWhenItIsAnswered) {
+    Pair pair;
+    pair.open();
+    const Time opened = pair.now;
+    std::string asked;
+    for (int i = 0; i < 8; ++i) {
+        pair.now = *pair.module.tunnels.deadline();
+        asked += std::to_string((pair.now - opened) / milliseconds(100)) + " ";
+        ASSERT_TRUE(pair.pass(pair.module, pair.host));
+        ASSERT_TRUE(pair.pass(pair.host, pair.module));
+    }
+    EXPECT_EQ(asked, "5 10 20 40 80 160 260 360 "); // tenths of a second: doubled, then every ten seconds
+    pair.wait(seconds(300));
+    EXPECT_EQ(pair.module.events(), "") << "an answered one is not given up";
 }
 
 // It has said all, and waits for what the other end has to say.
 TEST(Tunnels, TheOpeningEndAsksWhenItsEndHasBeenAcknowledgedAndNothingComes) {
     Pair pair;
     pair.open();
+    pair.wait(seconds(3));
     pair.module.tunnels.socketFinished(1, pair.now);
     pair.exchange();
     EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(500));
@@ -433,20 +449,66 @@ TEST(Tunnels, WhatTheOpeningEndAsksIsAskedAgainSoonWhereItDoesNotGoOut) {
     pair.wait(milliseconds(10));
     ASSERT_TRUE(pair.module.tunnels.nextMessage(pair.now));
     pair.module.tunnels.sent(Delivery::Accepted, pair.now);
-    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(2000));
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + milliseconds(100)) << "the line is a bad one";
 }
 
-TEST(Tunnels, TheOpeningEndAsksEightTimes) {
+// Whatever it asks goes out, and nothing comes back.
+TEST(Tunnels, TheOpeningEndAsksUntilItsPatienceIsAtItsEnd) {
     Pair pair;
     pair.open();
     pair.say(pair.host, 1, bytes("01"));
     pair.exchange();
+    const Time said = pair.now;
     int asked = 0;
-    while (const auto due = pair.module.tunnels.deadline()) {
-        pair.now = *due;
-        asked += pair.lose(pair.module) ? 1 : 0;
+    while (pair.module.tunnels.counts().broken == 0) {
+        const auto due = pair.module.tunnels.deadline();
+        ASSERT_TRUE(due);
+        pair.wait(*due - pair.now);
+        asked += pair.module.tunnels.counts().broken == 0 && pair.lose(pair.module) ? 1 : 0;
     }
-    EXPECT_EQ(asked, 8);
+    EXPECT_EQ(asked, 7); // after 0.5, 1, 2, 4, 8, 16 and 26 s
+    EXPECT_EQ(pair.now - said, milliseconds(30500));
+    EXPECT_EQ(pair.module.events(), "break 1");
+}
+
+TEST(Tunnels, AnOpeningEndOfLittlePatienceAsksAccordingly) {
+    Pair pair;
+    TunnelOptions given = options();
+    given.pace.patience = seconds(3);
+    pair.module.tunnels = Tunnels(given);
+    pair.open();
+    pair.wait(seconds(100)); // as if asleep
+    pair.exchange();
+    EXPECT_EQ(pair.module.tunnels.deadline(), pair.now + seconds(1));
+}
+
+// What is left is to be read by a program at this end, which may take its time; the other end has forgotten it.
+TEST(Tunnels, TheOpeningEndAsksNoMoreWhenBothDirectionsHaveEnded) {
+    Pair pair;
+    pair.open();
+    pair.say(pair.host, 1, bytes("01"));
+    pair.host.tunnels.socketFinished(1, pair.now);
+    pair.module.tunnels.socketFinished(1, pair.now);
+    pair.exchange();
+    EXPECT_EQ(pair.host.tunnels.connections(), 0u);
+    pair.wait(seconds(1));
+    EXPECT_FALSE(pair.lose(pair.module));
+    EXPECT_FALSE(pair.module.tunnels.deadline());
+    pair.wait(seconds(100));
+    pair.module.drain(1);
+    EXPECT_EQ(pair.module.events(), "shut down 1, close 1");
+}
+
+TEST(Tunnels, WhatIsOwedIsDueAtOnce) {
+    Pair pair;
+    pair.open();
+    EXPECT_FALSE(pair.host.tunnels.deadline());
+    pair.host.tunnels.receive(request(1, TunnelCommand::Data, 0, bytes("01")), pair.now);
+    EXPECT_LE(pair.host.tunnels.deadline().value_or(pair.now + seconds(1)), pair.now);
+    EXPECT_TRUE(pair.lose(pair.host));
+    EXPECT_FALSE(pair.host.tunnels.deadline());
+    pair.host.tunnels.receive(request(77, TunnelCommand::Close), pair.now); // of a stranger
+    EXPECT_LE(pair.host.tunnels.deadline().value_or(pair.now + seconds(1)), pair.now);
 }
 
 TEST(Tunnels, RequestsTakeTurns) {

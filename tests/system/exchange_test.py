@@ -27,7 +27,7 @@ def digest(data):
 
 
 class Server:
-    """A web server that gives what it was made with, and keeps what is put to it."""
+    """A web server that gives what it was made with, bytes or a dictionary of them by path, and keeps what is put to it."""
 
     def __init__(self, given):
         kept = {}
@@ -37,10 +37,11 @@ class Server:
                 pass
 
             def do_GET(self):
+                data = given if isinstance(given, bytes) else given[self.path]
                 self.send_response(200)
-                self.send_header("Content-Length", str(len(given)))
+                self.send_header("Content-Length", str(len(data)))
                 self.end_headers()
-                self.wfile.write(given)
+                self.wfile.write(data)
 
             def do_PUT(self):
                 kept[self.path] = self.rfile.read(int(self.headers["Content-Length"]))
@@ -93,8 +94,8 @@ class Place:
         self.folder.cleanup()
 
 
-def curl(*words):
-    done = subprocess.run(["curl", "--silent", "--show-error", "--max-time", str(PATIENCE), *words], capture_output=True,
+def curl(*words, patience=PATIENCE):
+    done = subprocess.run(["curl", "--silent", "--show-error", "--max-time", str(patience), *words], capture_output=True,
                           check=False)
     expect("curl", (done.returncode, done.stderr.decode()), (0, ""))
     return done.stdout
@@ -141,6 +142,17 @@ def TunnelLosesNothingOnABadLine(build):
     # One byte of a thousand is damaged, in both directions.
     carry(build, 4000, lambda place: place.tunnel("50"), "--corrupt-rate", "0.001", "--response-timeout", "50", "--seed",
           "7")
+
+
+# A line that damages a byte in a hundred, both ways: a host that gives up half a packet after PACKET ms, which is most of
+# what it costs.
+def very_bad_line(packet, seed):
+    return ["--corrupt-rate", "0.01", "--max-packet-size", "128", "--packet-timeout", str(packet),
+            "--response-timeout", str(packet), "--retry-delay", "1", "--seed", str(seed)]
+
+
+def TunnelLosesNothingWhereAByteInAHundredIsDamaged(build):
+    carry(build, 2000, lambda place: place.tunnel("10", "20"), *very_bad_line(20, 7))
 
 
 def is_reset(url):

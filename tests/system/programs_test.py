@@ -116,7 +116,8 @@ def AbsurdNumbersAreRefused(build):
              "--repeat-every": (0, many), "--burst": (0, 10000), "--garbage-every": (0, many),
              "--damage-chunk-every": (0, many), "--lose-chunk-every": (0, many), "--garbage-bytes": (0, 65535),
              "--fault-count": (0, many), "--seed": (0, 2**64 - 1),
-             "--baud": (50, 20000000), "--max-packet-size": (11, 65535)}
+             "--baud": (50, 20000000), "--max-packet-size": (11, 65535), "--packet-timeout": (1, 65000),
+             "--retry-delay": (0, 65000)}
     for option, (lowest, highest) in whole.items():
         for value in ["-1", str(lowest - 1), str(highest + 1), "1.5", "x", str(2**64 + lowest)]:
             code, out, err = run(build, "zent-hostsim", option + "=" + value)

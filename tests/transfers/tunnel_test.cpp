@@ -110,6 +110,27 @@ TEST(ATunnel, BreaksConnectionsOfAHostThatKnowsNone) {
     EXPECT_EQ(tunnel->statistics().refused, 1u);
 }
 
+// Whoever has seen his connection break may ask at once, and is not told that it is open.
+TEST(ATunnel, CountsABrokenConnectionBeforeItsProgramHearsOfIt) {
+    PlayedHost host;
+    host.does([&host](const ByteArray& message) {
+        const auto request = exchange::readTunnelRequest(message);
+        if (!request) return PlayedHost::Reaction{Accepted, host.simulated(message)};
+        return PlayedHost::Reaction{Accepted,
+                                    {exchange::writeTunnelAnswer({request->connection, TCP_TranferFailed, 0, 0})}};
+    });
+    Client client(host.wire());
+    const auto tunnel = client.tunnel();
+    ASSERT_TRUE(tunnel) << tunnel.text();
+    for (uint64_t refused = 1; refused <= 20; ++refused) {
+        const Program program(tunnel->port());
+        EXPECT_TRUE(program.read().empty());
+        const TunnelStatistics counts = tunnel->statistics();
+        EXPECT_EQ(counts.refused, refused);
+        EXPECT_EQ(counts.open, 0u);
+    }
+}
+
 // The host refuses or loses every third request.
 TEST(ATunnel, LosesNothingWhereMessagesGetLost) {
     EchoHost host;
@@ -193,6 +214,9 @@ TEST(ATunnel, SaysWhatIsWrongWithIt) {
     EXPECT_NE(client.tunnel(settings).text().find("no connections"), std::string::npos);
     settings = TunnelSettings();
     settings.patience = milliseconds(0);
+    EXPECT_EQ(client.tunnel(settings).outcome(), Outcome::BadArgument);
+    settings = TunnelSettings();
+    settings.hostPacketTimeout = milliseconds(0);
     EXPECT_EQ(client.tunnel(settings).outcome(), Outcome::BadArgument);
     settings = TunnelSettings();
     settings.address = "256.256.256.256";

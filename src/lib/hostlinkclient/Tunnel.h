@@ -22,6 +22,9 @@ struct TunnelSettings {
     std::size_t connections = 32;
     /// How long the host may say nothing at all to a connection that waits for it, times without a link included.
     std::chrono::milliseconds patience{30000};
+    /// How long the host waits inside a packet for its next byte, longer than 0. What is asked again after a loss waits
+    /// in proportion. Shorter only where the host was set so: on a line that damages much, most of the time is waiting.
+    std::chrono::milliseconds hostPacketTimeout{100};
 };
 
 /// What a tunnel has carried.

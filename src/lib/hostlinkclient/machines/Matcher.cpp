@@ -14,17 +14,24 @@ bool isAboutStates(MessageId answerId) {
 }
 
 // Both in ascending order.
-bool haveCommon(const std::vector<uint16_t>& states, const std::set<uint16_t>& others) {
-    return std::any_of(states.begin(), states.end(), [&](uint16_t state) { return others.count(state) != 0; });
+bool haveCommon(const std::vector<uint16_t>& states, const std::vector<uint16_t>& others) {
+    return std::any_of(states.begin(), states.end(),
+                       [&](uint16_t state) { return std::binary_search(others.begin(), others.end(), state); });
 }
 
 } // namespace
 
 Matcher::Id Matcher::add(Question question, Time now) {
-    Open added{std::move(question), ++lastId, Stage::Waiting, {}};
+    Open added{std::move(question), lastId + 1, Stage::Waiting, {}};
     open.push_back(std::move(added));
+    ++lastId;
     if (link == Link::Down && !open.back().waitsForLink) end(std::prev(open.end()), How::LinkDown, {}, now);
     return lastId;
+}
+
+void Matcher::forget(Id id) {
+    const OpenAt one = at(id);
+    if (one != open.end()) open.erase(one);
 }
 
 const Matcher::Open* Matcher::find(Id id) const {
@@ -70,12 +77,11 @@ bool Matcher::isHeldUp(const Open& question, Time now) const {
 // probes: what waits for the link waits for them.
 std::optional<Matcher::Id> Matcher::nextToSend(Time now) {
     if (writing) return std::nullopt;
-    std::set<uint16_t> heldUp;
     for (Open& one : open) {
+        one.isHeld = false;
         if (one.stage != Stage::Waiting || now >= one.deadline) continue;
-        const bool states = isAboutStates(one.answerId);
-        if (isHeldUp(one, now) || (states && !one.isProbe && haveCommon(one.key, heldUp))) {
-            if (states) heldUp.insert(one.key.begin(), one.key.end());
+        if (isHeldUp(one, now) || isBehindOneHeld(one)) {
+            one.isHeld = true;
             continue;
         }
         one.stage = Stage::Writing;
@@ -86,6 +92,16 @@ std::optional<Matcher::Id> Matcher::nextToSend(Time now) {
         return writing;
     }
     return std::nullopt;
+}
+
+// Of those before it, nextToSend has just found out.
+bool Matcher::isBehindOneHeld(const Open& question) const {
+    if (question.isProbe || !isAboutStates(question.answerId)) return false;
+    for (const Open& one : open) {
+        if (one.id == question.id) break;
+        if (one.isHeld && isAboutStates(one.answerId) && haveCommon(question.key, one.key)) return true;
+    }
+    return false;
 }
 
 void Matcher::lastPacketGoesOut() {
@@ -270,11 +286,20 @@ void Matcher::end(OpenAt question, How how, const ByteArray& answer, Time now) {
     const bool hasActed = how == How::Answered || how == How::Part || how == How::Taken;
     const bool mayBeExecuted = hasActed || outstanding > 0;
     const Duration took = one.sent > 0 ? now - one.begun : Duration::zero();
-    ends.push_back({one.id, how, answer, one.sent, one.refusals, mayBeExecuted, one.mayBeUnsupported, took});
     const bool mayBeCalledUnsupported = one.answerId == MSG_Invalid && how != How::Unsupported && one.sent > 0;
-    if (outstanding > 0 || mayBeCalledUnsupported)
-        past.push_back({one.id, one.answerId, std::move(one.key), std::move(one.judge), one.family,
-                        std::max(outstanding, 1), now + rememberedFor});
+    // First what takes memory: without it nothing has happened.
+    std::list<Past> remembered(outstanding > 0 || mayBeCalledUnsupported ? 1 : 0);
+    ends.push_back({one.id, how, answer, one.sent, one.refusals, mayBeExecuted, one.mayBeUnsupported, took});
+    if (!remembered.empty()) {
+        remembered.front() = {one.id,
+                              one.answerId,
+                              std::move(one.key),
+                              std::move(one.judge),
+                              one.family,
+                              std::max(outstanding, 1),
+                              now + rememberedFor};
+        past.splice(past.end(), remembered);
+    }
     open.erase(question);
 }
 

@@ -79,6 +79,10 @@ public:
     Id add(Question question, Time now);
     /// The question to be sent now, which is under way from then on; none while another is being written.
     std::optional<Id> nextToSend(Time now);
+    /// The id that the next question gets.
+    Id nextId() const { return lastId + 1; }
+    /// As if it had never been asked, where that could not be completed. Not of one whose turn has come.
+    void forget(Id id);
     /// Of a question that has not ended.
     const Question& question(Id id) const { return *find(id); }
     bool isOpen(Id id) const { return find(id) != nullptr; }
@@ -116,18 +120,19 @@ private:
         int sent = 0;        // sendings begun
         int outstanding = 0; // sendings of which an answer may still come
         int refusals = 0;
+        bool isHeld = false;     // as nextToSend found last
         bool isOut = false;      // the last packet of the latest sending was on its way
         bool isAccepted = false; // the host's link has taken the latest sending
         bool mayBeUnsupported = false;
     };
     struct Past { // a question that has ended while answers to it may still come
-        Id id;
-        MessageId answerId;
-        std::vector<uint16_t> key;
-        std::function<Verdict(const ByteArray&)> judge;
-        uint64_t family;
-        int outstanding;
-        Time until;
+        Id id = 0;
+        MessageId answerId = MSG_Invalid;
+        std::vector<uint16_t> key{};
+        std::function<Verdict(const ByteArray&)> judge{};
+        uint64_t family = 0;
+        int outstanding = 0;
+        Time until{};
     };
     using OpenAt = std::list<Open>::iterator;
 
@@ -137,6 +142,7 @@ private:
     std::optional<Time> confusedUntil(const Open& question) const;
     bool mayBeSent(const Open& question) const;
     bool isHeldUp(const Open& question, Time now) const;
+    bool isBehindOneHeld(const Open& question) const;
     void takeAnswer(OpenAt question, How how, const ByteArray& answer, Time now);
     bool dropLate(const ByteArray& message, bool isNoOther, Time now);
     void takeUnsupported(Time now);

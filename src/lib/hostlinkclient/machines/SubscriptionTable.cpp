@@ -74,8 +74,9 @@ std::optional<SubscriptionTable::Step> SubscriptionTable::nextStep() {
                              Step{MSG_SubscribeState, statesIn(Wire::Unasked, true)},
                              Step{MSG_GetState, statesIn(Wire::Subscribed, true)}}) {
         if (step.states.empty()) continue;
+        std::optional<Step> next = step; // without memory for it none is under way
         isUnderWay = true;
-        return step;
+        return next;
     }
     return std::nullopt;
 }

@@ -1,7 +1,9 @@
 #include "hostlinkclient/session/Core.h"
 
 #include <algorithm>
+#include <exception>
 #include <future>
+#include <new>
 #include <random>
 
 #include <hostlink/HostLinkMessage.h>
@@ -92,8 +94,10 @@ Core::Core(const Wire& wire, const Options& options)
       results(std::make_shared<Results>()),
       matcher(options.lateFor),
       backoff(options.firstPause, options.longestPause, anySeed()),
+      keeper([this] { keeperWakes(); }),
       recording(recordingOf(wire)),
-      line(wire, lineEvents(), counted, recording.get(), keeper) {}
+      line(wire, lineEvents(), counted, recording.get(), keeper),
+      sender([this] { writeNext(); }) {}
 
 std::unique_ptr<LinkRecording> Core::recordingOf(const Wire& wire) {
     const std::optional<Recorder> recorder = recorderFor(settings.recorder);
@@ -192,16 +196,30 @@ void Core::tellTheRest() {
     callbacks.stop();
 }
 
-Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by) {
+// Without memory for all of it nothing has been asked.
+Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed) {
     const Time now = Clock::now();
-    const Id id = matcher.add(std::move(question), now);
-    dones.emplace(id, std::move(done));
-    if (by) {
-        cancellations.emplace(id, by);
-        if (!by->enter(weak_from_this(), id)) matcher.cancel(id, now);
+    const Id id = matcher.nextId();
+    try {
+        dones.emplace(id, std::move(done));
+        if (isSelfTimed) selfTimed.insert(id);
+        if (by) cancellations.emplace(id, by);
+        const bool isCancelled = by && !by->enter(weak_from_this(), id);
+        matcher.add(std::move(question), now);
+        if (isCancelled || closing) matcher.cancel(id, now);
+    } catch (const std::bad_alloc&) {
+        forget(id, by);
+        throw;
     }
-    if (closing) matcher.cancel(id, now);
     return id;
+}
+
+void Core::forget(Id id, const std::shared_ptr<Cancellation::State>& by) {
+    matcher.forget(id);
+    if (by) by->leave(*this, id);
+    cancellations.erase(id);
+    selfTimed.erase(id);
+    dones.erase(id);
 }
 
 void Core::submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done) {
@@ -215,17 +233,24 @@ Matcher::End Core::wait(Question question, const std::shared_ptr<Cancellation::S
     const ByteArray message = question.message;
     Lock lock(mutex);
     const Id id = add(
-        std::move(question), [slot](const Matcher::End& end) { slot->put(end); }, by);
+        std::move(question), [slot](const Matcher::End& end) { slot->put(end); }, by, true);
     const bool isTurn = settle(lock, id);
     if (!isTurn) return slot->take();
 
-    writeNow(message);
-    for (;;) {
-        lock.lock();
-        const std::optional<Time> time = matcher.timeOf(id);
-        lock.unlock();
-        if (!time || slot->waitUntil(*time)) return slot->take();
-        timeIsUp();
+    try {
+        writeNow(message);
+        for (;;) {
+            lock.lock();
+            const std::optional<Time> time = matcher.timeOf(id);
+            lock.unlock();
+            if (!time || slot->waitUntil(*time)) return slot->take();
+            timeIsUp();
+        }
+    } catch (const std::bad_alloc&) {
+        lock.lock(); // somebody else looks at its time
+        selfTimed.erase(id);
+        settle(lock, {});
+        throw;
     }
 }
 
@@ -242,16 +267,15 @@ void Core::countEnd(const Matcher::End& end) {
 }
 
 // After everything that changes what is asked: tells what has ended, and has the next message written. Releases the
-// lock.
+// lock. Takes no memory, so that what has been begun goes on.
 // @return whether the caller is to write his own message
 bool Core::settle(Lock& lock, std::optional<Id> own) {
     const Time now = Clock::now();
-    std::vector<std::pair<Done, Matcher::End>> ended;
-    for (const Matcher::End& end : matcher.takeEnds()) {
+    const std::vector<Matcher::End> ended = matcher.takeEnds();
+    std::map<Id, Done> told;
+    for (const Matcher::End& end : ended) {
         countEnd(end);
-        const auto found = dones.find(end.id);
-        ended.emplace_back(std::move(found->second), end);
-        dones.erase(found);
+        told.insert(dones.extract(end.id));
         selfTimed.erase(end.id);
         const auto cancellation = cancellations.find(end.id);
         if (cancellation == cancellations.end()) continue;
@@ -261,15 +285,29 @@ bool Core::settle(Lock& lock, std::optional<Id> own) {
     counted.staleAnswers.store(matcher.counts().late + matcher.counts().foreign, std::memory_order_relaxed);
     const std::optional<Id> next = matcher.nextToSend(now);
     const bool isOwn = next && next == own;
-    if (isOwn)
-        selfTimed.insert(*own);
-    else if (next)
-        sender.post([this, message = matcher.question(*next).message] { writeNow(message); });
+    if (next && !isOwn) {
+        toWrite = next;
+        sender.callAt(now);
+    }
     if (next && !isOwn) selfTimed.erase(*next);
+    if (own && !isOwn) selfTimed.erase(*own);
     arm(now);
     lock.unlock();
-    for (const auto& [done, end] : ended) done(end);
+    tellEnds(ended, told);
     return isOwn;
+}
+
+// Whoever has no memory for one result tells the others all the same.
+void Core::tellEnds(const std::vector<Matcher::End>& ended, const std::map<Id, Done>& whom) {
+    std::exception_ptr lack;
+    for (const Matcher::End& end : ended) {
+        try {
+            whom.at(end.id)(end);
+        } catch (const std::bad_alloc&) {
+            lack = std::current_exception();
+        }
+    }
+    if (lack) std::rethrow_exception(lack);
 }
 
 // The keeper wakes for those that nobody waits for with a clock. What it is armed for already comes early enough.
@@ -277,7 +315,17 @@ void Core::arm(Time now) {
     const std::optional<Time> next = matcher.nextTime(selfTimed);
     if (!next || closing || (armed && *armed <= *next && *armed > now)) return;
     armed = next;
-    keeper.postAt(*next, [this] { timeIsUp(); });
+    keeper.callAt(*next);
+}
+
+// For the earliest of all that it was armed for; the others are armed for anew.
+void Core::keeperWakes() {
+    {
+        const std::lock_guard lock(mutex);
+        armed.reset();
+        if (std::exchange(isStepMissing, false)) advance();
+    }
+    timeIsUp();
 }
 
 void Core::timeIsUp() {
@@ -286,6 +334,16 @@ void Core::timeIsUp() {
     if (armed && *armed <= now) armed.reset();
     matcher.tick(now);
     settle(lock, {});
+}
+
+// On the sender. What has ended meanwhile is not written any more.
+void Core::writeNext() {
+    Lock lock(mutex);
+    const std::optional<Id> id = std::exchange(toWrite, std::nullopt);
+    if (!id) return;
+    const ByteArray message = matcher.isOpen(*id) ? matcher.question(*id).message : ByteArray();
+    lock.unlock();
+    writeNow(message);
 }
 
 void Core::writeNow(const ByteArray& message) {
@@ -393,9 +451,14 @@ Question Core::ownQuestion(Question question) const {
 }
 
 void Core::askStep(const SubscriptionTable::Step& step) {
-    add(
-        ownQuestion(listQuestion(step.id, step.states)),
-        [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
+    try {
+        add(
+            ownQuestion(listQuestion(step.id, step.states)),
+            [this, step, number = linkNumber](const Matcher::End& end) { stepEnded(number, step, end); }, nullptr);
+    } catch (const std::bad_alloc&) {
+        table.stepEnded(step, SubscriptionTable::Ended::Failed);
+        throw;
+    }
 }
 
 void Core::stepEnded(uint64_t number, const SubscriptionTable::Step& step, const Matcher::End& end) {
@@ -471,9 +534,12 @@ void Core::comeUp() {
     setState(LinkState::Up, "the host answers");
 }
 
-// With the lock. The link goes, and a new one is made after a pause.
+// With the lock. The link goes, and a new one is made after a pause. First what takes memory: without it nothing has
+// happened, and the next message that fails has it tried again.
 void Core::lose(const std::string& why) {
     if (closing || isReopening) return;
+    sender.post([this] { line.close(); });
+    keeper.postAt(Clock::now() + backoff.next(), [this] { sender.post([this] { openLine(); }); });
     if (isRestoring || state == LinkState::Up) countUp(counted.losses);
     isReopening = true;
     isRestoring = false;
@@ -483,8 +549,6 @@ void Core::lose(const std::string& why) {
     table.linkLost();
     matcher.setLink(Matcher::Link::Down, Clock::now());
     setState(LinkState::Down, why);
-    sender.post([this] { line.close(); });
-    keeper.postAt(Clock::now() + backoff.next(), [this] { sender.post([this] { openLine(); }); });
 }
 
 std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>& states,
@@ -498,13 +562,25 @@ std::shared_ptr<Subscription::State> Core::subscribe(const std::vector<StateId>&
         std::make_shared<Subscription::State>(weak_from_this(), ++lastHandle, wrong, keep, std::move(told), loop);
     if (wrong || closing) return made;
     made->start();
+    try {
+        enter(made, states);
+    } catch (const std::bad_alloc&) {
+        table.remove(made->id);
+        subscribers.erase(made->id);
+        lock.unlock(); // its callback may be running already
+        made->stop();
+        throw;
+    }
+    settle(lock, {});
+    return made;
+}
+
+void Core::enter(const std::shared_ptr<Subscription::State>& made, const std::vector<StateId>& states) {
     for (auto old = subscribers.begin(); old != subscribers.end();)
         old = old->second->isOver() ? subscribers.erase(old) : std::next(old);
     subscribers.emplace(made->id, made);
     tellSubscribers(table.add(made->id, numbersOf(states)));
     advance();
-    settle(lock, {});
-    return made;
 }
 
 void Core::unsubscribe(uint64_t id) {
@@ -517,7 +593,12 @@ void Core::unsubscribe(uint64_t id) {
         gone = std::move(found->second);
         subscribers.erase(found);
     }
-    advance();
+    try {
+        advance();
+    } catch (const std::bad_alloc&) { // the host hears of it later
+        isStepMissing = true;
+        keeper.callAt(Clock::now());
+    }
     settle(lock, {});
 }
 

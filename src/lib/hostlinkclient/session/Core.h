@@ -98,16 +98,21 @@ private:
     using MessageTold = std::function<void(const ByteArray&)>;
     using LinkTold = std::function<void(LinkState, const std::string&)>;
 
-    Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by);
+    Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed = false);
+    void forget(Id id, const std::shared_ptr<Cancellation::State>& by);
     bool settle(Lock& lock, std::optional<Id> own);
+    static void tellEnds(const std::vector<Matcher::End>& ended, const std::map<Id, Done>& whom);
     void arm(Time now);
     void countEnd(const Matcher::End& end);
     void timeIsUp();
+    void keeperWakes();
     void writeNow(const ByteArray& message);
+    void writeNext();
     void takeMessage(const ByteArray& message);
     void closeCompanions();
     bool isListenedAnswer(MessageId id) const;
     void takeHostsMessage(const ByteArray& message);
+    void enter(const std::shared_ptr<Subscription::State>& made, const std::vector<StateId>& states);
     void tellSubscribers(const std::vector<SubscriptionTable::Told>& told);
     Handle addListener(MessageId id, MessageTold told);
     Handle addLinkListener(LinkTold told);
@@ -144,14 +149,16 @@ private:
     std::map<Id, std::shared_ptr<Cancellation::State>> cancellations;
     std::set<Id> selfTimed;    // questions whose waiter looks at the clock itself
     std::optional<Time> armed; // when the keeper wakes next
+    std::optional<Id> toWrite; // by the sender
     LinkState state = LinkState::Opening;
     std::string stateText = "the link is being opened";
     uint64_t linkNumber = 0; // of the present link; what belongs to another one comes too late
     int unanswered = 0;      // writes in a row
     Backoff backoff;
-    bool isRestoring = false; // the link is open, and the host has not been heard yet or not told everything
-    bool wasHeard = false;    // over the present link
-    bool isPausing = false;   // a step failed; the next one waits
+    bool isRestoring = false;   // the link is open, and the host has not been heard yet or not told everything
+    bool wasHeard = false;      // over the present link
+    bool isPausing = false;     // a step failed; the next one waits
+    bool isStepMissing = false; // there was no memory for the next one
     SubscriptionTable table;
     std::map<uint64_t, std::shared_ptr<Subscription::State>> subscribers;
     std::map<uint64_t, std::pair<MessageId, MessageTold>> listeners;

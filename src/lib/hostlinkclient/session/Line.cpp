@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <vector>
 
 #include <fcntl.h>
@@ -146,14 +147,24 @@ void Line::drop() {
     tap.reset();
 }
 
+// Without memory for it, what of the message has gone out is the tap's to tell.
+bool Line::give(const ByteArray& message) {
+    try {
+        return transport->writeMessage(message);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 Line::Sent Line::write(const ByteArray& message) {
     {
         const std::lock_guard lock(mutex);
+        if (message.empty()) return {Written::Refused, 0}; // the transport would call that accepted
         if (!isOpen) return {Written::Unknown, 0};
         isWriting = true;
     }
     tap->beginMessage();
-    const bool accepted = transport->writeMessage(message);
+    const bool accepted = give(message);
     const Tap::Written written = tap->ofMessage();
     const std::lock_guard lock(mutex);
     isWriting = false;

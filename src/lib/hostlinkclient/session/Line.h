@@ -50,6 +50,7 @@ public:
 
 private:
     const std::string& name() const { return wire.inside().name; }
+    bool give(const ByteArray& message);
     std::string prepare();
     std::string watchDevice();
     bool start();

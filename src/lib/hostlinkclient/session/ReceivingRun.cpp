@@ -39,22 +39,23 @@ std::optional<Failure> Receiving::Run::start() {
     const std::string what = "receiving files: ";
     if (!options.write) return Failure(Outcome::BadArgument, what + "nothing says where the bytes go. Set `write`");
     if (options.patience.count() <= 0) return Failure(Outcome::BadArgument, what + "a time of nothing or less");
-    if (!core->keep(Role::Receiver, shared_from_this()))
-        return Failure(Outcome::BadArgument, what + "somebody does already, or the client was closed");
+    Keeping keeping(*core, Role::Receiver, shared_from_this());
+    if (!keeping) return Failure(Outcome::BadArgument, what + "somebody does already, or the client was closed");
+    pump.post([this] { Calling::mark(core.get()); });
+    listening = core->listen(MSG_DataTransfer, [weak = weak_from_this()](const ByteArray& message) {
+        if (const auto self = weak.lock()) self->pump.post([self = self.get(), message] { self->take(message); });
+    });
     try {
-        pump.post([this] { Calling::mark(core.get()); });
         pump.start([this](exchange::Time now) {
             receiver.advance(now);
             tellEnd();
             return receiver.deadline();
         });
     } catch (const std::system_error& error) {
-        core->release(Role::Receiver, this);
+        listening.reset();
         return Failure(Outcome::NotSent, what + "no thread for it: " + error.what());
     }
-    listening = core->listen(MSG_DataTransfer, [weak = weak_from_this()](const ByteArray& message) {
-        if (const auto self = weak.lock()) self->pump.post([self = self.get(), message] { self->take(message); });
-    });
+    keeping.goOn();
     return std::nullopt;
 }
 

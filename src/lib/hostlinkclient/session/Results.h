@@ -37,8 +37,9 @@ public:
     std::shared_ptr<Owed> owe() {
         const std::lock_guard lock(mutex);
         if (isOver) return nullptr;
+        auto made = std::make_shared<Owed>(shared_from_this()); // without memory for it nothing is owed
         ++owed;
-        return std::make_shared<Owed>(shared_from_this());
+        return made;
     }
 
     /// Tells the result that has waited longest, if there is one.
@@ -69,8 +70,8 @@ public:
 private:
     void settle(Task task) {
         const std::lock_guard lock(mutex);
+        if (--owed == 0) settled.notify_all(); // also when there is no memory for the task
         if (task) waiting.push_back(std::move(task));
-        if (--owed == 0) settled.notify_all();
     }
 
     std::mutex mutex; // guards all below; never held while calling

@@ -98,17 +98,12 @@ Sending::Run::Run(std::shared_ptr<Core> with, std::unique_ptr<exchange::ByteSour
       began(Pump::now()) {}
 
 std::optional<Failure> Sending::Run::start() {
-    if (!core->keep(Role::Sender, shared_from_this()))
+    Keeping keeping(*core, Role::Sender, shared_from_this());
+    if (!keeping)
         return Failure(Outcome::BadArgument, what + ": another file is on its way, or the client was closed. Wait for "
                                                     "the end of the other one");
-    try {
-        pump.post([this] { Calling::mark(core.get()); });
-        pump.start([this](exchange::Time now) { return turn(now); });
-    } catch (const std::system_error& error) {
-        core->release(Role::Sender, this);
-        return Failure(Outcome::NotSent, what + ": no thread for it: " + error.what());
-    }
     pump.post([this] {
+        Calling::mark(core.get());
         sender.emplace(*source, options, Pump::now());
         watching = core->watchLink([weak = weak_from_this()](bool up) {
             const auto self = weak.lock();
@@ -121,6 +116,12 @@ std::optional<Failure> Sending::Run::start() {
             });
         });
     });
+    try {
+        pump.start([this](exchange::Time now) { return turn(now); });
+    } catch (const std::system_error& error) {
+        return Failure(Outcome::NotSent, what + ": no thread for it: " + error.what());
+    }
+    keeping.goOn();
     return std::nullopt;
 }
 

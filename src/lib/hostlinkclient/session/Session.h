@@ -69,6 +69,30 @@ public:
     virtual Counters& counters() = 0;
 };
 
+/// Has a session hold a companion while that begins, and let go of it where nothing comes of it, whatever the reason.
+class Keeping {
+public:
+    Keeping(Session& by, Role as, const std::shared_ptr<Companion>& whom)
+        : session(by), role(as), companion(whom.get()), isKept(by.keep(as, whom)) {}
+    Keeping(const Keeping&) = delete;
+    Keeping& operator=(const Keeping&) = delete;
+    ~Keeping() {
+        if (isKept && !hasBegun) session.release(role, companion);
+    }
+
+    /// False when there is one in that role, or the session has ended.
+    explicit operator bool() const { return isKept; }
+    /// It has begun, and is held from now on.
+    void goOn() { hasBegun = true; }
+
+private:
+    Session& session;
+    const Role role;
+    const Companion* const companion;
+    const bool isKept;
+    bool hasBegun = false;
+};
+
 class Client;
 
 /// The session of a client; lives as long as the client.

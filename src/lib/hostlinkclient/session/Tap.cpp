@@ -69,11 +69,21 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
         ++inside;
         link = real.get();
     }
+    struct Leaving { // also when there is no memory
+        ~Leaving() {
+            const std::lock_guard guard(tap.mutex);
+            --tap.inside;
+            tap.left.notify_all();
+        }
+        Tap& tap;
+    };
+    const Leaving leaving{*this};
     // A packet that is tried again was refused before, and nothing tells what has gone out then.
     if (HostLinkPacket::isLast(packet) && !written.refusedLast) lastPacketGoesOut();
     countUp(counters.packetsOut);
     countUp(counters.bytesOut, packet.size());
     if (recording != nullptr) recording->packetOut(packet);
+    written.refusedLast = false;
     const WriteDataResponse response = link->writeData(packet);
     if (recording != nullptr) recording->verdict(response);
     written.refusedLast = response == Rejected;
@@ -83,9 +93,6 @@ WriteDataResponse Tap::writeData(const ByteArray& packet) {
     } else if (response != Accepted) {
         countUp(counters.unansweredPackets);
     }
-    const std::lock_guard lock(mutex);
-    --inside;
-    left.notify_all();
     return response;
 }
 

@@ -23,7 +23,7 @@ constexpr auto longestGoodbye = std::chrono::milliseconds(300); // an end takes 
 
 exchange::TunnelOptions machineOptions(const TunnelSettings& settings, int maxPacketSize) {
     exchange::TunnelOptions options;
-    options.pace = exchange::paceFor(maxPacketSize);
+    options.pace = exchange::paceFor(maxPacketSize, settings.hostPacketTimeout);
     options.pace.patience = settings.patience;
     options.mostConnections = settings.connections;
     // Other ones than those of a program that was here before: the host may still hold some.
@@ -33,12 +33,12 @@ exchange::TunnelOptions machineOptions(const TunnelSettings& settings, int maxPa
     return options;
 }
 
+// Without a link no other message would get out either: what is called unknown lets all of them wait.
 Delivery deliveryOfData(Matcher::How how) {
     switch (how) {
     case How::Taken: return Delivery::Accepted;
     case How::Refused:
-    case How::TimedOut:
-    case How::LinkDown: return Delivery::Refused;
+    case How::TimedOut: return Delivery::Refused;
     default: return Delivery::Unknown;
     }
 }
@@ -70,16 +70,16 @@ Tunnel::Run::Run(std::shared_ptr<Core> with, const TunnelSettings& settings)
 }
 
 std::optional<Failure> Tunnel::Run::start() {
-    if (!core->keep(Role::Tunnel, shared_from_this()))
-        return Failure(Outcome::BadArgument, what + ": there is one already, or the client was closed");
+    Keeping keeping(*core, Role::Tunnel, shared_from_this());
+    if (!keeping) return Failure(Outcome::BadArgument, what + ": there is one already, or the client was closed");
     requests = listen(MSG_TcpTunneling);
     answers = listen(MSG_TcpTunnelingResponse);
     try {
         pump.start([this](exchange::Time now) { return turn(now); }, sockets.descriptor());
     } catch (const std::system_error& error) {
-        core->release(Role::Tunnel, this);
         return Failure(Outcome::NotSent, what + ": no thread for it: " + error.what());
     }
+    keeping.goOn();
     return std::nullopt;
 }
 
@@ -92,6 +92,7 @@ Session::Handle Tunnel::Run::listen(MessageId id) {
 
 std::optional<exchange::Time> Tunnel::Run::turn(exchange::Time now) {
     tunnels.advance(now);
+    publish(); // before the programs at the sockets see what has become of their connections
     sockets.handle(now);
     if (const auto message = tunnels.nextMessage(now)) ask(*message);
     publish();
@@ -169,7 +170,7 @@ void Tunnel::Run::sayGoodbye() {
 }
 
 Result<Tunnel> Client::tunnel(const TunnelSettings& settings) {
-    if (settings.connections == 0 || settings.patience.count() <= 0)
+    if (settings.connections == 0 || settings.patience.count() <= 0 || settings.hostPacketTimeout.count() <= 0)
         return Failure(Outcome::BadArgument, "the tunnel at " + settings.address + ": no connections, or no patience");
     try {
         const auto run = std::make_shared<Tunnel::Run>(inside, settings);

@@ -16,7 +16,7 @@ timespec durationUntil(Time when) {
 
 } // namespace
 
-Worker::Worker() : thread(startQuietThread([this] { run(); })) {}
+Worker::Worker(Task whenCalled) : called(std::move(whenCalled)), thread(startQuietThread([this] { run(); })) {}
 
 Worker::~Worker() {
     stop();
@@ -40,6 +40,15 @@ Worker::Timer Worker::postAt(Time when, Task task) {
     }
     event.set();
     return timer;
+}
+
+void Worker::callAt(Time when) {
+    {
+        const std::lock_guard lock(mutex);
+        if (callTime && *callTime <= when) return;
+        callTime = when;
+    }
+    event.set();
 }
 
 void Worker::cancel(const Timer& timer) {
@@ -91,6 +100,10 @@ std::deque<Worker::Task> Worker::takeDue() {
     const Time now = std::chrono::steady_clock::now();
     const std::lock_guard lock(mutex);
     std::deque<Task> due = std::exchange(tasks, {});
+    if (callTime && *callTime <= now) {
+        callTime.reset();
+        due.push_back(called);
+    }
     while (!timers.empty() && timers.begin()->first.first <= now) {
         due.push_back(std::move(timers.begin()->second));
         timers.erase(timers.begin());
@@ -105,6 +118,7 @@ void Worker::sleep() {
         const std::lock_guard lock(mutex);
         polled[1].fd = watched;
         if (!timers.empty()) longest = durationUntil(timers.begin()->first.first);
+        if (callTime && (timers.empty() || *callTime < timers.begin()->first.first)) longest = durationUntil(*callTime);
         polling = watches + 1; // never 0
     }
     ::ppoll(polled, 2, longest ? &*longest : nullptr, nullptr);

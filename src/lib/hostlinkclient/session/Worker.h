@@ -24,8 +24,9 @@ public:
     using Task = std::function<void()>;
     using Timer = std::pair<Time, uint64_t>;
 
+    /// @param whenCalled what `callAt` asks for
     /// @throw std::system_error no thread or no descriptor to be had
-    Worker();
+    explicit Worker(Task whenCalled = nullptr);
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     /// As `stop()`.
@@ -35,6 +36,9 @@ public:
     void post(Task task);
     /// Does the task at that time.
     Timer postAt(Time when, Task task);
+    /// Calls what the constructor was given, once, at the earliest of the times that are asked for until then. Takes no
+    /// memory.
+    void callAt(Time when);
     /// The task is not begun any more.
     void cancel(const Timer& timer);
     /// Calls `hungUp` once, when the far end of the descriptor goes. Replaces what was watched; −1 watches nothing, and
@@ -52,12 +56,14 @@ private:
     std::deque<Task> takeDue();
     void sleep();
 
+    const Task called;
     const WakeEvent event;    // there is something that the thread has not looked at yet
     mutable std::mutex mutex; // guards all below but the thread
     std::condition_variable watchChanged;
     std::deque<Task> tasks;
     std::map<Timer, Task> timers;
     uint64_t lastTimer = 0;
+    std::optional<Time> callTime;
     int watched = -1;
     Task onHangUp;
     uint64_t watches = 0; // how often `watched` was set
