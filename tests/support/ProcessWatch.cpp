@@ -89,6 +89,19 @@ bool waitUntilOnFutex(pid_t thread, std::chrono::milliseconds limit) {
     return waitUntil(&sleepsOnFutex, thread, limit);
 }
 
+std::chrono::nanoseconds waitedForProcessor(pid_t process) {
+    std::chrono::nanoseconds all{};
+    const std::string tasks = "/proc/" + std::to_string(process) + "/task";
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(tasks.c_str()), &::closedir);
+    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+        std::ifstream file(tasks + "/" + entry->d_name + "/schedstat");
+        long long ran = 0; // nanoseconds, both
+        long long waited = 0;
+        if (file >> ran >> waited) all += std::chrono::nanoseconds(waited);
+    }
+    return all;
+}
+
 long voluntarySwitches(pid_t thread) {
     const std::string key = "voluntary_ctxt_switches:";
     std::ifstream file(taskFile(thread, "status"));

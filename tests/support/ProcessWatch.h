@@ -23,5 +23,9 @@ bool waitUntilPolling(pid_t thread, std::chrono::milliseconds limit = std::chron
 /// Waits until the thread sleeps on a futex, as one does that waits for a mutex; false when the time is over before.
 bool waitUntilOnFutex(pid_t thread, std::chrono::milliseconds limit = std::chrono::seconds(20));
 
+/// How long the threads that a process has now had to wait for a processor since they began, taken together; zero when
+/// there is no such process.
+std::chrono::nanoseconds waitedForProcessor(pid_t process);
+
 /// How often the thread has gone to sleep on its own account since it began.
 long voluntarySwitches(pid_t thread);
