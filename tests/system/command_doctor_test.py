@@ -179,7 +179,8 @@ def TerminalOfTheSameNumberElsewhereIsAnother(build):
                 sys.exit(CANNOT_RUN)
             fcntl.ioctl(port.slave, termios.TIOCEXCL)
             _, found = machine.findings("--uart", port.path)
-            assert "(%d)" % os.getpid() in found["users"]["text"], found["users"]
+            if os.getuid() == 0:  # nobody else looks out of the namespace that the command runs in
+                assert "(%d)" % os.getpid() in found["users"]["text"], found["users"]
             for each in found.values():
                 assert "(%d)" % container.process.pid not in each["text"], each
             expect("its end", container.end(), 0)
