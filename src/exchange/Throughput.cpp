@@ -6,7 +6,7 @@ namespace {
 
 constexpr Time grain = std::chrono::milliseconds(100); // marks are no closer, so that they stay few
 
-constexpr double longest = 1e9; // seconds: further ahead nobody looks, and a Time cannot hold much more
+constexpr double longestTold = 1e9; // seconds: further ahead nobody looks, and a Time cannot hold much more
 
 double seconds(Time time) {
     return std::chrono::duration<double>(time).count();
@@ -30,7 +30,7 @@ std::optional<Time> Throughput::left(uint64_t total, Time now) const {
     const uint64_t done = marks.back().bytes;
     if (speed <= 0) return std::nullopt;
     const double rest = total > done ? static_cast<double>(total - done) : 0;
-    if (rest / speed > longest) return std::nullopt;
+    if (rest / speed > longestTold) return std::nullopt;
     return std::chrono::duration_cast<Time>(std::chrono::duration<double>(rest / speed));
 }
 

@@ -291,13 +291,9 @@ void Matcher::end(OpenAt question, How how, const ByteArray& answer, Time now) {
     std::list<Past> remembered(outstanding > 0 || mayBeCalledUnsupported ? 1 : 0);
     ends.push_back({one.id, how, answer, one.sent, one.refusals, mayBeExecuted, one.mayBeUnsupported, took});
     if (!remembered.empty()) {
-        remembered.front() = {one.id,
-                              one.answerId,
-                              std::move(one.key),
-                              std::move(one.judge),
-                              one.family,
-                              std::max(outstanding, 1),
-                              now + rememberedFor};
+        const int answersOwed = std::max(outstanding, 1);
+        remembered.front() = {one.id,     one.answerId, std::move(one.key), std::move(one.judge),
+                              one.family, answersOwed,  now + rememberedFor};
         past.splice(past.end(), remembered);
     }
     open.erase(question);

@@ -1,17 +1,10 @@
 #include <algorithm>
+#include <new>
 
 #include "hostlinkclient/session/CancellationState.h"
 #include "hostlinkclient/session/Core.h"
 
 namespace hostlink {
-
-namespace {
-
-bool isSame(const std::weak_ptr<Core>& one, const std::weak_ptr<Core>& other) {
-    return !one.owner_before(other) && !other.owner_before(one);
-}
-
-} // namespace
 
 bool Cancellation::State::enter(std::weak_ptr<Core> core, uint64_t id) {
     const std::lock_guard lock(mutex);
@@ -27,17 +20,22 @@ void Cancellation::State::leave(const Core& core, uint64_t id) {
 }
 
 // The latest first: none is sent because another before it has gone. What has not ended because there is no memory for
-// that is still here for the next attempt.
+// that is put back for the next attempt: into the room it had, since nobody enters any more.
 void Cancellation::State::cancel() {
     std::unique_lock lock(mutex);
     cancelled = true;
     while (!requests.empty()) {
-        const auto [core, id] = requests.back();
+        const auto latest = requests.back();
+        requests.pop_back();
         lock.unlock();
-        if (const auto present = core.lock()) present->cancel(id);
+        try {
+            if (const auto present = latest.first.lock()) present->cancel(latest.second);
+        } catch (const std::bad_alloc&) {
+            lock.lock();
+            requests.push_back(latest);
+            throw;
+        }
         lock.lock();
-        const bool isLeft = !requests.empty() && requests.back().second == id && isSame(requests.back().first, core);
-        if (isLeft) requests.pop_back(); // of a client that is gone
     }
 }
 
