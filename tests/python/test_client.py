@@ -14,7 +14,7 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
-from conftest import PATIENCE, eventually
+from conftest import PATIENCE, UNHURRIED, eventually
 from scripted_host import ScriptedHost
 
 import hostlink
@@ -148,19 +148,27 @@ def test_keys_of_the_host(hostlink_host: Host, hostlink_client: Client) -> None:
 def test_a_host_that_goes_and_comes_back(tmp_path: pathlib.Path) -> None:
     port = tmp_path / "host"
     states: queue.Queue[tuple[LinkState, str]] = queue.Queue()
-    with Client(hostlink.Uart(str(port)), first_pause=0.01, longest_pause=0.02) as client:
+    seen: list[LinkState] = []
+
+    def wait_until_told(state: LinkState) -> None:  # by a thread of its own, which may come later than what it tells
+        while not seen or seen[-1] is not state:
+            seen.append(states.get(timeout=PATIENCE)[0])
+
+    wire = hostlink.Uart(str(port), response_timeout=PATIENCE)
+    with Client(wire, first_pause=0.01, longest_pause=0.02, **UNHURRIED) as client:
         client.on_link(lambda state, why: states.put((state, why)))
         with pytest.raises(hostlink.LinkDown, match="cannot be opened|there is no link"):
-            client.get("PlayerVolume", within=PATIENCE)
+            client.get("PlayerVolume")
         for volume in (1, 2):
             with Host(states={"PlayerVolume": volume}, link=port) as host:
                 assert client.wait_until_up(PATIENCE), client.link_text
-                assert client.get("PlayerVolume", wait_while_down=True, within=PATIENCE) == volume
+                assert client.get("PlayerVolume", wait_while_down=True) == volume
                 assert host.counts()["faults"] == 0
+                wait_until_told(LinkState.Up)
             eventually(lambda: client.link is LinkState.Down)
+            wait_until_told(LinkState.Down)
         assert client.statistics()["links"] == 2 and client.statistics()["losses"] == 2
     assert client.link is LinkState.Closed
-    seen = []
     while not states.empty():
         seen.append(states.get()[0])
     assert seen.count(LinkState.Up) == 2 and seen[-1] in (LinkState.Down, LinkState.Closed)
