@@ -32,6 +32,7 @@
 #include "rig/RigControl.h"
 #include "support/Bytes.h"
 #include "support/Packets.h"
+#include "support/Pause.h"
 #include "support/Pty.h"
 #include "support/schedule/HostileScheduler.h"
 #include "support/schedule/Hunt.h"
@@ -101,6 +102,7 @@ HostLinkPhysicalLayer* makeLink(const std::string& name) {
         properties.setInt(UartResponseTimeout, 10000);
         std::thread(playHost, shared.pty->master()).detach();
     } else {
+        busrig::RigControl().reset(); // a host that waits for the answer of who has just ended would tell nothing so long
         const busrig::RigBoard& board = busrig::firstBoard;
         properties.setString(DevicePath, name == "i2c" ? board.i2cPath : board.spiPath);
         properties.setInt(GpioNumber, board.gpio);
@@ -149,7 +151,7 @@ void startLog(bool exitsInAppender) {
 }
 
 void awaitTraffic() {
-    while (shared.delivered < 1) std::this_thread::yield();
+    while (shared.delivered < 1) pauseBetweenLooks();
 }
 
 } // namespace

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 
+#include "Pause.h"
 #include "ProcessWatch.h"
 
 namespace {
@@ -31,7 +31,7 @@ bool NewThreads::haveGone() const {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!ids().empty()) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::yield();
+        pauseBetweenLooks();
     }
     return true;
 }
@@ -41,7 +41,7 @@ pid_t NewThreads::find(bool (*condition)(pid_t)) const {
     do {
         for (const pid_t id : ids())
             if (condition(id)) return id;
-        std::this_thread::yield();
+        pauseBetweenLooks();
     } while (std::chrono::steady_clock::now() < deadline);
     return -1;
 }

@@ -6,9 +6,10 @@
 #include <cstdlib>
 #include <future>
 #include <iostream>
-#include <thread>
 
 #include <gtest/gtest.h>
+
+#include "Pause.h"
 
 /// Waits until what runs behind `future` is through. Where it is not, in far more time than it takes, the test has
 /// failed and the program ends there: what still runs uses what the test has made, so the test can neither go on nor
@@ -29,6 +30,6 @@ template <typename Condition> void mustBecomeTrue(Condition condition, const cha
             std::cout << std::flush;
             std::_Exit(EXIT_FAILURE);
         }
-        std::this_thread::yield();
+        pauseBetweenLooks();
     }
 }

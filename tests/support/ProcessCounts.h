@@ -4,7 +4,8 @@
 
 #include <chrono>
 #include <filesystem>
-#include <thread>
+
+#include "Pause.h"
 
 inline long entriesOf(const char* directory) {
     const std::filesystem::directory_iterator begin(directory);
@@ -24,7 +25,7 @@ inline bool waitForThreadCount(long expected, std::chrono::seconds limit = std::
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (threadCount() != expected) {
         if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
+        pauseBetweenLooks();
     }
     return true;
 }
@@ -35,7 +36,7 @@ inline bool waitUntilNoMoreThreadsThan(long before, std::chrono::seconds limit =
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (threadCount() > before) {
         if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
+        pauseBetweenLooks();
     }
     return true;
 }

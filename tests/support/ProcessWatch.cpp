@@ -4,11 +4,12 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 #include <dirent.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include "Pause.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ bool waitUntil(bool (*condition)(pid_t), pid_t thread, std::chrono::milliseconds
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition(thread)) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::yield();
+        pauseBetweenLooks();
     }
     return true;
 }
