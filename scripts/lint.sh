@@ -38,7 +38,7 @@ echo "== clang-tidy, with the clang analyzer's checks"
 # one as closely as at a file of its own.
 together=build/UnifiedSource
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
-cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=16 >/dev/null
+cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=32 >/dev/null
 files=$(scripts/sources.sh | grep -E "^(src|examples)/.*\.cpp$")
 # Three checks do not look behind it. They are for what these files have.
 apart='misc-unused-using-decls,misc-unused-alias-decls,bugprone-suspicious-include'

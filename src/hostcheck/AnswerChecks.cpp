@@ -15,7 +15,7 @@ constexpr unsigned unusedFormats[] = {4, 5, 6, 7};
 void responseForm(Bench& bench) {
     bench.requireAnswer(bench.module.send(bench.questionPacket()).answer, AcknowledgeType::Ack, 1, "a good packet");
     const ByteArray response = bench.module.lastResponse;
-    bench.require((response[4] & ~0xC0) == (FMT_Message | PKT_Last) && response[6] == 0 && response[7] == 0, 1,
+    bench.require((response[4] & ~0xC0) == wholeMessage && response[6] == 0 && response[7] == 0, 1,
                   "a response frame with flags A3, packet id 0 and padding 0; came: " + hex(response));
     bench.module.listen(bench.waits.quiet);
     bench.require(bench.module.strays.empty(), 1,

@@ -150,8 +150,7 @@ void writeWhileLow(Bench& bench) {
 }
 
 void badWrite(Bench& bench) {
-    for (const ByteArray& bytes :
-         {ByteArray(12, 0x55), headerOf(1, PKT_Last | FMT_Message, 9), headerOf(1, PKT_Last | FMT_Message, 40)}) {
+    for (const ByteArray& bytes : {ByteArray(12, 0x55), headerOf(1, wholeMessage, 9), headerOf(1, wholeMessage, 40)}) {
         bench.requireAnswer(bench.module.send(bytes).answer, AcknowledgeType::Nack, 82,
                             "a write without a good packet");
     }

@@ -40,7 +40,7 @@ void noiseAlone(Bench& bench) {
 }
 
 void noiseBefore(Bench& bench) {
-    for (const size_t size : {1, 7, 8, 40}) requireTakenBehind(bench, noise(bench, size), 12, "noise");
+    for (const size_t size : {1U, 7U, 8U, 40U}) requireTakenBehind(bench, noise(bench, size), 12, "noise");
 }
 
 void noiseBehind(Bench& bench) {
@@ -71,7 +71,7 @@ void halfMark(Bench& bench) {
 void impossibleLengths(Bench& bench) {
     for (const uint16_t length : badLengths) {
         const std::string what = "a start mark with length " + std::to_string(length);
-        const ByteArray header = headerOf(bench.module.nextId(), PKT_Last | FMT_Message, length);
+        const ByteArray header = headerOf(bench.module.nextId(), wholeMessage, length);
         bench.requireAnswer(bench.module.send(header).answer, AcknowledgeType::Nack, 13, what);
         bench.requireUsable(13, what);
         bench.require(bench.module.strays.empty(), 13, "one nack to " + what);
@@ -125,7 +125,7 @@ bool putWithPause(Bench& bench, const ByteArray& packet, size_t at) {
 constexpr unsigned tries = 20;
 
 void shortPause(Bench& bench) {
-    for (const size_t at : {1, 2, 3, 7, 8, 12}) {
+    for (const size_t at : {1U, 2U, 3U, 7U, 8U, 12U}) {
         bool isInTime = false;
         for (unsigned i = 0; i < tries && !isInTime; ++i) {
             bench.module.listen(bench.waits.cutPause);
@@ -181,7 +181,7 @@ void cutPackets(Bench& bench) {
 }
 
 void packetInACutOne(Bench& bench) {
-    ByteArray header = headerOf(bench.module.nextId(), PKT_Last | FMT_Message, 60);
+    ByteArray header = headerOf(bench.module.nextId(), wholeMessage, 60);
     bench.module.put(joined({header, bench.questionPacket()}));
     bench.requireAnswer(bench.module.awaitAnswer(bench.waits.cutPause + bench.waits.answer), AcknowledgeType::Ack, 17,
                         "a good packet inside one that stopped");
@@ -189,7 +189,7 @@ void packetInACutOne(Bench& bench) {
 }
 
 void longestLength(Bench& bench) {
-    const ByteArray header = headerOf(bench.module.nextId(), PKT_Last | FMT_Message, UINT16_MAX);
+    const ByteArray header = headerOf(bench.module.nextId(), wholeMessage, UINT16_MAX);
     bench.module.put(joined({header, ByteArray(100)}));
     bench.module.listen(bench.waits.cutPause);
     const auto& strays = bench.module.strays;

@@ -11,8 +11,12 @@
 
 namespace hostcheck {
 
+/// Flags of a packet that is the whole frame of a message.
+constexpr uint8_t wholeMessage = uint32_t{PKT_Last} | FMT_Message;
+
 /// One packet of a message frame, its payload as given.
 ByteArray messagePacket(uint8_t frameId, uint8_t packetId, bool last, const ByteArray& payload);
+
 /// A message cut into packets of at most `size` bytes.
 std::vector<ByteArray> cut(uint8_t frameId, const ByteArray& message, uint16_t size);
 ByteArray resetPacket(uint8_t frameId);

@@ -38,7 +38,7 @@ void resetInAFrame(Bench& bench) {
 }
 
 void resetBehindACutPacket(Bench& bench) {
-    bench.module.put(headerOf(bench.module.nextId(), PKT_Last | FMT_Message, 40));
+    bench.module.put(headerOf(bench.module.nextId(), wholeMessage, 40));
     bench.module.listen(bench.waits.cutPause);
     requireReset(bench, "behind a packet that stopped");
     bench.requireUsable(28, "a reset");

@@ -48,7 +48,7 @@ bool takesPacket(Bench& bench, size_t size) {
 
 void largestPacket(Bench& bench) {
     size_t taken = Module::usualPacket;
-    for (const size_t size : {65, 128, 256, 512, 1024, 2048, 4096}) {
+    for (const size_t size : {65U, 128U, 256U, 512U, 1024U, 2048U, 4096U}) {
         if (!takesPacket(bench, size)) break;
         taken = size;
     }

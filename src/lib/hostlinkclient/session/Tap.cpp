@@ -14,7 +14,7 @@ namespace {
 
 // A writer that has still not come back is blocked in the device for sure, and the link's destructor wakes it there.
 constexpr std::chrono::milliseconds patience{500};
-constexpr std::chrono::milliseconds interval{5};
+constexpr std::chrono::milliseconds lookInterval{5};
 
 HostLinkPhysicalLayer::Properties packetSize(int bytes) {
     HostLinkPhysicalLayer::Properties properties;
@@ -114,7 +114,7 @@ void Tap::stopWriters() {
     ended = true;
     while (inside > 0 && std::chrono::steady_clock::now() < until) {
         wakeWriter();
-        left.wait_for(lock, interval, [this] { return inside == 0; });
+        left.wait_for(lock, lookInterval, [this] { return inside == 0; });
     }
 }
 
