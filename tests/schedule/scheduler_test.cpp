@@ -17,6 +17,7 @@
 
 #include "library.h"
 #include "support/Packets.h"
+#include "support/ProcessWatch.h"
 #include "support/Pty.h"
 #include "support/ThreadDump.h"
 #include "support/schedule/HostileScheduler.h"
@@ -39,8 +40,10 @@ void converseOverUart() {
     const std::unique_ptr<HostLinkPhysicalLayer> link = std::make_unique<UartPhysicalLayer>(properties);
     ASSERT_TRUE(link->init());
     const ByteArray packet = messageEnd(1, 0, {1});
-    std::thread host([&] {
+    // An answer that is there already would not be waited for.
+    std::thread host([&, writer = currentThread()] {
         pty.read(packet.size());
+        EXPECT_TRUE(waitUntilOnFutex(writer));
         pty.write(responseFrame(0xA3, 1));
     });
     EXPECT_EQ(link->writeData(packet), Accepted);
