@@ -181,6 +181,7 @@ TEST_P(BusStack, TwoLinksAtOnceDoNotDisturbEachOther) {
     constexpr unsigned count = 100;
     const Wire otherWire = GetParam() == Wire::I2c ? Wire::Spi : Wire::I2c;
     busrig::RigControl otherRig(busrig::secondBoard);
+    otherRig.command(patientHost); // as the first
     const std::unique_ptr<HostLinkPhysicalLayer> otherLink(
         HostLinkPhysicalLayer::create(nameOf(otherWire).c_str(), propertiesOf(otherWire, busrig::secondBoard)));
     Received otherMessages;
