@@ -112,8 +112,10 @@ TEST(HostileScheduler, HoldsThreadsOfThreads) {
     EXPECT_EQ(HostileScheduler::timesAt(beforeLife), 2U);
 }
 
-// Some of these threads are of low priority, so the allowance would be used up many times over.
+// Some of these threads are of low priority, so the allowance would be used up many times over. A machine that stands
+// still during a pause may use it up at once.
 TEST(HostileScheduler, KeepsWithinItsAllowance) {
+    std::uint64_t delayed = 0;
     for (std::uint64_t seed = 1; seed <= 4; ++seed) {
         const auto begin = steady_clock::now();
         const HostileScheduler scheduler(seed);
@@ -121,16 +123,21 @@ TEST(HostileScheduler, KeepsWithinItsAllowance) {
         const auto took = std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - begin);
         EXPECT_LE(HostileScheduler::delayed(), 100000U + static_cast<std::uint64_t>(took.count()) / 8);
         EXPECT_GE(static_cast<std::uint64_t>(took.count()), HostileScheduler::delayed());
-        EXPECT_GT(HostileScheduler::delayed(), 0U) << seed;
+        delayed += HostileScheduler::delayed();
     }
+    EXPECT_GT(delayed, 0U);
 }
 
 TEST(HostileScheduler, KeepsErrno) {
-    const HostileScheduler scheduler(1);
-    errno = ENOTDIR;
-    notifyInALibrary(500);
-    EXPECT_EQ(errno, ENOTDIR);
-    EXPECT_GT(HostileScheduler::delayed(), 0U);
+    std::uint64_t delayed = 0;
+    for (std::uint64_t seed = 1; seed <= 4; ++seed) {
+        const HostileScheduler scheduler(seed);
+        errno = ENOTDIR;
+        notifyInALibrary(500);
+        EXPECT_EQ(errno, ENOTDIR);
+        delayed += HostileScheduler::delayed();
+    }
+    EXPECT_GT(delayed, 0U);
 }
 
 // --- How a hunt tells ---
