@@ -31,6 +31,7 @@
 #include "support/LogCapture.h"
 #include "support/ProcessWatch.h"
 #include "support/Pty.h"
+#include "support/StaysAlive.h"
 
 using namespace std::chrono_literals;
 using log4cplus::ERROR_LOG_LEVEL;
@@ -290,6 +291,7 @@ TEST_F(UartTest, OpensWithEachParityAlthoughAPtyHasNone) {
 // A session leader without a terminal would get this one, and with it the signals of whoever hangs up.
 using UartTestDeathTest = UartTest;
 TEST_F(UartTestDeathTest, DoesNotBecomeTheTerminalOfItsProcess) {
+    startAlone();
     const auto openAsSessionLeader = [this] {
         if (setsid() < 0) std::_Exit(2);
         Uart uart(pty.slavePath(), 115200, 0, "none", true);
