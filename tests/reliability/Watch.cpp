@@ -30,6 +30,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr double memoryAllowanceKiB = 512; // of growth over the second half
 constexpr seconds settling{1};
+constexpr seconds patience{30}; // far more than a busy machine takes for what is waited for
+constexpr std::chrono::milliseconds betweenLooks{1};
+constexpr std::chrono::milliseconds goodTime{500}; // before the end of a period
 constexpr std::chrono::milliseconds messageEvery{10};
 constexpr seconds progressEvery{15};
 
@@ -39,6 +42,11 @@ struct Sample {
     long descriptors;
     long threads;
 };
+
+template <typename Condition> void await(Condition condition) {
+    const auto deadline = Clock::now() + patience;
+    while (!condition() && Clock::now() < deadline) std::this_thread::sleep_for(betweenLooks);
+}
 
 long residentKiB() {
     std::ifstream file("/proc/self/statm"); // pages: size, resident, ...
@@ -89,6 +97,10 @@ public:
             write(tail);
         }
         host->waitUntilQuiet();
+        await([this] { return arrived >= queued; }); // the host is answered before the application is told
+    }
+    void awaitSleep() const {
+        for (const pid_t thread : threads) await([thread] { return sleepsInPoll(thread) || sleepsOnFutex(thread); });
     }
     bool isComplete() { return refused == 0 && arrived == queued && host->messagesReceived() == written; }
     void printTraffic() {
@@ -151,6 +163,7 @@ std::vector<Sample> watch(const char* phase, seconds time) {
     const auto begin = Clock::now();
     for (seconds at = settling; at < time; ++at) {
         std::this_thread::sleep_until(begin + at);
+        if (Clock::now() > begin + time - goodTime) break; // held up: what runs beside it may end or have ended
         samples.push_back({static_cast<double>(at.count()), residentKiB(), descriptorCount(), threadCount()});
         if (at.count() % progressEvery.count() != 0) continue;
         const Sample& now = samples.back();
@@ -178,6 +191,7 @@ bool judgeSamples(const char* phase, const std::vector<Sample>& samples) {
 bool watchIdle(const Subjects& subjects, seconds time) {
     std::vector<long> before;
     std::this_thread::sleep_for(settling); // the links' threads go to sleep
+    for (const auto& subject : subjects) subject->awaitSleep();
     for (const auto& subject : subjects) before.push_back(subject->wakeUps());
     bool good = judgeSamples("idle", watch("idle", time));
     for (size_t i = 0; i < subjects.size(); ++i) {

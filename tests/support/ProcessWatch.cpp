@@ -17,21 +17,14 @@ std::string taskFile(pid_t thread, const char* name) {
     return "/proc/self/task/" + std::to_string(thread) + "/" + name;
 }
 
-// The file begins with the number of the system call in which the thread sleeps, and says "running" when it does not.
-long systemCallOf(pid_t thread) {
-    std::ifstream file(taskFile(thread, "syscall"));
-    long number = -1;
-    return file >> number ? number : -1;
-}
-
 // The kernel's numbers.
 struct SystemCalls {
-    long poll, ppoll, futex;
+    long poll, ppoll, futex, restart;
 };
 #ifdef SYS_poll
-constexpr SystemCalls ownCalls{SYS_poll, SYS_ppoll, SYS_futex};
+constexpr SystemCalls ownCalls{SYS_poll, SYS_ppoll, SYS_futex, SYS_restart_syscall};
 #else
-constexpr SystemCalls ownCalls{SYS_ppoll, SYS_ppoll, SYS_futex};
+constexpr SystemCalls ownCalls{SYS_ppoll, SYS_ppoll, SYS_futex, SYS_restart_syscall};
 #endif
 
 #ifdef ZENT_EMULATED_ON_X86_64
@@ -43,10 +36,30 @@ bool isEmulated() {
         if (word == "vendor_id") return true;
     return false;
 }
-const SystemCalls calls = isEmulated() ? SystemCalls{7, 271, 202} : ownCalls;
+const SystemCalls calls = isEmulated() ? SystemCalls{7, 271, 202, 219} : ownCalls;
 #else
 constexpr SystemCalls calls = ownCalls;
 #endif
+
+// What a call was whose process has been stopped or frozen meanwhile: it goes on under another number, with its own
+// arguments. Poll begins with an address and a number of descriptors, a futex with an address and an operation whose
+// higher bits say how it waits, a sleep with the number of a clock.
+long restartedCall(std::istream& arguments) {
+    constexpr unsigned long addresses = 4096;
+    constexpr unsigned long mostDescriptors = 16;
+    std::string first;
+    std::string second;
+    if (!(arguments >> first >> second) || std::stoul(first, nullptr, 16) < addresses) return -1;
+    return std::stoul(second, nullptr, 16) <= mostDescriptors ? calls.poll : calls.futex;
+}
+
+// The file begins with the number of the system call in which the thread sleeps, and says "running" when it does not.
+long systemCallOf(pid_t thread) {
+    std::ifstream file(taskFile(thread, "syscall"));
+    long number = -1;
+    if (!(file >> number)) return -1;
+    return number == calls.restart ? restartedCall(file) : number;
+}
 
 bool waitUntil(bool (*condition)(pid_t), pid_t thread, std::chrono::milliseconds limit) {
     const auto deadline = std::chrono::steady_clock::now() + limit;

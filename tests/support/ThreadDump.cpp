@@ -41,10 +41,26 @@ void answer(int /*signal*/) {
     ++answers;
 }
 
+// One that sleeps and has the signal blocked, as the threads of libraries do, never answers. One that was just started
+// has all of them blocked too, but has yet to run.
+bool willAnswer(pid_t thread) {
+    char path[48];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/status", static_cast<int>(thread));
+    char text[4096] = {};
+    const auto file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDONLY));
+    const long size = syscall(SYS_read, file, text, sizeof text - 1);
+    syscall(SYS_close, file);
+    const char* const state = size <= 0 ? nullptr : std::strstr(text, "State:\t");
+    const char* const blocked = size <= 0 ? nullptr : std::strstr(text, "SigBlk:\t");
+    if (state == nullptr || blocked == nullptr) return false;
+    return state[7] != 'S' || (std::strtoull(blocked + 8, nullptr, 16) >> (question - 1) & 1) == 0;
+}
+
 void ask(pid_t thread) {
+    constexpr int patience = 5000; // milliseconds: a busy machine may not let it run before
     const int before = answers;
     if (syscall(SYS_tgkill, getpid(), thread, question) != 0) return;
-    for (int i = 0; i < 200 && answers == before; ++i) {
+    for (int i = 0; i < patience && answers == before && willAnswer(thread); ++i) {
         const timespec moment{0, 1000000};
         nanosleep(&moment, nullptr);
     }

@@ -69,10 +69,11 @@ protected:
     /// A host as freshly switched on that has patience: it pulls its line once for a packet, and waits a minute for the
     /// acknowledgement. A usual one pulls again after 250 ms and gives a message up after a second: where a busy
     /// machine holds the link up for that long, there would be an interrupt more than the test has caused, with an
-    /// ERROR line about it, or a message less that counts as sent. What is among the options goes first.
-    void newHost(const std::string& options = "") {
-        rig.command("host-options interruptRepeatMs=0,responseTimeoutMs=60000," + options);
-    }
+    /// ERROR line about it, or a message less that counts as sent.
+    static constexpr auto patientHost = "host-options interruptRepeatMs=0,responseTimeoutMs=60000";
+
+    /// That host, on the first board. What is among the options goes first.
+    void newHost(const std::string& options = "") { rig.command(patientHost + ("," + options)); }
 
     HostLinkPhysicalLayer::Properties properties() const { return propertiesOf(GetParam()); }
 

@@ -141,11 +141,14 @@ TEST_P(BusStack, HostThatRefusesOnceIsAskedAgain) {
 }
 
 TEST_P(BusStack, HostThatRefusesOftenDeliversAfterItsNextEdges) {
-    newHost(
-        "irqNackFirst=3,interruptRepeatMs=1000"); // twice; longer than a busy machine holds up what an edge asks for
+    newHost("irqNackFirst=3,interruptRepeatMs=250"); // twice
     rig.send({0x06, 0x00, 0x01, 0x00, 0x00, 0xC0});
     expectMessages({bytes("06 00 01 00 00 C0")});
-    EXPECT_THAT(errors(), ElementsAre("Received NACK to IRQ frame, retrying",
+    // Where a busy machine holds up what an edge asks for, another one comes, which finds nothing in the end.
+    std::vector<std::string> refusals = errors();
+    const std::string foundNothing = "Received ack type 0 to IRQ frame, already retried:0";
+    refusals.erase(std::remove(refusals.begin(), refusals.end(), foundNothing), refusals.end());
+    EXPECT_THAT(refusals, ElementsAre("Received NACK to IRQ frame, retrying",
                                       "Received ack type 1 to IRQ frame, already retried:1",
                                       "Received ack type 1 to IRQ frame, already retried:1"));
 }
@@ -181,6 +184,7 @@ TEST_P(BusStack, TwoLinksAtOnceDoNotDisturbEachOther) {
     constexpr unsigned count = 100;
     const Wire otherWire = GetParam() == Wire::I2c ? Wire::Spi : Wire::I2c;
     busrig::RigControl otherRig(busrig::secondBoard);
+    otherRig.command(patientHost); // as the first
     const std::unique_ptr<HostLinkPhysicalLayer> otherLink(
         HostLinkPhysicalLayer::create(nameOf(otherWire).c_str(), propertiesOf(otherWire, busrig::secondBoard)));
     Received otherMessages;

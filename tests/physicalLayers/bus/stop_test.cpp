@@ -76,6 +76,19 @@ protected:
     /// The watcher has queued the edge that it saw last, and waits for another one.
     bool allQueued() const { return threads.polling() != -1; }
 
+    /// `shutdown`, which has told both threads when this returns, and waits for the reader.
+    std::future<void> beginShutdown() {
+        std::promise<pid_t> caller;
+        std::future<void> stopped = std::async(std::launch::async, [this, &caller] {
+            caller.set_value(currentThread());
+            link->shutdown();
+        });
+        const pid_t thread = caller.get_future().get();
+        EXPECT_TRUE(log.waitFor("stopping irq loop"));
+        EXPECT_TRUE(waitUntilOnFutex(thread));
+        return stopped;
+    }
+
     /// The reader is inside an exchange that does not end before `rig.release()`.
     void startHeldExchange() {
         startManual();
@@ -140,8 +153,7 @@ TEST_P(BusStop, SecondShutdownDoesNothing) {
 
 TEST_P(BusStop, ShutdownDuringAnExchangeLetsItEnd) {
     startHeldExchange();
-    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
-    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    std::future<void> stopped = beginShutdown();
     rig.release();
     stopped.get();
     EXPECT_THAT(delivered.all(), ElementsAre(asRead(numberedMessage(1))));
@@ -164,8 +176,7 @@ TEST_P(BusStop, ShutdownWithAFullQueueServesItFirst) {
     }
     ASSERT_TRUE(allQueued());
     const auto stop = steady_clock::now();
-    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
-    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    std::future<void> stopped = beginShutdown();
     rig.release();
     stopped.get();
     const auto end = steady_clock::now();
@@ -189,8 +200,7 @@ TEST_P(BusStop, ShutdownDoesNotServeAQueueForEver) {
     rig.reply(numberedMessage(1));
     for (int i = 0; i < 20; ++i) edge();
     ASSERT_TRUE(allQueued());
-    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
-    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    std::future<void> stopped = beginShutdown();
     // The exchange in progress takes longer than shutdown grants the queue, which is less than a second.
     EXPECT_EQ(stopped.wait_for(milliseconds(1500)), std::future_status::timeout);
     rig.release();
@@ -206,8 +216,7 @@ TEST_P(BusStop, InterruptsThatWereDroppedDoNotReturnAfterInit) {
     rig.hold();
     for (int i = 0; i < 5; ++i) edge();
     ASSERT_TRUE(allQueued());
-    auto stopped = std::async(std::launch::async, [&] { link->shutdown(); });
-    ASSERT_TRUE(log.waitFor("stopping irq loop"));
+    std::future<void> stopped = beginShutdown();
     EXPECT_EQ(stopped.wait_for(milliseconds(1500)), std::future_status::timeout);
     rig.release();
     stopped.get();

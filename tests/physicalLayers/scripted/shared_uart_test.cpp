@@ -166,6 +166,16 @@ TEST_F(SharedUartThatLooks, ThreadThatNeverSleepsIsGivenHalfASecond) {
     EXPECT_EQ(port.destructions(), 1);
 }
 
+// On a machine that has stood still meanwhile the time says nothing.
+TEST_F(SharedUartThatLooks, ThreadThatNeverSleepsIsGivenFiftyLooksHoweverLateItIs) {
+    SharedUart shared({}, scripted(std::deque<bool>(1000, false)), std::chrono::milliseconds(0));
+    shared.set(makePort());
+    const Announced reader(shared, Purpose::Read);
+    shared.destroy();
+    EXPECT_EQ(looks, 50);
+    EXPECT_EQ(port.destructions(), 1);
+}
+
 // The port takes its time to go. Whoever asks meanwhile is not kept waiting.
 TEST_F(SharedUartThatLooks, PortThatIsGoingReadsAsAbsentAtOnce) {
     SharedUart shared({}, scripted({}), never);

@@ -18,6 +18,7 @@
 #include <hostlink/physicalLayers/SharedUart.h>
 
 #include "ScriptedUartLink.h"
+#include "support/LinkThreads.h"
 #include "support/MustEnd.h"
 #include "support/ProcessCounts.h"
 #include "support/ProcessWatch.h"
@@ -289,7 +290,10 @@ TEST_F(ScriptedUartEnd, WaitsForADirectWritePacket) {
     logger.setLogLevel(log4cplus::ERROR_LOG_LEVEL); // the reader's last line must not wait behind the held one
 
     port.holdWrites(true);
+    const NewThreads started;
     start();
+    const std::vector<pid_t> reader = started.ids();
+    ASSERT_THAT(reader, SizeIs(1));
     std::future<ByteArray> written =
         std::async(std::launch::async, [target = link.get()] { return target->writePacket(messageEnd(1, 0, {1})); });
     ASSERT_TRUE(port.waitForHeldWrites(1));
@@ -300,7 +304,7 @@ TEST_F(ScriptedUartEnd, WaitsForADirectWritePacket) {
     });
     const pid_t thread = destroyer.get_future().get();
     ASSERT_TRUE(holder->entered.wait(patience));
-    ASSERT_TRUE(waitForThreadCount(threadsBefore + 2)); // the reader has gone
+    mustBecomeTrue([&] { return threadIds().count(reader.front()) == 0; }, "the reader has gone");
     const auto isThrough = [&] { return gone.wait_for(seconds(0)) == std::future_status::ready; };
     while (!isThrough() && !sleepsOnFutex(thread)) std::this_thread::yield();
     if (isThrough()) {

@@ -17,6 +17,9 @@ constexpr std::chrono::milliseconds entryPoll{1};
 // A reader that sleeps may still be on its way in, held up by a lock of the port that the last writer had. That one is
 // gone by then, so the lock is free and the reader moves on before the next look.
 constexpr int looksInARow = 2;
+// The time may be over without anybody having run in it, where the whole machine stood still: so many looks, then, have
+// given whoever is announced the time to get on.
+constexpr int leastLooks = 50;
 
 SharedUart::End endOfThisLibrary() {
     if (uartEnd == nullptr) return {};
@@ -83,10 +86,11 @@ void SharedUart::endAndAwaitUsers(std::unique_lock<std::mutex>& lock, Uart& goin
 
 void SharedUart::awaitSleepingReader(std::unique_lock<std::mutex>& lock) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    int looks = 0;
-    while (!users.empty()) {
-        looks = onlySleepingReaders() ? looks + 1 : 0;
-        if (looks == looksInARow || std::chrono::steady_clock::now() >= deadline) return;
+    int asleepInARow = 0;
+    for (int looks = 1; !users.empty(); ++looks) {
+        asleepInARow = onlySleepingReaders() ? asleepInARow + 1 : 0;
+        if (asleepInARow == looksInARow) return;
+        if (looks >= leastLooks && std::chrono::steady_clock::now() >= deadline) return;
         userLeft.wait_for(lock, entryPoll);
     }
 }

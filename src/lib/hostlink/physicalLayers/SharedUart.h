@@ -22,7 +22,7 @@
 /// Where the serial library can end a port (`uartEnd`), `destroy` ends it, waits for every announced thread, however
 /// long the scheduler keeps it, and destroys the port when nobody is near it any more. With a library that cannot,
 /// only the port's destructor wakes the reader: `destroy` waits until every writer has left and the reader sleeps in
-/// the kernel, twice in a row, and no longer than half a second.
+/// the kernel, twice in a row, and no longer than half a second, in which it has looked fifty times at the least.
 class SharedUart {
 public:
     /// Ends a port that stays alive; empty where there is no such thing.
