@@ -20,16 +20,6 @@ inline long descriptorCount() {
     return entriesOf("/proc/self/fd");
 }
 
-/// Waits until this many threads are listed: the kernel may list a thread a little longer than `join` waits for it.
-inline bool waitForThreadCount(long expected, std::chrono::seconds limit = std::chrono::seconds(20)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (threadCount() != expected) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        pauseBetweenLooks();
-    }
-    return true;
-}
-
 /// Waits until there are no more threads than before. Fewer will do: a thread that has been joined may be counted for a
 /// moment longer, and so may have been among those before.
 inline bool waitUntilNoMoreThreadsThan(long before, std::chrono::seconds limit = std::chrono::seconds(20)) {
