@@ -16,7 +16,8 @@ from scripted_host import (CHANGED, DATA, EVENT, FIRMWARE, GET, MUTE, PLAY_STATU
 
 PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 
-SHORT = ("--patience", "3")  # seconds: for the start of the program, too, on a busy machine
+SHORT = ("--patience", "3")  # seconds
+ENOUGH = ("--patience", "6")  # for the start of the program, too, on a busy machine
 CHUNK = 1004  # bytes that fill 19 packets of 64
 
 UNSUPPORTED = values(RESPONSE)
@@ -253,7 +254,7 @@ def UnreadableAnswers(build):
             for each in [broken[name]] if asks_for(SYSTEM_INFO, message) else answers.to(message):
                 host.send(each)
 
-        out, err = expect_failure(Run(build, answer, *SHORT), None)
+        out, err = expect_failure(Run(build, answer, *ENOUGH), None)
         expect(name, out, "\nWho is there?\n")
         assert re.search(r"get HostSystemInfo, HostFirmwareVersion: sent (once|\d times), and no answer came\.", err), (name, err)
 
@@ -279,7 +280,7 @@ def LineLostWhileAsking(build):
         for each in answers.to(message):
             host.send(each)
 
-    run = Run(build, answer, *SHORT, "--log-level", "off")
+    run = Run(build, answer, *ENOUGH, "--log-level", "off")
     code, _, err = run.end()
     expect("exit code", code, 1)
     expect("lines", len(err.splitlines()), 1)
@@ -294,7 +295,7 @@ def LineLostWhileWaitingForAButton(build):
             if each[0] != EVENT:
                 host.send(each)
 
-    run = Run(build, answer, *SHORT)
+    run = Run(build, answer, *ENOUGH)
     printed = b""
     while b"Waiting for somebody" not in printed:  # a line each: it comes through the pipe when it is printed
         assert time.monotonic() < run.deadline, printed
