@@ -210,7 +210,8 @@ def _left_out_by_a_kill(build):
             program.kill()
         host.close()
         recorded = Recorded(only_file(folder))
-    expect("cut off", recorded.left, 0)
+    if recorded.left:
+        return ["%d bytes of a piece that was being written" % recorded.left]
     old = [message.hex(" ") for message, when in zip(host.said, host.acknowledged) if when < young]
     print("%d of %d messages are old" % (len(old), len(host.said)))
     received, at = recorded.bytes_of(FROM_HOST), 0
