@@ -71,7 +71,7 @@ inline int pendingEvents(int descriptor, short events) {
 /// Waits for an event; 0 when none comes within a very generous time.
 inline int waitForEvent(int descriptor, short events) {
     pollfd waits{descriptor, events, 0};
-    return poll(&waits, 1, 20000) < 0 ? -errno : waits.revents;
+    return poll(&waits, 1, 30000) < 0 ? -errno : waits.revents;
 }
 
 } // namespace raw

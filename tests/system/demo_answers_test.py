@@ -18,7 +18,6 @@ PATIENCE = 300  # seconds until a test that hangs is given up; nothing here take
 
 SHORT = ("--patience", "3")  # seconds
 ENOUGH = ("--patience", "6")  # for the start of the program, too, on a busy machine
-CHUNK = 1004  # bytes that fill 19 packets of 64
 
 UNSUPPORTED = values(RESPONSE)
 HELD = {SYSTEM_INFO: text_item(SYSTEM_INFO, b"Scripted"), FIRMWARE: text_item(FIRMWARE, b"7"),
@@ -95,7 +94,7 @@ class Answers:
     """The answers of a host that behaves."""
 
     def __init__(self):
-        self.file = b""
+        self.file, self.chunks = b"", 0
 
     def to(self, message):
         kind = message[0]
@@ -114,8 +113,8 @@ class Answers:
 
     def to_chunk(self, items):
         sequence, data = items[1], items[2]
-        if sequence == len(self.file) // CHUNK:
-            self.file += data
+        if sequence == self.chunks:  # else it comes again, as the answer to it took its time
+            self.file, self.chunks = self.file + data, sequence + 1
         answer = [uint32_item(1, sequence), uint32_item(4, crc(data))]
         if 3 in items:
             answer += [struct.pack("<HB", 3, 0xC0), uint32_item(6, len(self.file)), uint32_item(4, crc(self.file))]
