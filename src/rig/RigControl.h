@@ -76,9 +76,9 @@ public:
     uint64_t count(const std::string& name);
     /// Waits for the event, not by looking again and again; false when it does not come in time.
     bool waitForCount(const std::string& name, uint64_t minimum,
-                      std::chrono::milliseconds timeout = std::chrono::seconds(10));
+                      std::chrono::milliseconds timeout = std::chrono::seconds(30));
     /// All of them in turn, within the time-out together.
-    bool waitForCounts(const Counts& minimums, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+    bool waitForCounts(const Counts& minimums, std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
     /// The writes to files below /sys/class/gpio, for example "export 17", "export 17: EBUSY", "open edge: EACCES".
     std::vector<std::string> sysfsLog();

@@ -36,7 +36,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-constexpr std::chrono::seconds rigEndTimeout{10}; // sanitizers take their time to report
+constexpr std::chrono::seconds rigEndTimeout{60}; // sanitizers take their time to report, on a busy machine, too
 
 struct Pipe {
     Pipe() {

@@ -20,10 +20,11 @@ def expect(what, seen, wanted):
 
 
 class Simulator:
-    """A host on a pseudo terminal."""
+    """A host on a pseudo terminal, which gives nothing up while a busy machine takes its time."""
 
     def __init__(self, build, *options):
-        self.process = subprocess.Popen([os.path.join(build, "bin", "zent-hostsim"), "--json", "--commands", *options],
+        self.process = subprocess.Popen([os.path.join(build, "bin", "zent-hostsim"), "--json", "--commands",
+                                         "--response-timeout", "60000", *options],
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.device = json.loads(self.line())["device"]
 

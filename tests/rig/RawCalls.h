@@ -71,7 +71,7 @@ inline int pendingEvents(int descriptor, short events) {
 /// Waits for an event; 0 when none comes within a very generous time.
 inline int waitForEvent(int descriptor, short events) {
     pollfd waits{descriptor, events, 0};
-    return poll(&waits, 1, 20000) < 0 ? -errno : waits.revents;
+    return poll(&waits, 1, 30000) < 0 ? -errno : waits.revents;
 }
 
 } // namespace raw
@@ -80,6 +80,18 @@ inline int waitForEvent(int descriptor, short events) {
 class RigTest : public ::testing::Test {
 protected:
     void SetUp() override { rig.reset(); }
+
+    /// A host that pulls its line once for a packet and is content to wait for the module: what a test sees of it is
+    /// the same however long the machine keeps the test from looking.
+    static void calm(busrig::RigControl& board) {
+        board.command("host-options interruptRepeatMs=0,responseTimeoutMs=60000");
+    }
+
+    /// A file of the rig is closed a little after close() has returned. The count is one of files that are open.
+    static void waitUntilNobodyHas(busrig::RigControl& board, const std::string& count) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (board.count(count) != 0) ASSERT_LT(std::chrono::steady_clock::now(), deadline) << count;
+    }
 
     busrig::RigControl rig;
 };

@@ -29,6 +29,10 @@ class SysfsFault : public RigTest {};
 
 class LineFault : public RigTest {
 protected:
+    void SetUp() override {
+        RigTest::SetUp();
+        calm(rig);
+    }
     void arm() {
         ASSERT_EQ(writeFile(gpioClass + "export", "17"), 0);
         ASSERT_EQ(writeFile(gpio17 + "edge", "falling"), 0);
@@ -124,6 +128,7 @@ TEST_F(SysfsFault, ValueFileVanishes) {
 }
 
 TEST_F(SysfsFault, OpenValueFilesAreCounted) {
+    waitUntilNobodyHas(rig, "valueFilesOpen"); // those of the test before
     ASSERT_EQ(writeFile(gpioClass + "export", "17"), 0);
     const uint64_t closedBefore = rig.count("valueFilesClosed");
     {
@@ -156,9 +161,22 @@ TEST_F(LineFault, EdgeIsBackHighBeforeAnybodyLooks) {
     rig.press(1);
     EXPECT_EQ(raw::waitForEvent(value.descriptor, POLLPRI), edgeEvent);
     EXPECT_EQ(readFromStart(value.descriptor), "1\n");
-    // The host repeats its edge, which nobody served.
-    EXPECT_EQ(raw::waitForEvent(value.descriptor, POLLPRI), edgeEvent);
-    EXPECT_EQ(readFromStart(value.descriptor), "0\n");
+    EXPECT_EQ(pendingEvents(value.descriptor, POLLPRI), 0);
+}
+
+TEST_F(LineFault, EdgeThatWasBackHighIsRepeated) {
+    rig.reset(); // the usual host, which pulls again for what nobody serves
+    arm();
+    const File value(gpio17 + "value", O_RDONLY);
+    readFromStart(value.descriptor);
+    rig.fault("edge-back-high 1");
+    rig.press(1);
+    std::string level = "1\n"; // what a late reader finds at the first edge is that of the second
+    while (level == "1\n") {
+        ASSERT_EQ(raw::waitForEvent(value.descriptor, POLLPRI), edgeEvent);
+        level = readFromStart(value.descriptor);
+    }
+    EXPECT_EQ(level, "0\n");
 }
 
 TEST_F(LineFault, EdgesComeInABurst) {

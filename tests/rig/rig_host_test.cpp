@@ -26,6 +26,10 @@ Bytes start(const Bytes& bytes, size_t count) {
 /// The same conversation over either wire.
 class HostOnTheBus : public RigTest, public ::testing::WithParamInterface<const char*> {
 protected:
+    void SetUp() override {
+        RigTest::SetUp();
+        calm(rig);
+    }
     bool isSpi() const { return GetParam() == std::string("spi"); }
 
     Bytes writeRead(Bytes out, size_t count) {
@@ -102,6 +106,7 @@ TEST_P(HostOnTheBus, SendsARefusedPacketAgain) {
 }
 
 TEST_P(HostOnTheBus, RepeatsAnEdgeThatNobodyServes) {
+    rig.reset(); // the usual host
     rig.send({0x01, 0x02, 0x03});
     EXPECT_TRUE(rig.waitForCount("interrupts", 3)); // every 250 ms
 }
@@ -137,6 +142,7 @@ TEST_P(HostOnTheBus, IsOutOfTheGameInManualMode) {
 
 TEST_P(HostOnTheBus, IsAnotherOneOnTheSecondBoard) {
     busrig::RigControl second(busrig::secondBoard);
+    calm(second);
     second.press(1);
     EXPECT_FALSE(second.level(27));
     EXPECT_TRUE(rig.level(17));

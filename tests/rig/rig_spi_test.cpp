@@ -44,13 +44,6 @@ protected:
         return resultOf(ioctl(device.descriptor, SPI_IOC_MESSAGE(2), transfers));
     }
 
-    /// A file of the rig is closed a little after close() has returned.
-    static void waitUntilNobodyHas(const busrig::RigBoard& board) {
-        busrig::RigControl control(board);
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (control.count("spiFilesOpen") != 0) ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    }
-
     const raw::File device{"/dev/spidev0.0", O_RDWR};
 };
 
@@ -101,7 +94,8 @@ TEST_F(SpiDevice, SettingsBelongToTheDeviceAndStayButForTheSpeed) {
         EXPECT_EQ(resultOf(ioctl(second.descriptor, SPI_IOC_RD_MAX_SPEED_HZ, &seen)), 0);
         EXPECT_EQ(seen, speed);
     }
-    waitUntilNobodyHas(busrig::secondBoard);
+    busrig::RigControl second(busrig::secondBoard);
+    waitUntilNobodyHas(second, "spiFilesOpen");
     const raw::File again("/dev/spidev0.1", O_RDWR);
     uint8_t mode = 0xEE;
     uint8_t bits = 0xEE;

@@ -8,7 +8,7 @@ from command_bus_test import I2C, SPI, shell
 from command_contract_test import Schema
 from command_test import BAD_USAGE, GOOD, HOST_SAID_NO
 from programs_test import expect, run
-from recording_test import FROM_HOST, RECORDINGS, TO_HOST, Recorded
+from recording_test import FROM_HOST, RECORDINGS, TO_HOST, Recorded, comes_as_recorded
 
 # Nothing is given up, and nothing said twice, while a busy machine takes its time.
 CALM = NOBODY_PRESSES + ",responseTimeoutMs=60000,interruptRepeatMs=60000"
@@ -40,13 +40,6 @@ class Rig:
         self.folder.cleanup()
 
 
-def as_recorded(told):
-    code, lines = told
-    expect("came as recorded", (code, lines[:-1], lines[-1]["same"], lines[-1]["different"]),
-           (GOOD, [], lines[-1]["expected"], 0))
-    return lines[-1]["expected"]
-
-
 def RecordedBusComesAsRecorded(build):
     """The host for a program, and the module for a host."""
     path = RECORDINGS / "bus.pcapng"
@@ -55,9 +48,10 @@ def RecordedBusComesAsRecorded(build):
     packets = [data for way, data, _, _ in recorded.packets if way == TO_HOST and data]
     with Rig(build) as rig:
         program = REPLAY + str(path) + " -- hostlink " + PATIENT + "send %s --i2c {} --address 0x42 --gpio 17" % FILE
-        expect("packets", as_recorded(rig.replays(program)), len(packets))
+        expect("packets", comes_as_recorded(path, lambda: rig.replays(program)), len(packets))
         answers = [data for way, data, _, _ in recorded.packets if way == FROM_HOST and data.startswith("ff fe")]
-        expect("packets", as_recorded(rig.replays(REPLAY + str(path) + " " + I2C)), len(answers))
+        module = REPLAY + str(path) + " " + I2C
+        expect("packets", comes_as_recorded(path, lambda: rig.replays(module)), len(answers))
 
 
 def DifficultBusComesAsRecorded(build):
@@ -65,22 +59,23 @@ def DifficultBusComesAsRecorded(build):
     difficult = "nackFirst=1,irqNackFirst=1,irqAnnounceFirst=1,lateTransfers=2," + CALM
     with Rig(build) as rig:
         record = GET + "%s --record %s >/dev/null && " % (SPI, rig.recording)
-        as_recorded(rig.replays(record + REPLAY + rig.recording + " -- " + GET + SPI.replace("/dev/spidev0.0", "{}"),
-                                difficult))
+        program = REPLAY + rig.recording + " -- " + GET + SPI.replace("/dev/spidev0.0", "{}")
+        comes_as_recorded(rig.recording, lambda: rig.replays(record + program, difficult))
         comments = [words for _, _, words, _ in Recorded(rig.recording).packets]
         assert "line low" in comments and "verdict Rejected" in comments, comments
         module = REPLAY + "%s %s" % (rig.recording, SPI)
-        as_recorded(rig.replays(module, difficult))
-        as_recorded(rig.replays(module + " --speed recorded", difficult))
+        for speed in ("", " --speed recorded"):
+            comes_as_recorded(rig.recording, lambda: rig.replays(module + speed, difficult))
 
 
 def BusReplayTellsWhatIsDifferent(build):
     with Rig(build) as rig:
         code, lines = rig.replays("hostlink get PlayerVolume %s --record %s >/dev/null && zent-busrig-say set PlayerVolume 31 && "
                                   % (I2C, rig.recording) + REPLAY + rig.recording + " " + I2C)
-        expect("host", (code, [each["kind"] for each in lines]), (HOST_SAID_NO, ["different", "end"]))
-        assert "09 00 cc 1e" in lines[0]["expected"] and "09 00 cc 1f" in lines[0]["came"], lines
-        expect("counts", (lines[1]["different"], lines[1]["expected"] - lines[1]["same"]), (1, 1))
+        *different, end = lines  # one, or more where the answer took its time and the question was asked again
+        expect("host", (code, {each["kind"] for each in different}), (HOST_SAID_NO, {"different"}))
+        assert all("09 00 cc 1e" in each["expected"] and "09 00 cc 1f" in each["came"] for each in different), lines
+        expect("counts", (end["different"], end["expected"] - end["same"]), (len(different), len(different)))
         code, lines = rig.replays(REPLAY + rig.recording + " -- hostlink get PlayerVolume MetaTitle " + I2C)
         assert code == HOST_SAID_NO and lines[0]["kind"] == "different", lines
         assert "02 00 01 09 00" in lines[0]["expected"] and "02 00 02 09 00 0c 00" in lines[0]["came"], lines

@@ -3,7 +3,7 @@ import json
 import os
 import sys
 
-from bus_shell_test import run
+from bus_shell_test import NOBODY_PRESSES, run
 from command_test import BAD_USAGE, GOOD, HOST_SAID_NO, NO_LINK
 from programs_test import expect
 
@@ -71,7 +71,7 @@ def DoctorLeavesBusAndLineAsTheyAre(build):
     expect("what was on the bus", out.splitlines(), ["i2c w -", "i2c w -", "export", "unexport"])
     # Nor does it take a packet that waits for the module: a link that comes later gets it.
     code, out, err = shell(build, "zent-busrig-say press 7 >/dev/null; hostlink doctor {0} >/dev/null; "
-                                  "hostlink events --count 2 {0}".format(I2C))
+                                  "hostlink events --count 2 {0}".format(I2C), NOBODY_PRESSES)
     expect("events", (code, [line.split(") ")[1] for line in out.splitlines()], err),
            (GOOD, ["BUT_KeyPressed 7", "BUT_KeyReleased 7"], ""))
 

@@ -35,6 +35,7 @@ def TopShowsStatesValuesAgesAndChanges(build):
     with Bench(build, *STATES) as bench, top(bench, "PlayerVolume", "MetaTitle", "PlayerPlayStatus") as screen:
         screen.wait_until(lambda lines: states_of(lines) == ["MetaTitle", "PlayerPlayStatus", "PlayerVolume"])
         screen.wait_for("link up")
+        screen.wait_for(KEYS)  # the last line: the picture is whole
         lines = screen.lines()
         assert lines[0].startswith("hostlink  uart " + bench.line), lines
         expect("heads", lines[1].split(), ["STATE+", "VALUE", "AGE", "CHANGES"])
@@ -184,7 +185,8 @@ def TopNeedsATerminal(build):
 
 
 def SendDrawsOneLine(build):
-    with Bench(build, "--baud", "460800") as bench:
+    # Two seconds, in which a busy machine finds the time for more than the first bar and the last.
+    with Bench(build, "--baud", "115200") as bench:
         path = bench.path("file")
         with open(path, "wb") as file:
             file.write(bytes(20000))

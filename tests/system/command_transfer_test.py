@@ -12,12 +12,13 @@ CONTENT = bytes(i * i % 251 for i in range(SIZE))
 
 
 class SlowBench(Bench):
-    """A line so slow that a file takes some seconds, of which the first line of progress tells the first, and a file to send."""
+    """A line so slow that a file takes many seconds, of which the first line of progress tells the first, and a file to send:
+    a busy machine may keep the test from what it does then for a while."""
 
     patience = ("--timeout", "60000")  # a host that is gone is to be noticed
 
-    def __init__(self, build):
-        super().__init__(build, "--baud", "115200")
+    def __init__(self, build, baud=38400):
+        super().__init__(build, "--baud", str(baud))
         with open(self.path("file"), "wb") as file:
             file.write(CONTENT)
 
@@ -50,7 +51,7 @@ def SendBeginsAnewAtAHostThatWasStartedAgain(build):
 
 def SendGoesOnWhereItWas(build):
     """The host was away and has forgotten nothing."""
-    with SlowBench(build) as bench, bench.sending() as send:
+    with SlowBench(build, 57600) as bench, bench.sending() as send:
         send.wait_for('"total":')
         bench.host.process.send_signal(signal.SIGSTOP)
         send.wait_for('"link":"Down"')

@@ -1,4 +1,5 @@
 """recording_test.py BUILD_DIRECTORY TEST: recordings, as people and Wireshark make, read and play them."""
+import collections
 import json
 import os
 import pathlib
@@ -209,7 +210,8 @@ def _left_out_by_a_kill(build):
             program.kill()
         host.close()
         recorded = Recorded(only_file(folder))
-    expect("cut off", recorded.left, 0)
+    if recorded.left:
+        return ["%d bytes of a piece that was being written" % recorded.left]
     old = [message.hex(" ") for message, when in zip(host.said, host.acknowledged) if when < young]
     print("%d of %d messages are old" % (len(old), len(host.said)))
     received, at = recorded.bytes_of(FROM_HOST), 0
@@ -256,10 +258,30 @@ def _programs(build):
             "file": [command, "--uart", "{}", "--timeout", "60000", "send", str(RECORDINGS / "file.txt")]}
 
 
+def _questions(path):
+    """The messages of the program, and how often each was said; what the link alone repeats is said once."""
+    packets = {data for way, data, _, _ in Recorded(path).packets if way == TO_HOST and data[12:14] in ("03", "23")}
+    return collections.Counter(data[24:-6] for data in packets if len(data) > 30)
+
+
+def comes_as_recorded(path, play):
+    """How many packets came as they did, in what `play` gives. A program that has no answer for a second, because the machine
+    stands still, rightly asks again, when it is recorded or when it is played: then it is played once more, twice at most."""
+    for _ in range(3):
+        code, lines = play()
+        said = _questions(path)
+        asked_again = [line["came"] for line in lines if line["kind"] == "different" and line["came"][24:-6] in said]
+        if not lines[:-1] or not (asked_again or max(said.values()) > 1):
+            break
+        print("asked again:", asked_again, said)
+    expect("as recorded", (code, lines[:-1], lines[-1]["same"], lines[-1]["different"]), (GOOD, [], lines[-1]["expected"], 0))
+    return lines[-1]["expected"]
+
+
 def _comes_as_recorded(build, name, packets):
-    code, lines = replay(build, RECORDINGS / f"{name}.pcapng", "--patience", "30000", "--", *_programs(build)[name])
-    expect(name, (code, lines[-1]["expected"], lines[-1]["different"]), (GOOD, packets, 0))
-    expect("others", lines[:-1], [])
+    path = RECORDINGS / f"{name}.pcapng"
+    expect(name, comes_as_recorded(path, lambda: replay(build, path, "--patience", "30000", "--", *_programs(build)[name])),
+           packets)
 
 
 def RecordedDemoComesAsRecorded(build):
