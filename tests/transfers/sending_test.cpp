@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +16,10 @@
 #include <hostlinkclient/Client.h>
 
 #include "hostlinkclient/session/PlayedHost.h"
+#include "hostlinkclient/session/Session.h"
+#include "hostlinkclient/session/WireData.h"
 #include "support/Bytes.h"
+#include "support/MustEnd.h"
 #include "support/NoMoreThreads.h"
 
 using namespace hostlink;
@@ -43,7 +48,8 @@ SendOptions named() {
     return options;
 }
 
-// For a chunk that is not answered. `long` enough for all others on a busy machine, where none of them may come twice.
+// For a chunk that is not answered. `long` enough for all others on a busy machine, where none of them should come
+// twice.
 SendOptions waiting(milliseconds time) {
     SendOptions options = named();
     options.answerTime = time;
@@ -95,6 +101,16 @@ struct File {
     void does(std::function<PlayedHost::Reaction(const ByteArray&)> what) {
         host.does([this, what](const ByteArray& message) {
             return isTransfer(message) ? what(message) : PlayedHost::Reaction{Accepted, host.simulated(message)};
+        });
+    }
+    // The host is reset when the third chunk comes, to which it says nothing, and knows of no file from then on.
+    void losesItAtTheThirdChunk() {
+        does([this, other = std::make_shared<hostsim::HostApplication>(),
+              isReset = false](const ByteArray& message) mutable {
+            const auto number = exchange::readChunk(message)->sequence;
+            const bool isThird = number && number->number == 2;
+            if (isThird && !std::exchange(isReset, true)) return PlayedHost::Reaction{NoResponse, {}};
+            return PlayedHost::Reaction{Accepted, isReset ? other->handle(message) : host.simulated(message)};
         });
     }
 };
@@ -162,7 +178,7 @@ TEST(SendingAFile, RepeatsAChunkThatArrivedDamaged) {
 
 TEST(SendingAFile, RepeatsAChunkWhoseAnswerGotLost) {
     File file;
-    int chunks = 0;
+    unsigned chunks = 0;
     file.does([&](const ByteArray& message) {
         const auto answers = file.host.simulated(message);
         return PlayedHost::Reaction{Accepted, ++chunks == 3 ? std::vector<ByteArray>{} : answers};
@@ -170,7 +186,9 @@ TEST(SendingAFile, RepeatsAChunkWhoseAnswerGotLost) {
     const auto sent = file.send(waiting(longTime));
     ASSERT_TRUE(sent) << sent.text();
     EXPECT_EQ(sent->checksum, file.checksum);
-    EXPECT_EQ(sent->repeated, 1u);
+    // Others as well, on a machine on which their answers come late. The last may still be on its way.
+    EXPECT_GE(sent->repeated, 1u);
+    mustBecomeTrue([&] { return file.host.guarded([&] { return chunks; }) == 5 + sent->repeated; }, "each has come");
 }
 
 // The host answers nothing five times in a row: the client makes a new link, over which the same chunk goes on.
@@ -190,12 +208,7 @@ TEST(SendingAFile, GoesOnOverANewLink) {
 
 TEST(SendingAFile, BeginsAnewAtAHostThatHasLostIt) {
     File file;
-    hostsim::HostApplication other; // after a reset
-    int chunks = 0;
-    file.does([&](const ByteArray& message) {
-        if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
-        return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
-    });
+    file.losesItAtTheThirdChunk();
     const auto sent = file.send(waiting(longTime));
     ASSERT_TRUE(sent) << sent.text();
     EXPECT_EQ(sent->checksum, file.checksum);
@@ -204,12 +217,7 @@ TEST(SendingAFile, BeginsAnewAtAHostThatHasLostIt) {
 
 TEST(SendingAFile, FromAPipeCannotBeginAnew) {
     File file;
-    hostsim::HostApplication other;
-    int chunks = 0;
-    file.does([&](const ByteArray& message) {
-        if (++chunks == 3) return PlayedHost::Reaction{NoResponse, {}};
-        return PlayedHost::Reaction{Accepted, chunks < 3 ? file.host.simulated(message) : other.handle(message)};
-    });
+    file.losesItAtTheThirdChunk();
     const auto sent = file.client.beginSending(std::make_shared<Pipe>(file.content), waiting(longTime))->wait();
     EXPECT_EQ(sent.outcome(), Outcome::Aborted);
     EXPECT_NE(sent.text().find("the host has lost the transfer"), std::string::npos) << sent.text();
@@ -269,6 +277,34 @@ TEST(SendingAFile, WaitsForALinkAsLongAsItsPatienceLasts) {
     EXPECT_EQ(never.outcome(), Outcome::Unanswered);
     const auto sending = client.beginSending(stream(file.content), named());
     file.host.refuseLinks(false);
+    EXPECT_TRUE(sending->wait());
+}
+
+// The client's thread is held up, which tells of the link: over one that is up by then nothing has been sent.
+TEST(SendingAFile, BeginsWhenItIsToldThatTheLinkIsUp) {
+    File file;
+    file.client.close(); // the host has one link at a time
+    std::promise<void> open;
+    auto opened = open.get_future();
+    Client client(OwnLink{[&, wire = file.host.wire()] {
+                              opened.wait();
+                              return wire.inside().make();
+                          },
+                          "played", 64},
+                  quick());
+    std::promise<void> held;
+    std::promise<void> goOn;
+    sessionOf(client).post([&] {
+        held.set_value();
+        goOn.get_future().wait();
+    });
+    held.get_future().wait();
+    const auto sending = client.beginSending(stream(file.content), named());
+    ASSERT_TRUE(sending) << sending.text();
+    open.set_value();
+    EXPECT_TRUE(client.get(STA_PlayerVolume)); // behind whatever has been asked before
+    EXPECT_EQ(file.host.count(MSG_DataTransfer), 0u);
+    goOn.set_value();
     EXPECT_TRUE(sending->wait());
 }
 
