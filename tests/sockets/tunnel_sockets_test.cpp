@@ -313,6 +313,8 @@ TEST(TunnelSockets, WithoutDescriptorsItWaitsForOneToEnd) {
     Peer first = line.connect();
     Peer firstServer = line.acceptAtServer();
     Peer second = line.connect();
+    pollfd descriptor{line.module.descriptor(), POLLIN, 0};
+    ASSERT_EQ(::poll(&descriptor, 1, 20000), 1); // it has come
     // The first time that a sanitizer meets a class, it looks at it through a pipe, and there will be none.
     EXPECT_THROW(throw std::system_error(EMFILE, std::generic_category(), ""), std::system_error);
     rlimit limit{};
@@ -324,7 +326,6 @@ TEST(TunnelSockets, WithoutDescriptorsItWaitsForOneToEnd) {
     ::setrlimit(RLIMIT_NOFILE, &none);
     for (int i = 0; i < 5; ++i) line.module.handle(now());
     EXPECT_EQ(line.atModule.connections(), 1u);
-    pollfd descriptor{line.module.descriptor(), POLLIN, 0};
     EXPECT_EQ(::poll(&descriptor, 1, 0), 0); // it does not try without end
     EXPECT_THROW(TunnelSockets{line.atHost}, std::system_error);
     EXPECT_THROW(listenAt("127.0.0.1", 0), std::exception);
