@@ -91,6 +91,7 @@ TEST(Statistics, CountWhatRequestsCost) {
 TEST(Statistics, CountWhatGoesWrong) {
     PlayedHost host;
     Options options;
+    options.deadline = seconds(20);
     options.answerTime = seconds(1);
     options.lateFor = milliseconds(10);
     options.sendings = 2;
