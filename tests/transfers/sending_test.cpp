@@ -73,6 +73,24 @@ struct Pipe : std::istream {
     OneWay bytesOfIt;
 };
 
+// Tells that it is read: what is sent of it begins then.
+struct Begun : std::stringbuf {
+    Begun(const ByteArray& content, std::promise<void>& when)
+        : std::stringbuf(std::string(content.begin(), content.end())), isRead(when) {}
+    std::streamsize xsgetn(char* to, std::streamsize room) override {
+        if (std::exchange(isFirst, false)) isRead.set_value();
+        return std::stringbuf::xsgetn(to, room);
+    }
+    std::promise<void>& isRead;
+    bool isFirst = true;
+};
+struct BegunFile : std::istream {
+    BegunFile(const ByteArray& content, std::promise<void>& when) : std::istream(nullptr), bytesOfIt(content, when) {
+        rdbuf(&bytesOfIt);
+    }
+    Begun bytesOfIt;
+};
+
 // A device that has failed, say.
 struct Unreadable : OneWay {
     using OneWay::OneWay;
@@ -299,8 +317,11 @@ TEST(SendingAFile, BeginsWhenItIsToldThatTheLinkIsUp) {
         goOn.get_future().wait();
     });
     held.get_future().wait();
-    const auto sending = client.beginSending(stream(file.content), named());
+    std::promise<void> begun;
+    const auto sending = client.beginSending(std::make_shared<BegunFile>(file.content, begun), named());
     ASSERT_TRUE(sending) << sending.text();
+    auto hasBegun = begun.get_future();
+    mustEnd(hasBegun, "the beginning of the file");
     open.set_value();
     EXPECT_TRUE(client.get(STA_PlayerVolume)); // behind whatever has been asked before
     EXPECT_EQ(file.host.count(MSG_DataTransfer), 0u);
