@@ -16,12 +16,13 @@
 #include <sockets/TunnelSockets.h>
 
 #include "support/Bytes.h"
+#include "support/Watchdog.h"
 
 using namespace hostlink::exchange;
 
 namespace {
 
-constexpr auto patience = std::chrono::seconds(20); // of the test, on a busy machine
+constexpr auto patience = std::chrono::seconds(50); // of the test, on a busy machine; its watchdog has a minute
 
 Time now() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -193,6 +194,7 @@ TEST(TunnelSockets, CarryMoreThanAllBuffersHold) {
         written += program.write(much, written);
         return line.atModule.room(1) == 0 && line.atHost.toSocket(1).size() > 0;
     }));
+    testIsAt("the server reads");
     ASSERT_TRUE(line.until([&] {
         written += program.write(much, written);
         server.read();
