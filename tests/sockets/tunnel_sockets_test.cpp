@@ -16,12 +16,13 @@
 #include <sockets/TunnelSockets.h>
 
 #include "support/Bytes.h"
+#include "support/Watchdog.h"
 
 using namespace hostlink::exchange;
 
 namespace {
 
-constexpr auto patience = std::chrono::seconds(20); // of the test, on a busy machine
+constexpr auto patience = std::chrono::seconds(50); // of the test, on a busy machine; its watchdog has a minute
 
 Time now() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -193,6 +194,7 @@ TEST(TunnelSockets, CarryMoreThanAllBuffersHold) {
         written += program.write(much, written);
         return line.atModule.room(1) == 0 && line.atHost.toSocket(1).size() > 0;
     }));
+    testIsAt("the server reads");
     ASSERT_TRUE(line.until([&] {
         written += program.write(much, written);
         server.read();
@@ -313,6 +315,8 @@ TEST(TunnelSockets, WithoutDescriptorsItWaitsForOneToEnd) {
     Peer first = line.connect();
     Peer firstServer = line.acceptAtServer();
     Peer second = line.connect();
+    pollfd descriptor{line.module.descriptor(), POLLIN, 0};
+    ASSERT_EQ(::poll(&descriptor, 1, 20000), 1); // it has come
     // The first time that a sanitizer meets a class, it looks at it through a pipe, and there will be none.
     EXPECT_THROW(throw std::system_error(EMFILE, std::generic_category(), ""), std::system_error);
     rlimit limit{};
@@ -324,7 +328,6 @@ TEST(TunnelSockets, WithoutDescriptorsItWaitsForOneToEnd) {
     ::setrlimit(RLIMIT_NOFILE, &none);
     for (int i = 0; i < 5; ++i) line.module.handle(now());
     EXPECT_EQ(line.atModule.connections(), 1u);
-    pollfd descriptor{line.module.descriptor(), POLLIN, 0};
     EXPECT_EQ(::poll(&descriptor, 1, 0), 0); // it does not try without end
     EXPECT_THROW(TunnelSockets{line.atHost}, std::system_error);
     EXPECT_THROW(listenAt("127.0.0.1", 0), std::exception);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -43,7 +44,10 @@ PlayedKernel::Answer PacedTerminal::write(int /*fd*/, const void* /*data*/, std:
     const std::lock_guard lock(mutex);
     if (clock > endOfTime) return -EIO;
     const int room = takesWithoutNotice || queued() < announced ? capacity - queued() : 0;
-    if (room <= 0) return -EAGAIN;
+    if (room <= 0) {
+        pass(std::exchange(standsStill, Time(0)));
+        return -EAGAIN;
+    }
     const int count = static_cast<int>(std::min<std::size_t>(size, static_cast<std::size_t>(room)));
     busy += count * byteTime;
     taken += count;

@@ -34,6 +34,7 @@ public:
     Time holdsAt = Time::max();                   // from then on the far side is not ready
     bool tellsQueue = true;                       // it answers how many bytes are queued
     bool takesWithoutNotice = true;               // it takes bytes before it announces room
+    Time standsStill{0};                          // the process, once, when the line has refused a byte
     int strangersBytes = 0;                       // what another program writes between two questions for the queue
     std::atomic<bool> sleepsForEver{false};       // who waits for room waits until it is woken
 

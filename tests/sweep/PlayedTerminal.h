@@ -3,6 +3,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <optional>
 
 #include "PlayedKernel.h"
 
@@ -14,6 +16,7 @@ public:
     Answer ioctl(int fd, unsigned long request, void* argument) override;
     Answer poll(pollfd* entries, std::size_t count, int timeout) override;
     Answer write(int fd, const void* data, std::size_t size) override;
+    std::optional<std::chrono::nanoseconds> now() override { return timeStandsAt; }
 
     // What the line was told.
     std::atomic<unsigned> arbitraryBaudRate{0};
@@ -24,7 +27,8 @@ public:
     std::atomic<bool> driverOtherwiseKept{false}; // all but low latency was set as it was found
 
     // What it shall do.
-    std::atomic<unsigned> speedInstead{0}; // whatever it is told, it does this speed; 0: what it is told
+    std::optional<std::chrono::nanoseconds> timeStandsAt; // none: the real one. Set while nobody asks
+    std::atomic<unsigned> speedInstead{0};                // whatever it is told, it does this speed; 0: what it is told
     std::atomic<bool> takesLowLatency{true};
     std::atomic<int> driverFlags{0};    // what it answers of them
     std::atomic<int> queueQuestions{1}; // how often it answers that bytes are queued; negative: for ever

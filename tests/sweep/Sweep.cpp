@@ -62,8 +62,13 @@ bool runSteps(const ScenarioMaker& make, const std::string& place) {
     return scenario->isRepeatable();
 }
 
-// Whether the call was made that was to fail.
-bool run(const ScenarioMaker& make, const std::optional<Fault>& fault, const std::string& place) {
+// What one run came to.
+struct Ran {
+    bool isRepeatable; // its scenario
+    bool wasMade;      // the call that was to fail
+};
+
+Ran run(const ScenarioMaker& make, const std::optional<Fault>& fault, const std::string& place) {
     const std::set<int> descriptors = openDescriptors();
     const NewThreads threads;
     CallLog::instance().begin(fault);
@@ -72,22 +77,34 @@ bool run(const ScenarioMaker& make, const std::optional<Fault>& fault, const std
     EXPECT_TRUE(threads.haveGone());
     const bool wasMade = CallLog::instance().failed().has_value();
     EXPECT_TRUE(!isRepeatable || wasMade == fault.has_value()) << "the call was never made";
-    return wasMade;
+    return {isRepeatable, wasMade};
+}
+
+// How often a run without faults makes the call. Where runs differ it is the least of some: a machine that stands still
+// in one of them makes that begin again much that goes through at once in the others.
+std::size_t countIn(const ScenarioMaker& make, const std::string& call) {
+    std::size_t least = 0;
+    int runs = 1;
+    for (int i = 0; i < runs; ++i) {
+        if (!run(make, std::nullopt, "the run without faults of " + testName()).isRepeatable) runs = 3;
+        const std::size_t count = CallLog::instance().count(call);
+        least = i == 0 ? count : std::min(least, count);
+    }
+    return least;
 }
 
 bool runCase(const ScenarioMaker& make, const Fault& fault) {
     const std::string repeat =
         "repeat with HOSTLINK_SWEEP_CASE=\"" + fault.text() + "\" and --gtest_filter=" + testName();
     SCOPED_TRACE(repeat);
-    return run(make, fault, repeat);
+    return run(make, fault, repeat).wasMade;
 }
 
 } // namespace
 
 void sweepOver(const std::string& call, const ScenarioMaker& make, std::vector<Failure> failures) {
     if (failures.empty()) failures = failuresOf(call);
-    run(make, std::nullopt, "the run without faults of " + testName());
-    const std::size_t count = CallLog::instance().count(call);
+    const std::size_t count = countIn(make, call);
     ASSERT_GT(count, 0U) << "the scenario makes no such call";
     std::size_t cases = 0;
     std::size_t made = 0;

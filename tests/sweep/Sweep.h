@@ -2,8 +2,8 @@
 /// "The n-th system call fails", for every n and in every way.
 ///
 /// One test sweeps one kind of call (`read`, `ioctl`, ...) through one scenario: first a run without faults, which
-/// tells how often the call is made, then one run for each of these calls and each of its failures. A case that goes
-/// wrong is reported with a line such as
+/// tells how often the call is made (three, where runs differ: the least), then one run for each of these calls and
+/// each of its failures. A case that goes wrong is reported with a line such as
 ///
 ///     repeat with HOSTLINK_SWEEP_CASE="read 2 EIO" and --gtest_filter=Uart/UartSweep.EveryFailureOf/read
 ///

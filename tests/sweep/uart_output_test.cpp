@@ -101,6 +101,17 @@ TEST_F(UartOutput, FarSideThatStopsIsGivenUpAfterTwoSeconds) {
     EXPECT_THAT(errors(), ElementsAre(stuck()));
 }
 
+// For longer than its patience with the far side, which goes on meanwhile.
+TEST_F(UartOutput, ProcessThatStoodStillLooksBeforeItGivesUp) {
+    kernel.takesWithoutNotice = false;
+    kernel.standsStill = 3s;
+    EXPECT_TRUE(write(10000));
+    kernel.tellsQueue = false;
+    kernel.standsStill = 5s; // until everything has been sent
+    EXPECT_TRUE(write(4000));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(UartOutput, QueueThatGrowsDoesNotMove) {
     kernel.holdsAt = 0s;
     kernel.strangersBytes = 1;

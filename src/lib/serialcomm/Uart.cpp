@@ -125,7 +125,7 @@ private:
     int queuedOutput();
     void dropOutput();
     Wait waitFor(short events, const Deadline& deadline) const;
-    bool waitUntilTakes(OutputProgress* progress);
+    bool waitUntilTakes(OutputProgress* progress, bool isLastTry);
     bool hasPortAlone() const;
     bool reportNotOpen(const char* what) const;
     void reportLost(std::string_view why);
@@ -247,9 +247,10 @@ ByteArray Uart::Impl::read(std::size_t size, bool* error) {
 
 // False, after a line where there is something to tell, when the port will not take another byte. True also when it has
 // not announced room: it may take a byte all the same.
-bool Uart::Impl::waitUntilTakes(OutputProgress* progress) {
+// isLastTry: it has been tried since the patience was over. A process that stood still may not have looked for so long.
+bool Uart::Impl::waitUntilTakes(OutputProgress* progress, bool isLastTry) {
     progress->look(port.get());
-    if (progress->isStuck()) {
+    if (isLastTry && progress->isStuck()) {
         logError(device, "cannot write: the far side has taken nothing for 2 s");
         return false;
     }
@@ -269,6 +270,7 @@ bool Uart::Impl::write(const ByteArray& data) {
     tapped.written(data);
     OutputProgress progress(writePatience);
     std::size_t sent = 0;
+    bool isLastTry = false;
     while (sent < data.size()) {
         const ssize_t count =
             repeatInterrupted([&] { return ::write(port.get(), data.data() + sent, data.size() - sent); });
@@ -280,9 +282,11 @@ bool Uart::Impl::write(const ByteArray& data) {
             logSystemError(device, "cannot write", errno);
             tapped.failed();
             return false;
-        } else if (!waitUntilTakes(&progress)) {
+        } else if (!waitUntilTakes(&progress, isLastTry)) {
             tapped.failed();
             return false;
+        } else {
+            isLastTry = progress.isStuck();
         }
     }
     return true;

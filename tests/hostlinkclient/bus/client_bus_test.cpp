@@ -12,6 +12,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -101,25 +102,41 @@ TEST_P(ClientOnABus, AsksAndIsTold) {
     }
     mustBecomeTrue([&] { return volume == 20; }, "told of the last value");
     rig.press(7);
-    mustBecomeTrue([&] { return keys == 2; }, "pressed and released");
-    const Statistics counts = client->statistics();
-    EXPECT_GT(counts.edges, 0U);
-    EXPECT_GE(counts.exchanges, counts.edges);
-    EXPECT_EQ(counts.garbageBytes, 0U);
+    // More where an acknowledgement comes so late, on a busy machine, that the host says it once more.
+    mustBecomeTrue([&] { return keys >= 2; }, "pressed and released");
+    const auto isServed = [](const Statistics& counts) { return counts.exchanges >= counts.edges; };
+    mustBecomeTrue([&] { return isServed(client->statistics()); }, "each edge has its exchange");
+    EXPECT_GT(client->statistics().edges, 0U);
+    EXPECT_EQ(client->statistics().garbageBytes, 0U);
 }
+
+// A folder that goes with the test. Not named after the process: in every rig its number is the same.
+class Folder {
+public:
+    Folder() {
+        std::string name = testing::TempDir() + "client-XXXXXX";
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+        path = name;
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    ~Folder() { std::filesystem::remove_all(path); }
+
+    std::string path;
+};
 
 // A get on a bus: a write and a read for its packet, the edge, a write (IRQ frame) and a read for the answer, and a
 // write that acknowledges it.
 TEST_P(ClientOnABus, IsRecordedTransactionByTransaction) {
     using capture::Direction;
-    const auto path = std::filesystem::temp_directory_path() / ("bus-" + std::to_string(::getpid()) + ".pcapng");
+    const Folder folder;
+    const std::string path = folder.path + "/bus.pcapng";
     Options recorded = quick();
     recorded.recorder = Recorder(RecordingFile{path});
     ASSERT_TRUE(connected(recorded)->get(STA_PlayerVolume));
     recorded.recorder->flush();
     std::ifstream file(path, std::ios::binary);
     const ByteArray content(std::istreambuf_iterator<char>(file), {});
-    std::filesystem::remove(path);
     capture::PcapngReader reader;
     reader.append(content.data(), content.size());
     std::vector<capture::Packet> packets;
@@ -153,6 +170,7 @@ TEST_P(ClientOnABus, HoldsWhatWasConfirmedUnderDamage) {
     damagePackets(10);
     Options options = quick();
     options.answerTime = 200ms;
+    options.sendings = 100; // until the deadline: a busy machine takes its time too
     const auto client = connected(options);
     for (int i = 0; i < 25; ++i) {
         const uint16_t state = static_cast<uint16_t>(0x4000 + i);
@@ -168,6 +186,7 @@ TEST_P(ClientOnABus, ComesBackWithAHostThatWasDeaf) {
     Options impatient = quick();
     impatient.answerTime = 50ms;
     impatient.lateFor = 100ms;
+    impatient.sendings = 100; // until the deadline: on a busy machine an answer may come too late
     const auto client = connected(impatient);
     rig.slaveManual();
     mustBecomeTrue(
@@ -177,7 +196,7 @@ TEST_P(ClientOnABus, ComesBackWithAHostThatWasDeaf) {
         },
         "down");
     rig.slaveAuto();
-    const Call patiently = Call(Confirm).whileDown(WhileDown::Wait); // on a busy machine an answer may come too late
+    const Call patiently = Call(Confirm).whileDown(WhileDown::Wait);
     EXPECT_EQ(client->set(STA_PlayerVolume, 12, patiently).text(), "");
     EXPECT_EQ(client->linkState(), LinkState::Up);
     EXPECT_GE(client->statistics().reconnects, 1U);
@@ -188,36 +207,38 @@ class HostsFile {
 public:
     explicit HostsFile(size_t size) : content(size, 'x') {
         for (size_t i = 0; i < size; ++i) content[i] = static_cast<char>(i * 7 + i / 251);
-        std::string name = testing::TempDir() + "client-XXXXXX";
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
-        folder = name;
         std::ofstream(path(), std::ios::binary) << content;
     }
-    HostsFile(const HostsFile&) = delete;
-    HostsFile& operator=(const HostsFile&) = delete;
-    ~HostsFile() { std::filesystem::remove_all(folder); }
 
-    std::string path() const { return folder + "/a.bin"; }
+    std::string path() const { return folder.path + "/a.bin"; }
     std::string content;
 
 private:
-    std::string folder;
+    const Folder folder;
 };
 
-// Takes a file, and may do something once its first bytes have come.
+// Takes a file, and may do something once its first bytes have come. A host that waits for an answer in vain, on a busy
+// machine, may begin the file again: then that is taken, and done, again. What is told is the end of the first.
 struct Taker {
     std::string got;
     std::promise<ReceivedFile> end;
+    bool hasEnded = false;
     std::function<void()> atFirst;
 
     ReceiveOptions options() {
         ReceiveOptions given;
+        given.begin = [this](const IncomingFile&) {
+            got.clear();
+            return true;
+        };
         given.write = [this](const unsigned char* data, size_t size) {
             got.append(reinterpret_cast<const char*>(data), size);
             if (got.size() == size && atFirst) atFirst();
             return true;
         };
-        given.end = [this](const ReceivedFile& file) { end.set_value(file); };
+        given.end = [this](const ReceivedFile& file) {
+            if (!std::exchange(hasEnded, true)) end.set_value(file);
+        };
         return given;
     }
     ReceivedFile wait() {
@@ -267,10 +288,11 @@ TEST_P(ClientOnABus, EndsAFileOfTheHost) {
     begun.set_value(&*receiving);
     rig.command("send-file " + file.path());
     EXPECT_EQ(taker.wait().end, FileEnd::Cancelled);
-    EXPECT_LT(taker.got.size(), file.content.size());
     std::string told;
     mustBecomeTrue([&] { return !(told = rig.command("files")).empty(); }, "the host's end of it");
     EXPECT_EQ(told.rfind("a.bin: refused by the module, ", 0), 0U) << told;
+    Receiving(*receiving).end(); // it is told nothing more
+    EXPECT_LT(taker.got.size(), file.content.size());
 }
 
 TEST_P(ClientOnABus, EndsSoonWhenIdle) {

@@ -30,6 +30,8 @@ public:
         WriteDataResponse response = Accepted;
         std::vector<ByteArray> answers{};
         bool twice = false; ///< the packet of each answer comes twice
+        /// Before the answers the last packet comes again, twice; lost when it could not be delivered until then.
+        std::chrono::steady_clock::time_point lastAgainUntil{};
     };
     using React = std::function<Reaction(const ByteArray& message)>;
 
@@ -65,12 +67,6 @@ public:
         const std::lock_guard lock(mutex);
         if (present != nullptr) present->queue(packetOf(message), lastsUntil);
     }
-    /// The same packet as the last one again.
-    void repeatLast() {
-        const std::lock_guard lock(mutex);
-        if (present != nullptr) send(lastPacket);
-    }
-
     /// Packets that a link could not deliver for so long are lost.
     void losesAfter(std::chrono::milliseconds time) {
         const std::lock_guard lock(mutex);
@@ -174,6 +170,8 @@ private:
         if (reaction.response == Rejected) return Rejected;
         frame = HostLinkFrame();
         received.push_back(message);
+        if (present != nullptr && reaction.lastAgainUntil != Moment())
+            for (int i = 0; i < 2; ++i) present->queue(lastPacket, reaction.lastAgainUntil);
         if (present != nullptr)
             for (const ByteArray& answer : reaction.answers) {
                 send(packetOf(answer));

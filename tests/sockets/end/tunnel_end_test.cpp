@@ -4,6 +4,7 @@
 #include <string>
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <tools/TunnelEnd.h>
 
 #include <gtest/gtest.h>
@@ -24,10 +25,16 @@ std::string addressOf(uint16_t port) {
     return "127.0.0.1:" + std::to_string(port);
 }
 
-// Of a server that has just gone.
-uint16_t portOfNobody() {
-    return portOf(listenAt("127.0.0.1", 0));
-}
+// A port that nobody listens at, and that nobody else gets meanwhile.
+struct Nobody {
+    const Socket socket{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+
+    Nobody() {
+        const TcpAddress any = addressesOf("127.0.0.1", 0).front();
+        EXPECT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&any.bytes), any.size), 0);
+    }
+    std::string address() const { return addressOf(portOf(socket)); }
+};
 
 // The simulator's loop: it sleeps until the end's descriptor has something, or its moment has come.
 class Loop {
@@ -63,7 +70,8 @@ ByteArray toOpen(uint16_t number) {
 // The kernel says that it is connecting, and a moment later that nobody is there: the end finds that out in its second
 // look at the sockets, when it has looked for messages already.
 TEST(ATunnelEnd, TellsThatNobodyIsThere) {
-    TunnelEnd end(addressOf(portOfNobody()), packetSize);
+    const Nobody nobody;
+    TunnelEnd end(nobody.address(), packetSize);
     Loop loop(end);
     ASSERT_TRUE(end.handle(toOpen(7)));
     EXPECT_EQ(hex(loop.next()), hex(writeTunnelAnswer({7, TCP_TranferFailed, 0, 0})));
@@ -73,7 +81,8 @@ TEST(ATunnelEnd, TellsThatNobodyIsThere) {
 
 // Several at a time: whoever is told of one is waked for the others.
 TEST(ATunnelEnd, TellsItOfEachConnection) {
-    TunnelEnd end(addressOf(portOfNobody()), packetSize);
+    const Nobody nobody;
+    TunnelEnd end(nobody.address(), packetSize);
     Loop loop(end);
     for (const uint16_t number : std::initializer_list<uint16_t>{7, 8, 9}) ASSERT_TRUE(end.handle(toOpen(number)));
     std::set<uint16_t> told;
@@ -95,7 +104,8 @@ TEST(ATunnelEnd, TellsThatSomebodyIsThere) {
 }
 
 TEST(ATunnelEnd, LeavesOtherMessagesToTheHost) {
-    TunnelEnd end(addressOf(portOfNobody()), packetSize);
+    const Nobody nobody;
+    TunnelEnd end(nobody.address(), packetSize);
     EXPECT_FALSE(end.handle(bytes("02 00 01 09 00")));
     end.finished(bytes("02 80 00"), true); // not of a tunnel
     EXPECT_TRUE(end.messages(Loop::time()).empty());

@@ -52,12 +52,6 @@ class ClientWithoutMemory : public testing::Test {
 protected:
     ClientWithoutMemory() { EXPECT_TRUE(client->waitUntilUp(20s)); }
 
-    // A set is not repeated: on a busy machine its answer may take a while.
-    static hostlink::Options options() {
-        hostlink::Options given = quick();
-        given.answerTime = 2s;
-        return given;
-    }
     hostlink::Wire wire() {
         return hostlink::OwnLink{[inner = host.wire()] { return std::make_unique<Unwatched>(inner.inside().make()); },
                                  "played", 64};
@@ -77,7 +71,7 @@ protected:
     }
 
     PlayedHost host;
-    std::unique_ptr<Client> client = std::make_unique<Client>(wire(), options());
+    std::unique_ptr<Client> client = std::make_unique<Client>(wire(), quick());
     int last = 0;
 };
 

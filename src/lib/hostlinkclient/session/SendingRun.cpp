@@ -104,7 +104,12 @@ std::optional<Failure> Sending::Run::start() {
                                                     "the end of the other one");
     pump.post([this] {
         Calling::mark(core.get());
+        // It is told of the link a little later than that changes. Where it has to wait for the link it begins when it
+        // is told that it is up: told afterwards that it was not, it would take a host's refusal for that of one that
+        // has lost the file.
+        const bool isUp = core->linkState() == LinkState::Up;
         sender.emplace(*source, options, Pump::now());
+        if (!isUp) sender->linkDown();
         watching = core->watchLink([weak = weak_from_this()](bool up) {
             const auto self = weak.lock();
             if (!self) return;
