@@ -9,7 +9,7 @@ import threading
 import weakref
 from concurrent.futures import ThreadPoolExecutor
 
-from conftest import PATIENCE, Gate, eventually
+from conftest import PATIENCE, Gate, eventually, patient
 
 import hostlink
 from hostlink import Change, Client, Host
@@ -29,7 +29,7 @@ def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) 
 
 def test_a_call_that_waits_lets_others_run() -> None:
     """Were the interpreter not let go, the wait would outlast what ends it."""
-    with Host() as host, Client(host.path) as client, client.receive_files() as arriving:
+    with Host() as host, patient(host) as client, client.receive_files() as arriving:
         assert client.wait_until_up(PATIENCE)
         begun, files = Gate(), queue.Queue[bool]()
 
@@ -80,7 +80,7 @@ def test_a_callback_may_end_its_own_subscription(hostlink_host: Host, hostlink_c
 
 
 def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
-    client = Client(hostlink_host.path)
+    client = patient(hostlink_host)
     closed = Gate()
 
     def told(change: Change) -> None:
@@ -95,7 +95,7 @@ def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
 
 def test_a_subscription_keeps_its_client(hostlink_host: Host) -> None:
     told: queue.Queue[Change] = queue.Queue()
-    subscription = Client(hostlink_host.path).subscribe(["PlayerVolume"], told.put)
+    subscription = patient(hostlink_host).subscribe(["PlayerVolume"], told.put)
     assert told.get(timeout=PATIENCE).value == 30
     gc.collect()
     hostlink_host.set("PlayerVolume", 31)
@@ -117,7 +117,7 @@ def test_a_client_that_nobody_holds_is_closed(hostlink_host: Host) -> None:
     asked = Gate()
 
     def open_and_forget() -> tuple[weakref.ref[Client], threading.Thread]:
-        client = Client(hostlink_host.path)
+        client = patient(hostlink_host)
         client.subscribe(["PlayerVolume"], lambda change: (client.get("MaxVolume"), asked.set()))
         return weakref.ref(client), client._thread
 
