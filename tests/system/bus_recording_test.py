@@ -78,9 +78,10 @@ def BusReplayTellsWhatIsDifferent(build):
     with Rig(build) as rig:
         code, lines = rig.replays("hostlink get PlayerVolume %s --record %s >/dev/null && zent-busrig-say set PlayerVolume 31 && "
                                   % (I2C, rig.recording) + REPLAY + rig.recording + " " + I2C)
-        expect("host", (code, [each["kind"] for each in lines]), (HOST_SAID_NO, ["different", "end"]))
-        assert "09 00 cc 1e" in lines[0]["expected"] and "09 00 cc 1f" in lines[0]["came"], lines
-        expect("counts", (lines[1]["different"], lines[1]["expected"] - lines[1]["same"]), (1, 1))
+        *different, end = lines  # one, or more where the answer took its time and the question was asked again
+        expect("host", (code, {each["kind"] for each in different}), (HOST_SAID_NO, {"different"}))
+        assert all("09 00 cc 1e" in each["expected"] and "09 00 cc 1f" in each["came"] for each in different), different
+        expect("counts", (end["different"], end["expected"] - end["same"]), (len(different), len(different)))
         code, lines = rig.replays(REPLAY + rig.recording + " -- hostlink get PlayerVolume MetaTitle " + I2C)
         assert code == HOST_SAID_NO and lines[0]["kind"] == "different", lines
         assert "02 00 01 09 00" in lines[0]["expected"] and "02 00 02 09 00 0c 00" in lines[0]["came"], lines
