@@ -5,6 +5,7 @@ from __future__ import annotations
 import gc
 import os
 import queue
+import sys
 import threading
 import weakref
 from concurrent.futures import ThreadPoolExecutor
@@ -13,6 +14,7 @@ from conftest import PATIENCE, Gate, eventually, patient
 
 import hostlink
 from hostlink import Change, Client, Host
+from hostlink._calls import Calls, Told
 
 
 def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) -> None:
@@ -91,6 +93,55 @@ def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
     closed.pass_through()
     client._thread.join(PATIENCE)
     assert not client._thread.is_alive()
+
+
+def test_others_may_begin_to_wait_while_a_client_is_closed(hostlink_host: Host) -> None:
+    class Waiting(hostlink.Changes):
+        """One of many."""
+
+        def __init__(self) -> None:
+            super().__init__(None)
+
+    client = patient(hostlink_host)
+    kept = [Waiting() for _ in range(40000)]
+    late: list[Waiting] = []
+    for each in kept:
+        client._waits(each)
+    begun, over = Gate(), Gate()
+
+    def begin() -> None:
+        while not over.is_set():
+            late.append(Waiting())
+            client._waits(late[-1])
+            begun.set()
+
+    usual = sys.getswitchinterval()
+    sys.setswitchinterval(1e-5)
+    thread = threading.Thread(target=begin)
+    thread.start()
+    begun.pass_through()
+    try:
+        client.close()
+    finally:
+        over.set()
+        sys.setswitchinterval(usual)
+        thread.join()
+    assert all(list(each) == [] for each in kept + late)  # each has ended
+
+
+def test_others_may_end_calls_while_all_are_dropped() -> None:
+    class Raced(dict[int, Told]):
+        """Of which another thread takes the last one after each look."""
+
+        def __len__(self) -> int:
+            return 1
+
+    calls, told = Calls(), []
+    calls._by_id = Raced()  # type: ignore[assignment]
+    calls.add(Told(told.append))
+    calls.drop()
+    calls.tell(1, "late")
+    assert told == []
 
 
 def test_a_subscription_keeps_its_client(hostlink_host: Host) -> None:
