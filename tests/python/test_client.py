@@ -207,7 +207,7 @@ def test_faults_that_the_link_makes_good(hostlink_host: Host) -> None:
 
         def is_told() -> bool:
             told, refused = client.statistics(), hostlink_host.counts()["faultNacks"]
-            # A refusal that got lost in the garbage, behind an answer that did, is one that did not come.
+            # A refusal that got lost in the garbage is one that did not come.
             return bool(told["refusedPackets"] <= refused <= told["refusedPackets"] + told["unansweredPackets"])
 
         # What was asked again because its answer took its time may still be on its way when that answer has come.
