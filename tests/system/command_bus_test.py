@@ -3,7 +3,7 @@ import json
 import os
 import sys
 
-from bus_shell_test import NOBODY_PRESSES, run
+from bus_shell_test import run
 from command_test import BAD_USAGE, GOOD, HOST_SAID_NO, NO_LINK
 from programs_test import expect
 
@@ -11,7 +11,7 @@ I2C = "--i2c /dev/i2c-1 --address 0x42 --gpio 17"
 SPI = "--spi /dev/spidev0.0 --gpio 17"
 
 
-def shell(build, script, options=NOBODY_PRESSES):
+def shell(build, script, options=""):
     """What a shell in the rig prints, with hostlink in its path."""
     path = os.path.join(os.path.abspath(build), "bin")
     return run(build, options, "sh", "-c", "PATH=%s:$PATH; %s" % (path, script))
