@@ -88,8 +88,12 @@ class Calls:
 
     def drop(self) -> None:
         """Forgets all; those that are awaited end."""
-        while self._by_id:
-            self._by_id.popitem()[1].drop()
+        while True:
+            try:
+                _, call = self._by_id.popitem()
+            except KeyError:  # none is left; asked before, another thread might have taken the last one since
+                return
+            call.drop()
 
     def tell(self, key: int, what: Any) -> None:
         """Calls what has this id."""

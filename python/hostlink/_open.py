@@ -11,7 +11,7 @@ import atexit
 import itertools
 import os
 import weakref
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from typing import Any, Protocol
 
 from . import _core
@@ -43,11 +43,21 @@ def remember(what: Open, shut: Callable[..., None], *arguments: object) -> Calla
     return finalizer
 
 
+def _all() -> Iterator[Any]:
+    """One after another is taken out."""
+    while True:
+        try:
+            _, finalizer = _open.popitem()
+        except KeyError:  # none is left; asked before, another thread might have taken the last one since
+            return
+        yield finalizer
+
+
 @atexit.register
 def _at_exit() -> None:
     _core.begin_exit()
-    while _open:
-        told = _open.popitem()[1].detach()  # by now it would not call any more
+    for finalizer in _all():
+        told = finalizer.detach()  # by now it would not call any more
         if told is not None:
             told[1]()
     _core.await_others()
@@ -55,8 +65,8 @@ def _at_exit() -> None:
 
 def _in_child() -> None:
     _core.after_fork()
-    while _open:
-        found = _open.popitem()[1].detach()
+    for finalizer in _all():
+        found = finalizer.detach()
         if found is not None:
             found[0]._leave()
 

@@ -190,7 +190,8 @@ class Client:
         options.update((name, value) for name, value in others.items() if value is not None)
         inbox = _core.Inbox()
         self._calls = _calls.Calls()
-        self._waiting: weakref.WeakSet[Changes | Receiving] = weakref.WeakSet()  # who must be told when it is closed
+        # Who must be told when it is closed, by their ids. Changed and read by single operations, as its calls are.
+        self._waiting: weakref.WeakValueDictionary[int, Changes | Receiving] = weakref.WeakValueDictionary()
         self._core = _core.Client(inbox, *wire_of(wire).settings(), options)
         self._shut = _open.remember(self, _shut, self._core, inbox)
         self._thread = _calls.start(inbox, self._calls)
@@ -277,7 +278,7 @@ class Client:
             self._calls.drop()
 
     def _waits(self, who: Changes | Receiving) -> None:
-        self._waiting.add(who)
+        self._waiting[id(who)] = who
         if self.link is LinkState.Closed:
             who.close()
 
@@ -421,8 +422,10 @@ class Client:
         after them."""
         self._shut()
         self._calls.drop()
-        for each in list(self._waiting):
-            each.close()
+        for each in self._waiting.valuerefs():
+            who = each()
+            if who is not None:
+                who.close()
 
     def __enter__(self) -> Client:
         return self

@@ -23,15 +23,20 @@ PATIENCE = 100.0  # seconds until something that does not come is given up; noth
 UNHURRIED: dict[str, Any] = {"deadline": PATIENCE, "answer_time": PATIENCE, "refusal_time": PATIENCE}
 
 
-def unhurried(host: Host) -> Uart:
-    """The wire to it, with all the time to accept a packet."""
-    return Uart(host.path, response_timeout=PATIENCE)
+def unhurried(path: str) -> Uart:
+    """The wire to a host, with all the time to accept a packet."""
+    return Uart(path, response_timeout=PATIENCE)
+
+
+def patient(host: Host) -> Client:
+    """A client of it that takes no pause of the machine for a failure."""
+    return Client(unhurried(host.path), **UNHURRIED)
 
 
 @pytest.fixture
 def hostlink_client(hostlink_host: Host) -> Iterator[Client]:
     """In place of the one that is shipped."""
-    with Client(unhurried(hostlink_host), **UNHURRIED) as client:
+    with patient(hostlink_host) as client:
         assert client.wait_until_up(PATIENCE), client.link_text
         yield client
 

@@ -17,7 +17,7 @@ def run(body: Callable[[Host, AsyncClient], Awaitable[None]], host: Host | None 
 
     async def whole() -> None:
         with host or Host() as simulated:
-            async with AsyncClient(simulated.path) if host else AsyncClient(unhurried(simulated), **UNHURRIED) as client:
+            async with AsyncClient(unhurried(simulated.path), **UNHURRIED) as client:
                 await asyncio.wait_for(body(simulated, client), PATIENCE)
 
     asyncio.run(whole())

@@ -20,7 +20,8 @@ CYCLES = int(os.environ.get("HOSTLINK_CYCLES", "300"))
 OPEN = """
 import os, sys, threading, hostlink
 host = hostlink.Host()
-client = hostlink.Client(host.path)
+unhurried = {"deadline": 60, "answer_time": 60}
+client = hostlink.Client(hostlink.Uart(host.path, response_timeout=60), **unhurried)
 assert client.wait_until_up(60)
 """
 
@@ -57,7 +58,7 @@ begun.wait()""",
 import asyncio
 hosts = [hostlink.Host()]
 async def body():
-    other = hostlink.AsyncClient(hosts[0].path)
+    other = hostlink.AsyncClient(hostlink.Uart(hosts[0].path, response_timeout=60), **unhurried)
     await other.get('PlayerVolume')
 asyncio.run(body())""",
     "an exception": "raise SystemExit(0)",

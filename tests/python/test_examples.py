@@ -3,8 +3,10 @@
 from __future__ import annotations
 
 import asyncio
+import copy
 import os
 import pathlib
+import runpy
 import subprocess
 import sys
 import threading
@@ -18,17 +20,24 @@ import hostlink
 from hostlink import Faults, Host
 
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent.parent / "examples" / "python"
+UNHURRIED = pathlib.Path(__file__).resolve().parent / "unhurried"  # their clients have the times that are the package's own
 
 
-def run(program: str, *words: object, **environment: str) -> tuple[int, str]:
-    done = subprocess.run(
-        [sys.executable, "-B", str(EXAMPLES / program), *map(str, words)],
+def python(*words: object, **environment: str) -> subprocess.CompletedProcess[str]:
+    """An interpreter of its own."""
+    path = os.pathsep.join([str(UNHURRIED), os.environ["PYTHONPATH"]])
+    return subprocess.run(
+        [sys.executable, "-B", *map(str, words)],
         capture_output=True,
         text=True,
         timeout=PATIENCE,
         check=False,
-        env={**os.environ, **environment},
+        env={**os.environ, "PYTHONPATH": path, **environment},
     )
+
+
+def run(program: str, *words: object, **environment: str) -> tuple[int, str]:
+    done = python(EXAMPLES / program, *words, **environment)
     assert "Traceback" not in done.stderr, done.stderr
     return done.returncode, done.stdout
 
@@ -80,14 +89,9 @@ def test_dump_transfer() -> None:
     assert len(lines) == 26
 
 
-def test_test_port(hostlink_host: Host, monkeypatch: pytest.MonkeyPatch) -> None:
-    for port in (None, hostlink_host.path):
-        if port is not None:
-            monkeypatch.setenv("HOSTLINK_PORT", port)
-        done = subprocess.run(
-            [sys.executable, "-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", str(EXAMPLES / "test_port.py")],
-            capture_output=True, text=True, timeout=PATIENCE, check=False,
-        )  # fmt: skip
+def test_test_port(hostlink_host: Host) -> None:
+    words = ("-m", "pytest", "-q", "-p", "no:cacheprovider", EXAMPLES / "test_port.py")
+    for done in (python(*words), python(*words, HOSTLINK_PORT=hostlink_host.path)):
         assert "5 passed" in done.stdout, done.stdout
     assert hostlink_host.get("PlayerVolume") == 100
 
@@ -103,14 +107,15 @@ def test_the_fixtures_that_are_shipped(tmp_path: pathlib.Path) -> None:
         '    hostlink_client.set("PlayerVolume", 12, confirm=True)\n'
         '    assert hostlink_host.get("PlayerVolume") == 12\n'
     )
-    done = subprocess.run(
-        [sys.executable, "-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", str(tmp_path)],
-        capture_output=True, text=True, timeout=PATIENCE, check=False,
-    )  # fmt: skip
+    done = python("-m", "pytest", "-q", "-p", "no:cacheprovider", tmp_path)
     assert done.returncode == 0 and "1 passed" in done.stdout, done.stdout + done.stderr
 
 
-def test_the_page_says_what_is_so() -> None:
+def test_the_page_says_what_is_so(monkeypatch: pytest.MonkeyPatch) -> None:
+    for begins in (hostlink.Uart.__init__, hostlink.Client.__init__):
+        for what in ("__defaults__", "__kwdefaults__"):
+            monkeypatch.setattr(begins, what, copy.copy(getattr(begins, what)))  # which has it back afterwards
+    runpy.run_path(str(UNHURRIED / "sitecustomize.py"))
     page = (EXAMPLES.parent.parent / "docs" / "python.md").read_text()
     blocks = [part.split("```")[0] for part in page.split("```python\n")[1:]]
     (host,) = [block for block in blocks if block.startswith("with hostlink.Host")]

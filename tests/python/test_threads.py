@@ -5,14 +5,16 @@ from __future__ import annotations
 import gc
 import os
 import queue
+import sys
 import threading
 import weakref
 from concurrent.futures import ThreadPoolExecutor
 
-from conftest import PATIENCE, Gate, eventually
+from conftest import PATIENCE, Gate, eventually, patient
 
 import hostlink
 from hostlink import Change, Client, Host
+from hostlink._calls import Calls, Told
 
 
 def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) -> None:
@@ -29,7 +31,7 @@ def test_many_threads_ask_at_once(hostlink_host: Host, hostlink_client: Client) 
 
 def test_a_call_that_waits_lets_others_run() -> None:
     """Were the interpreter not let go, the wait would outlast what ends it."""
-    with Host() as host, Client(host.path) as client, client.receive_files() as arriving:
+    with Host() as host, patient(host) as client, client.receive_files() as arriving:
         assert client.wait_until_up(PATIENCE)
         begun, files = Gate(), queue.Queue[bool]()
 
@@ -80,7 +82,7 @@ def test_a_callback_may_end_its_own_subscription(hostlink_host: Host, hostlink_c
 
 
 def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
-    client = Client(hostlink_host.path)
+    client = patient(hostlink_host)
     closed = Gate()
 
     def told(change: Change) -> None:
@@ -93,9 +95,58 @@ def test_a_callback_may_close_its_client(hostlink_host: Host) -> None:
     assert not client._thread.is_alive()
 
 
+def test_others_may_begin_to_wait_while_a_client_is_closed(hostlink_host: Host) -> None:
+    class Waiting(hostlink.Changes):
+        """One of many."""
+
+        def __init__(self) -> None:
+            super().__init__(None)
+
+    client = patient(hostlink_host)
+    kept = [Waiting() for _ in range(40000)]
+    late: list[Waiting] = []
+    for each in kept:
+        client._waits(each)
+    begun, over = Gate(), Gate()
+
+    def begin() -> None:
+        while not over.is_set():
+            late.append(Waiting())
+            client._waits(late[-1])
+            begun.set()
+
+    usual = sys.getswitchinterval()
+    sys.setswitchinterval(1e-5)
+    thread = threading.Thread(target=begin)
+    thread.start()
+    begun.pass_through()
+    try:
+        client.close()
+    finally:
+        over.set()
+        sys.setswitchinterval(usual)
+        thread.join()
+    assert all(list(each) == [] for each in kept + late)  # each has ended
+
+
+def test_others_may_end_calls_while_all_are_dropped() -> None:
+    class Raced(dict[int, Told]):
+        """Of which another thread takes the last one after each look."""
+
+        def __len__(self) -> int:
+            return 1
+
+    calls, told = Calls(), []
+    calls._by_id = Raced()  # type: ignore[assignment]
+    calls.add(Told(told.append))
+    calls.drop()
+    calls.tell(1, "late")
+    assert told == []
+
+
 def test_a_subscription_keeps_its_client(hostlink_host: Host) -> None:
     told: queue.Queue[Change] = queue.Queue()
-    subscription = Client(hostlink_host.path).subscribe(["PlayerVolume"], told.put)
+    subscription = patient(hostlink_host).subscribe(["PlayerVolume"], told.put)
     assert told.get(timeout=PATIENCE).value == 30
     gc.collect()
     hostlink_host.set("PlayerVolume", 31)
@@ -117,7 +168,7 @@ def test_a_client_that_nobody_holds_is_closed(hostlink_host: Host) -> None:
     asked = Gate()
 
     def open_and_forget() -> tuple[weakref.ref[Client], threading.Thread]:
-        client = Client(hostlink_host.path)
+        client = patient(hostlink_host)
         client.subscribe(["PlayerVolume"], lambda change: (client.get("MaxVolume"), asked.set()))
         return weakref.ref(client), client._thread
 

@@ -7,7 +7,7 @@ import socket
 import threading
 
 import pytest
-from conftest import PATIENCE, Gate, eventually
+from conftest import PATIENCE, Gate, eventually, patient
 
 import hostlink
 from hostlink import Client, DataTransferState, Host, MessageId
@@ -54,7 +54,7 @@ def test_a_file_to_the_host(tmp_path: pathlib.Path, hostlink_host: Host, hostlin
 
 
 def test_sending_that_is_cancelled(hostlink_host: Host) -> None:
-    with Host(baud=9600) as host, Client(hostlink.Uart(host.path, response_timeout=2)) as client:
+    with Host(baud=9600) as host, patient(host) as client:
         sending = client.begin_sending(bytes(100000), name="long")
         assert not sending.wait_for(0)
         sending.cancel()
@@ -63,7 +63,7 @@ def test_sending_that_is_cancelled(hostlink_host: Host) -> None:
 
 
 def test_progress_that_raises_ends_the_transfer() -> None:
-    with Host(baud=9600) as host, Client(hostlink.Uart(host.path, response_timeout=2)) as client:
+    with Host(baud=9600) as host, patient(host) as client:
         sending = client.begin_sending(bytes(100000), name="long")
 
         def refuse(progress: hostlink.Progress) -> None:
