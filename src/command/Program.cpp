@@ -21,12 +21,18 @@ hostlink::Recorder Program::recordInto(const std::string& file) {
 }
 
 hostlink::Client& Program::host() {
+    hostToBe().open();
+    return *client;
+}
+
+hostlink::Client& Program::hostToBe() {
     if (!client) {
         hostlink::Options options;
         options.deadline = timeout();
         options.refusalTime = refusalTime.value_or(options.refusalTime);
         if (!common.record.empty()) recordInto(common.record);
         options.recorder = recorder;
+        options.opensLater = true;
         client = std::make_unique<hostlink::Client>(wire().wire(), options);
     }
     return *client;

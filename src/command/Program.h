@@ -46,9 +46,12 @@ public:
     WireOptions wire() const;
     /// How long to wait for the host to say that it does not support what nothing else answers. Before `host()`.
     void waitForRefusals(std::chrono::milliseconds time) { refusalTime = time; }
-    /// Opens the link when it is asked for first.
+    /// Its link is opened when it is asked for first.
     /// @throw UsageError no wire is named
     hostlink::Client& host();
+    /// For who shall hear the host's first words: its link is not opened before `host()` is called.
+    /// @throw UsageError no wire is named
+    hostlink::Client& hostToBe();
     /// Has the link recorded, from its beginning.
     /// @throw UsageError the file cannot be written
     hostlink::Recorder recordInto(const std::string& file);

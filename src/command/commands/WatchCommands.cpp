@@ -121,8 +121,9 @@ ExitCode events(Program& program, const EventOptions& options) {
         object.text("time", stamp.iso());
         program.output().line("(" + stamp.clock() + ") " + name + " " + event.key.print(), object);
     };
+    // First: a key that was pressed before anybody was there comes as soon as the link is open.
+    const hostlink::Listening keys = program.hostToBe().onInputEvent(told);
     const hostlink::Listening link = tellLosses(program);
-    const hostlink::Listening keys = program.host().onInputEvent(told);
     program.stop().wait();
     return endOf(program);
 }

@@ -56,7 +56,8 @@ class HOSTLINK_EXPORT Client {
 public:
     template <typename T> using Callback = std::function<void(Result<T>)>;
 
-    /// Begins to open the link and returns; the first requests wait until it is open or has failed to open.
+    /// Begins to open the link, unless `Options::opensLater` leaves that to `open()`, and returns; the first requests
+    /// wait until it is open or has failed to open.
     /// @throw std::bad_alloc, std::system_error there is no memory or no thread to be had
     explicit Client(const Wire& wire, const Options& options = {});
     ~Client();
@@ -164,6 +165,10 @@ public:
     std::string linkText() const;
     /// Waits until the link is up; false when it is not by then.
     bool waitUntilUp(std::chrono::milliseconds within) const;
+
+    /// Begins to open the link of a client with `Options::opensLater`, and returns. Does nothing to one that has begun
+    /// already, or has been closed. Any thread may call.
+    void open();
 
     /// Ends what is under way (`Cancelled`), closes the link and waits for callbacks that are running. Before it
     /// returns, each callback of a request that was begun before it has been called: with the result that was there,

@@ -42,6 +42,9 @@ struct Options {
     Milliseconds longestPause{5000};
     /// A new link is made when so many messages in a row were not accepted by the host.
     int unansweredWrites = 5;
+    /// The link is opened by `Client::open()`, not by the constructor: once everything is registered that shall hear
+    /// the host's first words, which may be waiting for a module to come.
+    bool opensLater = false;
     /// What a new host is asked first, to see whether it is there.
     StateId probe = STA_HostFirmwareVersion;
 

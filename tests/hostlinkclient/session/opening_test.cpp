@@ -1,7 +1,9 @@
 // Links that cannot be opened: what the client says of them, and what they leave behind.
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,7 +14,9 @@
 #include <hostlink/physicalLayers/UartPhysicalLayer.h>
 #include <hostlinkclient/Client.h>
 
+#include "PlayedHost.h"
 #include "QuickOptions.h"
+#include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/MustEnd.h"
 #include "support/Pty.h"
@@ -70,6 +74,42 @@ TEST(ClientOpening, SaysWhatTheLinkHasLoggedFirst) {
               "device such as /dev/ttyS0");
     EXPECT_EQ(noBus.linkText(),
               "cannot open /dev/null: Spi /dev/null: not an SPI device; give the path of one such as /dev/spidev0.0");
+}
+
+// The host's first word is a key, which waited for the module to come.
+TEST(ClientOpening, IsLeftToTheProgramThatListensFirst) {
+    PlayedHost host;
+    host.does([&](const ByteArray& message) {
+        std::vector<ByteArray> answers = host.simulated(message);
+        answers.insert(answers.begin(), bytes("06 00 01 01 00 CC 05"));
+        return PlayedHost::Reaction{Accepted, answers};
+    });
+    hostlink::Options later = quick();
+    later.opensLater = true;
+    Client client(host.wire(), later);
+    EXPECT_FALSE(client.waitUntilUp(std::chrono::milliseconds(100)));
+    EXPECT_EQ(client.linkState(), LinkState::Opening);
+    EXPECT_EQ(host.linksMade(), 0);
+    std::atomic<int> keys{0};
+    const hostlink::Listening listening = client.onInputEvent([&](const hostlink::InputEvent&) { ++keys; });
+    client.open();
+    client.open();
+    mustBecomeTrue([&] { return keys > 0; }, "told of the key");
+    EXPECT_TRUE(client.waitUntilUp(std::chrono::seconds(20)));
+    EXPECT_EQ(host.linksMade(), 1);
+}
+
+TEST(ClientOpening, DoesNotBeginAfterTheEnd) {
+    PlayedHost host;
+    hostlink::Options later = quick();
+    later.opensLater = true;
+    Client client(host.wire(), later);
+    auto volume = client.getAsync(STA_PlayerVolume);
+    client.close();
+    EXPECT_EQ(volume.get().outcome(), hostlink::Outcome::Cancelled);
+    client.open();
+    EXPECT_EQ(client.linkState(), LinkState::Closed);
+    EXPECT_EQ(host.linksMade(), 0);
 }
 
 TEST(ClientOpening, SaysWhereToLookWhenTheLinkSaysNothing) {

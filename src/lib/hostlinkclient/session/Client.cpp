@@ -99,6 +99,10 @@ Client::~Client() {
     inside->close();
 }
 
+void Client::open() {
+    inside->open();
+}
+
 // The callback of a subscription may be on its way out of here when another thread destroys the client.
 void Client::close() {
     const std::shared_ptr<Core> kept = inside;

@@ -129,7 +129,11 @@ Core::~Core() {
 void Core::start() {
     acceptSilence();
     callbacks.post([this] { Calling::mark(this); });
-    sender.post([this] { openLine(); });
+    if (!settings.opensLater) open();
+}
+
+void Core::open() {
+    if (!hasBegun.exchange(true)) sender.post([this] { openLine(); });
 }
 
 void Core::close() {

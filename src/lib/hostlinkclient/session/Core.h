@@ -45,6 +45,8 @@ public:
 
     /// Begins to open the link.
     void start();
+    /// As `Client::open`.
+    void open();
     /// Ends everything, and tells the results that are still owed to callbacks. A second call waits for the first; one
     /// from a callback does not wait for that.
     void close();
@@ -168,6 +170,7 @@ private:
     bool isReopening = false; // a new link is on its way
     bool closing = false;
 
+    std::atomic<bool> hasBegun{false}; // to open its link
     std::atomic<bool> isEnding{false}; // the first close() has begun
     std::promise<void> hasEnded;
     const std::shared_future<void> wholeEnd{hasEnded.get_future().share()};
