@@ -102,7 +102,8 @@ HostLinkPhysicalLayer* makeLink(const std::string& name) {
         properties.setInt(UartResponseTimeout, 10000);
         std::thread(playHost, shared.pty->master()).detach();
     } else {
-        busrig::RigControl().reset(); // a host that waits for the answer of who has just ended would tell nothing so long
+        // A host that waits for the answer of who has just ended would tell nothing for so long.
+        busrig::RigControl().reset();
         const busrig::RigBoard& board = busrig::firstBoard;
         properties.setString(DevicePath, name == "i2c" ? board.i2cPath : board.spiPath);
         properties.setInt(GpioNumber, board.gpio);

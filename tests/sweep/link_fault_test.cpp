@@ -386,7 +386,7 @@ TEST_F(BusLinkFault, StopEventThatIsNotTakenIsReplacedByThePipe) {
 
 TEST_F(BusLinkFault, InterruptedSettingsOfTheLineAreMadeAgain) {
     for (const char* call : {"open", "write"}) {
-        for (const size_t setting : {1, 2, 3}) {
+        for (const size_t setting : {1U, 2U, 3U}) {
             SCOPED_TRACE(std::string(call) + " " + std::to_string(setting));
             failNext(call, EINTR, setting);
             ASSERT_TRUE(init());

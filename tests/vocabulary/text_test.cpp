@@ -12,8 +12,8 @@ TEST(Text, IsEmptyWithoutPieces) {
 }
 
 TEST(Text, JoinsPiecesOfAnyLength) {
-    for (const size_t length : {0, 1, 2, 100, 1000, 1022, 1023, 1024, 1025, 1026, 3000}) {
-        for (const size_t next : {0, 1, 2, 23, 24, 25, 1023, 1024, 1025, 5000}) {
+    for (const size_t length : {0U, 1U, 2U, 100U, 1000U, 1022U, 1023U, 1024U, 1025U, 1026U, 3000U}) {
+        for (const size_t next : {0U, 1U, 2U, 23U, 24U, 25U, 1023U, 1024U, 1025U, 5000U}) {
             Text text;
             text += std::string(length, 'a');
             text += std::string(next, 'b');
