@@ -27,6 +27,7 @@
 
 #include <serialcomm/Uart.h>
 
+#include "support/Folder.h"
 #include "support/LineSpeed.h"
 #include "support/LogCapture.h"
 #include "support/ProcessWatch.h"
@@ -85,23 +86,6 @@ public:
 
 private:
     int fd;
-};
-
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "serialcommXXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-        path = name;
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::filesystem::path path;
 };
 
 // One call on a thread of its own. `id` is known before the call begins.
@@ -340,8 +324,8 @@ TEST_F(UartTest, RefusesUnknownSettingsAndOpensNothing) {
 }
 
 TEST_F(UartTest, TellsAMissingDevice) {
-    const TemporaryFolder folder;
-    const std::string path = folder.path / "ttyNone";
+    const Folder folder;
+    const std::string path = folder.path + "/ttyNone";
     const auto before = openDescriptors();
     Uart uart(path, baudRate, 0, "none", true);
     EXPECT_FALSE(uart.init());
@@ -361,11 +345,11 @@ TEST_F(UartTest, TellsWhatIsNotASerialPort) {
     EXPECT_EQ(openDescriptors(), before);
 
     log.clear();
-    const TemporaryFolder folder;
-    Uart directory(folder.path.string(), baudRate, 0, "none", true);
+    const Folder folder;
+    Uart directory(folder.path, baudRate, 0, "none", true);
     EXPECT_FALSE(directory.init());
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{
-                               {ERROR_LOG_LEVEL, "Uart " + folder.path.string() + ": cannot open: Is a directory"}}));
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{ERROR_LOG_LEVEL, "Uart " + folder.path + ": cannot open: Is a directory"}}));
     EXPECT_EQ(openDescriptors(), before);
 }
 
@@ -552,8 +536,8 @@ TEST_F(UartTest, LeavesFlowControlToWhoSharesThePort) {
 }
 
 TEST_F(UartTest, OpensWhatTheFirstAttemptDidNotFind) {
-    const TemporaryFolder folder;
-    const std::filesystem::path link = folder.path / "tty";
+    const Folder folder;
+    const std::string link = folder.path + "/tty";
     Uart uart(link, baudRate, 0, "none", true);
     ASSERT_FALSE(uart.init());
     std::filesystem::create_symlink(pty.slavePath(), link);

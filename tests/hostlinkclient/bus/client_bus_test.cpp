@@ -3,19 +3,15 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <iterator>
 #include <memory>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +20,7 @@
 #include <hostlinkclient/Client.h>
 
 #include "rig/RigControl.h"
+#include "support/Folder.h"
 #include "support/MustEnd.h"
 #include "support/NoMoreThreads.h"
 #include "support/ProcessCounts.h"
@@ -109,21 +106,6 @@ TEST_P(ClientOnABus, AsksAndIsTold) {
     EXPECT_GT(client->statistics().edges, 0U);
     EXPECT_EQ(client->statistics().garbageBytes, 0U);
 }
-
-// A folder that goes with the test. Not named after the process: in every rig its number is the same.
-class Folder {
-public:
-    Folder() {
-        std::string name = testing::TempDir() + "client-XXXXXX";
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
-        path = name;
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() { std::filesystem::remove_all(path); }
-
-    std::string path;
-};
 
 // A get on a bus: a write and a read for its packet, the edge, a write (IRQ frame) and a read for the answer, and a
 // write that acknowledges it.

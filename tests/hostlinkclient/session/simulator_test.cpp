@@ -2,7 +2,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -19,27 +18,13 @@
 
 #include <hostlinkclient/Client.h>
 
+#include "support/Folder.h"
 #include "support/MustEnd.h"
 
 namespace {
 
 using namespace hostlink;
 using namespace std::chrono_literals;
-
-/// A folder that goes with the test.
-class Folder {
-public:
-    Folder() {
-        std::string name = testing::TempDir() + "client-XXXXXX";
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
-        path = name;
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    ~Folder() { std::filesystem::remove_all(path); }
-
-    std::string path;
-};
 
 /// One run of the program; ends with the object.
 class Simulator {
