@@ -22,10 +22,11 @@ sys.path.insert(0, str(TOP / "firmware"))
 import sizes
 import vectors
 from emulator import EMULATOR, Board, address_of, clock_in, memory_words
-from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESPONSE, SET, SUBSCRIBE, TUNNEL,
-                    TUNNEL_RESPONSE, U8, U16, U32, UNSUBSCRIBE, UNSUPPORTED, Module, ids, items_of, number, packet, text,
+from module import (ACK, BIN, CHANGED, DATA, EVENT, GET, LAST, LED, MESSAGE, NACK, RESET, RESPONSE, SET, SUBSCRIBE,
+                    TUNNEL, TUNNEL_RESPONSE, U8, U16, U32, UNSUBSCRIBE, UNSUPPORTED, Module, ids, items_of, number, packet, text,
                     values)
 from relay import Relay
+from stepper import Stepper
 
 VOLUME, PLAY_TIME, PLAY_STATUS, BALANCE = 0x0009, 0x000A, 0x000B, 0x0019
 NAME, MAX_VOLUME, CONTROL = 0x0311, 0xF311, 0x0004
@@ -423,6 +424,19 @@ def ResetInTheMiddleOfAFrame(tried):
         assert module.reset()
         expect("volume", module.get(VOLUME), [(VOLUME, U8, 30)])
         module.expect_no_more()
+
+
+def WhatComesWhileTheLineIsSetUpIsHeard(tried):
+    """It waits on the line, and enters between any two instructions."""
+    for image in ("mps2-an385", "mps2-an505", "microbit"):
+        with Stepper() as stepper, tried.board(image, *stepper.words, given=[stepper.there.fileno()]) as board:
+            with Module(board.path, timeout=PATIENT) as module:
+                module.write(packet(LAST | RESET, 0))
+                stepper.run_to(address_of("boardInit", tried.images / (image + ".elf")))
+                for _ in range(300):  # boardInit is shorter
+                    stepper.step()
+                stepper.let_run()
+                expect(image, module.response(), ACK)
 
 
 def TenThousandMessagesEachWay(tried):

@@ -40,8 +40,8 @@ void portStartTransmitter(void) {
 
 static void startUart(Uart* uart, uint32_t control) {
     uart->baudDivider = clockHz / baudRate;
+    (void)uart->data; /* a stale byte: once the receiver is on, it could be the first of a packet */
     uart->control = control;
-    (void)uart->data; /* a stale byte; and the emulator begins to look for input at this read */
 }
 
 void boardInit(void) {
