@@ -15,6 +15,7 @@ import sys
 import tempfile
 import threading
 import zlib
+from types import SimpleNamespace
 
 sys.dont_write_bytecode = True
 TOP = pathlib.Path(__file__).resolve().parents[2]
@@ -297,6 +298,22 @@ def ButtonsAreToldAndDoWhatTheyShould(tried):
             expect("button %d" % button, told,
                    [(EVENT, [(PRESSED, U16, button)]), (EVENT, [(RELEASED, U16, button)]), (CHANGED, [change])])
         module.expect_no_more()
+
+
+def LinesPressButtons(tried):
+    """Two that come at once are two."""
+    words = [sys.executable, "-B", TOP / "firmware" / "emulator.py", tried.images / "mps2-an385-patient.elf"]
+    with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as emulator:
+        try:
+            path = emulator.stdout.readline().decode().split()[-1]
+            with Conversation(SimpleNamespace(path=path)) as module:
+                module.subscribe(VOLUME)
+                emulator.stdin.write(b"2\n12\n2\n")
+                emulator.stdin.flush()
+                for volume in (32, 34):
+                    expect("told", module.told(), [(VOLUME, U8, volume)])
+        finally:
+            emulator.kill()
 
 
 def RequestsThatCannotBeReadAreAnswered(tried):
