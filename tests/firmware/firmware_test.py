@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import zlib
 from types import SimpleNamespace
 
@@ -35,7 +36,7 @@ SYSTEM_INFO, FIRMWARE = 0xF300, 0xF001
 STOPPED, PLAYING, PAUSED = 0, 2, 3
 NIL, I8, U64 = 192, 208, 207
 PRESSED, RELEASED = 1, 0
-PATIENT = 20  # seconds for one answer: the machine may be busy
+PATIENT = 60  # seconds for one answer, or for the start of the emulator: the machine may be busy
 
 
 def expect(what, seen, wanted):
@@ -54,7 +55,8 @@ class Tried:
 
     def demo(self, path, packet_size, file_size, timeout=5000):
         done = subprocess.run([self.build / "bin/hostlink-demo", "--device", path, "--max-packet-size", str(packet_size),
-                               "--file-size", str(file_size), "--response-timeout", str(timeout)],
+                               "--file-size", str(file_size), "--response-timeout", str(timeout),
+                               "--patience", str(PATIENT)],
                               capture_output=True, text=True, timeout=800, check=False)
         print(done.stdout[-300:], done.stderr)
         expect("exit code", done.returncode, 0)
@@ -148,14 +150,25 @@ def DemoOverALineThatLosesBytes(tried):
 
 def DemoForPeople(tried):
     """What `make demo HOST=firmware` runs."""
-    done = subprocess.run([TOP / "scripts/demo.sh", tried.build, "uart", "firmware", "--file-size", "4096"],
-                          capture_output=True, text=True, timeout=800, check=False, env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
+    done = subprocess.run([TOP / "scripts/demo.sh", tried.build, "uart", "firmware", "--file-size", "4096",
+                           "--patience", str(PATIENT)], capture_output=True, text=True, timeout=800, check=False,
+                          env={**os.environ, "FIRMWARE_BUILD": str(tried.images.parent)})
     print(done.stdout[-300:], done.stderr)
     expect("exit code", done.returncode, 0)
     assert "All went well." in done.stdout and "What to try next" in done.stdout, done.stdout
 
 
 # -- the checker of hosts
+
+def await_start(clock):
+    """For the checker, a clock that stands still for 10 s is that of a board that hangs."""
+    file, offset = clock.rsplit(":", 1)
+    deadline = time.monotonic() + PATIENT
+    with open(file, "rb", buffering=0) as memory:
+        while not any(os.pread(memory.fileno(), 4, int(offset))):
+            assert time.monotonic() < deadline, "the board does not start"
+            time.sleep(0.01)
+
 
 class Checked:
     """A board and the checker at its line, which goes by the board's clock: a busy machine is no slow host."""
@@ -165,10 +178,12 @@ class Checked:
         self.folder = tempfile.TemporaryDirectory(prefix="board-")
         self.memory = pathlib.Path(self.folder.name) / "memory"
         self.board = Board(self.image, *memory_words(self.memory), listen_at=pathlib.Path(self.folder.name) / "line")
+        self.clock = clock_in(self.memory, self.image)
+        await_start(self.clock)
 
     def check(self, *arguments):
-        words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock",
-                 clock_in(self.memory, self.image), "--json", *arguments]
+        words = [self.build / "bin/zent-hostcheck", "--device", self.board.path, "--clock", self.clock, "--json",
+                 *arguments]
         done = subprocess.run(words, capture_output=True, text=True, timeout=800, check=False)
         return done.returncode, done.stdout, done.stderr
 
@@ -217,6 +232,7 @@ def CheckerPassesABoardThatAPersonHasStarted(tried):
             try:
                 clock = emulator.stdout.readline().split()[-1]
                 expect("said", emulator.stdout.readline(), f"listening on {line}\n")
+                await_start(clock)
                 done = subprocess.run([tried.build / "bin/zent-hostcheck", "--device", line, "--clock", clock, "--only",
                                        "response-form"], capture_output=True, text=True, timeout=800, check=False)
                 emulator.terminate()
