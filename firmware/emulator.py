@@ -112,11 +112,12 @@ class Board:
 def serve(board, press_every):
     """Until the emulator or the standard input ends."""
     next_press = time.monotonic() + (press_every or 0) / 1000
-    inputs = [sys.stdin]
+    lines = open(sys.stdin.fileno(), "rb", buffering=0, closefd=False)  # a buffer could hold one that nobody waits for
+    inputs = [lines]
     while board.runs():
         wait = max(0, next_press - time.monotonic()) if press_every else 1
         if select.select(inputs, [], [], min(wait, 1))[0]:
-            line = sys.stdin.readline()
+            line = lines.readline()
             if not line:
                 inputs = []
             elif line.strip().isdigit() and len(line.strip()) == 1:

@@ -34,6 +34,7 @@ void hostInit(HostMessageHandler onEachMessage, HostResetHandler onEachReset) {
     HostLinkHostSetup setup;
     hostLinkHostDefaults(&setup);
     HOSTLINK_HOST_USE_STORAGE(&setup, storage);
+    setup.responseTimeout = HOST_RESPONSE_TIMEOUT;
     setup.events.message = onMessage;
     setup.events.reset = onReset;
     require(hostLinkHostInit(&host, &setup));

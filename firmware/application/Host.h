@@ -13,6 +13,10 @@
 #define HOST_MESSAGE_SIZE                                                                                              \
     1408 /* what the module sends of a file at a time, 1208 bytes in packets of 256, and its items */
 #endif
+/// Milliseconds that the module has to acknowledge a packet.
+#ifndef HOST_RESPONSE_TIMEOUT
+#define HOST_RESPONSE_TIMEOUT 1000
+#endif
 
 enum {
     HOST_MESSAGES_AT_ONCE = 3, ///< sent for one message or event, at most

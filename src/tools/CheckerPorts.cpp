@@ -55,11 +55,16 @@ Time timeOnLine(const HostcheckOptions& options, size_t bytes) {
     return Time(static_cast<int64_t>(bytes) * bitsOfAByte * Time(std::chrono::seconds(1)).count() / options.baud);
 }
 
-bool OwnDelays::note(Time due) {
-    const Time late = CheckerClock::ofMachine() - due;
+bool OwnDelays::noteOver(Time due) {
+    noteDone();
+    const Time late = lastNoted - due;
     if (late <= usualDelay) return false;
     total += late;
     return true;
+}
+
+void OwnDelays::noteDone() {
+    lastNoted = CheckerClock::ofMachine();
 }
 
 SerialPort::SerialPort(const HostcheckOptions& checkOptions)
@@ -96,7 +101,9 @@ void SerialPort::readOn(Uart& port, Arrivals& arrivals) {
 
 void SerialPort::send(const ByteArray& bytes) {
     Interruption::check();
+    const Time due = ownDelays.dueAfter(lineTime(bytes.size()));
     if (!uart->write(bytes)) throw hostcheck::LineLost("cannot write to the port");
+    ownDelays.noteOver(due);
 }
 
 // A wait that has lasted longer than it should tells nothing about the host: it is looked once more. So it is with each
@@ -110,9 +117,9 @@ ByteArray SerialPort::receive(Time until) {
         const Time left = until - now();
         if (left <= Time(0) && (!wasLate || lateLooks > mostLateLooks)) return {};
         const Time span = std::clamp(left, shortestWait, Interruption::within);
-        const Time due = CheckerClock::ofMachine() + span;
-        const bool isNotified = arrivals->changed.wait_for(lock, span) == std::cv_status::no_timeout;
-        wasLate = !isNotified && ownDelays.note(due);
+        const Time due = ownDelays.dueAfter(span);
+        arrivals->changed.wait_for(lock, span);
+        wasLate = ownDelays.noteOver(due);
     }
     return std::exchange(arrivals->come, {});
 }
@@ -122,18 +129,37 @@ BusPort::BusPort(const HostcheckOptions& options) : CheckerPort(options.clock), 
     line = openLine(options);
 }
 
+namespace {
+
+// The host may hold the clock of a bus for long: that is no delay of this machine's.
+class BusCall {
+public:
+    explicit BusCall(OwnDelays& ownDelays) : delays(ownDelays) {
+        Interruption::check();
+        delays.noteRunning();
+    }
+    ~BusCall() { delays.noteDone(); }
+    BusCall(const BusCall&) = delete;
+    BusCall& operator=(const BusCall&) = delete;
+
+private:
+    OwnDelays& delays;
+};
+
+} // namespace
+
 bool BusPort::write(const ByteArray& bytes) {
-    Interruption::check();
+    const BusCall call(ownDelays);
     return device->write(bytes);
 }
 
 ByteArray BusPort::read(size_t count) {
-    Interruption::check();
+    const BusCall call(ownDelays);
     return device->read(static_cast<int>(count));
 }
 
 ByteArray BusPort::writeRead(const ByteArray& bytes, size_t count) {
-    Interruption::check();
+    const BusCall call(ownDelays);
     return device->writeRead(bytes, static_cast<int>(count));
 }
 
@@ -142,9 +168,10 @@ bool BusPort::waitForEdge(Time until) {
         Interruption::check();
         const Time left = until - now();
         const Time span = std::clamp(left, Time(0), Interruption::within);
-        const Time due = CheckerClock::ofMachine() + span;
-        if (line->waitForEdge(span)) return true;
-        ownDelays.note(due);
+        const Time due = ownDelays.dueAfter(span);
+        const bool hasFallen = line->waitForEdge(span);
+        ownDelays.noteOver(due);
+        if (hasFallen) return true;
         if (left <= Time(0)) return false;
     }
 }
@@ -153,8 +180,8 @@ void BusPort::pause(Time until) {
     for (Time left = until - now(); left > Time(0); left = until - now()) {
         Interruption::check();
         const Time span = std::min(left, Interruption::within);
-        const Time due = CheckerClock::ofMachine() + span;
+        const Time due = ownDelays.dueAfter(span);
         std::this_thread::sleep_for(span);
-        ownDelays.note(due);
+        ownDelays.noteOver(due);
     }
 }

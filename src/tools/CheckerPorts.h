@@ -28,16 +28,23 @@ public:
     static void check();
 };
 
-/// How long this machine has kept the checker from running, as far as its waits show.
+/// How long this machine has kept the checker from running, as far as it can see. By the machine's clock.
 class OwnDelays {
 public:
-    /// A wait is over that was to end then, by the machine's clock.
+    /// The checker runs, and has done nothing but compute since it was noted last.
+    void noteRunning() { noteOver(lastNoted); }
+    /// A wait of at most this span that begins where the checker was noted last.
+    hostcheck::Time dueAfter(hostcheck::Time span) const { return lastNoted + span; }
+    /// A wait is over that was to end then, or sooner: what ended it may have come long before.
     /// @return whether that is late
-    bool note(hostcheck::Time due);
+    bool noteOver(hostcheck::Time due);
+    /// Something is over that takes as long as others make it.
+    void noteDone();
     hostcheck::Time sum() const { return total; }
 
 private:
     hostcheck::Time total{0};
+    hostcheck::Time lastNoted = CheckerClock::ofMachine();
 };
 
 /// How long a serial line of these options takes for so many bytes.
@@ -48,7 +55,10 @@ template <typename Wire> class CheckerPort : public Wire {
 public:
     explicit CheckerPort(const std::string& clockSource) : clock(makeClock(clockSource)) {}
 
-    hostcheck::Time now() override { return clock->now(); }
+    hostcheck::Time now() override {
+        ownDelays.noteRunning();
+        return clock->now();
+    }
     hostcheck::Time heldUp() const override { return ownDelays.sum(); }
 
 protected:

@@ -47,6 +47,7 @@ SocketPort::SocketPort(const HostcheckOptions& checkOptions)
 
 void SocketPort::send(const ByteArray& bytes) {
     Interruption::check();
+    const Time due = ownDelays.dueAfter(lineTime(bytes.size()));
     size_t sent = 0;
     while (sent < bytes.size()) {
         const ssize_t count = ::send(line.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
@@ -54,6 +55,7 @@ void SocketPort::send(const ByteArray& bytes) {
         if (count <= 0) throw hostcheck::LineLost("cannot write to the socket");
         sent += static_cast<size_t>(count);
     }
+    ownDelays.noteOver(due);
 }
 
 // Whether the time is over is asked before it is looked whether something has come.
@@ -62,13 +64,13 @@ ByteArray SocketPort::receive(Time until) {
         Interruption::check();
         const Time left = until - now();
         const Time span = std::clamp(left, Time(0), Interruption::within);
-        const Time due = CheckerClock::ofMachine() + span;
+        const Time due = ownDelays.dueAfter(span);
         pollfd entry{line.get(), POLLIN, 0};
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(span);
         const int ready = ::poll(&entry, 1, static_cast<int>(wait.count()));
         if (ready < 0 && errno != EINTR) throwSystemError("cannot wait for the socket");
+        ownDelays.noteOver(due);
         if (ready > 0) break;
-        ownDelays.note(due);
         if (left <= Time(0)) return {};
     }
     std::array<unsigned char, bytesAtATime> bytes{};

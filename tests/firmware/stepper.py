@@ -7,7 +7,7 @@ class Stepper:
 
     def __init__(self):
         self.here, self.there = socket.socketpair()
-        self.here.settimeout(20)
+        self.here.settimeout(60)  # the emulator has to start, too
         self.words = ["-S", "-chardev", f"socket,id=stepper,fd={self.there.fileno()}", "-gdb", "chardev:stepper"]
         self.answers = self.here.makefile("rb")
 

@@ -215,6 +215,64 @@ def GoesByTheClockThatItIsGiven(build):
     assert 0.3 <= by_its_clock <= took / 2, (by_its_clock, took)  # nothing more must come for 0.3 s
 
 
+class PlainHost:
+    """Acknowledges each packet, and says that the volume is 30; without the checker's own code."""
+
+    def __init__(self, read, write):
+        self.read, self.write = read, write
+        self.come, self.own, self.questions = b"", 0, 0
+
+    def serve(self, answer_to):
+        """Until nobody is there; `answer_to` says with which flags the question of that number is answered."""
+        while more := self.read():
+            self.come += more
+            while len(self.come) >= 8 and len(self.come) >= self.come[2]:
+                whole, self.come = self.come[:self.come[2]], self.come[self.come[2]:]
+                if whole[4] & 0xC0 == 0:
+                    self.take(whole, answer_to)
+
+    def take(self, whole, answer_to):
+        is_question = len(whole) > 8
+        self.questions += is_question
+        flags = answer_to(self.questions) if is_question else ACK
+        self.write(bytes((0xFF, 0xFE, 8, 0, flags, whole[5], 0, 0)))
+        if is_question and flags == ACK:
+            self.write(bytes((0xFF, 0xFE, 17, 0, 0x23, self.own, 0, 0, 2, 0x80, 1, 9, 0, 0xCC, 30, 0, 0)))
+            self.own = (self.own + 1) % 256
+
+
+ACK, NACK = 0xA3, 0x63
+
+
+def CheckInWhichTheCheckerWasStoppedIsMadeAgain(build):
+    """What the host says meanwhile is there when it runs again, so that its wait does not end for the time."""
+    with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as listener:
+        path = os.path.join(folder, "line")
+        listener.bind(path)
+        listener.listen(1)
+        listener.settimeout(PATIENCE)
+        words = [os.path.join(build, "bin", "zent-hostcheck"), "--device", path, "--json", *only("response-form")]
+        with subprocess.Popen(words, stdout=subprocess.PIPE) as checker:
+            ending = threading.Timer(PATIENCE, checker.kill)
+            ending.start()
+
+            def answer_to(question):
+                if question != 2:  # the first one is asked before the check begins
+                    return ACK
+                checker.send_signal(signal.SIGSTOP)
+                os.waitpid(checker.pid, os.WUNTRACED)
+                threading.Timer(0.3, checker.send_signal, [signal.SIGCONT]).start()
+                return NACK
+
+            line = listener.accept()[0]
+            with line:
+                PlainHost(lambda: line.recv(4096), line.sendall).serve(answer_to)
+            results = json.loads(checker.stdout.read())["checks"]
+            ending.cancel()
+    expect("outcome", (results[0]["outcome"], results[0]["text"]), ("pass", ""))
+    assert any("made 2 times, as the checker was held up" in note for note in results[0]["notes"]), results
+
+
 def StatesArePutBack(build):
     with Simulator(build, "--state", "PlayerVolume=41") as host:
         code, out, _ = check(build, "--device", host.device, "--destructive", *UNHURRIED,
