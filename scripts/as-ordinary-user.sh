@@ -31,11 +31,7 @@ case ${1:-} in
     umask 022
     # A folder on the way here that others may not pass: an empty one with just this way in it takes its place.
     closed=$(first_closed "$tree")
-    if [ "$closed" = "$tree" ]; then
-        echo "as-ordinary-user.sh: others may not read $tree: chmod -R go+rX there" >&2
-        exit 1
-    fi
-    if [ -n "$closed" ]; then
+    if [ -n "$closed" ] && [ "$closed" != "$tree" ]; then
         place=$(mktemp -d)
         mount -t tmpfs -o mode=755 none "$place"
         mkdir -p "$place${tree#"$closed"}"
@@ -43,6 +39,10 @@ case ${1:-} in
         mount --move "$place" "$closed"
         rmdir "$place"
     fi
+    as_nobody test -r "$tree/Makefile" || {
+        echo "as-ordinary-user.sh: others may not read $tree: chmod -R go+rX there" >&2
+        exit 1
+    }
     node=$(mktemp -d)
     mount -t tmpfs -o mode=755 none "$node"
     mknod -m 666 "$node/fuse" c 10 229
