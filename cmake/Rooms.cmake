@@ -54,8 +54,8 @@ endfunction()
 
 # zent_room_headers(headers folder): all headers below the folder, as they are included.
 function(zent_room_headers headers folder)
-    file(GLOB_RECURSE found CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
-    list(TRANSFORM found REPLACE "^${PROJECT_SOURCE_DIR}/src/(lib/)?" "")
+    file(GLOB_RECURSE found RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
+    list(TRANSFORM found REPLACE "^src/(lib/)?" "")
     set(${headers} ${found} PARENT_SCOPE)
 endfunction()
 

@@ -36,7 +36,7 @@ release=$(apt-cache depends "linux-image-$arch$suffix" 2>/dev/null | sed -n 's/.
 root=$out/$release
 
 download() {
-    (cd "$root/packages" && apt-get -qq -o APT::Sandbox::User=root download "$@") || {
+    (cd "$root/packages" && apt-get -qq -o APT::Sandbox::User=root -o Acquire::Retries=3 download "$@") || {
         start_over_with_a_new_index
         echo "build-kernel-guest.sh: cannot download $*: apt-get update may bring the index up to date" >&2
         exit 1

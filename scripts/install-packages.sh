@@ -64,9 +64,10 @@ if [ "$(id -u)" != 0 ]; then
         exit 1
     fi
 fi
-# For apt-get alone, through sudo too, which passes no environment on: a package with a question takes its own answer.
+# For apt-get alone, through sudo too, which passes no environment on: a package with a question takes its own answer. The
+# machine's own daily update is waited for.
 apt_get() {
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get "$@"
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3 "$@"
 }
 echo "Installing:$missing"
 if [ -n "$foreign" ] && ! dpkg --print-foreign-architectures | grep -qx "$foreign"; then

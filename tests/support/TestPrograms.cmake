@@ -22,7 +22,7 @@ function(zent_add_tests target)
             set(label single-${kind}) # a list of labels does not get through to the discovered tests
         endif()
     endforeach()
-    gtest_discover_tests(${target} DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS ${label})
+    gtest_discover_tests(${target} DISCOVERY_TIMEOUT 600 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS ${label})
     if(random IN_LIST arg_LABELS)
         add_dependencies(random_tests ${target})
     endif()

@@ -21,6 +21,7 @@ class Machine:
         self.program = os.path.join(os.path.abspath(build), "bin", "hostlink")
         self.folder = tempfile.TemporaryDirectory()
         os.chmod(self.folder.name, 0o755)
+        os.umask(0o022)  # others may read what stands in the place of the system's
         self.mounts = []
         self.has("sys")
 

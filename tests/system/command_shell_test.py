@@ -31,7 +31,7 @@ def ShellsTakeTheirCompletions(build):
         with tempfile.NamedTemporaryFile("w", suffix="." + shell) as file:
             file.write(written(build, "completion", shell))
             file.flush()
-            check(shell, "-n", file.name)
+            check(shell, "-n", file.name, env=environment(build))
     code, out, err = run(build, "hostlink", "completion", "csh")
     expect("another shell", (code, out), (BAD_USAGE, ""))
     assert "csh" in err, err

@@ -1,5 +1,6 @@
 """recording_test.py BUILD_DIRECTORY TEST: recordings, as people and Wireshark make, read and play them."""
 import collections
+import errno
 import json
 import os
 import pathlib
@@ -146,6 +147,16 @@ def OtherProgramsReadRecordings(build):
         assert f"Number of packets:   {len(packets)}\n" in told, told
 
 
+def can_be_opened(line):
+    """Not by an ordinary user while the mark stands that a killed program has left, and the simulator takes away."""
+    try:
+        os.close(os.open(line, os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK))
+    except OSError as error:
+        expect("why not", error.errno, errno.EBUSY)
+        return False
+    return True
+
+
 def KilledProgramLeavesItsRecording(build):
     with Bench(build) as bench:
         folder = bench.path("ring")
@@ -162,7 +173,8 @@ def KilledProgramLeavesItsRecording(build):
         expect("cut off", recorded.left, 0)
         assert VOLUME_30 in recorded.bytes_of(FROM_HOST)
         # The next program goes on in the ring.
-        code, _, _ = run(build, "hostlink", "--uart", bench.line, "get", "PlayerVolume", env=environment)
+        wait_until(lambda: can_be_opened(bench.line), "the mark of exclusive use is gone")
+        code, _, _ = run(build, "hostlink", "get", "PlayerVolume", "--uart", bench.line, *bench.patience, env=environment)
         expect("next", (code, len(list(pathlib.Path(folder).glob("hostlink-00000[12]-*.pcapng")))), (GOOD, 2))
 
 

@@ -16,9 +16,10 @@
 #include "PlayedHost.h"
 #include "QuickOptions.h"
 #include "support/Bytes.h"
+#include "support/LinkThreads.h"
 #include "support/LogCapture.h"
 #include "support/MustEnd.h"
-#include "support/ProcessCounts.h"
+#include "support/ProcessWatch.h"
 
 namespace {
 
@@ -163,9 +164,13 @@ namespace {
 
 // By a test and a callback's thread, which may leave it last.
 struct Shared {
-    std::promise<void> ended;
+    std::promise<pid_t> ended; // on which thread
     std::mutex mutex;
 };
+
+void mustGo(pid_t thread) {
+    mustBecomeTrue([thread] { return threadIds().count(thread) == 0; }, "its thread has ended");
+}
 
 } // namespace
 
@@ -174,7 +179,6 @@ TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
     PlayedHost host;
     Client client(host.wire(), quick());
     ASSERT_TRUE(client.waitUntilUp(20s));
-    const long threads = threadCount();
     const auto shared = std::make_shared<Shared>();
     Subscription changes;
     {
@@ -182,12 +186,12 @@ TEST(ClientSubscriptions, CanBeEndedByTheirCallback) {
         changes = client.subscribe({STA_PlayerVolume}, [&changes, shared](const Change&) {
             const std::lock_guard inner(shared->mutex);
             changes.end();
-            shared->ended.set_value();
+            shared->ended.set_value(currentThread());
         });
     }
     auto done = shared->ended.get_future();
     mustEnd(done, "the callback");
-    mustBecomeTrue([&] { return threadCount() <= threads; }, "its thread has ended");
+    mustGo(done.get());
     Told told;
     const Subscription next = client.subscribe({STA_PlayerVolume}, told.changes());
     EXPECT_TRUE(next.established(20s));
@@ -199,7 +203,6 @@ TEST(ClientSubscriptions, MayCloseTheirClientAndEnd) {
     PlayedHost host;
     Client client(host.wire(), quick());
     ASSERT_TRUE(client.waitUntilUp(20s));
-    const long threads = threadCount();
     const auto shared = std::make_shared<Shared>();
     Subscription changes;
     {
@@ -208,12 +211,12 @@ TEST(ClientSubscriptions, MayCloseTheirClientAndEnd) {
             const std::lock_guard inner(shared->mutex);
             client.close();
             changes.end();
-            shared->ended.set_value();
+            shared->ended.set_value(currentThread());
         });
     }
     auto done = shared->ended.get_future();
     mustEnd(done, "the callback");
-    mustBecomeTrue([&] { return threadCount() < threads; }, "its thread has ended");
+    mustGo(done.get());
     EXPECT_EQ(client.linkState(), LinkState::Closed);
 }
 
