@@ -43,10 +43,14 @@ if(ZENT_COVERAGE)
     target_link_options(zent_settings INTERFACE --coverage)
 endif()
 
+# Of what large files take, g++ would spend a tenth on looking for memory that it could use again: not before it has used
+# half a gigabyte.
+set(ZENT_COMPILE_IN_MEMORY $<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=ggc-min-heapsize=262144>)
+
 # Test programs: not optimised and with line numbers only, since compiling the assertions' templates is most of the
 # build; and without the undefined-behaviour sanitizer, which is for the code under test.
 add_library(zent_test_settings INTERFACE)
-target_compile_options(zent_test_settings INTERFACE ${ZENT_WARNINGS} -O0
+target_compile_options(zent_test_settings INTERFACE ${ZENT_WARNINGS} ${ZENT_COMPILE_IN_MEMORY} -O0
     $<IF:$<OR:$<BOOL:${ZENT_COVERAGE}>,$<BOOL:${CMAKE_CROSSCOMPILING}>>,-g0,-g1>) # nobody debugs those builds
 if(ZENT_SANITIZE)
     string(REPLACE ",undefined" "" test_sanitizers "${ZENT_SANITIZE}")
@@ -73,14 +77,15 @@ if(PROJECT_IS_TOP_LEVEL AND (ZENT_SANITIZE OR ZENT_COVERAGE OR CMAKE_CROSSCOMPIL
     set(CMAKE_UNITY_BUILD ON)
     set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
     # What it warns of in headers, members of types that only one file knows, is no fault in such a file.
-    target_compile_options(zent_settings INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
+    target_compile_options(zent_settings INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>
+        ${ZENT_COMPILE_IN_MEMORY})
 endif()
 
 # How many test files are compiled at a time (tests/support/Together.cmake): fewer where somebody waits for the one that
 # was changed.
-set(ZENT_TEST_FILES_TOGETHER 4)
+set(ZENT_TEST_FILES_TOGETHER 8)
 if(ZENT_ONE_MORE_BUILD)
-    set(ZENT_TEST_FILES_TOGETHER 8)
+    set(ZENT_TEST_FILES_TOGETHER 16)
 endif()
 
 # zent_install_headers(library): its public headers.

@@ -6,6 +6,7 @@
 
 namespace {
 
+constexpr int badUsage = 2;
 constexpr int longestLoad = 3600;
 constexpr unsigned mostRepeats = 10000;
 constexpr int longestAnswer = 60000;
@@ -102,7 +103,9 @@ void declareClock(CLI::App& app, HostcheckOptions& options) {
 
 } // namespace
 
-void declareOptions(CLI::App& app, HostcheckOptions& options) {
+std::optional<int> parseCommandLine(int argc, char** argv, HostcheckOptions& options) {
+    CLI::App app("Plays the module against a host over a real link and tells what the host does right and wrong.\n"
+                 "The rules are those of docs/host-rules.md.");
     app.get_formatter()->column_width(32);
     declareWire(app, options);
     declareChecks(app, options);
@@ -114,4 +117,10 @@ void declareOptions(CLI::App& app, HostcheckOptions& options) {
     app.footer(
         "Exit code 0: every check passed or was skipped; 1: one failed; 2: usage, or no device; 130: interrupted.\n"
         "Example:  zent-hostcheck --device /dev/ttyUSB0 --destructive");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : badUsage;
+    }
+    return std::nullopt;
 }

@@ -2,14 +2,11 @@
 /// What the checker of hosts is asked to do.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <hostcheck/Bench.h>
-
-namespace CLI {
-class App;
-}
 
 struct HostcheckOptions {
     std::string device;
@@ -35,5 +32,5 @@ struct HostcheckOptions {
     bool rules = false;
 };
 
-/// Declares the options on the command line and the help.
-void declareOptions(CLI::App& app, HostcheckOptions& options);
+/// @return the exit code when the program is to end at once: help was asked for, or the arguments are wrong
+std::optional<int> parseCommandLine(int argc, char** argv, HostcheckOptions& options);

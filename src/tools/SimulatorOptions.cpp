@@ -17,6 +17,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr int badUsage = 2;
 constexpr uint64_t longestPacketTimeout = 65000;
 constexpr uint64_t longestMilliseconds = 24UL * 60 * 60 * 1000;
 constexpr uint64_t mostCounts = 1000000000;
@@ -150,8 +151,6 @@ void addRate(CLI::App& app, const std::string& name, FaultOptions& faults, doubl
         ->group("Faults");
 }
 
-} // namespace
-
 void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
     addEvery(app, "--nack-first", faults.nackFirst, "Refuse (nack) the first N attempts of each packet");
     addEvery(app, "--ack-nack-every", faults.ackNackEvery, "Answer every Nth packet with both ack and nack: an error");
@@ -199,11 +198,21 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
     });
 }
 
-void declareOptions(CLI::App& app, SimulatorOptions& options) {
+} // namespace
+
+std::optional<int> parseCommandLine(int argc, char** argv, SimulatorOptions& options) {
+    CLI::App app("Plays the host micro-controller at the other end of a serial line: acknowledges packets, answers\n"
+                 "messages, and misbehaves on request. Ends on Ctrl-C and prints what it has seen and done.");
     app.get_formatter()->column_width(32);
     declareWire(app, options);
     declareBehaviour(app, options);
     declareFaultOptions(app, options.host.faults);
     app.footer("Example:  zent-hostsim --link ./host --input-event-every 2000\n"
                "          hostlink-demo --device ./host");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : badUsage;
+    }
+    return std::nullopt;
 }

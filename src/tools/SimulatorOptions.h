@@ -9,10 +9,6 @@
 #include <hostsim/HostOnLine.h>
 #include <hostsim/SimulatedHost.h>
 
-namespace CLI {
-class App;
-}
-
 struct SimulatorOptions {
     std::string device;     ///< serial device to open; empty: make a pseudo terminal
     std::string link;       ///< symbolic link to the pseudo terminal; empty: none
@@ -28,8 +24,5 @@ struct SimulatorOptions {
     bool json = false;
 };
 
-/// Declares the options on the command line and the help.
-void declareOptions(CLI::App& app, SimulatorOptions& options);
-
-/// The options of the faults alone, for programs that drive the same host over another wire.
-void declareFaultOptions(CLI::App& app, hostsim::FaultOptions& faults);
+/// @return the exit code when the program is to end at once: help was asked for, or the arguments are wrong
+std::optional<int> parseCommandLine(int argc, char** argv, SimulatorOptions& options);

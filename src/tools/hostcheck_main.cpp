@@ -7,7 +7,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <log4cplus/configurator.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/logger.h>
@@ -170,15 +169,8 @@ int checkHost(const HostcheckOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Plays the module against a host over a real link and tells what the host does right and wrong.\n"
-                 "The rules are those of docs/host-rules.md.");
     HostcheckOptions options;
-    declareOptions(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : noDevice;
-    }
+    if (const auto code = parseCommandLine(argc, argv, options)) return *code;
     const log4cplus::Initializer logging;
     log4cplus::BasicConfigurator(log4cplus::Logger::getDefaultHierarchy(), true).configure(); // true: standard error
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::ERROR_LOG_LEVEL);

@@ -6,8 +6,6 @@
 #include <string>
 #include <utility>
 
-#include <CLI/CLI.hpp>
-
 #include <terminal/PseudoTerminal.h>
 
 #include "JsonEvents.h"
@@ -18,7 +16,6 @@
 namespace {
 
 constexpr int failure = 1;
-constexpr int badUsage = 2;
 constexpr unsigned usualBaudRate = 115200;
 
 std::unique_ptr<LinePort> openPort(const SimulatorOptions& options) {
@@ -67,15 +64,8 @@ int simulate(const SimulatorOptions& options) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader of the output that goes is no reason to end
-    CLI::App app("Plays the host micro-controller at the other end of a serial line: acknowledges packets, answers\n"
-                 "messages, and misbehaves on request. Ends on Ctrl-C and prints what it has seen and done.");
     SimulatorOptions options;
-    declareOptions(app, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : badUsage;
-    }
+    if (const auto code = parseCommandLine(argc, argv, options)) return *code;
     try {
         return simulate(options);
     } catch (const std::exception& error) {

@@ -26,7 +26,7 @@ namespace {
 using faultywire::Entry;
 using hostsim::Time;
 
-constexpr std::chrono::seconds patience{30};
+constexpr std::chrono::seconds untilQuiet{30};
 
 class LineHostSide : public HostSide {
 public:
@@ -81,7 +81,7 @@ public:
     }
     bool waitUntilQuiet() override {
         std::unique_lock lock(mutex);
-        return stepped.wait_for(lock, patience, [this] { return isQuiet(); });
+        return stepped.wait_for(lock, untilQuiet, [this] { return isQuiet(); });
     }
 
 private:

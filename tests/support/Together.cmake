@@ -60,3 +60,10 @@ function(zent_write_together file)
     list(JOIN headers "" headers)
     file(CONFIGURE OUTPUT ${file} CONTENT "${headers}${bodies}" @ONLY)
 endfunction()
+
+# zent_helpers_together(target): all files of a library or program that helps the tests at once. What each names for itself
+# has a name that no other of them has.
+function(zent_helpers_together target)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>) # meant for headers
+endfunction()

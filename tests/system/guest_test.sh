@@ -28,7 +28,7 @@ configure() {
     fi
     name=$1
     shift
-    cmake -G Ninja -S "$folder/$name" -B "$folder/$name/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON "$@" >"$folder/log" 2>&1 || {
+    cmake -G Ninja -S "$folder/$name" -B "$folder/$name/build" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=16 "$@" >"$folder/log" 2>&1 || {
         cat "$folder/log" >&2
         fail "cmake refused the $name project"
     }

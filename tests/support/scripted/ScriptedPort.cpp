@@ -9,29 +9,29 @@
 
 namespace {
 
-std::mutex registryMutex; // guards the registry
-std::map<std::string, ScriptedPort*>& registry() {
+std::mutex portsMutex; // guards the ports
+std::map<std::string, ScriptedPort*>& ports() {
     static std::map<std::string, ScriptedPort*> ports;
     return ports;
 }
 
 ScriptedPort& portAt(const std::string& path) {
-    const std::lock_guard lock(registryMutex);
-    const auto port = registry().find(path);
-    if (port == registry().end()) throw std::logic_error("no scripted port at " + path);
+    const std::lock_guard lock(portsMutex);
+    const auto port = ports().find(path);
+    if (port == ports().end()) throw std::logic_error("no scripted port at " + path);
     return *port->second;
 }
 
 } // namespace
 
 ScriptedPort::ScriptedPort(std::string devicePath) : path(std::move(devicePath)) {
-    const std::lock_guard lock(registryMutex);
-    registry()[path] = this;
+    const std::lock_guard lock(portsMutex);
+    ports()[path] = this;
 }
 
 ScriptedPort::~ScriptedPort() {
-    const std::lock_guard lock(registryMutex);
-    registry().erase(path);
+    const std::lock_guard lock(portsMutex);
+    ports().erase(path);
 }
 
 void ScriptedPort::supply(const ByteArray& bytes) {
