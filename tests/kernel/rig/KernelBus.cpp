@@ -14,7 +14,6 @@
 
 namespace kernelrig {
 
-using busrig::BusPhase;
 using busrig::BusResult;
 using busrig::Bytes;
 
