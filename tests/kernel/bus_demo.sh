@@ -22,8 +22,9 @@ demo spi --device /dev/spidev0.0
 demo i2c --device /dev/i2c-1 --i2c-address 66 --gpio-chip riggpio
 demo spi --device /dev/spidev0.0 --gpio-chip riggpio
 
-# Checks that need the line's edges and its level. The host lets the line fall once for each packet, however long it takes.
-say host-options interruptRepeatMs=60000 >/dev/null
+# Checks that need the line's edges and its level. The host lets the line fall once for each packet and gives none up, however
+# long it takes.
+say host-options interruptRepeatMs=60000,responseTimeoutMs=60000 >/dev/null
 check() {
     echo "== the checker over $*"
     zent-hostcheck --link "$@" --response-timeout 20000 --only bus-announce --only bus-after-nack \

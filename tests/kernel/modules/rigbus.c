@@ -20,6 +20,9 @@ enum stage { IDLE, OFFERED, TAKEN };
 
 struct board {
     struct mutex lock; // one transaction at a time; guards all below but `stage`
+    // Guards `stage`, and what is below while the process reads or answers: whoever asked may be killed at any moment,
+    // and the next one would write into what the process still reads, or take the answer to another for its own.
+    struct mutex handover;
     struct completion answered;
     wait_queue_head_t offered;
     enum stage stage; // moves on in the order of its values, each step by the one side whose turn it is
@@ -50,16 +53,22 @@ static int add_phase(struct board* board, u32 length, u32 ways, const void* byte
     return 0;
 }
 
+static void set_stage(struct board* board, enum stage stage) {
+    mutex_lock(&board->handover);
+    WRITE_ONCE(board->stage, stage);
+    mutex_unlock(&board->handover);
+}
+
 // Until the process has answered. Where there is none, nobody acknowledges.
 static int ask(struct board* board) {
     long left;
 
     if (atomic_read(&board->processes) == 0) return -ENXIO;
     reinit_completion(&board->answered);
-    smp_store_release(&board->stage, OFFERED);
+    set_stage(board, OFFERED);
     wake_up_interruptible(&board->offered);
     left = wait_for_completion_killable_timeout(&board->answered, ANSWER_SECONDS * HZ);
-    smp_store_release(&board->stage, IDLE);
+    set_stage(board, IDLE);
     if (left > 0) return board->outcome.status;
     return left < 0 ? -EINTR : -ETIMEDOUT;
 }
@@ -128,14 +137,11 @@ static struct board* board_of(struct file* file) {
     return container_of(file->private_data, struct board, device);
 }
 
-static ssize_t process_reads(struct file* file, char __user* buffer, size_t size, loff_t* offset) {
-    struct board* board = board_of(file);
-    size_t phaseBytes;
+static ssize_t hand_out(struct board* board, char __user* buffer, size_t size) {
+    const size_t phaseBytes = board->head.phases * sizeof(board->phases[0]);
 
-    if (wait_event_interruptible(board->offered, smp_load_acquire(&board->stage) == OFFERED)) return -ERESTARTSYS;
-    phaseBytes = board->head.phases * sizeof(board->phases[0]);
     if (size < sizeof(board->head) + phaseBytes + board->head.outBytes) return -EMSGSIZE;
-    smp_store_release(&board->stage, TAKEN);
+    WRITE_ONCE(board->stage, TAKEN);
     if (copy_to_user(buffer, &board->head, sizeof(board->head))) return -EFAULT;
     buffer += sizeof(board->head);
     if (copy_to_user(buffer, board->phases, phaseBytes)) return -EFAULT;
@@ -143,17 +149,40 @@ static ssize_t process_reads(struct file* file, char __user* buffer, size_t size
     return sizeof(board->head) + phaseBytes + board->head.outBytes;
 }
 
-static ssize_t process_answers(struct file* file, const char __user* buffer, size_t size, loff_t* offset) {
+static ssize_t process_reads(struct file* file, char __user* buffer, size_t size, loff_t* offset) {
     struct board* board = board_of(file);
+    ssize_t result = 0;
+
+    while (result == 0) {
+        if (wait_event_interruptible(board->offered, READ_ONCE(board->stage) == OFFERED)) return -ERESTARTSYS;
+        mutex_lock(&board->handover);
+        if (board->stage == OFFERED)
+            result = hand_out(board, buffer, size); // or whoever asked has been killed meanwhile
+        mutex_unlock(&board->handover);
+    }
+    return result;
+}
+
+static ssize_t take_answer(struct board* board, const char __user* buffer, size_t size) {
     const size_t head = sizeof(board->outcome);
 
     if (size < head || size > head + MAX_BYTES) return -EINVAL;
-    if (smp_load_acquire(&board->stage) != TAKEN) return -EINVAL; // whoever asked has been killed meanwhile
+    if (board->stage != TAKEN) return -EINVAL; // whoever asked has been killed meanwhile
     if (copy_from_user(&board->outcome, buffer, head)) return -EFAULT;
     if (copy_from_user(board->in, buffer + head, size - head)) return -EFAULT;
     board->inBytes = size - head;
     complete(&board->answered);
     return size;
+}
+
+static ssize_t process_answers(struct file* file, const char __user* buffer, size_t size, loff_t* offset) {
+    struct board* board = board_of(file);
+    ssize_t result;
+
+    mutex_lock(&board->handover);
+    result = take_answer(board, buffer, size);
+    mutex_unlock(&board->handover);
+    return result;
 }
 
 static int process_comes(struct inode* inode, struct file* file) {
@@ -187,6 +216,7 @@ static int add_board(struct board* board, int number, const char* name) {
     int result;
 
     mutex_init(&board->lock);
+    mutex_init(&board->handover);
     init_completion(&board->answered);
     init_waitqueue_head(&board->offered);
     board->device = (struct miscdevice){.minor = MISC_DYNAMIC_MINOR, .name = name, .fops = &process_file};

@@ -12,11 +12,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <descriptor/Descriptor.h>
-
 namespace kernelrig {
 
-using busrig::BusPhase;
 using busrig::BusResult;
 using busrig::Bytes;
 
@@ -39,6 +36,10 @@ template <typename Value> Value at(const Bytes& bytes, size_t offset) {
 [[noreturn]] void giveUp(const std::string& what) {
     perror(("zent-kernelrig: " + what).c_str());
     std::_Exit(EXIT_FAILURE);
+}
+
+std::string pathOf(size_t board) {
+    return "/dev/rigbus" + std::to_string(board);
 }
 
 BusResult carryOut(busrig::Rig& rig, size_t board, Transaction& transaction) {
@@ -106,10 +107,15 @@ Bytes Transaction::outcome(const BusResult& result) const {
     return message;
 }
 
-void serveBoard(busrig::Rig& rig, size_t board) {
-    const std::string path = "/dev/rigbus" + std::to_string(board);
-    const descriptor::Descriptor device(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+descriptor::Descriptor openBoard(size_t board) {
+    const std::string path = pathOf(board);
+    descriptor::Descriptor device(::open(path.c_str(), O_RDWR | O_CLOEXEC));
     if (!device) giveUp(path);
+    return device;
+}
+
+void serveBoard(busrig::Rig& rig, size_t board, const descriptor::Descriptor& device) {
+    const std::string path = pathOf(board);
     for (;;) {
         Bytes message(largestMessage);
         const ssize_t count = ::read(device.get(), message.data(), message.size());

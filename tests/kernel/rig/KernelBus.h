@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include <descriptor/Descriptor.h>
 #include <rig/Rig.h>
 
 #include "../modules/rigbus.h"
@@ -38,7 +39,11 @@ private:
     size_t total = 0;
 };
 
-/// Serves /dev/rigbusN until it fails, which ends the program.
-[[noreturn]] void serveBoard(busrig::Rig& rig, size_t board);
+/// /dev/rigbusN, which has somebody behind it from now on: transactions wait to be served. Ends the program when it
+/// cannot.
+descriptor::Descriptor openBoard(size_t board);
+
+/// Serves what openBoard() has opened until that fails, which ends the program.
+[[noreturn]] void serveBoard(busrig::Rig& rig, size_t board, const descriptor::Descriptor& device);
 
 } // namespace kernelrig
