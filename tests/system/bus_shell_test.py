@@ -14,8 +14,10 @@ import time
 
 PATIENCE = 300  # seconds until a test that hangs is given up; nothing here takes long by itself
 SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts", "hostsim-bus.sh")
-# A host that pulls its line again, because this machine took its time, has the library log that there was nothing to read.
-UNHURRIED = "interruptRepeatMs=60000"
+# A host that pulls its line again, because this machine took its time, has the library log that there was nothing to read;
+# and one that gives a message up sends it no more.
+UNHURRIED = "interruptRepeatMs=60000,responseTimeoutMs=60000"
+PATIENT = "--response-timeout 20000"  # else the library logs that the host has not answered
 NOBODY_PRESSES = "inputEventEveryMs=3600000," + UNHURRIED
 CANNOT_RUN = 77
 
@@ -107,7 +109,8 @@ def CommandsSpeakToTheHost(build):
 
 def ButtonIsPressedByHand(build):
     with Shell(build, NOBODY_PRESSES) as shell:
-        shell.ask("$ZENT_HOSTSIM_BUILD/bin/hostlink-demo --link spi --device /dev/spidev0.0 --gpio 17 --file-size 900 &")
+        shell.ask("$ZENT_HOSTSIM_BUILD/bin/hostlink-demo --link spi --device /dev/spidev0.0 --gpio 17 --file-size 900 "
+                  + PATIENT + " &")
         shell.wait_for("Waiting for somebody to press a button")
         shell.type("press 5")
         shell.wait_for("BUT_KeyPressed: button 5\n")
@@ -124,7 +127,7 @@ def WhatIsPrintedWorks(build):
         demos = re.findall("^ *(/.*/bin/hostlink-demo .*)$", greeting, re.MULTILINE)
         expect("demos", [re.findall("--link ([a-z0-9]*)", demo) for demo in demos], [["i2c"], ["spi"]])
         for demo in demos:
-            printed = shell.ask(demo + " --file-size 900")
+            printed = shell.ask(demo + " --file-size 900 " + PATIENT)
             assert printed.endswith("\nAll went well.\n"), printed
         shell.end()
 
@@ -138,7 +141,7 @@ def CommandsForScripts(build):
 
 def OptionsReachTheHost(build):
     code, out, err = run(build, "nackFirst=1," + UNHURRIED, os.path.join(build, "bin", "hostlink-demo"), "--link", "i2c", "--device",
-                         "/dev/i2c-1", "--gpio", "17", "--file-size", "900")
+                         "/dev/i2c-1", "--gpio", "17", "--file-size", "900", *PATIENT.split())
     expect("exit code", (code, err), (0, ""))
     assert "All went well." in out, out
     code, _, err = run(build, "nackFirst=-1", "true")
