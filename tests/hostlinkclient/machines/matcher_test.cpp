@@ -363,6 +363,59 @@ TEST_F(MatcherTest, SendsAgainWhatTheHostHasSupportedBefore) {
     EXPECT_EQ(ends(), "2 Unsupported");
 }
 
+TEST_F(MatcherTest, RefusalThatComesLateLeavesTheNextSendingAlone) {
+    add(get({mute}));
+    write();
+    matcher.received(mute1, now);
+    ends();
+    for (const bool isBeingWritten : {false, true}) {
+        const Id id = add(get({volume}, 2));
+        write();
+        pass(100ms);
+        if (isBeingWritten) matcher.nextToSend(now);
+        matcher.received(unsupported, now);
+        EXPECT_EQ(ends(), "");
+        if (!isBeingWritten) matcher.nextToSend(now);
+        matcher.lastPacketGoesOut();
+        matcher.written(Written::Accepted, 0, now);
+        matcher.received(volume5, now);
+        EXPECT_EQ(ends(), std::to_string(id) + " Answered");
+    }
+}
+
+TEST_F(MatcherTest, RefusalThatComesWhileItIsWrittenLeavesMoreSendings) {
+    add(get({mute}));
+    write();
+    matcher.received(mute1, now);
+    ends();
+    add(get({volume}, 2));
+    matcher.nextToSend(now);
+    matcher.lastPacketGoesOut();
+    matcher.received(unsupported, now);
+    matcher.written(Written::Accepted, 0, now);
+    EXPECT_EQ(ends(), "");
+    pass(100ms);
+    matcher.nextToSend(now);
+    matcher.lastPacketGoesOut();
+    matcher.received(unsupported, now); // there are no more
+    EXPECT_EQ(ends(), "2 Unsupported");
+}
+
+TEST_F(MatcherTest, RefusalByHostAndByItsLinkIsOne) {
+    add(get({mute}));
+    write();
+    matcher.received(mute1, now);
+    ends();
+    add(get({volume}, 2));
+    matcher.nextToSend(now);
+    matcher.lastPacketGoesOut();
+    matcher.received(unsupported, now);
+    matcher.written(Written::Refused, 4, now);
+    EXPECT_EQ(write(), 2U);
+    matcher.received(volume5, now);
+    EXPECT_EQ(ends(), "2 Answered");
+}
+
 TEST_F(MatcherTest, EndsWhatIsCancelled) {
     add(set(volume, 5));
     add(set(mute, 5));

@@ -122,7 +122,7 @@ void Matcher::written(Written result, int refusals, Time now) {
     one->due = std::min(now + one->answerTime, one->deadline);
     // Of what was refused, or never went out as a whole, there is nothing to be answered.
     const bool isNotThere = result == Written::Refused || !one->isOut;
-    if (isNotThere && one->isOut) --one->outstanding;
+    if (isNotThere && one->isOut && one->outstanding > 0) --one->outstanding; // or the host has called it unsupported
     if (isNotThere) {
         if (one->sent < one->sendings && now < one->deadline)
             one->stage = Stage::Waiting;
@@ -199,6 +199,13 @@ void Matcher::takeUnsupported(Time now) {
     settleUnsupported(0, now);
 }
 
+// Whether a refused sending is not the last: it came after its time, when the next one was due or on its way; or it is
+// still being written, and is looked at again when that is over.
+bool Matcher::isSentOnceMore(const Open& one) {
+    if (one.stage == Stage::Writing) return !one.isOut || one.outstanding > 0 || one.sent < one.sendings;
+    return one.stage == Stage::Waiting;
+}
+
 // A question with all its answers was not meant. Whoever is alone then was, unless it has ended.
 void Matcher::settleUnsupported(Id answered, Time now) {
     for (auto mark = unsupported.begin(); mark != unsupported.end();) {
@@ -222,6 +229,7 @@ void Matcher::settleUnsupported(Id answered, Time now) {
         one->mayBeUnsupported = false;
         // What the host has answered before it supports: the message was damaged on its way.
         const bool wasDamaged = supported.count(one->answerId) != 0;
+        if (wasDamaged && isSentOnceMore(*one)) continue;
         if (wasDamaged && one->stage == Stage::Sent && one->sent < one->sendings && now < one->deadline)
             one->stage = Stage::Waiting;
         else

@@ -146,6 +146,7 @@ private:
     void takeAnswer(OpenAt question, How how, const ByteArray& answer, Time now);
     bool dropLate(const ByteArray& message, bool isNoOther, Time now);
     void takeUnsupported(Time now);
+    static bool isSentOnceMore(const Open& one);
     void settleUnsupported(Id answered, Time now);
     void afterSilence(OpenAt question, Time now);
     void end(OpenAt question, How how, const ByteArray& answer, Time now);
