@@ -56,6 +56,18 @@ protected:
         matcher.written(result, refusals, now);
         return *id;
     }
+    // So that the host supports it; the first question.
+    void hostHasAnsweredAGet() {
+        add(get({mute}));
+        write();
+        matcher.received(mute1, now);
+        EXPECT_EQ(ends(), "1 Answered");
+    }
+    void refuseWhileItIsWritten() {
+        matcher.nextToSend(now);
+        matcher.lastPacketGoesOut();
+        matcher.received(unsupported, now);
+    }
     void pass(Duration time) {
         now += time;
         matcher.tick(now);
@@ -350,10 +362,7 @@ TEST_F(MatcherTest, CountsARefusalOfAnEndedOneAsItsAnswer) {
 }
 
 TEST_F(MatcherTest, SendsAgainWhatTheHostHasSupportedBefore) {
-    add(get({mute}));
-    write();
-    matcher.received(mute1, now);
-    ends();
+    hostHasAnsweredAGet();
     add(get({volume}, 2));
     write();
     matcher.received(unsupported, now);
@@ -364,10 +373,7 @@ TEST_F(MatcherTest, SendsAgainWhatTheHostHasSupportedBefore) {
 }
 
 TEST_F(MatcherTest, RefusalThatComesLateLeavesTheNextSendingAlone) {
-    add(get({mute}));
-    write();
-    matcher.received(mute1, now);
-    ends();
+    hostHasAnsweredAGet();
     for (const bool isBeingWritten : {false, true}) {
         const Id id = add(get({volume}, 2));
         write();
@@ -384,32 +390,20 @@ TEST_F(MatcherTest, RefusalThatComesLateLeavesTheNextSendingAlone) {
 }
 
 TEST_F(MatcherTest, RefusalThatComesWhileItIsWrittenLeavesMoreSendings) {
-    add(get({mute}));
-    write();
-    matcher.received(mute1, now);
-    ends();
+    hostHasAnsweredAGet();
     add(get({volume}, 2));
-    matcher.nextToSend(now);
-    matcher.lastPacketGoesOut();
-    matcher.received(unsupported, now);
+    refuseWhileItIsWritten();
     matcher.written(Written::Accepted, 0, now);
     EXPECT_EQ(ends(), "");
     pass(100ms);
-    matcher.nextToSend(now);
-    matcher.lastPacketGoesOut();
-    matcher.received(unsupported, now); // there are no more
+    refuseWhileItIsWritten(); // and there are no more
     EXPECT_EQ(ends(), "2 Unsupported");
 }
 
 TEST_F(MatcherTest, RefusalByHostAndByItsLinkIsOne) {
-    add(get({mute}));
-    write();
-    matcher.received(mute1, now);
-    ends();
+    hostHasAnsweredAGet();
     add(get({volume}, 2));
-    matcher.nextToSend(now);
-    matcher.lastPacketGoesOut();
-    matcher.received(unsupported, now);
+    refuseWhileItIsWritten();
     matcher.written(Written::Refused, 4, now);
     EXPECT_EQ(write(), 2U);
     matcher.received(volume5, now);
