@@ -98,13 +98,10 @@ function(zent_install_headers library)
     endforeach()
 endfunction()
 
-# zent_compile_quickly(target [sources...]): these files of it are not optimised; all of them, when none are named. For files
-# that hold a command line's parser, whose templates take longer to optimise than all the rest of their program, and run
-# once. Where files are compiled several at a time it is always all: one with settings of its own would be left alone.
+# zent_compile_quickly(target): a program for people, most of whose time goes by in waiting. It is not optimised in builds
+# that only run the tests once more.
 function(zent_compile_quickly target)
-    if(ARGN AND NOT CMAKE_UNITY_BUILD)
-        set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
-    else()
+    if(ZENT_ONE_MORE_BUILD)
         target_compile_options(${target} PRIVATE -O0)
     endif()
 endfunction()

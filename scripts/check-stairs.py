@@ -150,6 +150,8 @@ class House:
             return
         if name.startswith("log4cplus/") and "log" not in room.may:
             yield f"{room.name} must not include <{name}>: it may not log"
+        if name.startswith("CLI/") and "parser" not in room.may:
+            yield f"{room.name} must not include <{name}>: src/commandline does, for all"
         for word, headers in NEEDS.items():
             if name in headers and word not in room.may:
                 yield f"{room.name} must not include <{name}>: no {word} here"

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <fstream>
 
-#include <CLI/CLI.hpp>
+#include <commandline/CommandLine.h>
+#include <commandline/Tables.h>
 
 #include "UsageError.h"
 
@@ -28,17 +29,15 @@ Profiles::Profiles(const std::string& path) : file(path.empty() ? usualPath() : 
         throw UsageError("cannot read " + file);
     }
     try {
-        for (const CLI::ConfigItem& item : CLI::ConfigTOML().from_config(input)) {
-            if (item.name == "--") continue; // the end of a table
-            if (item.parents.size() != 1) {
-                throw UsageError(file + ": '" + item.fullname() + "' stands in no profile: begin one with [name]");
+        for (const commandline::TableLine& line : commandline::readTables(input)) {
+            if (line.tables.size() != 1) {
+                throw UsageError(file + ": '" + line.fullName() + "' stands in no profile: begin one with [name]");
             }
-            auto& profile = words[item.parents.front()];
-            if (item.name == "++") continue;             // its beginning
-            for (const std::string& value : item.inputs) // in one word, as flags take it
-                profile.push_back("--" + item.name + "=" + value);
+            auto& profile = words[line.tables.front()];  // also where it only begins
+            for (const std::string& value : line.values) // in one word, as flags take it
+                profile.push_back("--" + line.name + "=" + value);
         }
-    } catch (const CLI::Error& error) {
+    } catch (const commandline::Wrong& error) {
         throw UsageError(file + ": " + error.what());
     }
 }

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include <CLI/CLI.hpp>
+#include <commandline/CommandLine.h>
 
 #include "UsageError.h"
 
@@ -24,33 +24,33 @@ std::string number(int value) {
     return std::to_string(value);
 }
 
-void declareLine(CLI::App& app, WireOptions& options, const std::string& group) {
-    app.add_option("--gpio", options.gpio,
-                   "Number of the line on which the host asks to be read, with --gpio-chip on that chip (i2c, spi)")
-        ->type_name("N")
-        ->check(CLI::NonNegativeNumber)
-        ->group(group);
-    app.add_option("--gpio-chip", options.gpioChip,
-                   "Chip of the line, a path such as /dev/gpiochip0 or a label; without it the line is watched "
-                   "through sysfs")
-        ->type_name("CHIP")
-        ->group(group);
-    app.add_option("--gpio-line", options.gpioLine, "Name of the line on that chip, in place of --gpio")
-        ->type_name("NAME")
-        ->group(group);
-    app.add_option("--bias", options.bias, "On a chip: pull-up, pull-down or disabled [as it is]")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"pull-up", "pull-down", "disabled"}))
-        ->group(group);
-    app.add_option("--debounce", options.debounce, "On a chip: how long a level must last, in microseconds [0]")
-        ->type_name("US")
-        ->check(CLI::NonNegativeNumber)
-        ->group(group);
-    app.add_option("--second-look", options.secondLook,
-                   "For a host that needs longer: how long until a second look, in milliseconds [none]")
-        ->type_name("MS")
-        ->check(CLI::Range(0, longestSecondLook))
-        ->group(group);
+void declareLine(const commandline::Command& app, WireOptions& options, const std::string& group) {
+    app.option("--gpio", options.gpio,
+               "Number of the line on which the host asks to be read, with --gpio-chip on that chip (i2c, spi)")
+        .argument("N")
+        .notNegative()
+        .group(group);
+    app.option("--gpio-chip", options.gpioChip,
+               "Chip of the line, a path such as /dev/gpiochip0 or a label; without it the line is watched "
+               "through sysfs")
+        .argument("CHIP")
+        .group(group);
+    app.option("--gpio-line", options.gpioLine, "Name of the line on that chip, in place of --gpio")
+        .argument("NAME")
+        .group(group);
+    app.option("--bias", options.bias, "On a chip: pull-up, pull-down or disabled [as it is]")
+        .argument("NAME")
+        .oneOf({"pull-up", "pull-down", "disabled"})
+        .group(group);
+    app.option("--debounce", options.debounce, "On a chip: how long a level must last, in microseconds [0]")
+        .argument("US")
+        .notNegative()
+        .group(group);
+    app.option("--second-look", options.secondLook,
+               "For a host that needs longer: how long until a second look, in milliseconds [none]")
+        .argument("MS")
+        .range(0, longestSecondLook)
+        .group(group);
 }
 
 } // namespace
@@ -138,57 +138,53 @@ hostlink::Wire WireOptions::wire() const {
                      "NAME (see hostlink profiles)");
 }
 
-void declareWire(CLI::App& app, WireOptions& options) {
+void declareWire(const commandline::Command& app, WireOptions& options) {
     const std::string group = "Wire";
-    auto* uart = app.add_option("--uart", options.uart, "Serial port, for example /dev/ttyS1");
-    auto* i2c = app.add_option("--i2c", options.i2c, "I2C bus, for example /dev/i2c-1");
-    auto* spi = app.add_option("--spi", options.spi, "SPI device, for example /dev/spidev0.0");
-    for (auto* device : {uart, i2c, spi}) device->type_name("DEVICE")->group(group);
-    uart->excludes(i2c)->excludes(spi);
-    i2c->excludes(spi);
+    const auto uart = app.option("--uart", options.uart, "Serial port, for example /dev/ttyS1");
+    const auto i2c = app.option("--i2c", options.i2c, "I2C bus, for example /dev/i2c-1");
+    const auto spi = app.option("--spi", options.spi, "SPI device, for example /dev/spidev0.0");
+    for (const auto device : {uart, i2c, spi}) device.argument("DEVICE").group(group);
+    uart.excludes(i2c).excludes(spi);
+    i2c.excludes(spi);
 
-    app.add_option("--baud", options.baud, "Bits per second of the serial port [115200]")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber)
-        ->group(group);
-    app.add_option("--parity", options.parity, "Parity of the serial port: none, even or odd [none]")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"none", "even", "odd"}))
-        ->group(group);
-    app.add_option("--response-timeout", options.responseTimeout,
-                   "How long the host may take to accept a packet from the serial port, in milliseconds [500]")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->group(group);
-    app.add_option("--uart-options", options.uartOptions,
-                   "Sum of: 1 two stop bits, 2 RTS/CTS flow control, 4 low latency [0]")
-        ->type_name("N")
-        ->check(CLI::Range(0, allUartOptions))
-        ->group(group);
-    app.add_option("--address", options.address, "Address of the host on the I2C bus, for example 0x42")
-        ->type_name("N")
-        ->check(CLI::Range(0, highestAddress))
-        ->group(group);
-    app.add_option("--speed", options.speed, "Clock of the SPI bus in Hz [1000000]")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber)
-        ->group(group);
+    app.option("--baud", options.baud, "Bits per second of the serial port [115200]")
+        .argument("N")
+        .positive()
+        .group(group);
+    app.option("--parity", options.parity, "Parity of the serial port: none, even or odd [none]")
+        .argument("NAME")
+        .oneOf({"none", "even", "odd"})
+        .group(group);
+    app.option("--response-timeout", options.responseTimeout,
+               "How long the host may take to accept a packet from the serial port, in milliseconds [500]")
+        .argument("MS")
+        .positive()
+        .group(group);
+    app.option("--uart-options", options.uartOptions,
+               "Sum of: 1 two stop bits, 2 RTS/CTS flow control, 4 low latency [0]")
+        .argument("N")
+        .range(0, allUartOptions)
+        .group(group);
+    app.option("--address", options.address, "Address of the host on the I2C bus, for example 0x42")
+        .argument("N")
+        .range(0, highestAddress)
+        .group(group);
+    app.option("--speed", options.speed, "Clock of the SPI bus in Hz [1000000]").argument("N").positive().group(group);
     declareLine(app, options, group);
-    app.add_flag("--two-transactions", options.twoTransactions, "A stop between write and read (i2c)")->group(group);
-    app.add_option("--packet-size", options.packetSize, "Longest packet, in bytes [64]")
-        ->type_name("N")
-        ->check(CLI::Range(smallestPacket, largestPacket))
-        ->group(group);
+    app.flag("--two-transactions", options.twoTransactions, "A stop between write and read (i2c)").group(group);
+    app.option("--packet-size", options.packetSize, "Longest packet, in bytes [64]")
+        .argument("N")
+        .range(smallestPacket, largestPacket)
+        .group(group);
 }
 
 WireOptions wireFrom(const std::vector<std::string>& words) {
     WireOptions options;
-    CLI::App parser;
+    commandline::CommandLine parser;
     declareWire(parser, options);
     try {
-        std::vector<std::string> backwards(words.rbegin(), words.rend()); // as CLI11 takes them
-        parser.parse(backwards);
-    } catch (const CLI::ParseError& error) {
+        parser.take(words);
+    } catch (const commandline::Wrong& error) {
         throw UsageError(error.what());
     }
     options.wire();

@@ -8,9 +8,9 @@
 
 #include <hostlinkclient/Wire.h>
 
-namespace CLI {
-class App;
-} // namespace CLI
+namespace commandline {
+class Command;
+} // namespace commandline
 
 namespace command {
 
@@ -50,7 +50,7 @@ private:
 };
 
 /// Declares them; `options` lives as long as the parser.
-void declareWire(CLI::App& app, WireOptions& options);
+void declareWire(const commandline::Command& app, WireOptions& options);
 
 /// From words as on a command line.
 /// @throw UsageError they cannot be read, or name no wire

@@ -4,9 +4,9 @@
 #include <iostream>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <log4cplus/initializer.h>
 
+#include <commandline/CommandLine.h>
 #include <console/Logging.h>
 
 #include "Program.h"
@@ -21,21 +21,20 @@ constexpr const char* exitCodes =
     "Exit code: 0 done; 1 the host answered, and not as asked; 2 the command is wrong, nothing was\n"
     "sent; 3 the host has not got it; 4 the host may have acted on it.";
 
-void declareCommon(CLI::App& app, command::CommonOptions& options) {
-    app.add_option("--profile", options.profile, "Name of a profile, which says what is not said here")
-        ->type_name("PROFILE");
-    app.add_option("--config", options.profiles, "File with the profiles [$XDG_CONFIG_HOME/hostlink/profiles.toml]")
-        ->type_name("FILE");
-    app.add_flag("--json", options.json, "One JSON object a line");
-    app.add_option("--timeout", options.timeout, "How long a request may take, in milliseconds")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    app.add_option("--record", options.record, "Record what goes over the wire, as pcapng")->type_name("FILE");
-    app.add_option("--log-level", options.logLevel, "What the library logs to the standard error")
-        ->type_name("LEVEL")
-        ->check(CLI::IsMember({"trace", "debug", "info", "warn", "error", "off"}))
-        ->capture_default_str();
+void declareCommon(const commandline::Command& app, command::CommonOptions& options) {
+    app.option("--profile", options.profile, "Name of a profile, which says what is not said here").argument("PROFILE");
+    app.option("--config", options.profiles, "File with the profiles [$XDG_CONFIG_HOME/hostlink/profiles.toml]")
+        .argument("FILE");
+    app.flag("--json", options.json, "One JSON object a line");
+    app.option("--timeout", options.timeout, "How long a request may take, in milliseconds")
+        .argument("MS")
+        .positive()
+        .showPreset();
+    app.option("--record", options.record, "Record what goes over the wire, as pcapng").argument("FILE");
+    app.option("--log-level", options.logLevel, "What the library logs to the standard error")
+        .argument("LEVEL")
+        .oneOf({"trace", "debug", "info", "warn", "error", "off"})
+        .showPreset();
 }
 
 ExitCode runChosen(const command::Run& chosen, const command::CommonOptions& options) {
@@ -55,10 +54,9 @@ ExitCode runChosen(const command::Run& chosen, const command::CommonOptions& opt
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader of the output that goes is noticed when it is written
-    CLI::App app("Talks to a host micro-controller over its link.");
+    commandline::CommandLine app("Talks to a host micro-controller over its link.");
     app.footer(exitCodes);
-    app.require_subcommand(1);
-    app.fallthrough();
+    app.needsCommand(true);
     command::CommonOptions options;
     command::Run chosen;
     declareCommon(app, options);
@@ -71,11 +69,7 @@ int main(int argc, char** argv) {
           command::declareReplay,  command::declareExtcap, command::declareCompletion, command::declareManual}) {
         declare(app, chosen);
     }
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::BadUsage);
-    }
+    if (const auto code = app.read(argc, argv)) return *code;
     try {
         return static_cast<int>(runChosen(chosen, options));
     } catch (const std::exception& error) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
+#include <commandline/CommandLine.h>
 
 #include "RigSandbox.h"
 #include "RigState.h"
@@ -27,16 +27,17 @@ void printWiring() {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Runs a program where /sys/class/gpio, /dev/i2c-* and /dev/spidev* are those of the bus rig.");
+    commandline::CommandLine app(
+        "Runs a program where /sys/class/gpio, /dev/i2c-* and /dev/spidev* are those of the bus rig.");
     std::string server;
     std::string hostOptions;
     bool quiet = false;
     busrig::SandboxCommand command;
-    app.add_option("--server", server, "The program zent-busrig")->required();
-    app.add_option("--host-options", hostOptions, "Behaviour of the host: name=value,name=value");
-    app.add_flag("--quiet", quiet, "Do not print what is where");
-    app.add_option("command", command.words, "-- and the program with its arguments")->required();
-    CLI11_PARSE(app, argc, argv);
+    app.option("--server", server, "The program zent-busrig").required();
+    app.option("--host-options", hostOptions, "Behaviour of the host: name=value,name=value");
+    app.flag("--quiet", quiet, "Do not print what is where");
+    app.option("command", command.words, "-- and the program with its arguments").required();
+    if (const auto code = app.read(argc, argv)) return *code;
 
     if (!quiet) printWiring();
     command.server = {server};

@@ -8,8 +8,7 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
-
+#include <commandline/CommandLine.h>
 #include <descriptor/Descriptor.h>
 
 #include "HostSlave.h"
@@ -59,15 +58,15 @@ void serve(const busrig::HostSetup& setup, const Places& places) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app(
+    commandline::CommandLine app(
         "Serves GPIO lines and bus devices without hardware, with a simulated host behind them, until SIGTERM.");
     std::string hostOptions;
     Places places;
-    app.add_option("--host-options", hostOptions, "Behaviour of the host: name=value,name=value");
-    app.add_option("mountpoint", places.mountPoint, "An existing folder; gpio/ and dev/ appear in it")->required();
-    app.add_option("control", places.controlPath, "Path of the control socket to make")->required();
-    app.add_option("ready", places.readyDescriptor, "Descriptor that gets one byte once everything is there");
-    CLI11_PARSE(app, argc, argv);
+    app.option("--host-options", hostOptions, "Behaviour of the host: name=value,name=value");
+    app.option("mountpoint", places.mountPoint, "An existing folder; gpio/ and dev/ appear in it").required();
+    app.option("control", places.controlPath, "Path of the control socket to make").required();
+    app.option("ready", places.readyDescriptor, "Descriptor that gets one byte once everything is there");
+    if (const auto code = app.read(argc, argv)) return *code;
 
     try {
         serve(busrig::HostSetup::fromText(hostOptions), places);

@@ -5,8 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
+#include <commandline/CommandLine.h>
 #include <hostsim/StateText.h>
 
 #include "TunnelEnd.h"
@@ -17,76 +16,70 @@ using std::chrono::milliseconds;
 
 namespace {
 
-constexpr int badUsage = 2;
 constexpr uint64_t longestPacketTimeout = 65000;
 constexpr uint64_t longestMilliseconds = 24UL * 60 * 60 * 1000;
 constexpr uint64_t mostCounts = 1000000000;
 constexpr uint64_t mostEvents = 10000;
 constexpr uint64_t mostGarbage = 65535;
 
-// CLI11's own checks take a minus sign for part of a large number, and say the range only sometimes.
-CLI::Validator wholeNumber(uint64_t lowest, uint64_t highest) {
+// The parser's own checks take a minus sign for part of a large number, and say the range only sometimes.
+std::function<std::string(const std::string&)> wholeNumber(uint64_t lowest, uint64_t highest) {
     const std::string range = "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
-    return CLI::Validator(
-        [lowest, highest, range](const std::string& text) {
-            const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-            errno = 0;
-            const uint64_t number = digits ? std::strtoull(text.c_str(), nullptr, 10) : 0;
-            const bool good = digits && errno == 0 && number >= lowest && number <= highest;
-            return good ? std::string() : "'" + text + "' is not " + range;
-        },
-        "");
+    return [lowest, highest, range](const std::string& text) {
+        const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+        errno = 0;
+        const uint64_t number = digits ? std::strtoull(text.c_str(), nullptr, 10) : 0;
+        const bool good = digits && errno == 0 && number >= lowest && number <= highest;
+        return good ? std::string() : "'" + text + "' is not " + range;
+    };
 }
 
-CLI::Validator probability() {
-    return CLI::Validator(
-        [](const std::string& text) {
-            char* end = nullptr;
-            const double number = std::strtod(text.c_str(), &end);
-            const bool good = !text.empty() && *end == '\0' && number >= 0 && number <= 1; // none of it holds for "nan"
-            return good ? std::string() : "'" + text + "' is not a number from 0 to 1";
-        },
-        "");
+std::function<std::string(const std::string&)> probability() {
+    return [](const std::string& text) {
+        char* end = nullptr;
+        const double number = std::strtod(text.c_str(), &end);
+        const bool good = !text.empty() && *end == '\0' && number >= 0 && number <= 1; // none of it holds for "nan"
+        return good ? std::string() : "'" + text + "' is not a number from 0 to 1";
+    };
 }
 
-CLI::Option* addMilliseconds(CLI::App& app, const std::string& name, uint64_t lowest, const std::string& text,
-                             std::function<void(milliseconds)> store, uint64_t highest = longestMilliseconds) {
+commandline::Option addMilliseconds(const commandline::Command& app, const std::string& name, uint64_t lowest,
+                                    const std::string& text, std::function<void(milliseconds)> store,
+                                    uint64_t highest = longestMilliseconds) {
     return app
-        .add_option_function<uint64_t>(
+        .option<uint64_t>(
             name, [store](const uint64_t& number) { store(milliseconds(number)); }, text)
-        ->type_name("MS")
-        ->check(wholeNumber(lowest, highest));
+        .argument("MS")
+        .check(wholeNumber(lowest, highest));
 }
 
 void setState(hostsim::HostStates& states, const std::string& text) {
     const size_t equals = text.find('=');
     const hostlink::StateId id(text.substr(0, equals));
     if (equals == std::string::npos || !id.isValid()) {
-        throw CLI::ValidationError("--state", "'" + text + "' is not ID=VALUE with a number or a state name as ID");
+        throw commandline::Wrong("'" + text + "' is not ID=VALUE with a number or a state name as ID");
     }
     const auto value = hostsim::parseValue(id, text.substr(equals + 1), states.get(id.number()));
-    if (!value) throw CLI::ValidationError("--state", "the value in '" + text + "' cannot be taken: " + value.text());
+    if (!value) throw commandline::Wrong("the value in '" + text + "' cannot be taken: " + value.text());
     states.set(id.number(), *value);
 }
 
-void declareWire(CLI::App& app, SimulatorOptions& options) {
-    auto* device = app.add_option("--device", options.device,
-                                  "Serial device to use, for example /dev/ttyUSB0. Without it a\npseudo terminal is "
-                                  "made and its path printed: open that\npath as the serial port");
-    app.add_option("--link", options.link,
-                   "Make a symbolic link to the pseudo terminal at this path,\nremoved at the end")
-        ->type_name("PATH")
-        ->excludes(device);
-    app.add_option("--baud", options.baud,
-                   "Bits per second. A device is set to it (115200 without the\noption); a pseudo terminal, which has "
-                   "no speed of its own,\nis slowed down to it")
-        ->type_name("N")
-        ->check(wholeNumber(50, 20000000));
-    app.add_option("--max-packet-size", options.host.outgoing.maxPacketSize,
-                   "Longest packet that the host sends, in bytes")
-        ->type_name("N")
-        ->check(wholeNumber(11, 65535))
-        ->capture_default_str();
+void declareWire(const commandline::Command& app, SimulatorOptions& options) {
+    const auto device = app.option("--device", options.device,
+                                   "Serial device to use, for example /dev/ttyUSB0. Without it a\npseudo terminal is "
+                                   "made and its path printed: open that\npath as the serial port");
+    app.option("--link", options.link, "Make a symbolic link to the pseudo terminal at this path,\nremoved at the end")
+        .argument("PATH")
+        .excludes(device);
+    app.option("--baud", options.baud,
+               "Bits per second. A device is set to it (115200 without the\noption); a pseudo terminal, which has "
+               "no speed of its own,\nis slowed down to it")
+        .argument("N")
+        .check(wholeNumber(50, 20000000));
+    app.option("--max-packet-size", options.host.outgoing.maxPacketSize, "Longest packet that the host sends, in bytes")
+        .argument("N")
+        .check(wholeNumber(11, 65535))
+        .showPreset();
     addMilliseconds(app, "--response-timeout", 1,
                     "How long the module may take to acknowledge a packet of the\nhost [1000]",
                     [&options](milliseconds time) { options.host.outgoing.responseTimeout = time; });
@@ -98,60 +91,58 @@ void declareWire(CLI::App& app, SimulatorOptions& options) {
         [&options](milliseconds time) { options.line.packetTimeout = time; }, longestPacketTimeout);
 }
 
-void declareBehaviour(CLI::App& app, SimulatorOptions& options) {
-    app.add_option_function<std::vector<std::string>>(
+void declareBehaviour(const commandline::Command& app, SimulatorOptions& options) {
+    app.option<std::vector<std::string>>(
            "--state",
            [&options](const std::vector<std::string>& texts) {
                for (const std::string& text : texts) setState(options.host.states, text);
            },
            "A state that the host holds from the start, for example\nPlayerVolume=30, 0x0009=u16:30 or "
            "MetaTitle=text:Blue.\nMay be given more than once")
-        ->type_name("ID=VALUE")
-        ->take_all();
+        .argument("ID=VALUE")
+        .repeatable();
     addMilliseconds(app, "--input-event-every", 1,
                     "Press and release a button in this interval while the module\nanswers",
                     [&options](milliseconds time) { options.inputEventEvery = time; });
     addMilliseconds(app, "--exit-after-idle", 1, "End when nothing has happened for this long",
                     [&options](milliseconds time) { options.exitAfterIdle = time; });
-    app.add_option("--send", options.file,
-                   "Send this file to the module as soon as that is heard; the\ncommand send-file sends others")
-        ->type_name("FILE")
-        ->check(CLI::ExistingFile);
-    app.add_option("--tunnel", options.tunnel,
-                   "Connect what the module tunnels to this TCP server, instead of\nsending it back")
-        ->type_name("HOST:PORT")
-        ->check(CLI::Validator(
-            [](const std::string& text) {
-                return TunnelEnd::isServer(text) ? std::string() : "'" + text + "' is not HOST:PORT";
-            },
-            ""));
-    app.add_flag("--commands", options.commands,
-                 "Read commands from the standard input also when that is not\na terminal. 'help' lists them");
-    app.add_flag("--verbose,-v", options.verbose, "Print every packet and message to the standard error");
-    app.add_flag("--json", options.json, "Print JSON instead of text, one object in a line, each with an\n\"event\"");
+    app.option("--send", options.file,
+               "Send this file to the module as soon as that is heard; the\ncommand send-file sends others")
+        .argument("FILE")
+        .existingFile();
+    app.option("--tunnel", options.tunnel,
+               "Connect what the module tunnels to this TCP server, instead of\nsending it back")
+        .argument("HOST:PORT")
+        .check([](const std::string& text) {
+            return TunnelEnd::isServer(text) ? std::string() : "'" + text + "' is not HOST:PORT";
+        });
+    app.flag("--commands", options.commands,
+             "Read commands from the standard input also when that is not\na terminal. 'help' lists them");
+    app.flag("--verbose,-v", options.verbose, "Print every packet and message to the standard error");
+    app.flag("--json", options.json, "Print JSON instead of text, one object in a line, each with an\n\"event\"");
 }
 
-CLI::Option* addEvery(CLI::App& app, const std::string& name, unsigned& target, const std::string& text,
-                      uint64_t highest = mostCounts) {
-    return app.add_option(name, target, text)->type_name("N")->check(wholeNumber(0, highest))->group("Faults");
+commandline::Option addEvery(const commandline::Command& app, const std::string& name, unsigned& target,
+                             const std::string& text, uint64_t highest = mostCounts) {
+    return app.option(name, target, text).argument("N").check(wholeNumber(0, highest)).group("Faults");
 }
 
 // One rate for both directions, unless --noise says otherwise.
-void addRate(CLI::App& app, const std::string& name, FaultOptions& faults, double ByteNoise::*rate,
+void addRate(const commandline::Command& app, const std::string& name, FaultOptions& faults, double ByteNoise::*rate,
              const std::string& text) {
-    app.add_option_function<double>(
+    app.option<double>(
            name,
            [&faults, rate](const double& value) {
                faults.toModule.*rate = value;
                faults.toHost.*rate = value;
            },
            text)
-        ->type_name("RATE")
-        ->check(probability())
-        ->group("Faults");
+        .argument("RATE")
+        .check(probability())
+        .group("Faults");
 }
 
-void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
+void declareFaultOptions(const commandline::Command& app, FaultOptions& faults) {
     addEvery(app, "--nack-first", faults.nackFirst, "Refuse (nack) the first N attempts of each packet");
     addEvery(app, "--ack-nack-every", faults.ackNackEvery, "Answer every Nth packet with both ack and nack: an error");
     addEvery(app, "--neither-every", faults.neitherEvery, "Answer every Nth packet with neither ack nor nack");
@@ -162,37 +153,37 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
                         faults.lateBy = time;
                         if (faults.lateEvery == 0) faults.lateEvery = 1;
                     })
-        ->group("Faults");
+        .group("Faults");
     addEvery(app, "--repeat-every", faults.repeatEvery, "Send every Nth packet a second time");
     addEvery(app, "--burst", faults.burst, "Send N events nobody asked for when a message comes in", mostEvents);
     addEvery(app, "--garbage-every", faults.garbageEvery,
              "Put random bytes before every Nth packet; half a start mark may\nbe among them, a whole one never is");
-    addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many", mostGarbage)->capture_default_str();
+    addEvery(app, "--garbage-bytes", faults.garbageBytes, "How many", mostGarbage).showPreset();
     addEvery(app, "--damage-chunk-every", faults.damageChunkEvery,
              "Turn over a bit in every Nth chunk of a file that is sent");
     addEvery(app, "--lose-chunk-every", faults.loseChunkEvery, "Do not send every Nth chunk of a file");
-    app.add_flag("--split-writes", faults.splitWrites, "Write each byte by itself")->group("Faults");
+    app.flag("--split-writes", faults.splitWrites, "Write each byte by itself").group("Faults");
     addRate(app, "--drop-rate", faults, &ByteNoise::dropRate, "Lose bytes, at this probability from 0 to 1");
     addRate(app, "--corrupt-rate", faults, &ByteNoise::corruptRate, "Change bytes");
     addRate(app, "--insert-rate", faults, &ByteNoise::insertRate, "Insert random bytes");
     addRate(app, "--repeat-rate", faults, &ByteNoise::repeatRate, "Repeat bytes");
-    app.add_option_function<uint64_t>(
+    app.option<uint64_t>(
            "--fault-count", [&faults](const uint64_t& count) { faults.limit = count; },
            "Inject no more than N faults, then behave well")
-        ->type_name("N")
-        ->check(wholeNumber(0, mostCounts))
-        ->group("Faults");
-    app.add_option("--seed", faults.seed, "Seed of everything random; the same seed gives the same\nfaults")
-        ->type_name("N")
-        ->check(wholeNumber(0, UINT64_MAX))
-        ->capture_default_str()
-        ->group("Faults");
+        .argument("N")
+        .check(wholeNumber(0, mostCounts))
+        .group("Faults");
+    app.option("--seed", faults.seed, "Seed of everything random; the same seed gives the same\nfaults")
+        .argument("N")
+        .check(wholeNumber(0, UINT64_MAX))
+        .showPreset()
+        .group("Faults");
     const auto direction = std::make_shared<std::string>("both");
-    app.add_option("--noise", *direction, "Which bytes the rates apply to")
-        ->check(CLI::IsMember({"both", "to-module", "to-host"}))
-        ->capture_default_str()
-        ->group("Faults");
-    app.final_callback([direction, &faults] {
+    app.option("--noise", *direction, "Which bytes the rates apply to")
+        .oneOf({"both", "to-module", "to-host"})
+        .showPreset()
+        .group("Faults");
+    app.whenRead([direction, &faults] {
         if (*direction == "to-module") faults.toHost = ByteNoise{};
         if (*direction == "to-host") faults.toModule = ByteNoise{};
     });
@@ -201,18 +192,14 @@ void declareFaultOptions(CLI::App& app, FaultOptions& faults) {
 } // namespace
 
 std::optional<int> parseCommandLine(int argc, char** argv, SimulatorOptions& options) {
-    CLI::App app("Plays the host micro-controller at the other end of a serial line: acknowledges packets, answers\n"
-                 "messages, and misbehaves on request. Ends on Ctrl-C and prints what it has seen and done.");
-    app.get_formatter()->column_width(32);
+    commandline::CommandLine app(
+        "Plays the host micro-controller at the other end of a serial line: acknowledges packets, answers\n"
+        "messages, and misbehaves on request. Ends on Ctrl-C and prints what it has seen and done.");
+    app.columnWidth(32);
     declareWire(app, options);
     declareBehaviour(app, options);
     declareFaultOptions(app, options.host.faults);
     app.footer("Example:  zent-hostsim --link ./host --input-event-every 2000\n"
                "          hostlink-demo --device ./host");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : badUsage;
-    }
-    return std::nullopt;
+    return app.read(argc, argv);
 }

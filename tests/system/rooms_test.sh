@@ -77,6 +77,8 @@ include '<mutex>' $lib/machines/UartStream.cpp
 refused "machines must not include <mutex>: no threads here"
 include '<poll.h>' src/hostsim/LinePacer.cpp
 refused "hostsim must not include <poll.h>: no files here"
+include '<CLI/CLI.hpp>' src/tools/SimulatorOptions.cpp
+refused "tools must not include <CLI/CLI.hpp>: src/commandline does, for all"
 include '<vector>' $lib/core/Frame.cpp
 refused "core may include only"
 

@@ -5,31 +5,31 @@
 
 #include "command/Program.h"
 
-namespace CLI {
-class App;
-} // namespace CLI
+namespace commandline {
+class Command;
+} // namespace commandline
 
 namespace command {
 
-void declareGet(CLI::App& app, Run& chosen);
-void declareSet(CLI::App& app, Run& chosen);
-void declareWatch(CLI::App& app, Run& chosen);
-void declareEvents(CLI::App& app, Run& chosen);
-void declarePress(CLI::App& app, Run& chosen);
-void declareLed(CLI::App& app, Run& chosen);
-void declareSend(CLI::App& app, Run& chosen);
-void declareReceive(CLI::App& app, Run& chosen);
-void declareTunnel(CLI::App& app, Run& chosen);
-void declarePing(CLI::App& app, Run& chosen);
-void declareStates(CLI::App& app, Run& chosen);
-void declareProfiles(CLI::App& app, Run& chosen);
-void declareExplain(CLI::App& app, Run& chosen);
-void declareDecode(CLI::App& app, Run& chosen);
-void declareRecord(CLI::App& app, Run& chosen);
-void declareExtcap(CLI::App& app, Run& chosen);
-void declareReplay(CLI::App& app, Run& chosen);
-void declareDoctor(CLI::App& app, Run& chosen);
-void declareCompletion(CLI::App& app, Run& chosen);
-void declareManual(CLI::App& app, Run& chosen);
+void declareGet(const commandline::Command& app, Run& chosen);
+void declareSet(const commandline::Command& app, Run& chosen);
+void declareWatch(const commandline::Command& app, Run& chosen);
+void declareEvents(const commandline::Command& app, Run& chosen);
+void declarePress(const commandline::Command& app, Run& chosen);
+void declareLed(const commandline::Command& app, Run& chosen);
+void declareSend(const commandline::Command& app, Run& chosen);
+void declareReceive(const commandline::Command& app, Run& chosen);
+void declareTunnel(const commandline::Command& app, Run& chosen);
+void declarePing(const commandline::Command& app, Run& chosen);
+void declareStates(const commandline::Command& app, Run& chosen);
+void declareProfiles(const commandline::Command& app, Run& chosen);
+void declareExplain(const commandline::Command& app, Run& chosen);
+void declareDecode(const commandline::Command& app, Run& chosen);
+void declareRecord(const commandline::Command& app, Run& chosen);
+void declareExtcap(const commandline::Command& app, Run& chosen);
+void declareReplay(const commandline::Command& app, Run& chosen);
+void declareDoctor(const commandline::Command& app, Run& chosen);
+void declareCompletion(const commandline::Command& app, Run& chosen);
+void declareManual(const commandline::Command& app, Run& chosen);
 
 } // namespace command

@@ -2,15 +2,18 @@
 #include <iostream>
 #include <string>
 
+#include "Completion.h"
 #include "Declare.h"
-#include "OptionTable.h"
 
 namespace command {
 
 namespace {
 
+using commandline::CommandRow;
+using commandline::OptionRow;
+
 struct CompletionOptions {
-    const CLI::App* app = nullptr;
+    const commandline::Command* app = nullptr;
     std::string shell;
 };
 
@@ -43,7 +46,7 @@ std::string quoted(const std::string& text, const std::string& special, const st
 
 // What bash is to offer for an argument.
 std::string forBash(const OptionRow& option) {
-    switch (option.completion) {
+    switch (completionOf(option)) {
     case Completion::Words: return "words+=\" " + joined(option.words) + "\"";
     case Completion::States: return std::string("words+=\" ") + listedStates + "\"";
     case Completion::Assignments: return std::string("words+=\" ") + listedStates + "\" after='='";
@@ -65,11 +68,11 @@ std::string bashArguments(const std::vector<OptionRow>& options) {
     return cases;
 }
 
-std::string forBash(const CLI::App& app) {
+std::string forBash(const commandline::Command& app) {
     std::string commands;
-    std::string arguments = bashArguments(optionsOf(app));
+    std::string arguments = bashArguments(app.options());
     std::string cases;
-    for (const CommandRow& command : commandsOf(app)) {
+    for (const CommandRow& command : app.commands()) {
         commands += (commands.empty() ? "" : " ") + command.name;
         arguments += bashArguments(command.options);
         cases += "        " + command.name + ") case $current in -*) words+=\"" + longOptions(command.options) +
@@ -98,7 +101,7 @@ std::string forBash(const CLI::App& app) {
            "    done\n"
            "    case $current in\n"
            "        -*) words=\"" +
-           longOptions(optionsOf(app)) +
+           longOptions(app.options()) +
            " --help\" ;;\n"
            "    esac\n"
            "    case $command in\n"
@@ -117,7 +120,7 @@ std::string zshQuoted(const std::string& text) {
 // ":what:action" of an argument.
 std::string zshAction(const OptionRow& option) {
     std::string what = ":" + zshQuoted(option.positional ? option.name : option.argument) + ":";
-    switch (option.completion) {
+    switch (completionOf(option)) {
     case Completion::Words: return what + "(" + joined(option.words) + ")";
     case Completion::States: return what + "_hostlink_states";
     case Completion::Assignments: return what + "_hostlink_assignments";
@@ -147,11 +150,11 @@ std::string zshOptions(const std::vector<OptionRow>& options, const std::string&
     return lines;
 }
 
-std::string forZsh(const CLI::App& app) {
+std::string forZsh(const commandline::Command& app) {
     std::string commands;
     std::string cases;
-    const std::vector<OptionRow> common = optionsOf(app);
-    for (const CommandRow& command : commandsOf(app)) {
+    const std::vector<OptionRow> common = app.options();
+    for (const CommandRow& command : app.commands()) {
         commands += "        '" + command.name + ":" + zshQuoted(command.text) + "'\n";
         cases += "        " + command.name + ") _arguments -s" + zshOptions(common, "            ") +
                  zshOptions(command.options, "            ") + " ;;\n";
@@ -185,7 +188,7 @@ std::string quotedForFish(const std::string& text) {
 
 // What fish is to offer for an argument: the words behind "-a", and whether files too.
 std::string forFish(const OptionRow& option) {
-    switch (option.completion) {
+    switch (completionOf(option)) {
     case Completion::Words: return " -f -a " + quotedForFish(joined(option.words));
     case Completion::States: return " -f -a '(hostlink states 2>/dev/null | cut -f 2)'";
     case Completion::Assignments: return " -f -a '(hostlink states 2>/dev/null | cut -f 2)='";
@@ -210,9 +213,9 @@ std::string fishOptions(const std::vector<OptionRow>& options, const std::string
     return lines;
 }
 
-std::string forFish(const CLI::App& app) {
-    std::string lines = "complete -c hostlink -f\n" + fishOptions(optionsOf(app), "");
-    for (const CommandRow& command : commandsOf(app)) {
+std::string forFish(const commandline::Command& app) {
+    std::string lines = "complete -c hostlink -f\n" + fishOptions(app.options(), "");
+    for (const CommandRow& command : app.commands()) {
         lines += "complete -c hostlink -f -n __fish_use_subcommand -a " + command.name + " -d " +
                  quotedForFish(command.text) + "\n";
         lines += fishOptions(command.options, " -n '__fish_seen_subcommand_from " + command.name + "'");
@@ -230,15 +233,12 @@ ExitCode complete(Program&, const CompletionOptions& options) {
 
 } // namespace
 
-void declareCompletion(CLI::App& app, Run& chosen) {
+void declareCompletion(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<CompletionOptions>();
     options->app = &app;
-    auto* command = declareCommand(app, chosen, "completion",
-                                   "Print what a shell needs to complete commands and states", options, complete);
-    command->add_option("SHELL", options->shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}))
-        ->option_text(" ");
+    const auto command = declareCommand(app, chosen, "completion",
+                                        "Print what a shell needs to complete commands and states", options, complete);
+    command.option("SHELL", options->shell, "bash, zsh or fish").required().oneOf({"bash", "zsh", "fish"}).plain();
 }
 
 } // namespace command

@@ -37,20 +37,21 @@ ExitCode decode(Program& program, const DecodeOptions& options) {
 
 } // namespace
 
-void declareDecode(CLI::App& app, Run& chosen) {
+void declareDecode(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<DecodeOptions>();
-    auto* command = declareCommand(app, chosen, "decode",
-                                   "Print packets and messages in words; exit code 1 when there were bytes that belong "
-                                   "to none",
-                                   options, decode);
-    auto* file =
-        command->add_option("FILE", options->file,
-                            "Hexadecimal digits, a dump as xxd or hexdump -C print it, a log of the library at TRACE, "
-                            "or the bytes themselves; without it the standard input");
-    file->option_text(" ");
-    command->add_option("--bytes", options->bytes, "The bytes, in place of a file: \"FF FE 08 00 A3 09 00 00\"")
-        ->type_name("HEX")
-        ->excludes(file);
+    const auto command =
+        declareCommand(app, chosen, "decode",
+                       "Print packets and messages in words; exit code 1 when there were bytes that belong "
+                       "to none",
+                       options, decode);
+    const auto file =
+        command.option("FILE", options->file,
+                       "Hexadecimal digits, a dump as xxd or hexdump -C print it, a log of the library at TRACE, "
+                       "or the bytes themselves; without it the standard input");
+    file.plain();
+    command.option("--bytes", options->bytes, "The bytes, in place of a file: \"FF FE 08 00 A3 09 00 00\"")
+        .argument("HEX")
+        .excludes(file);
 }
 
 } // namespace command

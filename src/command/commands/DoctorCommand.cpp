@@ -49,7 +49,7 @@ ExitCode doctor(Program& program, const DoctorOptions&) {
 
 } // namespace
 
-void declareDoctor(CLI::App& app, Run& chosen) {
+void declareDoctor(const commandline::Command& app, Run& chosen) {
     declareCommand(app, chosen, "doctor",
                    "Look at the device and its line, or without one at what the machine offers, and tell what keeps a "
                    "link from working and what mends it; changes nothing",

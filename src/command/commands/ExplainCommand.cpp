@@ -112,14 +112,12 @@ ExitCode explain(Program& program, const ExplainOptions& options) {
 
 } // namespace
 
-void declareExplain(CLI::App& app, Run& chosen) {
+void declareExplain(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<ExplainOptions>();
-    auto* command = declareCommand(
+    const auto command = declareCommand(
         app, chosen, "explain", "Tell what a number, a name, bytes or a line of the library's log mean, and what to do",
         options, explain);
-    command->add_option("WHAT", options->words, "Number, name, bytes in hexadecimal digits, or line")
-        ->required()
-        ->option_text(" ");
+    command.option("WHAT", options->words, "Number, name, bytes in hexadecimal digits, or line").required().plain();
 }
 
 } // namespace command

@@ -105,24 +105,24 @@ ExitCode extcap(Program& program, const ExtcapOptions& options) {
 
 } // namespace
 
-void declareExtcap(CLI::App& app, Run& chosen) {
+void declareExtcap(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<ExtcapOptions>();
-    auto* command = declareCommand(app, chosen, "extcap", "What Wireshark calls to capture live", options, extcap);
-    command->add_flag("--extcap-interfaces", options->interfaces, "List the interfaces");
-    command->add_flag("--extcap-dlts", options->dlts, "List the link types of an interface");
-    command->add_flag("--extcap-config", options->config, "List the settings of an interface");
-    command->add_flag("--capture", options->capture, "Capture");
-    command->add_option("--extcap-version", options->version, "Version of Wireshark")->type_name("N")->expected(0, 1);
-    command->add_option("--extcap-capture-filter", options->filter, "Taken, and without effect")
-        ->type_name("FILTER")
-        ->expected(0, 1);
-    command->add_option("--extcap-reload-option", options->reload, "Taken, and without effect")->type_name("NAME");
-    command->add_option("--extcap-interface", options->interface, "Which interface")->type_name("NAME");
-    command->add_option("--fifo", options->fifo, "Pipe to write the packets to")->type_name("PATH");
-    command->add_option("--to-host", options->tap.toHost, "Serial port that receives what the module sends")
-        ->type_name("DEVICE");
-    command->add_option("--from-host", options->tap.fromHost, "Serial port that receives what the host sends")
-        ->type_name("DEVICE");
+    const auto command = declareCommand(app, chosen, "extcap", "What Wireshark calls to capture live", options, extcap);
+    command.flag("--extcap-interfaces", options->interfaces, "List the interfaces");
+    command.flag("--extcap-dlts", options->dlts, "List the link types of an interface");
+    command.flag("--extcap-config", options->config, "List the settings of an interface");
+    command.flag("--capture", options->capture, "Capture");
+    command.option("--extcap-version", options->version, "Version of Wireshark").argument("N").arguments(0, 1);
+    command.option("--extcap-capture-filter", options->filter, "Taken, and without effect")
+        .argument("FILTER")
+        .arguments(0, 1);
+    command.option("--extcap-reload-option", options->reload, "Taken, and without effect").argument("NAME");
+    command.option("--extcap-interface", options->interface, "Which interface").argument("NAME");
+    command.option("--fifo", options->fifo, "Pipe to write the packets to").argument("PATH");
+    command.option("--to-host", options->tap.toHost, "Serial port that receives what the module sends")
+        .argument("DEVICE");
+    command.option("--from-host", options->tap.fromHost, "Serial port that receives what the host sends")
+        .argument("DEVICE");
 }
 
 } // namespace command

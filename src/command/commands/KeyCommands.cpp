@@ -78,30 +78,28 @@ ExitCode led(Program& program, const LedOptions& options) {
 
 } // namespace
 
-void declarePress(CLI::App& app, Run& chosen) {
+void declarePress(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<PressOptions>();
-    auto* command =
+    const auto command =
         declareCommand(app, chosen, "press", "Tell the host of a key: pressed and released", options, press);
-    command->add_option("KEY", options->key, "The key's number")->required()->option_text(" ");
-    command->add_flag("--down", options->press, "Pressed");
-    command->add_flag("--repeat", options->repeat, "Held so long that it repeats");
-    command->add_flag("--up", options->release, "Released");
+    command.option("KEY", options->key, "The key's number").required().plain();
+    command.flag("--down", options->press, "Pressed");
+    command.flag("--repeat", options->repeat, "Held so long that it repeats");
+    command.flag("--up", options->release, "Released");
 }
 
-void declareLed(CLI::App& app, Run& chosen) {
+void declareLed(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<LedOptions>();
-    auto* command = declareCommand(app, chosen, "led", "Send a command for the host's LEDs", options, led);
-    command->add_option("COMMAND", options->command, "SetPalette, SetPattern, or its number")
-        ->required()
-        ->option_text(" ");
-    command->add_option("VALUE", options->value, "A number, or a text")->required()->option_text(" ");
+    const auto command = declareCommand(app, chosen, "led", "Send a command for the host's LEDs", options, led);
+    command.option("COMMAND", options->command, "SetPalette, SetPattern, or its number").required().plain();
+    command.option("VALUE", options->value, "A number, or a text").required().plain();
     command
-        ->add_option("--refusal-time", options->refusalTime,
-                     "How long the host may take to say that it does not support it, in milliseconds: nothing else "
-                     "answers it")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
+        .option("--refusal-time", options->refusalTime,
+                "How long the host may take to say that it does not support it, in milliseconds: nothing else "
+                "answers it")
+        .argument("MS")
+        .positive()
+        .showPreset();
 }
 
 } // namespace command

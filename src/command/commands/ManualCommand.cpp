@@ -3,14 +3,16 @@
 #include <string>
 
 #include "Declare.h"
-#include "OptionTable.h"
 
 namespace command {
 
 namespace {
 
+using commandline::CommandRow;
+using commandline::OptionRow;
+
 struct ManualOptions {
-    const CLI::App* app = nullptr;
+    const commandline::Command* app = nullptr;
 };
 
 // What the formatter would take for a command of its own, or for a hyphen.
@@ -48,25 +50,25 @@ std::string synopsis(const CommandRow& command) {
 }
 
 ExitCode print(Program&, const ManualOptions& options) {
-    const CLI::App& app = *options.app;
+    const commandline::Command& app = *options.app;
     std::string page = ".TH HOSTLINK 1\n.SH NAME\nhostlink \\- talk to a host micro-controller over its link\n"
                        ".SH SYNOPSIS\n.B hostlink\n[\\fIoptions\\fR] \\fIcommand\\fR …\n.SH DESCRIPTION\n" +
-                       plain(app.get_description()) + "\n.SH COMMANDS\n";
-    for (const CommandRow& command : commandsOf(app)) {
+                       plain(app.text()) + "\n.SH COMMANDS\n";
+    for (const CommandRow& command : app.commands()) {
         page += ".SS " + synopsis(command) + "\n" + plain(command.text) + ".\n" + printed(command.options);
     }
-    page += ".SH OPTIONS\nEvery command has them, before its name or behind it.\n" + printed(optionsOf(app));
-    page += ".SH EXIT STATUS\n" + plain(app.get_footer()) + "\n";
+    page += ".SH OPTIONS\nEvery command has them, before its name or behind it.\n" + printed(app.options());
+    page += ".SH EXIT STATUS\n" + plain(app.footer()) + "\n";
     std::cout << page << std::flush;
     return ExitCode::Good;
 }
 
 } // namespace
 
-void declareManual(CLI::App& app, Run& chosen) {
+void declareManual(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<ManualOptions>();
     options->app = &app;
-    declareCommand(app, chosen, "manual", "Print the manual page", options, print)->group("");
+    declareCommand(app, chosen, "manual", "Print the manual page", options, print).hidden();
 }
 
 } // namespace command

@@ -141,18 +141,16 @@ ExitCode ping(Program& program, const PingOptions& options) {
 
 } // namespace
 
-void declarePing(CLI::App& app, Run& chosen) {
+void declarePing(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<PingOptions>();
-    auto* command = declareCommand(app, chosen, "ping",
-                                   "Ask the host again and again, and tell how long it takes to answer", options, ping);
-    command->add_option("--count", options->count, "Ask so many times; without it until Ctrl-C")->type_name("N");
-    command->add_option("--interval", options->interval, "From one question to the next, in milliseconds")
-        ->type_name("MS")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--state", options->state, "The state that is asked for")
-        ->type_name("STATE")
-        ->capture_default_str();
+    const auto command = declareCommand(
+        app, chosen, "ping", "Ask the host again and again, and tell how long it takes to answer", options, ping);
+    command.option("--count", options->count, "Ask so many times; without it until Ctrl-C").argument("N");
+    command.option("--interval", options->interval, "From one question to the next, in milliseconds")
+        .argument("MS")
+        .notNegative()
+        .showPreset();
+    command.option("--state", options->state, "The state that is asked for").argument("STATE").showPreset();
 }
 
 } // namespace command

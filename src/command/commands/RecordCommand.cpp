@@ -92,20 +92,20 @@ ExitCode record(Program& program, const RecordOptions& options) {
 
 } // namespace
 
-void declareRecord(CLI::App& app, Run& chosen) {
+void declareRecord(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<RecordOptions>();
-    auto* command = declareCommand(app, chosen, "record",
-                                   "Record what goes over a wire until Ctrl-C: of a link that is opened, beside a "
-                                   "program that has a recorder, or of two receive lines that look on",
-                                   options, record);
-    command->add_option("FILE", options->file, "Where to, as pcapng")->option_text(" ");
-    auto* tap = command->add_option("--tap", options->tap,
+    const auto command = declareCommand(app, chosen, "record",
+                                        "Record what goes over a wire until Ctrl-C: of a link that is opened, beside a "
+                                        "program that has a recorder, or of two receive lines that look on",
+                                        options, record);
+    command.option("FILE", options->file, "Where to, as pcapng").plain();
+    const auto tap = command.option("--tap", options->tap,
                                     "Two serial ports: the one that receives what the module sends, and the one that "
                                     "receives what the host sends");
-    tap->type_name("DEVICE DEVICE")->expected(2);
-    auto* from = command->add_option("--from", options->from, "Which running recorder to go along with");
-    from->type_name("RECORDER")->excludes(tap);
-    command->add_flag("--list", options->list, "List running recorders: what --from takes, and their folders");
+    tap.argument("DEVICE DEVICE").arguments(2);
+    const auto from = command.option("--from", options->from, "Which running recorder to go along with");
+    from.argument("RECORDER").excludes(tap);
+    command.flag("--list", options->list, "List running recorders: what --from takes, and their folders");
 }
 
 } // namespace command

@@ -217,33 +217,32 @@ ExitCode replay(Program& program, const ReplayOptions& options) {
 
 } // namespace
 
-void declareReplay(CLI::App& app, Run& chosen) {
+void declareReplay(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<ReplayOptions>();
-    auto* command = declareCommand(app, chosen, "replay",
-                                   "Play one side of a recording, and tell where the other now says something else: "
-                                   "the host for a program, or with a wire the module for a host",
-                                   options, replay);
-    command->add_option("FILE", options->file, "The recording")->required()->option_text(" ");
-    command->add_option("--as", options->as, "Which side is played [with a wire the module, else the host]")
-        ->type_name("SIDE")
-        ->check(CLI::IsMember({"module", "host"}));
-    command->add_option("--wire", options->wire, "Which of several recorded wires, by its device")->type_name("NAME");
-    command->add_option("--link", options->link, "Make this link to the line that a program is to open")
-        ->type_name("PATH");
-    command->add_option("--speed", options->speed, "fastest, or recorded: with the pauses of the recording")
-        ->type_name("SPEED")
-        ->check(CLI::IsMember({"fastest", "recorded"}))
-        ->capture_default_str();
+    const auto command =
+        declareCommand(app, chosen, "replay",
+                       "Play one side of a recording, and tell where the other now says something else: "
+                       "the host for a program, or with a wire the module for a host",
+                       options, replay);
+    command.option("FILE", options->file, "The recording").required().plain();
+    command.option("--as", options->as, "Which side is played [with a wire the module, else the host]")
+        .argument("SIDE")
+        .oneOf({"module", "host"});
+    command.option("--wire", options->wire, "Which of several recorded wires, by its device").argument("NAME");
+    command.option("--link", options->link, "Make this link to the line that a program is to open").argument("PATH");
+    command.option("--speed", options->speed, "fastest, or recorded: with the pauses of the recording")
+        .argument("SPEED")
+        .oneOf({"fastest", "recorded"})
+        .showPreset();
+    command.option("--patience", options->patience, "How much later than recorded a packet may come, in milliseconds")
+        .argument("MS")
+        .positive()
+        .showPreset();
+    command.flag("--exact", options->exact, "Compare frame ids too, which are the sender's choice");
     command
-        ->add_option("--patience", options->patience, "How much later than recorded a packet may come, in milliseconds")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    command->add_flag("--exact", options->exact, "Compare frame ids too, which are the sender's choice");
-    command
-        ->add_option("PROGRAM", options->program,
-                     "A program to start and its arguments, behind --; {} stands for the path of its line or bus")
-        ->option_text(" ");
+        .option("PROGRAM", options->program,
+                "A program to start and its arguments, behind --; {} stands for the path of its line or bus")
+        .plain();
 }
 
 } // namespace command

@@ -67,25 +67,24 @@ ExitCode set(Program& program, const SetOptions& options) {
 
 } // namespace
 
-void declareGet(CLI::App& app, Run& chosen) {
+void declareGet(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<GetOptions>();
-    auto* command = declareCommand(app, chosen, "get", "Ask the host for states", options, get);
-    command->add_option("STATE", options->states, "Names or numbers of states; hostlink states lists them")
-        ->required()
-        ->option_text(" ");
+    const auto command = declareCommand(app, chosen, "get", "Ask the host for states", options, get);
+    command.option("STATE", options->states, "Names or numbers of states; hostlink states lists them")
+        .required()
+        .plain();
 }
 
-void declareSet(CLI::App& app, Run& chosen) {
+void declareSet(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<SetOptions>();
-    auto* command = declareCommand(app, chosen, "set", "Set states of the host", options, set);
+    const auto command = declareCommand(app, chosen, "set", "Set states of the host", options, set);
     command
-        ->add_option("STATE=VALUE", options->assignments,
-                     "A value's name, a number, a text, or nil; in the encoding in which the host holds it, or with "
-                     ":u8 to :u64, :i8 to :i64, :text, :hex behind it in that one")
-        ->required()
-        ->option_text(" ");
-    command->add_flag("--confirm", options->confirm,
-                      "Read the state back, and set it again until the host holds the value");
+        .option("STATE=VALUE", options->assignments,
+                "A value's name, a number, a text, or nil; in the encoding in which the host holds it, or with "
+                ":u8 to :u64, :i8 to :i64, :text, :hex behind it in that one")
+        .required()
+        .plain();
+    command.flag("--confirm", options->confirm, "Read the state back, and set it again until the host holds the value");
 }
 
 } // namespace command

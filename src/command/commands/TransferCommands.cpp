@@ -198,29 +198,27 @@ ExitCode receive(Program& program, const ReceivingOptions& options) {
 
 } // namespace
 
-void declareSend(CLI::App& app, Run& chosen) {
+void declareSend(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<SendingOptions>();
-    auto* command = declareCommand(app, chosen, "send", "Send a file to the host", options, send);
-    command->add_option("FILE", options->file, "The file")->required()->check(CLI::ExistingFile)->option_text(" ");
-    command->add_option("--name", options->name, "What the host is to call it; without it as here")->type_name("NAME");
+    const auto command = declareCommand(app, chosen, "send", "Send a file to the host", options, send);
+    command.option("FILE", options->file, "The file").required().existingFile().plain();
+    command.option("--name", options->name, "What the host is to call it; without it as here").argument("NAME");
     command
-        ->add_option("--patience", options->patience,
-                     "How long the host may take nothing, times without a link included, in milliseconds")
-        ->type_name("MS")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    command->add_option("--chunk", options->chunk, "Bytes at a time, a multiple of four [about a thousand]")
-        ->type_name("BYTES");
+        .option("--patience", options->patience,
+                "How long the host may take nothing, times without a link included, in milliseconds")
+        .argument("MS")
+        .positive()
+        .showPreset();
+    command.option("--chunk", options->chunk, "Bytes at a time, a multiple of four [about a thousand]")
+        .argument("BYTES");
 }
 
-void declareReceive(CLI::App& app, Run& chosen) {
+void declareReceive(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<ReceivingOptions>();
-    auto* command = declareCommand(app, chosen, "receive", "Take the files that the host sends", options, receive);
-    command->add_option("FOLDER", options->folder, "Where to put them")
-        ->check(CLI::ExistingDirectory)
-        ->capture_default_str();
-    command->add_option("--count", options->count, "End after so many files")->type_name("N");
-    command->add_flag("--force", options->force, "Put the host's file in the place of one that is there");
+    const auto command = declareCommand(app, chosen, "receive", "Take the files that the host sends", options, receive);
+    command.option("FOLDER", options->folder, "Where to put them").existingFolder().showPreset();
+    command.option("--count", options->count, "End after so many files").argument("N");
+    command.flag("--force", options->force, "Put the host's file in the place of one that is there");
 }
 
 } // namespace command

@@ -49,15 +49,15 @@ ExitCode tunnel(Program& program, const TunnelOptions& options) {
 
 } // namespace
 
-void declareTunnel(CLI::App& app, Run& chosen) {
+void declareTunnel(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<TunnelOptions>();
-    auto* command = declareCommand(app, chosen, "tunnel", "Listen for TCP connections and carry them through the host",
-                                   options, tunnel);
+    const auto command = declareCommand(app, chosen, "tunnel",
+                                        "Listen for TCP connections and carry them through the host", options, tunnel);
     command
-        ->add_option("--listen,LISTEN", options->listen,
-                     "PORT, or ADDRESS:PORT; whoever reaches the address reaches what is behind the host")
-        ->type_name("ADDRESS:PORT")
-        ->capture_default_str();
+        .option("--listen,LISTEN", options->listen,
+                "PORT, or ADDRESS:PORT; whoever reaches the address reaches what is behind the host")
+        .argument("ADDRESS:PORT")
+        .showPreset();
 }
 
 } // namespace command

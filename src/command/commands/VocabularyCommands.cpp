@@ -74,14 +74,14 @@ ExitCode profiles(Program& program, const NoOptions&) {
 
 } // namespace
 
-void declareStates(CLI::App& app, Run& chosen) {
+void declareStates(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<StatesOptions>();
-    auto* command = declareCommand(app, chosen, "states",
-                                   "List the states that have a name, and the names of their values", options, states);
-    command->add_option("PART", options->part, "Only those whose name has this in it")->option_text(" ");
+    const auto command = declareCommand(
+        app, chosen, "states", "List the states that have a name, and the names of their values", options, states);
+    command.option("PART", options->part, "Only those whose name has this in it").plain();
 }
 
-void declareProfiles(CLI::App& app, Run& chosen) {
+void declareProfiles(const commandline::Command& app, Run& chosen) {
     declareCommand(app, chosen, "profiles", "List the profiles, and check them", std::make_shared<NoOptions>(),
                    profiles);
 }

@@ -130,22 +130,21 @@ ExitCode events(Program& program, const EventOptions& options) {
 
 } // namespace
 
-void declareWatch(CLI::App& app, Run& chosen) {
+void declareWatch(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<WatchOptions>();
-    auto* command = declareCommand(app, chosen, "watch", "Print the values of states, and their changes as they come",
-                                   options, watch);
-    command->add_option("STATE", options->states, "Names or numbers of states; none: all that have a name")
-        ->option_text(" ");
-    auto* count = command->add_option("--count", options->count, "End after so many lines")->type_name("N");
-    command->add_flag("--top", options->top, "A live table on the terminal: values, their age, how often they change")
-        ->excludes(count);
+    const auto command = declareCommand(app, chosen, "watch",
+                                        "Print the values of states, and their changes as they come", options, watch);
+    command.option("STATE", options->states, "Names or numbers of states; none: all that have a name").plain();
+    const auto count = command.option("--count", options->count, "End after so many lines").argument("N");
+    command.flag("--top", options->top, "A live table on the terminal: values, their age, how often they change")
+        .excludes(count);
 }
 
-void declareEvents(CLI::App& app, Run& chosen) {
+void declareEvents(const commandline::Command& app, Run& chosen) {
     auto options = std::make_shared<EventOptions>();
-    auto* command = declareCommand(app, chosen, "events", "Print the host's keys as they are pressed and released",
-                                   options, events);
-    command->add_option("--count", options->count, "End after so many lines")->type_name("N");
+    const auto command = declareCommand(app, chosen, "events", "Print the host's keys as they are pressed and released",
+                                        options, events);
+    command.option("--count", options->count, "End after so many lines").argument("N");
 }
 
 } // namespace command

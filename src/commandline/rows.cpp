@@ -1,10 +1,10 @@
-#include "OptionTable.h"
+#include "rows.h"
 
 #include <sstream>
 
 #include <CLI/CLI.hpp>
 
-namespace command {
+namespace commandline {
 
 namespace {
 
@@ -26,20 +26,6 @@ std::vector<std::string> wordsOf(const CLI::Option& option) {
     return words;
 }
 
-// What an argument of that name stands for.
-Completion completionOf(const std::string& argument) {
-    static constexpr std::pair<const char*, Completion> known[] = {
-        {"STATE", Completion::States},     {"STATE=VALUE", Completion::Assignments},
-        {"FILE", Completion::Files},       {"DEVICE", Completion::Files},
-        {"CHIP", Completion::Files},       {"FOLDER", Completion::Folders},
-        {"PROFILE", Completion::Profiles},
-    };
-    for (const auto& [name, completion] : known) {
-        if (argument == name) return completion;
-    }
-    return Completion::Nothing;
-}
-
 OptionRow rowOf(const CLI::Option& option) {
     OptionRow row;
     row.positional = option.get_lnames().empty();
@@ -50,7 +36,6 @@ OptionRow rowOf(const CLI::Option& option) {
     row.text = option.get_description();
     row.preset = option.get_default_str();
     row.words = wordsOf(option);
-    row.completion = row.words.empty() ? completionOf(row.positional ? row.name : row.argument) : Completion::Words;
     return row;
 }
 
@@ -73,4 +58,4 @@ std::vector<CommandRow> commandsOf(const CLI::App& app) {
     return rows;
 }
 
-} // namespace command
+} // namespace commandline
