@@ -83,16 +83,22 @@ void Rig::stop() {
     const std::lock_guard<std::mutex> lock(mutex);
     stopping = true;
     changed.notify_all();
+    sooner.notify_all();
 }
 
 Time Rig::now() const {
     return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now() - start);
 }
 
+// The time keeper is waked where it would look too late, and not for each access, of which few set a time.
 void Rig::publish(std::unique_lock<std::mutex>& lock, Wakeups& wakeups) {
     state.updateLines(now(), wakeups);
     changed.notify_all();
+    const std::optional<Time> due = state.nextDeadline(now());
+    const bool isSooner = due && (!looksNext || *due < *looksNext);
+    if (isSooner) looksNext = due;
     lock.unlock();
+    if (isSooner) sooner.notify_one();
     wakeAll(wakeups);
 }
 
@@ -108,11 +114,12 @@ void Rig::keepTime() {
             lock.lock();
             continue;
         }
-        const std::optional<Time> deadline = state.nextDeadline(now());
-        if (deadline) {
-            changed.wait_until(lock, start + *deadline);
+        looksNext = state.nextDeadline(now());
+        if (looksNext) {
+            const auto at = start + *looksNext; // which may change meanwhile
+            sooner.wait_until(lock, at);
         } else {
-            changed.wait(lock);
+            sooner.wait(lock);
         }
     }
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -59,11 +60,13 @@ private:
     void keepTime();
 
     const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    std::mutex mutex;                ///< guards `state` and `stopping`
+    std::mutex mutex;                ///< guards all below but the thread
     std::condition_variable changed; ///< any change of `state` or `stopping`
+    std::condition_variable sooner;  ///< for the time keeper: it has to look before `looksNext`
     RigState state;
     bool stopping = false;
-    std::thread timeKeeper; ///< started last, joined by the destructor
+    std::optional<Time> looksNext; ///< when the time keeper does; none: when it is told
+    std::thread timeKeeper;        ///< started last, joined by the destructor
 };
 
 } // namespace busrig

@@ -36,6 +36,8 @@ bool mayComeLater(int error) {
     return error == EAGAIN || error == EINTR;
 }
 
+constexpr std::size_t terminalHolds = 4096; // the kernel gives no more at once
+
 } // namespace
 
 Pty::Pty() {
@@ -84,18 +86,17 @@ bool Pty::write(const std::string& text, milliseconds limit) {
 
 Pty::Bytes Pty::read(std::size_t size, milliseconds limit) {
     const auto deadline = steady_clock::now() + limit;
-    Bytes result(size);
-    std::size_t got = 0;
-    while (got < size) {
-        const ssize_t count = ::read(fd, result.data() + got, size - got);
+    Bytes result;
+    while (result.size() < size) {
+        unsigned char some[terminalHolds]; // without a value: a sanitizer would see each byte of `size` written
+        const ssize_t count = ::read(fd, some, std::min(sizeof some, size - result.size()));
         if (count > 0) {
-            got += static_cast<std::size_t>(count);
+            result.insert(result.end(), some, some + count);
             continue;
         }
         if (count == 0 || !mayComeLater(errno)) break; // EIO: nobody has the slave open any more
         if (pollUntil(fd, POLLIN, deadline) == 0) break;
     }
-    result.resize(got);
     return result;
 }
 

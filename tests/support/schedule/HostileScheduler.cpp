@@ -22,6 +22,7 @@ constexpr auto relaxed = std::memory_order_relaxed;
 
 constexpr std::uint64_t alwaysAllowed = 100000; // microseconds
 constexpr std::uint64_t shareAllowed = 8;       // of the time that has passed, one part in so many
+constexpr std::uint32_t readyFor = 100;         // microseconds, of a pause in which a thread is passed over
 
 // Of the scheduler that lives; `run` is 0 while there is none. Written by its constructor, before the threads that read
 // it are started or while they are told so by `run`.
@@ -48,16 +49,19 @@ std::uint64_t now() {
     return static_cast<std::uint64_t>(time.tv_sec) * 1000000 + static_cast<std::uint64_t>(time.tv_nsec) / 1000;
 }
 
-// Ready to run all the time, as a thread is that the scheduler passes over: whoever else is ready has the processor.
-void passOver(std::uint32_t microseconds) {
-    const std::uint64_t end = now() + microseconds;
-    while (now() < end) sched_yield();
-}
-
 // A system call of its own, which no sanitizer takes for one of the thread's.
 void sleep(std::uint32_t microseconds) {
     const timespec time{0, static_cast<long>(microseconds) * 1000};
     syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, nullptr);
+}
+
+// As a thread is that the scheduler passes over: at the end of its pause, and all through a short one, it is ready to
+// run, whoever else is ready has the processor, and it goes on when its turn comes, not at once as one that is waked.
+// Before that it sleeps: on a processor that nobody else wants it would do nothing but look at the clock.
+void passOver(std::uint32_t microseconds) {
+    const std::uint64_t end = now() + microseconds;
+    if (microseconds > readyFor) sleep(microseconds - readyFor);
+    while (now() < end) sched_yield();
 }
 
 // A busy machine makes more of a pause than was meant, of one that gives way most of all: whoever gives way comes back

@@ -39,8 +39,8 @@ public:
     /// @param number of the thread's points, from 1
     Pause at(unsigned thread, std::uint32_t number, Point point) const;
 
-    /// How threads are held: asleep, or ready to run and passed over. A thread's state in /proc tells the two apart,
-    /// and the library looks there.
+    /// How threads are held: asleep, or passed over, which ends in being ready to run. A thread's state in /proc tells
+    /// the two apart, and the library looks there.
     bool holdsAsleep() const;
 
 private:

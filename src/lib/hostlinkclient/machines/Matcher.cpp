@@ -43,6 +43,17 @@ Matcher::OpenAt Matcher::at(Id id) {
     return std::find_if(open.begin(), open.end(), [id](const Open& one) { return one.id == id; });
 }
 
+// Both in ascending order: what is asked later has a higher id.
+bool Matcher::hasOpen(const std::set<Id>& ids) const {
+    auto id = ids.begin();
+    for (const Open& one : open) {
+        while (id != ids.end() && *id < one.id) ++id;
+        if (id == ids.end()) return false;
+        if (*id == one.id) return true;
+    }
+    return false;
+}
+
 // Until when an answer that may still come could be taken for this question's.
 std::optional<Time> Matcher::confusedUntil(const Open& question) const {
     std::optional<Time> until;
@@ -210,7 +221,7 @@ bool Matcher::isSentOnceMore(const Open& one) {
 void Matcher::settleUnsupported(Id answered, Time now) {
     for (auto mark = unsupported.begin(); mark != unsupported.end();) {
         mark->erase(answered);
-        const bool anyOpen = std::any_of(mark->begin(), mark->end(), [this](Id id) { return isOpen(id); });
+        const bool anyOpen = hasOpen(*mark);
         if (anyOpen && mark->size() > 1) {
             ++mark;
             continue;
@@ -309,9 +320,7 @@ void Matcher::end(OpenAt question, How how, const ByteArray& answer, Time now) {
 
 void Matcher::forgetOld(Time now) {
     past.remove_if([now](const Past& one) { return one.until <= now; });
-    const auto hasNobodyOpen = [this](const std::set<Id>& mark) {
-        return std::none_of(mark.begin(), mark.end(), [this](Id id) { return isOpen(id); });
-    };
+    const auto hasNobodyOpen = [this](const std::set<Id>& mark) { return !hasOpen(mark); };
     unsupported.erase(std::remove_if(unsupported.begin(), unsupported.end(), hasNobodyOpen), unsupported.end());
 }
 

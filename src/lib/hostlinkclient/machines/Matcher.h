@@ -138,6 +138,7 @@ private:
 
     const Open* find(Id id) const;
     OpenAt at(Id id);
+    bool hasOpen(const std::set<Id>& ids) const; // any of them
     bool canBeAnswered(const Open& question) const { return question.outstanding > 0; }
     std::optional<Time> confusedUntil(const Open& question) const;
     bool mayBeSent(const Open& question) const;
