@@ -33,12 +33,12 @@ cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-sup
     --suppressions-list=scripts/cppcheck-suppressions.txt $firmware firmware
 
 echo "== clang-tidy, with the clang analyzer's checks"
-# The files of a target together, as far as they are: what their headers cost, which is most of it where there is a
-# command line's parser, is paid once. "UnifiedSource" in the path tells the analyzer to look at the files behind such a
-# one as closely as at a file of its own.
+# A few files of a target together: what their headers cost is paid once. Not many: the analyzer follows each function into
+# those of the files beside it, and gives it up after so many steps, whether it has seen its end or not. "UnifiedSource" in
+# the path tells it to look at the files behind such a one as closely as at a file of its own.
 together=build/UnifiedSource
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
-cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=32 >/dev/null
+cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=8 >/dev/null
 files=$(scripts/sources.sh | grep -E "^(src|examples)/.*\.cpp$")
 # Three checks do not look behind it. They are for what these files have.
 apart='misc-unused-using-decls,misc-unused-alias-decls,bugprone-suspicious-include'

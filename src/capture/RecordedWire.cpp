@@ -11,6 +11,12 @@ namespace {
 constexpr std::array<std::pair<Form, std::string_view>, 3> forms{
     {{Form::Pieces, "bytes"}, {Form::Transactions, "transactions"}, {Form::Packets, "packets"}}};
 
+std::optional<Form> formNamed(std::string_view name) {
+    for (const auto& [form, word] : forms)
+        if (word == name) return form;
+    return {};
+}
+
 } // namespace
 
 std::string_view nameOf(Form form) {
@@ -31,10 +37,9 @@ std::optional<RecordedWire> wireOf(const Interface& interface) {
     if (blank == std::string::npos || blank == 0) return {};
     const std::size_t comma = std::min(text.find(','), text.size());
     if (comma < blank) return {};
-    const std::string_view name = std::string_view(text).substr(blank + 1, comma - blank - 1);
-    const auto form = std::find_if(forms.begin(), forms.end(), [name](const auto& row) { return row.second == name; });
-    if (form == forms.end()) return {};
-    RecordedWire wire{text.substr(0, blank), form->first, interface.name};
+    const std::optional<Form> form = formNamed(std::string_view(text).substr(blank + 1, comma - blank - 1));
+    if (!form) return {};
+    RecordedWire wire{text.substr(0, blank), *form, interface.name};
     const std::size_t words = text.find_first_not_of(", ", comma);
     if (words != std::string::npos) wire.words = text.substr(words);
     return wire;
@@ -47,7 +52,9 @@ std::string verdictOf(const Packet& packet) {
 }
 
 bool isEdge(const Packet& packet) {
-    return std::find(packet.comments.begin(), packet.comments.end(), lineLow) != packet.comments.end();
+    for (const std::string& comment : packet.comments)
+        if (comment == lineLow) return true;
+    return false;
 }
 
 } // namespace capture

@@ -1,6 +1,5 @@
 #include "Runner.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "Packets.h"
@@ -22,6 +21,22 @@ std::string whyNot(const Check& check, const Bench& bench) {
     return {};
 }
 
+bool isCalled(const Check& check, const std::string& word) {
+    return word == check.name || word == check.group;
+}
+
+bool isSelected(const Check& check, const std::vector<std::string>& words) {
+    for (const std::string& word : words)
+        if (isCalled(check, word)) return true;
+    return words.empty();
+}
+
+bool callsAny(const std::string& word) {
+    for (const Check& check : allChecks())
+        if (isCalled(check, word)) return true;
+    return false;
+}
+
 // A check that fails while the checker could not run tells nothing about the host.
 bool isOver(const Result& result) {
     return result.outcome != Outcome::Failed || result.heldUp <= longestDelay;
@@ -32,17 +47,11 @@ bool isOver(const Result& result) {
 std::vector<const Check*> selected(const std::vector<std::string>& words, bool mustsOnly) {
     std::vector<const Check*> found;
     for (const Check& check : allChecks()) {
-        const bool isNamed = words.empty() || std::any_of(words.begin(), words.end(), [&](const std::string& word) {
-                                 return word == check.name || word == check.group;
-                             });
-        if (isNamed && (!mustsOnly || rule(check.rule).strength == Strength::Must)) found.push_back(&check);
+        if (isSelected(check, words) && (!mustsOnly || rule(check.rule).strength == Strength::Must))
+            found.push_back(&check);
     }
     for (const std::string& word : words) {
-        const auto& all = allChecks();
-        if (std::none_of(all.begin(), all.end(),
-                         [&](const Check& check) { return word == check.name || word == check.group; })) {
-            throw std::invalid_argument("no check and no group is named '" + word + "'");
-        }
+        if (!callsAny(word)) throw std::invalid_argument("no check and no group is named '" + word + "'");
     }
     return found;
 }

@@ -11,13 +11,18 @@ namespace command {
 
 namespace {
 
-bool isTextual(unsigned char code) {
-    return std::isprint(code) != 0 || std::isspace(code) != 0;
+constexpr char hexDigits[] = "0123456789abcdefABCDEF";
+
+bool isTextual(const std::string& input) {
+    for (const char character : input) {
+        const auto code = static_cast<unsigned char>(character);
+        if (std::isprint(code) == 0 && std::isspace(code) == 0) return false;
+    }
+    return true;
 }
 
 bool isHex(const std::string& text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isxdigit(c) != 0; });
+    return !text.empty() && text.find_first_not_of(hexDigits) == std::string::npos;
 }
 
 unsigned digit(char character) {
@@ -30,7 +35,7 @@ unsigned digit(char character) {
 // there is none.
 std::size_t offsetEnd(const std::string& line) {
     constexpr std::size_t fewestDigits = 7; // od prints so many, the others eight
-    std::size_t end = line.find_first_not_of("0123456789abcdefABCDEF");
+    std::size_t end = line.find_first_not_of(hexDigits);
     if (end == std::string::npos) end = line.size();
     const bool ends = end == line.size() || line[end] == ':' || line.compare(end, 2, "  ") == 0;
     return end >= fewestDigits && ends ? end : 0;
@@ -63,7 +68,7 @@ void append(ByteArray& bytes, std::string word, std::size_t lineNumber) {
 } // namespace
 
 ByteArray bytesOf(const std::string& input) {
-    if (!std::all_of(input.begin(), input.end(), isTextual)) return ByteArray(input.begin(), input.end());
+    if (!isTextual(input)) return ByteArray(input.begin(), input.end());
     ByteArray bytes;
     std::istringstream lines(input);
     std::size_t lineNumber = 0;

@@ -81,9 +81,7 @@ std::size_t clockIn(const std::string& line) {
 // milliseconds of the plainest layout.
 std::string timeIn(const std::string& line) {
     const std::size_t clock = clockIn(line);
-    if (clock == std::string::npos)
-        return line.substr(
-            0, static_cast<std::size_t>(std::find_if_not(line.begin(), line.end(), isDigit) - line.begin()));
+    if (clock == std::string::npos) return line.substr(0, line.find_first_not_of("0123456789"));
     const auto isOfDate = [](char c) { return isDigit(c) || c == '-' || c == '/' || c == '.' || c == 'T'; };
     std::size_t begin = clock;
     if (begin > 1 && line[begin - 1] == ' ' && isOfDate(line[begin - 2])) --begin;

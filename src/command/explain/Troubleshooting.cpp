@@ -13,14 +13,10 @@ namespace {
 // Less than this says nothing: "`0` or `1`".
 constexpr std::size_t leastLetters = 6;
 
-bool isBlank(char character) {
-    return std::isspace(static_cast<unsigned char>(character)) != 0;
-}
-
 std::string trimmed(const std::string& text) {
-    const auto begin = std::find_if_not(text.begin(), text.end(), isBlank);
-    const auto end = std::find_if_not(text.rbegin(), text.rend(), isBlank).base();
-    return begin < end ? std::string(begin, end) : "";
+    static constexpr char blanks[] = " \t\n\v\f\r";
+    const std::size_t begin = text.find_first_not_of(blanks);
+    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
 }
 
 std::vector<std::string> cellsOf(const std::string& row) {
@@ -43,7 +39,9 @@ std::vector<std::string> codeIn(const std::string& cell) {
 
 bool standsForSomething(const std::string& word) {
     static const char* const names[] = {"N", "T", "C", "P", "NAME"};
-    return std::any_of(std::begin(names), std::end(names), [&](const char* name) { return word == name; });
+    for (const char* name : names)
+        if (word == name) return true;
+    return false;
 }
 
 // What a line must hold, one behind the other.

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -20,14 +21,13 @@ bool isSame(const capture::RunningRecorder& one, const capture::RunningRecorder&
 }
 
 // The numbers of its files that are there.
-std::vector<uint64_t> filesOf(const capture::RunningRecorder& recorder) {
-    std::vector<uint64_t> numbers;
+std::set<uint64_t> filesOf(const capture::RunningRecorder& recorder) {
+    std::set<uint64_t> numbers;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(recorder.folder, error)) {
         const auto ringFile = capture::ringFileOf(entry.path().filename().string());
-        if (ringFile && ringFile->writer == recorder.writer) numbers.push_back(ringFile->number);
+        if (ringFile && ringFile->writer == recorder.writer) numbers.insert(ringFile->number);
     }
-    std::sort(numbers.begin(), numbers.end());
     return numbers;
 }
 
@@ -44,19 +44,19 @@ std::vector<capture::RunningRecorder> runningRecorders() {
 }
 
 Follower::Follower(capture::RunningRecorder followed) : recorder(std::move(followed)) {
-    const std::vector<uint64_t> numbers = filesOf(recorder);
-    if (!numbers.empty()) number = numbers.back() - 1;
+    const std::set<uint64_t> numbers = filesOf(recorder);
+    if (!numbers.empty()) number = *numbers.rbegin() - 1;
     if (openNext()) readOn(nullptr);
 }
 
 bool Follower::hasNext() const {
-    const std::vector<uint64_t> numbers = filesOf(recorder);
-    return !numbers.empty() && numbers.back() > number;
+    const std::set<uint64_t> numbers = filesOf(recorder);
+    return !numbers.empty() && *numbers.rbegin() > number;
 }
 
 bool Follower::openNext() {
-    const std::vector<uint64_t> numbers = filesOf(recorder);
-    const auto next = std::upper_bound(numbers.begin(), numbers.end(), number);
+    const std::set<uint64_t> numbers = filesOf(recorder);
+    const auto next = numbers.upper_bound(number);
     if (next == numbers.end()) return false;
     const std::string path = recorder.folder + "/" + capture::nameOf(capture::RingFile{*next, recorder.writer});
     descriptor::Descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
