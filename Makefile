@@ -3,8 +3,8 @@
 #   make demo            build, then hold a conversation with a simulated host     LINK=uart|i2c|spi HOST=simulator|firmware
 #   make test            build and run all tests
 #   make test-asan       the same under AddressSanitizer and UndefinedBehaviorSanitizer
-#   make test-tsan       the same under ThreadSanitizer and UndefinedBehaviorSanitizer
-#   make test-clang      the same with clang++
+#   make test-tsan       the same under ThreadSanitizer and UndefinedBehaviorSanitizer, with clang++
+#   make test-clang      the same with clang++ and no sanitizer
 #   make test-aarch64    the same cross-built for AArch64 Linux, under user emulation
 #   make test-kernel     links and rig on a real kernel in an emulated machine   ARCH=amd64|arm64
 #   make coverage        how much of src/lib the tests run, under AddressSanitizer; fails below the gate
@@ -66,7 +66,7 @@ test-asan:
 	scripts/test.sh dev --whole
 
 test-tsan:
-	scripts/install-packages.sh build test
+	scripts/install-packages.sh build test clang
 	scripts/build.sh tsan
 	scripts/test.sh tsan --whole
 

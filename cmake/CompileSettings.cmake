@@ -33,6 +33,8 @@ if(ZENT_SANITIZE)
     if(ZENT_SANITIZE MATCHES "thread")
         # To look at an object's type it writes into a pipe, which ThreadSanitizer takes for a thing that threads share.
         target_compile_options(zent_settings INTERFACE -fno-sanitize=vptr)
+        # Nor does clang++ look at a called function's type, as g++ never does: see zent_own_operator_new.
+        target_compile_options(zent_settings INTERFACE $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-fno-sanitize=function>)
     endif()
 endif()
 
@@ -73,6 +75,14 @@ endif()
 add_library(zent_counted_headers INTERFACE)
 if(ZENT_COVERAGE)
     target_compile_options(zent_counted_headers INTERFACE ${ZENT_COUNTED})
+endif()
+
+# For tests with an operator new of their own. clang++ links ThreadSanitizer's into the program, whose own would be one too
+# many. Where it links C it leaves that out, and with it the C++ library and UndefinedBehaviorSanitizer's part for C++.
+add_library(zent_own_operator_new INTERFACE)
+if(ZENT_SANITIZE MATCHES "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    target_link_options(zent_own_operator_new INTERFACE --driver-mode=gcc)
+    target_link_libraries(zent_own_operator_new INTERFACE stdc++ m)
 endif()
 
 # Builds that only run the tests once more, beside those that people work with and that are analysed file by file.

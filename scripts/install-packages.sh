@@ -12,7 +12,7 @@ for group in "$@"; do
         packages="$packages libgtest-dev libgmock-dev librapidcheck-dev util-linux procps python3 curl"
         packages="$packages python3-pyte python3-jsonschema zsh fish groff-base" # terminals, JSON, completions, manual
         ;;
-    clang) packages="$packages clang libclang-rt-14-dev" ;;
+    clang) packages="$packages clang libclang-rt-14-dev llvm-14" ;; # run time of the sanitizers, and what names their lines
     lint)
         packages="$packages clang clang-format clang-tidy cppcheck python3 git"
         packages="$packages gcc-arm-none-eabi libnewlib-arm-none-eabi" # of the latter the headers alone

@@ -34,12 +34,13 @@
 #include "support/Packets.h"
 #include "support/Pause.h"
 #include "support/Pty.h"
+#include "support/Sanitizers.h"
 #include "support/schedule/HostileScheduler.h"
 #include "support/schedule/Hunt.h"
 
 // ThreadSanitizer holds exit() up for a second, in which threads may show a race. Here they have been at it before, and
 // write on meanwhile as fast as they can: a twentieth is enough.
-#ifdef __SANITIZE_THREAD__
+#if HOSTLINK_THREAD_SANITIZER
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
 const char* __tsan_default_options() {
     return "atexit_sleep_ms=50";

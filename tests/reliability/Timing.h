@@ -5,12 +5,14 @@
 #include <chrono>
 #include <cstddef>
 
+#include "support/Sanitizers.h"
+
 namespace truth {
 
 using Duration = std::chrono::microseconds;
 
 /// Instrumented and foreign code is slower, and so are the machines that run it.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !(defined(__x86_64__) || defined(__i386__))
+#if HOSTLINK_ADDRESS_SANITIZER || HOSTLINK_THREAD_SANITIZER || !(defined(__x86_64__) || defined(__i386__))
 constexpr int slowness = 2;
 #else
 constexpr int slowness = 1;

@@ -9,7 +9,6 @@
 #include <memory>
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
@@ -26,6 +25,7 @@
 #include "Allocations.h"
 #include "CallLog.h"
 #include "PlayedKernel.h"
+#include "support/NextDefinition.h"
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
@@ -39,7 +39,7 @@ namespace {
 std::atomic<PlayedKernel*> played{nullptr};
 
 template <typename Function> Function* next(const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+    return reinterpret_cast<Function*>(nextDefinition(name));
 }
 
 // The played kernel's answer, else what `kernel` returns.

@@ -12,21 +12,12 @@
 #include <hostlink/HostLinkTransportLayer.h>
 
 #include "BusRigTest.h"
+#include "support/Sanitizers.h"
 #include "support/Watchdog.h"
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr unsigned usualCount = 1000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr unsigned usualCount = 1000;
-#else
-constexpr unsigned usualCount = 10000;
-#endif
-#else
-constexpr unsigned usualCount = 10000;
-#endif
+constexpr unsigned usualCount = HOSTLINK_ADDRESS_SANITIZER || HOSTLINK_THREAD_SANITIZER ? 1000 : 10000;
 
 unsigned messageCount() {
     const char* given = std::getenv("HOSTLINK_BUS_MESSAGES");

@@ -5,13 +5,13 @@
 #include <cerrno>
 #include <cstdarg>
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "Threads.h"
+#include "support/NextDefinition.h"
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
@@ -34,7 +34,7 @@ private:
     Function* function() {
         Function* known = found.load(std::memory_order_relaxed);
         if (known == nullptr) {
-            known = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+            known = reinterpret_cast<Function*>(nextDefinition(name));
             found.store(known, std::memory_order_relaxed);
         }
         return known;
