@@ -26,9 +26,9 @@ constexpr int badUsage = 2;
 
 /// A program's options, or those of one of its commands. A handle: it is copied, and good as long as its `CommandLine`.
 ///
-/// A value that is filled in must live as long as the command line and may be a std::string, an int, a long, an unsigned
-/// one of these or an unsigned short, a double, an std::optional of a string or an int, or a std::vector of strings; what
-/// a flag fills in a bool or an optional one. The parser folds the texts of help.
+/// A value that is filled in must live as long as the command line and may be a std::string, an int, a long, an
+/// unsigned one of these or an unsigned short, a double, an std::optional of a string or an int, or a std::vector of
+/// strings; what a flag fills in a bool or an optional one. The parser folds the texts of help.
 class Command {
 public:
     explicit Command(CLI::App& parser) : app(&parser) {}
