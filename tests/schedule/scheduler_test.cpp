@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -171,7 +172,12 @@ TEST_F(HuntDeathTest, SaysHowToRepeatEachTestAndTakesTheNextSeedForTheNextTime) 
 TEST_F(HuntDeathTest, SaysWhereEachThreadIsWhenItGivesUp) {
     EXPECT_EXIT(
         {
-            std::thread([] { pause(); }).detach();
+            std::promise<void> begun; // a sanitizer drops what is sent to a thread that it does not know yet
+            std::thread([&begun] {
+                begun.set_value();
+                for (;;) pause();
+            }).detach();
+            begun.get_future().wait();
             dumpThreadsOnAbort();
             std::abort();
         },
