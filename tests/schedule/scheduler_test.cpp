@@ -172,7 +172,7 @@ TEST_F(HuntDeathTest, SaysHowToRepeatEachTestAndTakesTheNextSeedForTheNextTime) 
 TEST_F(HuntDeathTest, SaysWhereEachThreadIsWhenItGivesUp) {
     EXPECT_EXIT(
         {
-            std::promise<void> begun; // a sanitizer drops what is sent to a thread that it does not know yet
+            std::promise<void> begun; // ThreadSanitizer loses what is sent to a thread that it has yet to set up
             std::thread([&begun] {
                 begun.set_value();
                 for (;;) pause();

@@ -41,8 +41,15 @@ void answer(int /*signal*/) {
     ++answers;
 }
 
-// One that sleeps and has the signal blocked, as the threads of libraries do, never answers. One that was just started
-// has all of them blocked too, but has yet to run.
+// A line of /proc/self/task/N/status that is a set of signals.
+bool hasQuestion(const char* status, const char* name) {
+    const char* const set = std::strstr(status, name);
+    return set == nullptr || (std::strtoull(set + std::strlen(name), nullptr, 16) >> (question - 1) & 1) != 0;
+}
+
+// One that sleeps and has the signal blocked, as the threads of libraries do, never answers: for it the signal waits.
+// One that has got it may sleep as well, with all of them blocked: ThreadSanitizer blocks them while it calls the
+// handler. And one that was just started has all of them blocked too, but has yet to run.
 bool willAnswer(pid_t thread) {
     char path[48];
     std::snprintf(path, sizeof path, "/proc/self/task/%d/status", static_cast<int>(thread));
@@ -51,9 +58,8 @@ bool willAnswer(pid_t thread) {
     const long size = syscall(SYS_read, file, text, sizeof text - 1);
     syscall(SYS_close, file);
     const char* const state = size <= 0 ? nullptr : std::strstr(text, "State:\t");
-    const char* const blocked = size <= 0 ? nullptr : std::strstr(text, "SigBlk:\t");
-    if (state == nullptr || blocked == nullptr) return false;
-    return state[7] != 'S' || (std::strtoull(blocked + 8, nullptr, 16) >> (question - 1) & 1) == 0;
+    if (state == nullptr) return false;
+    return state[7] != 'S' || !hasQuestion(text, "SigBlk:\t") || !hasQuestion(text, "SigPnd:\t");
 }
 
 void ask(pid_t thread) {
