@@ -82,6 +82,7 @@ public:
     void columnWidth(std::size_t characters);
     /// One command must be given; the program's own options may stand behind its name too.
     void needsCommand(bool ownOptionsBehind = false);
+
     /// Reads the command line, fills the values in; prints the text of --help, or what is wrong.
     /// @return what the program is to end with at once; none: it is to go on
     std::optional<int> read(int argc, const char* const* argv);

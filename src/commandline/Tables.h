@@ -10,9 +10,9 @@ namespace commandline {
 
 /// A line of it, or the beginning of a table.
 struct TableLine {
-    std::vector<std::string>
-        tables;       ///< from the outermost to the one that it stands in; of a beginning its own as well
-    std::string name; ///< empty: the beginning of the table
+    /// From the outermost to the one that it stands in; of a beginning its own as well.
+    std::vector<std::string> tables;
+    std::string name;                ///< empty: the beginning of the table
     std::vector<std::string> values; ///< several of a list
 
     /// "table.name"
