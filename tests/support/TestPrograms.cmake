@@ -17,7 +17,7 @@ function(zent_add_tests target)
     target_link_libraries(${target} PRIVATE zent_test_settings test_support ${arg_LIBRARIES})
     target_precompile_headers(${target} REUSE_FROM precompiled_headers)
     set(label single)
-    foreach(kind client firmware)
+    foreach(kind client firmware native)
         if(kind IN_LIST arg_LABELS)
             set(label single-${kind}) # a list of labels does not get through to the discovered tests
         endif()
