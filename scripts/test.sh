@@ -1,18 +1,30 @@
 #!/bin/sh
-# test.sh PRESET [--whole] [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the last line says
-# how many, and why. With --whole test programs run as they are, not one process for each test: the same tests, sooner;
-# and those that look at the source tree alone (label: tree), which no build changes, only with the release build. TEST_JOBS of
-# them at a time; when not given, twice as many as there are processors, since tests wait more than they compute.
+# test.sh PRESET [--whole [--not-in OTHER]] [CTEST-OPTION...]: runs the suite of build/PRESET. When tests did not run, the
+# last line says how many, and why. With --whole test programs run as they are, not one process for each test: the same
+# tests, sooner; and those that look at the source tree alone (label: tree), which no build changes, only with the release
+# build. With --not-in those are left out that build/OTHER runs in that way too. TEST_JOBS of them at a time; when not given,
+# twice as many as there are processors, since tests wait more than they compute.
 set -eu
 cd "$(dirname "$0")/.."
 preset=$1
 shift
 report=$(pwd)/build/$preset/tests.xml
+
+# besides PRESET: the labels of what --whole leaves out.
+besides() {
+    if [ "$1" = release ]; then echo 'single'; else echo 'single|tree'; fi
+}
+
 if [ "${1:-}" = --whole ]; then
     shift
-    besides='single'
-    [ "$preset" = release ] || besides='single|tree'
-    set -- -C whole -LE "$besides" "$@"
+    if [ "${1:-}" = --not-in ]; then
+        there=$(ctest --test-dir "build/$2" -N -C whole -LE "$(besides "$2")" |
+            sed -n 's/^  *Test *#[0-9]*: \(.*\)/\1/p' | sed 's/[^A-Za-z0-9_]/[&]/g' | paste -sd '|')
+        [ -n "$there" ] || { echo "test.sh: build/$2 has no tests; scripts/build.sh $2 comes first" >&2 && exit 1; }
+        shift 2
+        set -- -E "^($there)\$" "$@"
+    fi
+    set -- -C whole -LE "$(besides "$preset")" "$@"
 fi
 
 code=0
