@@ -4,6 +4,7 @@
 
 #include "hostlinkclient/session/Confirmation.h"
 #include "hostlinkclient/session/Core.h"
+#include "hostlinkclient/session/Explain.h"
 #include "hostlinkclient/session/Requests.h"
 
 namespace hostlink {
@@ -12,9 +13,7 @@ namespace {
 
 // What the wire cannot carry is not begun: a transport would send its first packets again in place of those too many.
 template <typename T> void checkLength(const Core& core, Request<T>& request) {
-    if (request.wrong) return;
-    const std::string problem = problemOf(request.question.message.size(), core.maxPacketSize());
-    if (!problem.empty()) request.wrong = Failure(Outcome::BadArgument, request.what + ": " + problem);
+    complain(request.wrong, request.what, problemOf(request.question.message.size(), core.maxPacketSize()));
 }
 
 // The three forms of a request, over the same core.
