@@ -36,9 +36,10 @@ $quick cppcheck --quiet --std=c99 --enable=warning,performance,portability --inl
     --suppressions-list=scripts/cppcheck-suppressions.txt $firmware firmware
 
 echo "== clang-tidy, with the clang analyzer's checks"
-# A few files of a target together: what their headers cost is paid once. Not many: the analyzer follows each function into
-# those of the files beside it, and gives it up after so many steps, whether it has seen its end or not. "UnifiedSource" in
-# the path tells it to look at the files behind such a one as closely as at a file of its own.
+# A few files of a target together: what their headers cost is paid once. Not many, and not those that call each other: the
+# analyzer follows each function into those of the files beside it, and gives it up after so many steps, whether it has seen
+# its end or not. "UnifiedSource" in the path tells it to look at the files behind such a one as closely as at a file of its
+# own.
 together=build/UnifiedSource
 [ -f build/clang/build.ninja ] || cmake --preset clang >/dev/null # only how each file is compiled is needed
 cmake --preset clang -B "$together" -D CMAKE_UNITY_BUILD=ON -D CMAKE_UNITY_BUILD_BATCH_SIZE=8 >/dev/null
