@@ -14,7 +14,7 @@ for group in "$@"; do
         ;;
     clang) packages="$packages clang libclang-rt-14-dev llvm-14" ;; # run time of the sanitizers, and what names their lines
     lint)
-        packages="$packages clang clang-format clang-tidy cppcheck python3 git"
+        packages="$packages clang clang-format clang-tidy cppcheck libmimalloc2.0 python3 git"
         packages="$packages gcc-arm-none-eabi libnewlib-arm-none-eabi" # of the latter the headers alone
         ;;
     aarch64)

@@ -25,24 +25,6 @@ std::string listed(const std::vector<std::string>& lines) {
     return list + "]";
 }
 
-std::string escaped(const std::string& text) {
-    std::string xml;
-    for (const char c : text) {
-        if (c == '&') {
-            xml += "&amp;";
-        } else if (c == '<') {
-            xml += "&lt;";
-        } else if (c == '>') {
-            xml += "&gt;";
-        } else if (c == '"') {
-            xml += "&quot;";
-        } else if (static_cast<unsigned char>(c) >= ' ') { // XML has no control characters
-            xml += c;
-        }
-    }
-    return xml;
-}
-
 std::string ruleInWords(unsigned number) {
     const Rule& one = rule(number);
     return "rule " + std::to_string(number) + " (" + nameOf(one.strength) + "): " + one.text;
@@ -63,14 +45,13 @@ size_t count(const std::vector<Result>& results, Outcome outcome) {
 }
 
 std::string junitOf(const Result& result) {
-    std::string xml = "  <testcase classname=\"" + escaped(result.check->group) + "\" name=\"" +
-                      escaped(result.check->name) + "\" time=\"" + seconds(result.took) + "\"";
+    std::string xml = "  <testcase classname=\"" + asXml(result.check->group) + "\" name=\"" +
+                      asXml(result.check->name) + "\" time=\"" + seconds(result.took) + "\"";
     if (result.outcome == Outcome::Passed) return xml + "/>\n";
     if (result.outcome == Outcome::Skipped)
-        return xml + "><skipped message=\"" + escaped(result.text) + "\"/></testcase>\n";
-    xml +=
-        "><failure message=\"" + escaped("expected: " + result.text) + "\">" + escaped(ruleInWords(result.rule)) + '\n';
-    for (const std::string& line : result.wire) xml += escaped(line) + '\n';
+        return xml + "><skipped message=\"" + asXml(result.text) + "\"/></testcase>\n";
+    xml += "><failure message=\"" + asXml("expected: " + result.text) + "\">" + asXml(ruleInWords(result.rule)) + '\n';
+    for (const std::string& line : result.wire) xml += asXml(line) + '\n';
     return xml + "</failure></testcase>\n";
 }
 

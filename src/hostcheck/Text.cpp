@@ -26,4 +26,22 @@ std::string rightAligned(const std::string& text, size_t columns) {
     return text.size() < columns ? std::string(columns - text.size(), ' ') + text : text;
 }
 
+std::string asXml(const std::string& text) {
+    std::string xml;
+    for (const char c : text) {
+        if (c == '&') {
+            xml += "&amp;";
+        } else if (c == '<') {
+            xml += "&lt;";
+        } else if (c == '>') {
+            xml += "&gt;";
+        } else if (c == '"') {
+            xml += "&quot;";
+        } else if (static_cast<unsigned char>(c) >= ' ') { // XML has no control characters
+            xml += c;
+        }
+    }
+    return xml;
+}
+
 } // namespace hostcheck

@@ -176,7 +176,7 @@ ExitCode report(Output& out, const Expectations& expectations, const std::string
     return isSame ? ExitCode::Good : ExitCode::HostSaidNo;
 }
 
-using Moment = std::chrono::steady_clock::time_point;
+using Instant = std::chrono::steady_clock::time_point;
 
 ExitCode replay(Program& program, const ReplayOptions& options) {
     const Recording recording = recordingOf(contentOf(options.file));
@@ -199,7 +199,7 @@ ExitCode replay(Program& program, const ReplayOptions& options) {
     PlayOptions manner;
     manner.inRecordedTime = options.speed == "recorded";
     manner.patience = std::chrono::milliseconds(options.patience);
-    Player player(*port, play.script, expectations, manner, [&, gone = std::optional<Moment>()]() mutable {
+    Player player(*port, play.script, expectations, manner, [&, gone = std::optional<Instant>()]() mutable {
         // What it said at last may still be on its way.
         constexpr std::chrono::milliseconds lastWords{300};
         if (other && other->ended() && !gone) gone = std::chrono::steady_clock::now();

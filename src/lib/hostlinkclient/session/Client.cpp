@@ -4,6 +4,7 @@
 
 #include "hostlinkclient/session/Confirmation.h"
 #include "hostlinkclient/session/Core.h"
+#include "hostlinkclient/session/Explain.h"
 #include "hostlinkclient/session/Requests.h"
 
 namespace hostlink {
@@ -12,14 +13,12 @@ namespace {
 
 // What the wire cannot carry is not begun: a transport would send its first packets again in place of those too many.
 template <typename T> void checkLength(const Core& core, Request<T>& request) {
-    if (request.wrong) return;
-    const std::string problem = problemOf(request.question.message.size(), core.maxPacketSize());
-    if (!problem.empty()) request.wrong = Failure(Outcome::BadArgument, request.what + ": " + problem);
+    complain(request.wrong, request.what, problemOf(request.question.message.size(), core.maxPacketSize()));
 }
 
 // The three forms of a request, over the same core.
 // The core stays while somebody waits: the client may be closed and gone meanwhile.
-template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T> request, const Call& call) {
+template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T>&& request, const Call& call) {
     checkLength(*core, request);
     if (request.wrong) return *request.wrong;
     const Matcher::End end = core->wait(std::move(request.question), call.isCancelledBy());
@@ -27,7 +26,7 @@ template <typename T> Result<T> wait(std::shared_ptr<Core> core, Request<T> requ
 }
 
 template <typename T>
-void begin(Core& core, Request<T> request, const Call& call, std::function<void(Result<T>)> done) {
+void begin(Core& core, Request<T>&& request, const Call& call, std::function<void(Result<T>)> done) {
     checkLength(core, request);
     if (request.wrong) {
         done(*request.wrong);
@@ -59,13 +58,13 @@ template <typename T> std::function<void(Result<T>)> calledBack(Core& core, std:
     };
 }
 
-template <typename T> std::future<Result<T>> promise(Core& core, Request<T> request, const Call& call) {
+template <typename T> std::future<Result<T>> promise(Core& core, Request<T>&& request, const Call& call) {
     const Promised<T> promised;
     begin(core, std::move(request), call, promised.done());
     return promised.future();
 }
 
-template <typename T> void callLater(Core& core, Request<T> request, const Call& call, Client::Callback<T> done) {
+template <typename T> void callLater(Core& core, Request<T>&& request, const Call& call, Client::Callback<T> done) {
     begin(core, std::move(request), call, calledBack(core, std::move(done)));
 }
 

@@ -18,7 +18,7 @@ constexpr int enough = 2;
 // Kept alive by the question that is under way; one question at a time, so nothing here is shared by threads at once.
 class Confirmation : public std::enable_shared_from_this<Confirmation> {
 public:
-    Confirmation(const std::shared_ptr<Core>& inside, Request<void> asked, StateValues wanted, const Call& call,
+    Confirmation(const std::shared_ptr<Core>& inside, Request<void>&& asked, StateValues wanted, const Call& call,
                  std::function<void(Result<void>)> whenDone)
         : core(inside),
           request(std::move(asked)),
@@ -45,7 +45,7 @@ public:
 private:
     void ask(const Question& question, Core::Done next) {
         const auto present = core.lock();
-        if (present) present->submit(question, cancellation, std::move(next));
+        if (present) present->submit(Question(question), cancellation, std::move(next));
     }
 
     // Whatever else the answer says may be damaged; only what keeps the question from being asked ends it here.
@@ -124,7 +124,7 @@ private:
 
 } // namespace
 
-void confirm(const std::shared_ptr<Core>& core, Request<void> request, const StateValues& values, const Call& call,
+void confirm(const std::shared_ptr<Core>& core, Request<void>&& request, const StateValues& values, const Call& call,
              std::function<void(Result<void>)> done) {
     std::make_shared<Confirmation>(core, std::move(request), values, call, std::move(done))->set();
 }

@@ -201,7 +201,7 @@ void Core::tellTheRest() {
 }
 
 // Without memory for all of it nothing has been asked.
-Core::Id Core::add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed) {
+Core::Id Core::add(Question&& question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed) {
     const Time now = Clock::now();
     const Id id = matcher.nextId();
     try {
@@ -226,13 +226,13 @@ void Core::forget(Id id, const std::shared_ptr<Cancellation::State>& by) {
     dones.erase(id);
 }
 
-void Core::submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done) {
+void Core::submit(Question&& question, const std::shared_ptr<Cancellation::State>& by, Done done) {
     Lock lock(mutex);
     add(std::move(question), std::move(done), by);
     settle(lock, {});
 }
 
-Matcher::End Core::wait(Question question, const std::shared_ptr<Cancellation::State>& by) {
+Matcher::End Core::wait(Question&& question, const std::shared_ptr<Cancellation::State>& by) {
     const auto slot = std::make_shared<Slot>();
     const ByteArray message = question.message;
     Lock lock(mutex);

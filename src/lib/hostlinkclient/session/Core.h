@@ -54,10 +54,10 @@ public:
     const Options& options() const { return settings; }
 
     /// Asks; `done` is called once, on any thread and without a lock, and must neither block nor throw.
-    void submit(Question question, const std::shared_ptr<Cancellation::State>& by, Done done);
+    void submit(Question&& question, const std::shared_ptr<Cancellation::State>& by, Done done);
     /// Asks and waits. On the caller's thread, also for the writing where the line is free: a blocking request costs no
     /// change of threads but those to the link's own.
-    Matcher::End wait(Question question, const std::shared_ptr<Cancellation::State>& by);
+    Matcher::End wait(Question&& question, const std::shared_ptr<Cancellation::State>& by);
     void cancel(Matcher::Id id);
 
     LinkState linkState() const;
@@ -100,7 +100,7 @@ private:
     using MessageTold = std::function<void(const ByteArray&)>;
     using LinkTold = std::function<void(LinkState, const std::string&)>;
 
-    Id add(Question question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed = false);
+    Id add(Question&& question, Done done, const std::shared_ptr<Cancellation::State>& by, bool isSelfTimed = false);
     void forget(Id id, const std::shared_ptr<Cancellation::State>& by);
     bool settle(Lock& lock, std::optional<Id> own);
     static void tellEnds(const std::vector<Matcher::End>& ended, const std::map<Id, Done>& whom);

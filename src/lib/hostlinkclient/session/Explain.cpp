@@ -73,4 +73,8 @@ Failure explain(const Matcher::End& end, const std::string& what, const std::str
             {}};
 }
 
+void complain(std::optional<Failure>& wrong, const std::string& what, const std::string& problem) {
+    if (!problem.empty() && !wrong) wrong = Failure(Outcome::BadArgument, what + ": " + problem);
+}
+
 } // namespace hostlink

@@ -32,8 +32,7 @@ std::string names(const States& states) {
 }
 
 template <typename T> void complain(Request<T>& request, const std::string& problem) {
-    if (!problem.empty() && !request.wrong)
-        request.wrong = Failure(Outcome::BadArgument, request.what + ": " + problem);
+    hostlink::complain(request.wrong, request.what, problem);
 }
 
 // What cannot be sent as one message has none.
