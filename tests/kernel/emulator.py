@@ -12,6 +12,11 @@ PR_SET_PDEATHSIG = 1
 # Each port is a socket of that name, whose far side outside.py plays. `paths` is where the guest has them.
 SERIAL_PORTS = ("first", "second", "card", "usb")
 
+# Both processors of a guest by one thread, which changes from one to the other whenever one halts, waits for a lock, uses a
+# device or is interrupted, and after a tenth of a second at the latest. A thread for each takes three times the time: they
+# spin for one another's locks, the guest's and the emulator's.
+PROCESSORS = ("-accel", "tcg,thread=single", "-smp", "2")
+
 # A guest that waits for a busy machine is no fault of the kernel's.
 KERNEL = "quiet panic=-1 nowatchdog rcupdate.rcu_cpu_stall_suppress=1"
 
@@ -61,7 +66,7 @@ class Emulator:
         self.folder = folder
         machine = MACHINES[arch]
         command = [
-            *(machine["program"], "-accel", "tcg,thread=multi", *machine["machine"], "-m", "512", "-smp", "2"),
+            *(machine["program"], *PROCESSORS, *machine["machine"], "-m", "512"),
             *("-nodefaults", "-no-user-config", "-display", "none", "-no-reboot", "-kernel", kernel, "-initrd", archive),
             *("-append", f"console={machine['console']} {KERNEL} {machine['kernel']}"),
             *("-chardev", "stdio,id=console,signal=off", *self.sockets(), *machine["serial"]),
