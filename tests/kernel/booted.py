@@ -76,11 +76,11 @@ class Boot:
             self.end()
 
     @staticmethod
-    def check(word):
-        if not word:
+    def check(words):
+        if not words:
             raise ValueError("it has ended")
-        if word != ["ready"]:
-            raise ValueError(f"modules that do not load: {' '.join(word[1:])}")
+        if words != ["ready"]:
+            raise ValueError(f"modules that do not load: {' '.join(words[1:])}")
 
     def said(self):
         self.end()
