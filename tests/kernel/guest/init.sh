@@ -22,8 +22,9 @@ appears() {
         usleep 20000
     done
     echo "$1 does not appear"
+    return 1
 }
-appears /dev/vport0p2
+appears /dev/vport0p2 || poweroff -f
 ln -s vport0p1 /dev/outside
 ln -s vport0p2 /dev/files
 
