@@ -4,6 +4,7 @@
 #   kernel          the kernel, as the emulator starts it
 #   guest.cpio      busybox, the kernel's modules that the tests use, those of tests/kernel/modules, tests/kernel/guest
 #   modules.order   which modules are loaded, in that order
+#   booted-*        the machine once it has booted, which the first test after this one makes (tests/kernel/booted.py)
 #
 # Packages are downloaded and unpacked, never installed: they stay in build/kernel/ARCH/VERSION until Debian brings another
 # version. Needs no root.

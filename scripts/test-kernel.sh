@@ -19,5 +19,5 @@ scripts/build.sh release zent-hostsim # the far side of the guest's ports runs h
 scripts/build.sh "$preset" kernel_guest_programs
 scripts/build-kernel-guest.sh "$arch"
 scripts/check-device-trees.sh
-# A guest has two processors, and waits more than it computes.
+# A guest computes on one processor at a time, and waits more than it computes.
 ctest --test-dir "build/$preset" -C kernel -L '^kernel$' --no-tests=error --output-on-failure -j "${KERNEL_JOBS:-2}"

@@ -33,8 +33,12 @@ class Tree:
         if not os.path.lexists(name) and name != place:
             os.symlink(path, name)
         if self.is_elf(path):
-            subprocess.run([self.prefix + "strip", "--strip-debug", place], check=True)
+            self.strip(place)
             self.add_what_it_loads(path)
+
+    def strip(self, place):
+        """Nobody reads the names in there, and each byte goes through an emulated device."""
+        subprocess.run([self.prefix + "strip", place], check=True)
 
     @staticmethod
     def is_elf(path):
@@ -62,6 +66,7 @@ class Tree:
                 place = self.place("/lib/" + name)
                 if not os.path.exists(place):
                     shutil.copy(os.path.realpath(path), place)
+                    self.strip(place)
                 self.add_what_it_loads(path)
                 return
         raise SystemExit(f"run-in-kernel: {wanted_by} loads {name}, which is in none of {' '.join(self.library_folders)}")
@@ -70,15 +75,10 @@ class Tree:
         with open(self.place(path), "w", encoding="utf-8") as file:
             file.write(text)
 
-    def archive(self, first, target):
-        """The archive `first` with this tree behind it; the kernel unpacks one after the other."""
-        names = subprocess.run(["find", "."], cwd=self.folder, capture_output=True, check=True).stdout
+    def archive(self):
+        names = subprocess.run(["find", ".", "-mindepth", "1"], cwd=self.folder, capture_output=True, check=True).stdout
         pack = ["cpio", "--quiet", "-o", "-H", "newc", "--owner", "0:0"]
-        with open(target, "wb") as file:
-            with open(first, "rb") as start:
-                shutil.copyfileobj(start, file)
-            file.flush()
-            subprocess.run(pack, cwd=self.folder, input=names, stdout=file, check=True)
+        return subprocess.run(pack, cwd=self.folder, input=names, capture_output=True, check=True).stdout
 
 
 def shell_words(words):

@@ -9,6 +9,7 @@ import tempfile
 import threading
 import time
 
+from booted import BootFailure, state_of
 from emulator import MACHINES, Emulator
 from initramfs import Tree, shell_words
 from outside import Outside
@@ -59,29 +60,28 @@ def programs_of(options):
     return found
 
 
-def make_archive(options, guest, folder):
+def make_archive(options, folder):
     machine = MACHINES[options.arch]
     triplet = machine["triplet"]
     places = [f"{options.build}/lib", f"/lib/{triplet}", f"/usr/lib/{triplet}", f"/usr/{triplet}/lib"]
-    tree = Tree(os.path.join(folder, "tree"), machine["prefix"], places)
+    tree = Tree(folder, machine["prefix"], places)
     for program in programs_of(options):
         tree.add_program(program)
     tree.write("/run/command", command_of(options))
-    archive = os.path.join(folder, "archive")
-    tree.archive(f"{guest}/guest.cpio", archive)
-    return archive
+    return tree.archive()
 
 
 class Run:
     """One guest from its start to its end."""
 
-    def __init__(self, options, archive, guest, folder):
+    def __init__(self, options, archive, emulator):
         self.options = options
+        self.archive = archive
         self.start = time.monotonic()
         self.code = None  # of the program in the guest, once it has said so
         self.killed = False
         self.over = threading.Event()
-        self.emulator = Emulator(options.arch, f"{guest}/kernel", archive, folder)
+        self.emulator = emulator
 
     def seconds(self):
         return time.monotonic() - self.start
@@ -96,27 +96,39 @@ class Run:
 
     def serve(self):
         """What the guest asks the outside for, until it has gone."""
-        while not self.emulator.is_ready():
-            if self.over.wait(0.02):
-                return
+        self.emulator.wait_until_ready()
         outside = Outside(self.emulator, self.options.hostsim)
         try:
             with self.emulator.connect("outside") as connection, connection.makefile("rw", encoding="utf-8") as lines:
+                lines.write(f"go {int(time.time())}\n")
+                lines.flush()
                 for line in lines:
                     self.take(line.strip(), lines, outside)
         except OSError:
             pass  # the emulator has ended
+        except ValueError as refusal:
+            print(f"run-in-kernel: the guest lacks what it needs: {refusal}", file=sys.stderr)
+            self.emulator.kill()
         outside.end()
 
     def take(self, line, lines, outside):
         first, _, rest = line.partition(" ")
         if first == "booted":
-            self.say(f"guest: Linux {rest.split()[1]}, up after {self.seconds():.1f} s")
+            self.say(f"guest: Linux {rest}, up after {self.seconds():.1f} s")
+            self.bring_in()
         elif first == "ended":
             self.code = int(rest)
         elif line:
             lines.write(outside.answer(line) + "\n")
             lines.flush()
+
+    def bring_in(self):
+        """What a guest that has just gone on still lacks."""
+        self.emulator.plug("usb")
+        with self.emulator.connect("files") as files, files.makefile("r", encoding="utf-8") as lines:
+            lines.readline()  # it is ready
+            files.sendall(self.archive)
+            lines.readline()  # it has taken all: the emulator forgets what is under way when a connection ends
 
     def result(self):
         threads = [threading.Thread(target=work, daemon=True) for work in (self.kill_at_the_limit, self.serve)]
@@ -154,9 +166,15 @@ def main():
     if not os.path.exists(f"{guest}/guest.cpio"):
         print(f"no guest can run here: scripts/build-kernel-guest.sh {options.arch} has not been run", file=sys.stderr)
         return SKIPPED
+    try:
+        state = state_of(options.arch, guest)
+    except BootFailure as failure:
+        print(f"run-in-kernel: {failure}", file=sys.stderr)
+        return FAILED
     with tempfile.TemporaryDirectory(prefix="guest-") as folder:
-        os.mkdir(os.path.join(folder, "tree"))
-        return Run(options, make_archive(options, guest, folder), guest, folder).result()
+        archive = make_archive(options, folder)
+    with tempfile.TemporaryDirectory(prefix="guest-") as folder:
+        return Run(options, archive, Emulator(options.arch, guest, folder, state)).result()
 
 
 if __name__ == "__main__":
