@@ -14,8 +14,9 @@ scripts/test.sh coverage --whole --quiet --output-log "$build/tests.log" || {
 }
 
 mkdir -p "$build/html"
-gcovr --root . --filter src/lib/ --filter src/exchange/ --filter src/items/ --filter src/sockets/ --exclude-throw-branches --exclude-unreachable-branches -j "${JOBS:-$(nproc)}" \
-    --json "$build/coverage.json" "$build"
+gcovr --root . --filter src/lib/ --filter src/exchange/ --filter src/items/ --filter src/sockets/ \
+    --exclude-throw-branches --exclude-unreachable-branches -j "${JOBS:-$(nproc)}" \
+    --gcov-executable "'$(pwd)/scripts/gcov.sh'" --json "$build/coverage.json" "$build"
 report() {
     gcovr --root . --add-tracefile "$build/coverage.json" "$@"
 }
