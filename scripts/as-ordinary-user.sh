@@ -1,13 +1,13 @@
 #!/bin/sh
-# as-ordinary-user.sh [--folder FOLDER] COMMAND [ARGUMENT...]: for root, runs COMMAND as the user nobody, who gets build/, or
-# FOLDER alone, for that time; for anybody else, just runs it. What such a user needs of the machine and may not have, a way
-# to this folder and a /dev/fuse to open, is changed in a mount namespace of the command's own.
+# as-ordinary-user.sh [--folder FOLDER]... COMMAND [ARGUMENT...]: for root, runs COMMAND as the user nobody, who gets build/,
+# or these FOLDERs alone, for that time; for anybody else, just runs it. What such a user needs of the machine and may not
+# have, a way to this folder and a /dev/fuse to open, is changed in a mount namespace of the command's own.
 set -eu
-folder=build
-if [ "${1:-}" = --folder ]; then
-    folder=$2
+folders=
+while [ "${1:-}" = --folder ]; do
+    folders="$folders $2"
     shift 2
-fi
+done
 if [ "$(id -u)" != 0 ]; then exec "$@"; fi
 tree=$(cd "$(dirname "$0")/.." && pwd -P)
 as_nobody() {
@@ -53,12 +53,13 @@ case ${1:-} in
         -u XDG_RUNTIME_DIR HOME=/nonexistent "$@"
     ;;
 "")
-    echo "usage: as-ordinary-user.sh [--folder FOLDER] COMMAND [ARGUMENT...]" >&2
+    echo "usage: as-ordinary-user.sh [--folder FOLDER]... COMMAND [ARGUMENT...]" >&2
     exit 2
     ;;
 esac
 
 owner=$(stat -c %u:%g "$tree")
-trap 'chown -R "$owner" "$tree/$folder"' EXIT
-chown -R nobody:nogroup "$tree/$folder"
+give() { for folder in ${folders:-build}; do chown -R "$1" "$tree/$folder"; done; }
+trap 'give "$owner"' EXIT
+give nobody:nogroup
 unshare --mount --propagation private "$0" --inside "$@"
