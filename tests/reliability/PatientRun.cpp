@@ -10,7 +10,7 @@ namespace truth {
 PatientVerdict runPatiently(PlanOptions options, LinkKind kind,
                             const std::function<std::unique_ptr<HostSide>(const Timing&)>& makeHost) {
     PatientVerdict result;
-    for (const int patience : {1, 4, 12}) {
+    for (const int patience : {1, 4, 12, 40}) {
         testIsAt("the run with time-outs " + std::to_string(patience) + " times as long");
         const Timing timing(patience);
         options.lateBy = timing.lateBy;

@@ -17,8 +17,9 @@ struct PatientVerdict {
 };
 
 /// Runs the plan of these options and judges it. Where an answer may have come too late because the machine let nobody
-/// run, the same plan is run again with time-outs four times as long, and once more with twelve times. What is
-/// wrong then as well is wrong.
+/// run, the same plan is run again with time-outs four times as long, then twelve times and forty times: an emulated
+/// board that shares two processors with seven programs that compute needs more than twelve. What is wrong then as well
+/// is wrong.
 PatientVerdict runPatiently(PlanOptions options, LinkKind kind,
                             const std::function<std::unique_ptr<HostSide>(const Timing&)>& makeHost);
 
